@@ -1,0 +1,5 @@
+find_package(Threads REQUIRED)
+find_package(fmt 10 REQUIRED CONFIG)
+find_package(Boost 1.76 REQUIRED CONFIG COMPONENTS filesystem program_options)
+find_package(EXPAT REQUIRED)
+find_package(GTest 1.12 REQUIRED CONFIG)

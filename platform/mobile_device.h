@@ -1,0 +1,62 @@
+#pragma once
+
+/// What the program uses of Apple's MobileDevice, under its own names.
+///
+/// Our own declarations; see core_foundation.h for who supplies the functions. Callbacks arrive on
+/// threads of MobileDevice, at any time between registration and the end of the process.
+
+#include "platform/core_foundation.h"
+
+#include <cstdint>
+
+extern "C" {
+
+/// A device in DFU, Recovery mode or a running restore operating system: a CoreFoundation object.
+struct _AMRestorableDevice;
+/// The Recovery-mode side of a restorable device: a CoreFoundation object.
+struct _AMRecoveryModeDevice;
+
+// --- booted devices; only the subscription is used, which starts MobileDevice's USB service
+
+struct _AMDeviceNotification;
+struct AMDeviceNotificationInfo;
+using AMDeviceNotificationCallback = void (*)(const AMDeviceNotificationInfo* info, void* context);
+
+/// 0, or an error number.
+int AMDeviceNotificationSubscribe(AMDeviceNotificationCallback callback, std::uint32_t unused,
+                                  std::uint32_t connection_type, void* context,
+                                  _AMDeviceNotification** subscription);
+int AMDeviceNotificationUnsubscribe(_AMDeviceNotification* subscription);
+
+// --- restorable devices
+
+/// `type`: 0 connected, 1 disconnected. `device` is borrowed, and may be null.
+using AMRestorableDeviceNotificationCallback = void (*)(_AMRestorableDevice* device,
+                                                        std::uint32_t type, void* context);
+
+/// The number of the registration. On failure an owned error is stored in `*error`.
+std::int32_t
+AMRestorableDeviceRegisterForNotifications(AMRestorableDeviceNotificationCallback callback,
+                                           void* context, CFErrorRef* error);
+std::int32_t AMRestorableDeviceUnregisterForNotifications(std::int32_t registration);
+
+/// 0 unknown, 1 DFU, 2 Recovery, 3 restore operating system, 4 booted.
+std::uint32_t AMRestorableDeviceGetState(_AMRestorableDevice* device);
+/// 0 when the device does not tell.
+std::uint64_t AMRestorableDeviceGetECID(_AMRestorableDevice* device);
+
+// --- restores
+
+/// `status` is borrowed. Called for every report of a running restore.
+using AMRestorableDeviceRestoreCallback = void (*)(_AMRestorableDevice* device,
+                                                   CFDictionaryRef status, void* context);
+
+/// A new dictionary with MobileDevice's default restore options, or null.
+CFMutableDictionaryRef AMRestoreCreateDefaultOptions(CFAllocatorRef allocator);
+/// Starts a restore and returns; what follows is told to `callback`.
+std::int32_t AMRestorableDeviceRestore(_AMRestorableDevice* device, CFDictionaryRef options,
+                                       AMRestorableDeviceRestoreCallback callback, void* context);
+/// Logs restores into the file at `path`, in UTF-8. 0, or an AMR error code.
+std::int32_t AMRestoreEnableFileLogging(const char* path);
+
+} // extern "C"
