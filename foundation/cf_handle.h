@@ -1,0 +1,29 @@
+#pragma once
+
+/// Owning handles of CoreFoundation objects.
+
+#include "platform/core_foundation.h"
+
+#include <memory>
+#include <type_traits>
+
+namespace vandrel {
+
+/// Releases a CoreFoundation object; null is left alone.
+struct CFTypeDeleter {
+    void operator()(CFTypeRef object) const noexcept {
+        if (object != nullptr) {
+            CFRelease(object);
+        }
+    }
+};
+
+/// Owns one reference to the object of a CoreFoundation reference type, as in
+/// `cf_handle<CFStringRef>`. Adopts what Create and Copy functions return.
+template<class Ref>
+using cf_handle = std::unique_ptr<std::remove_pointer_t<Ref>, CFTypeDeleter>;
+
+/// How every failure of the tool travels: thrown where it is found, caught by the driver.
+using cf_error_handle = cf_handle<CFErrorRef>;
+
+} // namespace vandrel

@@ -1,0 +1,24 @@
+#pragma once
+
+/// Text across the border between CoreFoundation and the standard library. All of it is UTF-8.
+
+#include "foundation/cf_handle.h"
+
+#include <optional>
+#include <string>
+
+namespace vandrel {
+
+/// The text up to its first zero byte; empty for a null string and when it cannot be converted.
+std::string cfstring_to_string(CFStringRef string);
+
+/// The same, telling a failed conversion (or a null string) from an empty text.
+std::optional<std::string> copy_utf8(CFStringRef string);
+
+/// A new string; null when `text` is not valid UTF-8. A zero byte ends the text.
+cf_handle<CFStringRef> make_cfstring(const std::string& text);
+
+/// CoreFoundation's own description of any object, for diagnostics; "(null)" when there is none.
+std::string describe_cftype(CFTypeRef object);
+
+} // namespace vandrel

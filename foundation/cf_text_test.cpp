@@ -1,0 +1,47 @@
+#include "foundation/cf_text.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace vandrel;
+
+TEST(cfstring_to_string, null_is_the_empty_string) {
+    EXPECT_EQ(cfstring_to_string(nullptr), "");
+}
+
+TEST(cfstring_to_string, text_beyond_ascii_comes_back_as_utf8) {
+    const cf_handle<CFStringRef> string(make_cfstring("Gerät \xF0\x9F\x93\xB1"));
+    ASSERT_TRUE(string);
+    EXPECT_EQ(cfstring_to_string(string.get()), "Gerät \xF0\x9F\x93\xB1");
+}
+
+TEST(cfstring_to_string, text_ends_at_the_first_zero_byte) {
+    const std::uint8_t bytes[] = {'a', 'b', 0, 'c'};
+    const cf_handle<CFStringRef> string(
+        CFStringCreateWithBytes(kCFAllocatorDefault, bytes, 4, kCFStringEncodingUTF8, false));
+    ASSERT_TRUE(string);
+    EXPECT_EQ(cfstring_to_string(string.get()), "ab");
+}
+
+TEST(copy_utf8, null_is_no_text) {
+    EXPECT_EQ(copy_utf8(nullptr), std::nullopt);
+}
+
+TEST(copy_utf8, an_empty_string_is_an_empty_text) {
+    EXPECT_EQ(copy_utf8(CFSTR("")), "");
+}
+
+TEST(make_cfstring, text_that_is_no_utf8_gives_null) {
+    EXPECT_EQ(make_cfstring("broken \xFF"), nullptr);
+}
+
+TEST(describe_cftype, null_is_named_so) {
+    EXPECT_EQ(describe_cftype(nullptr), "(null)");
+}
+
+TEST(describe_cftype, a_string_describes_itself) {
+    EXPECT_EQ(describe_cftype(CFSTR("Recovery")), "Recovery");
+}
+
+} // namespace

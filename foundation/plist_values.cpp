@@ -1,0 +1,198 @@
+#include "foundation/plist_values.h"
+
+#include <stdexcept>
+
+namespace vandrel {
+
+namespace {
+
+enum class plist_type { scalar, array, dictionary, set, none };
+
+/// Type ids are known at run time only; asking for all of them once keeps the walks cheap.
+plist_type classify(CFTypeRef value) {
+    static const CFTypeID string = CFStringGetTypeID();
+    static const CFTypeID number = CFNumberGetTypeID();
+    static const CFTypeID boolean = CFBooleanGetTypeID();
+    static const CFTypeID date = CFDateGetTypeID();
+    static const CFTypeID data = CFDataGetTypeID();
+    static const CFTypeID array = CFArrayGetTypeID();
+    static const CFTypeID dictionary = CFDictionaryGetTypeID();
+    static const CFTypeID set = CFSetGetTypeID();
+    const CFTypeID type = CFGetTypeID(value);
+    if (type == string || type == number || type == boolean || type == date || type == data) {
+        return plist_type::scalar;
+    }
+    if (type == array) {
+        return plist_type::array;
+    }
+    if (type == dictionary) {
+        return plist_type::dictionary;
+    }
+    return type == set ? plist_type::set : plist_type::none;
+}
+
+bool is_string(CFTypeRef value) {
+    return value != nullptr && CFGetTypeID(value) == CFStringGetTypeID();
+}
+
+cf_handle<CFMutableDictionaryRef> make_dictionary() {
+    return cf_handle<CFMutableDictionaryRef>(CFDictionaryCreateMutable(
+        kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
+}
+
+/// The state of one walk over a container that is being copied.
+template<class Container>
+struct copy_walk {
+    Container copy;
+    std::int32_t strict;
+    bool failed = false;
+
+    void drop() { failed = failed || strict != 0; }
+};
+
+void copy_element(const void* value, void* context) {
+    auto& walk = *static_cast<copy_walk<CFMutableArrayRef>*>(context);
+    if (walk.failed) {
+        return;
+    }
+    if (const auto copy = make_plist_compatible(value, walk.strict)) {
+        CFArrayAppendValue(walk.copy, copy.get());
+    } else {
+        walk.drop();
+    }
+}
+
+void copy_entry(const void* key, const void* value, void* context) {
+    auto& walk = *static_cast<copy_walk<CFMutableDictionaryRef>*>(context);
+    if (walk.failed) {
+        return;
+    }
+    const auto copy = is_string(key) ? make_plist_compatible(value, walk.strict) : nullptr;
+    if (copy) {
+        CFDictionarySetValue(walk.copy, key, copy.get());
+    } else {
+        walk.drop();
+    }
+}
+
+cf_handle<CFTypeRef> copy_array(CFArrayRef array, std::int32_t strict) {
+    cf_handle<CFMutableArrayRef> copy(
+        CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks));
+    if (!copy) {
+        return nullptr;
+    }
+    copy_walk<CFMutableArrayRef> walk{copy.get(), strict};
+    CFArrayApplyFunction(array, CFRange{0, CFArrayGetCount(array)}, copy_element, &walk);
+    return walk.failed ? nullptr : cf_handle<CFTypeRef>(copy.release());
+}
+
+cf_handle<CFTypeRef> copy_dictionary(CFDictionaryRef dictionary, std::int32_t strict) {
+    auto copy = make_dictionary();
+    if (!copy) {
+        return nullptr;
+    }
+    copy_walk<CFMutableDictionaryRef> walk{copy.get(), strict};
+    CFDictionaryApplyFunction(dictionary, copy_entry, &walk);
+    return walk.failed ? nullptr : cf_handle<CFTypeRef>(copy.release());
+}
+
+/// The state of one walk over a container that is being checked.
+struct check_walk {
+    CFPropertyListFormat format;
+    bool valid = true;
+};
+
+void check_element(const void* value, void* context) {
+    auto& walk = *static_cast<check_walk*>(context);
+    walk.valid = is_valid_plist_value(value, walk.format) && walk.valid;
+}
+
+void check_entry(const void* key, const void* value, void* context) {
+    auto& walk = *static_cast<check_walk*>(context);
+    walk.valid = is_string(key) && is_valid_plist_value(value, walk.format) && walk.valid;
+}
+
+} // namespace
+
+cf_handle<CFMutableDictionaryRef> cferror_to_dictionary(CFErrorRef error) {
+    if (error == nullptr) {
+        return nullptr;
+    }
+    auto dictionary = make_dictionary();
+    if (!dictionary) {
+        return nullptr;
+    }
+    const auto set = [&dictionary](CFStringRef key, CFTypeRef value) {
+        if (value != nullptr) {
+            CFDictionarySetValue(dictionary.get(), key, value);
+        }
+    };
+    set(CFSTR("Domain"), CFErrorGetDomain(error));
+    const CFIndex code = CFErrorGetCode(error);
+    set(CFSTR("Code"),
+        cf_handle<CFNumberRef>(CFNumberCreate(kCFAllocatorDefault, kCFNumberCFIndexType, &code))
+            .get());
+    set(CFSTR("Description"), cf_handle<CFStringRef>(CFErrorCopyDescription(error)).get());
+    set(CFSTR("FailureReason"), cf_handle<CFStringRef>(CFErrorCopyFailureReason(error)).get());
+    return dictionary;
+}
+
+cf_handle<CFTypeRef> make_plist_compatible(CFTypeRef value, std::int32_t strict) {
+    if (value == nullptr) {
+        return nullptr;
+    }
+    switch (classify(value)) {
+    case plist_type::scalar:
+        return cf_handle<CFTypeRef>(CFRetain(value));
+    case plist_type::array:
+        return copy_array(static_cast<CFArrayRef>(value), strict);
+    case plist_type::dictionary:
+        return copy_dictionary(static_cast<CFDictionaryRef>(value), strict);
+    case plist_type::set:
+    case plist_type::none:
+        break;
+    }
+    if (CFGetTypeID(value) == CFErrorGetTypeID()) {
+        const auto error = static_cast<CFErrorRef>(const_cast<void*>(value));
+        return cf_handle<CFTypeRef>(cferror_to_dictionary(error).release());
+    }
+    return nullptr;
+}
+
+cf_handle<CFTypeRef> to_xml_plist_compatible(CFTypeRef value, std::int32_t strict) {
+    auto converted = make_plist_compatible(value, strict);
+    if (!converted && strict == 1) {
+        throw std::runtime_error("Could not convert to xml plist");
+    }
+    return converted;
+}
+
+bool is_valid_plist_value(CFTypeRef value, CFPropertyListFormat format) {
+    if (format == kCFPropertyListOpenStepFormat || value == nullptr) {
+        return false;
+    }
+    check_walk walk{format};
+    switch (classify(value)) {
+    case plist_type::scalar:
+        return true;
+    case plist_type::array: {
+        const auto array = static_cast<CFArrayRef>(value);
+        CFArrayApplyFunction(array, CFRange{0, CFArrayGetCount(array)}, check_element, &walk);
+        return walk.valid;
+    }
+    case plist_type::dictionary:
+        CFDictionaryApplyFunction(static_cast<CFDictionaryRef>(value), check_entry, &walk);
+        return walk.valid;
+    case plist_type::set:
+        if (format == kCFPropertyListXMLFormat_v1_0) {
+            return false;
+        }
+        CFSetApplyFunction(static_cast<CFSetRef>(value), check_element, &walk);
+        return walk.valid;
+    case plist_type::none:
+        break;
+    }
+    return false;
+}
+
+} // namespace vandrel

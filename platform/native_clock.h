@@ -1,0 +1,13 @@
+#pragma once
+
+#include <cstdint>
+
+namespace vandrel {
+
+/// The system's monotonic counter, in ticks.
+std::int64_t performance_counter();
+
+/// Ticks a second of performance_counter; the same for the whole life of the process.
+std::int64_t performance_frequency();
+
+} // namespace vandrel
