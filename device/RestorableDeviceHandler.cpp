@@ -1,0 +1,189 @@
+#include "device/RestorableDeviceHandler.h"
+
+#include "debug/status_text.h"
+#include "foundation/assertion.h"
+#include "foundation/cf_text.h"
+#include "foundation/monotonic_clock.h"
+
+#include <boost/filesystem/operations.hpp>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+namespace vandrel {
+
+namespace {
+
+constexpr auto source = "device/RestorableDeviceHandler.cpp";
+
+constexpr auto constructor_signature =
+    "__cdecl vandrel::device_notifier_state::device_notifier_state("
+    "class std::shared_ptr<class vandrel::output_str_state>,"
+    "const class std::optional<class boost::filesystem::path> &,"
+    "const class std::optional<class boost::filesystem::path> &)";
+constexpr auto destructor_signature =
+    "__cdecl vandrel::device_notifier_state::~device_notifier_state(void)";
+constexpr auto notification_signature =
+    "void __cdecl vandrel::device_notifier_state::deviceNotificationCallback("
+    "struct _AMRestorableDevice *,unsigned int,void *)";
+constexpr auto wait_for_device_signature =
+    "class std::shared_ptr<struct _AMRestorableDevice> __cdecl "
+    "vandrel::device_notifier_state::waitForDevice(const class Orv::ecid &)";
+
+/// A first subscription starts MobileDevice's USB service, on which restorable devices depend too.
+void prime_mobile_device() {
+    _AMDeviceNotification* subscription = nullptr;
+    AMDeviceNotificationSubscribe([](const AMDeviceNotificationInfo*, void*) {}, 0, 1, nullptr,
+                                  &subscription);
+    AMDeviceNotificationUnsubscribe(subscription);
+}
+
+void enable_restore_log(output_str_state& outputter, const boost::filesystem::path& file) {
+    const std::string path = file.string();
+    outputter.push_debug(
+        fmt::format("{}: AMRestoreEnableFileLogging({})", constructor_signature, path));
+    const std::int32_t result = AMRestoreEnableFileLogging(path.c_str());
+    if (result != 0) {
+        const cf_handle<CFStringRef> text(AMRLocalizedCopyStringForAMRError(result));
+        outputter.push_debug(fmt::format("{}: AMRestoreEnableFileLogging failed ({}: {})",
+                                         constructor_signature, result,
+                                         cfstring_to_string(text.get())));
+    }
+}
+
+} // namespace
+
+callback_gate& device_notifier_state::gate() {
+    // Never destroyed: callbacks come until the very end of the process.
+    static callback_gate& gate = *new callback_gate;
+    return gate;
+}
+
+device_notifier_state::device_notifier_state(
+    std::shared_ptr<output_str_state> output_channel,
+    const std::optional<boost::filesystem::path>& amrLogFile,
+    const std::optional<boost::filesystem::path>& scratchOverride)
+    : outputter(std::move(output_channel)) {
+    if (!outputter) {
+        fail_assertion(source, 138, constructor_signature, "this->outputter");
+    }
+    outputter->push_debug(fmt::format("{}: initializing", constructor_signature));
+    scratchLocation = scratchOverride && !scratchOverride->empty()
+                          ? *scratchOverride
+                          : boost::filesystem::temp_directory_path() /
+                                boost::filesystem::unique_path("vandrel.%%%%%%");
+    prime_mobile_device();
+    if (amrLogFile) {
+        enable_restore_log(*outputter, *amrLogFile);
+    }
+    gate().open(this);
+}
+
+device_notifier_state::~device_notifier_state() {
+    gate().close(this);
+    if (scratchLocation.empty()) {
+        fail_assertion(source, 170, destructor_signature, "!scratchLocation.empty()");
+    }
+    constexpr auto failed = static_cast<boost::uintmax_t>(-1);
+    boost::system::error_code error;
+    if (boost::filesystem::remove_all(scratchLocation, error) == failed) {
+        outputter->push_debug(fmt::format("{}: Failed to clean scratch location ({})",
+                                          destructor_signature, error.message()));
+    }
+}
+
+void device_notifier_state::deviceNotificationCallback(_AMRestorableDevice* device,
+                                                       std::uint32_t type, void* context) {
+    if (context == nullptr) {
+        fail_assertion(source, 179, notification_signature, "context");
+    }
+    const auto visit = gate().enter(context);
+    if (!visit) {
+        return;
+    }
+    auto& session = *static_cast<device_notifier_state*>(context);
+    if (device == nullptr) {
+        session.outputter->push_debug(
+            fmt::format("{}: called with null device", notification_signature));
+        return;
+    }
+    if (session.update_devices(device, type)) {
+        session.devicesChanged.notify_all();
+    }
+}
+
+bool device_notifier_state::update_devices(_AMRestorableDevice* device, std::uint32_t type) {
+    constexpr auto signature = notification_signature;
+    const auto log = [this](std::string line) { outputter->push_debug(std::move(line)); };
+
+    const std::lock_guard lock(stateMutex);
+    if (inTeardown) {
+        log(fmt::format("{}: Ignoring notification, inTeardown", signature));
+        return false;
+    }
+    if (device_state{AMRestorableDeviceGetState(device)} == device_state::BootedOS) {
+        log(fmt::format("{}: Ignoring booted device", signature));
+        return false;
+    }
+    const Orv::ecid ecid(AMRestorableDeviceGetECID(device));
+    if (ecid.value() == 0) {
+        log(fmt::format("{}: Ignoring AMRestorableDevice with invalid ECID ({} type {})", signature,
+                        fmt::ptr(device), notification_type{type}));
+        return false;
+    }
+    switch (notification_type{type}) {
+    case notification_type::connected:
+        if (devices.contains(ecid)) {
+            log(fmt::format("{}: Connected AMRestorableDevice, but '{}' already present", signature,
+                            ecid));
+        }
+        log(fmt::format("{}: Adding '{}' ({})", signature, ecid, fmt::ptr(device)));
+        CFRetain(device);
+        devices.insert_or_assign(ecid, device_handle(device, CFTypeDeleter()));
+        break;
+    case notification_type::disconnected:
+        // The wording speaks of absence where presence is found; readers of the log know it so.
+        if (devices.contains(ecid)) {
+            log(fmt::format("{}: Disconnected AMRestorableDevice, but '{}' not present", signature,
+                            ecid));
+        }
+        log(fmt::format("{}: Removing '{}'", signature, ecid));
+        devices.erase(ecid);
+        break;
+    default:
+        log(fmt::format("{}: called with invalid notification type {}", signature,
+                        static_cast<std::int32_t>(type)));
+    }
+    return true;
+}
+
+device_handle device_notifier_state::waitForDevice(const Orv::ecid& ecid) {
+    constexpr auto signature = wait_for_device_signature;
+    // Deadlines near the end of time would overflow inside the library's own clock arithmetic.
+    constexpr std::int64_t longest_single_wait = 3'600'000'000'000;
+
+    outputter->push_debug(fmt::format("{}: Looking for device '{}'", signature, ecid));
+    std::unique_lock lock(stateMutex);
+    auto found = devices.find(ecid);
+    if (found != devices.end()) {
+        return found->second;
+    }
+    outputter->push_debug(fmt::format("{}: Waiting for device '{}'", signature, ecid));
+    const std::int64_t deadline = deadline_after(monotonic_now(), detectTimeout);
+    for (;;) {
+        found = devices.find(ecid);
+        if (found != devices.end()) {
+            return found->second;
+        }
+        const std::int64_t remaining = deadline - monotonic_now();
+        if (remaining <= 0) {
+            return nullptr;
+        }
+        devicesChanged.wait_for(lock,
+                                std::chrono::nanoseconds(std::min(remaining, longest_single_wait)));
+    }
+}
+
+} // namespace vandrel

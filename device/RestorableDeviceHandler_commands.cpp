@@ -1,0 +1,106 @@
+#include "device/RestorableDeviceHandler.h"
+#include "driver/tool_error.h"
+#include "foundation/cf_text.h"
+#include "foundation/monotonic_clock.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <chrono>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace vandrel {
+
+namespace {
+
+constexpr auto wait_for_completion_signature =
+    "int __cdecl vandrel::device_notifier_state::waitForCompletion(void)";
+
+void sleep_for(std::int64_t nanoseconds) {
+    // Deadlines near the end of time would overflow inside the library's own clock arithmetic.
+    constexpr std::int64_t longest_single_sleep = 3'600'000'000'000;
+    const std::int64_t deadline = deadline_after(monotonic_now(), nanoseconds);
+    for (std::int64_t remaining = deadline - monotonic_now(); remaining > 0;
+         remaining = deadline - monotonic_now()) {
+        std::this_thread::sleep_for(
+            std::chrono::nanoseconds(std::min(remaining, longest_single_sleep)));
+    }
+}
+
+} // namespace
+
+std::int32_t device_notifier_state::waitForCompletion() {
+    constexpr auto signature = wait_for_completion_signature;
+
+    outputter->push_debug(
+        fmt::format("{}: AMRestorableDeviceRegisterForNotifications()", signature));
+    CFErrorRef error_out = nullptr;
+    const std::int32_t registration =
+        AMRestorableDeviceRegisterForNotifications(deviceNotificationCallback, this, &error_out);
+    if (cf_error_handle error{error_out}) {
+        outputter->print_formatted_error(error.get());
+        throw std::move(error);
+    }
+
+    if (operation == device_operation::list_devices) {
+        list_devices();
+    } else {
+        operate_on_device();
+    }
+
+    {
+        const std::lock_guard lock(stateMutex);
+        inTeardown = true;
+    }
+    outputter->push_debug(
+        fmt::format("{}: AMRestorableDeviceUnregisterForNotifications()", signature));
+    return AMRestorableDeviceUnregisterForNotifications(registration);
+}
+
+void device_notifier_state::operate_on_device() {
+    if (!targetEcid) {
+        throw make_tool_error(tool_error::bad_command,
+                              fmt::format("{} command requires device ecid", operationName));
+    }
+    const device_handle device = waitForDevice(*targetEcid);
+    if (!device) {
+        throw make_tool_error(tool_error::bad_ecid,
+                              fmt::format("Failed to find device with ecid {} after {} seconds",
+                                          *targetEcid, whole_seconds(detectTimeout)));
+    }
+    switch (operation) {
+    case device_operation::restore:
+    case device_operation::enter_restore_mode:
+        restoreDevice(device.get());
+        break;
+    default:
+        throw make_tool_error(tool_error::invalid_argument, "Internal error, missing operation");
+    }
+}
+
+void device_notifier_state::list_devices() {
+    sleep_for(detectTimeout);
+
+    const std::lock_guard lock(stateMutex);
+    std::vector<Orv::ecid> ecids;
+    ecids.reserve(devices.size());
+    for (const auto& [ecid, device] : devices) {
+        ecids.push_back(ecid);
+    }
+    std::sort(ecids.begin(), ecids.end(), [](const Orv::ecid& left, const Orv::ecid& right) {
+        return left.value() < right.value();
+    });
+    const cf_handle<CFMutableArrayRef> list(CFArrayCreateMutable(
+        kCFAllocatorDefault, static_cast<CFIndex>(ecids.size()), &kCFTypeArrayCallBacks));
+    for (const Orv::ecid& ecid : ecids) {
+        const auto text = make_cfstring(ecid.text());
+        if (list && text) {
+            CFArrayAppendValue(list.get(), text.get());
+        }
+    }
+    outputter->print_value("DeviceList", list.get());
+}
+
+} // namespace vandrel

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "driver/start_options.h"
+
+#include <memory>
+
+namespace vandrel {
+
+class device_notifier_state;
+
+/// Checks that the options go together, chooses the command, fills in the session and runs the
+/// command to its end. Throws cf_error_handle for the first rule that is broken, and whatever the
+/// command throws.
+void configure_session(const start_options& options,
+                       const std::shared_ptr<device_notifier_state>& session);
+
+} // namespace vandrel

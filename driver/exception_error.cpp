@@ -1,0 +1,25 @@
+#include "driver/exception_error.h"
+
+#include <boost/program_options/errors.hpp>
+#include <fmt/format.h>
+
+namespace vandrel {
+
+namespace po = boost::program_options;
+
+cf_error_handle error_of(const std::exception& exception) {
+    if (const auto* repeated = dynamic_cast<const po::multiple_occurrences*>(&exception)) {
+        return make_tool_error(
+            tool_error::bad_command,
+            fmt::format("Option '{}' may only be specified once", repeated->get_option_name()));
+    }
+    if (dynamic_cast<const po::unknown_option*>(&exception) != nullptr) {
+        return make_tool_error(tool_error::bad_command, exception.what());
+    }
+    if (dynamic_cast<const po::invalid_option_value*>(&exception) != nullptr) {
+        return make_tool_error(tool_error::invalid_argument, exception.what());
+    }
+    return make_tool_error(tool_error::unknown_error, exception.what());
+}
+
+} // namespace vandrel

@@ -1,0 +1,56 @@
+#include "driver/run_command.h"
+
+#include "device/RestorableDeviceHandler.h"
+#include "driver/configure_session.h"
+#include "driver/exception_error.h"
+#include "output/output_str_state.h"
+
+#include <sstream>
+
+namespace vandrel {
+
+namespace {
+
+void print_help(const boost::program_options::options_description& description,
+                output_str_state& outputter) {
+    std::ostringstream text;
+    text << description;
+    outputter.set_debug(true);
+    outputter.push_debug(text.str());
+}
+
+void run_session(const start_options& options, const std::shared_ptr<output_str_state>& outputter) {
+    std::optional<boost::filesystem::path> amr_logfile;
+    if (options.amr_logfile) {
+        amr_logfile = *options.amr_logfile;
+    }
+    configure_session(
+        options, std::make_shared<device_notifier_state>(outputter, amr_logfile, std::nullopt));
+}
+
+} // namespace
+
+int run_command(const start_options& options,
+                const boost::program_options::options_description& description,
+                const std::shared_ptr<output_str_state>& outputter) {
+    cf_error_handle error;
+    try {
+        if (options.debug) {
+            outputter->set_debug(true);
+        }
+        if (options.help) {
+            print_help(description, *outputter);
+        } else {
+            run_session(options, outputter);
+        }
+        return 0;
+    } catch (cf_error_handle& thrown) {
+        error = std::move(thrown);
+    } catch (const std::exception& exception) {
+        error = error_of(exception);
+    }
+    outputter->print_formatted_error(error.get());
+    return tool_exit_code(error.get());
+}
+
+} // namespace vandrel

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "driver/start_options.h"
+
+#include <boost/program_options/options_description.hpp>
+
+#include <memory>
+
+namespace vandrel {
+
+class output_str_state;
+
+/// Does what the command line asks for. Returns the process result: 0, or that of the error that
+/// ended the command, which has then been queued as a record.
+int run_command(const start_options& options,
+                const boost::program_options::options_description& description,
+                const std::shared_ptr<output_str_state>& outputter);
+
+} // namespace vandrel

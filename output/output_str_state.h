@@ -1,0 +1,78 @@
+#pragma once
+
+#include "driver/start_options.h"
+#include "platform/core_foundation.h"
+#include "platform/native_pipe.h"
+
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vandrel {
+
+/// One queued line: a record's whole document, or one diagnostic message.
+struct output_entry {
+    std::string text;
+    bool is_debug;
+};
+
+/// The one way out for all that the tool says. Any thread queues records and diagnostics; a single
+/// writer thread, running writer_loop, puts them out in the order in which they were queued:
+/// records to standard output (each followed by a line feed) or, when there is one, to the
+/// inherited pipe (back to back); diagnostics to the standard error stream, and only when debugging
+/// is on. So no two lines ever mix, whoever speaks.
+///
+/// Typical use: make_output_state, start a thread on writer_loop, push, shutdown, join the thread;
+/// everything pushed before the shutdown has then been written and flushed.
+class output_str_state {
+public:
+    explicit output_str_state(std::optional<native_pipe> pipe);
+
+    /// Whether diagnostics are written; at first they are not. It holds for the lines that are
+    /// still queued as well.
+    void set_debug(bool debug);
+
+    /// Queues a diagnostic.
+    void push_debug(std::string text);
+
+    /// Queues a record's document.
+    void push_output(std::string text);
+
+    /// Lets the writer end once it has written what is queued. Final.
+    void shutdown();
+
+    /// The writer thread's body: returns after shutdown. Throws boost::system::system_error with
+    /// the operation "write" when the pipe's reader is gone, which ends the process.
+    void writer_loop();
+
+    /// Queues the record {"Type": type, "Value": value}. A type that is null or empty, or a value
+    /// that has no XML form, gives a diagnostic and no record.
+    void print_value(CFStringRef type, CFTypeRef value);
+    void print_value(const std::string& type, CFTypeRef value);
+
+    /// Queues the "InternalError" record of an error; null gives a diagnostic and no record.
+    void print_formatted_error(CFErrorRef error);
+
+private:
+    void push(std::string text, bool is_debug);
+    void write(const output_entry& entry);
+
+    std::optional<native_pipe> pipe_;
+    std::mutex mutex_;
+    // All below is guarded by the mutex.
+    std::vector<output_entry> queue_;
+    bool debug_ = false;
+    bool stopping_ = false;
+    std::condition_variable wake_;
+};
+
+/// A new channel; it takes over the pipe that `options` names, if any. Throws
+/// boost::system::system_error with the operation "assign" when that is no usable pipe. `context`
+/// outlives the channel.
+std::shared_ptr<output_str_state> make_output_state(boost::asio::io_context& context,
+                                                    const start_options& options);
+
+} // namespace vandrel

@@ -1,0 +1,72 @@
+#include "foundation/cf_text.h"
+#include "foundation/plist_values.h"
+#include "output/output_str_state.h"
+
+#include <fmt/format.h>
+
+namespace vandrel {
+
+namespace {
+
+constexpr auto print_value_signature =
+    "void __cdecl vandrel::output_str_state::print_value(const struct __CFString *,const void *)";
+constexpr auto print_formatted_error_signature =
+    "void __cdecl vandrel::output_str_state::print_formatted_error(struct __CFError *)";
+
+} // namespace
+
+void output_str_state::print_value(CFStringRef type, CFTypeRef value) {
+    constexpr auto signature = print_value_signature;
+    if (type == nullptr || CFStringGetLength(type) == 0 || value == nullptr) {
+        push_debug(fmt::format("{}: invalid argument", signature));
+        return;
+    }
+    if (!is_valid_plist_value(value, kCFPropertyListXMLFormat_v1_0)) {
+        push_debug(fmt::format("{}: object not valid for XML plist", signature));
+        return;
+    }
+    const cf_handle<CFMutableDictionaryRef> record(CFDictionaryCreateMutable(
+        kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
+    CFErrorRef error_out = nullptr;
+    cf_handle<CFDataRef> data;
+    if (record) {
+        CFDictionarySetValue(record.get(), CFSTR("Type"), type);
+        CFDictionarySetValue(record.get(), CFSTR("Value"), value);
+        data.reset(CFPropertyListCreateData(kCFAllocatorDefault, record.get(),
+                                            kCFPropertyListXMLFormat_v1_0, kCFPropertyListImmutable,
+                                            &error_out));
+    }
+    const cf_error_handle error(error_out);
+    if (!data) {
+        push_debug(fmt::format("{}: CFPropertyListCreateData failed - {}", signature,
+                               error ? describe_cftype(error.get()) : "unknown"));
+        return;
+    }
+    const cf_handle<CFStringRef> document(
+        CFStringCreateWithBytes(kCFAllocatorDefault, CFDataGetBytePtr(data.get()),
+                                CFDataGetLength(data.get()), kCFStringEncodingUTF8, false));
+    if (!document || CFStringGetLength(document.get()) < 1) {
+        push_debug(fmt::format("{}: CFStringCreateWithBytes failed - unknown", signature));
+        return;
+    }
+    push_output(cfstring_to_string(document.get()));
+}
+
+void output_str_state::print_value(const std::string& type, CFTypeRef value) {
+    print_value(make_cfstring(type).get(), value);
+}
+
+void output_str_state::print_formatted_error(CFErrorRef error) {
+    if (error == nullptr) {
+        push_debug(fmt::format("{}: invalid argument", print_formatted_error_signature));
+        return;
+    }
+    const auto dictionary = cferror_to_dictionary(error);
+    if (!dictionary) {
+        push_debug(fmt::format("{}: could not create error dict", print_formatted_error_signature));
+        return;
+    }
+    print_value(CFSTR("InternalError"), dictionary.get());
+}
+
+} // namespace vandrel
