@@ -1,0 +1,128 @@
+#include "device/callback_gate.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <future>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using vandrel::callback_gate;
+
+TEST(callback_gate, an_address_that_was_never_opened_lets_nobody_in) {
+    callback_gate gate;
+    const int object = 0;
+    EXPECT_FALSE(gate.enter(&object));
+}
+
+TEST(callback_gate, an_open_address_lets_callbacks_in) {
+    callback_gate gate;
+    const int object = 0;
+    gate.open(&object);
+    const auto first = gate.enter(&object);
+    const auto second = gate.enter(&object);
+    EXPECT_TRUE(first);
+    EXPECT_TRUE(second);
+}
+
+TEST(callback_gate, a_closed_address_lets_nobody_in) {
+    callback_gate gate;
+    const int object = 0;
+    gate.open(&object);
+    gate.close(&object);
+    EXPECT_FALSE(gate.enter(&object));
+}
+
+TEST(callback_gate, addresses_do_not_know_of_each_other) {
+    callback_gate gate;
+    const int objects[2] = {};
+    gate.open(&objects[0]);
+    gate.open(&objects[1]);
+    const auto inside = gate.enter(&objects[0]);
+    gate.close(&objects[1]);
+    EXPECT_TRUE(inside);
+    EXPECT_TRUE(gate.enter(&objects[0]));
+}
+
+TEST(callback_gate, closing_an_address_that_is_not_open_returns_at_once) {
+    callback_gate gate;
+    const int object = 0;
+    gate.close(&object);
+    EXPECT_FALSE(gate.enter(&object));
+}
+
+TEST(callback_gate, an_address_can_be_opened_again) {
+    callback_gate gate;
+    const int object = 0;
+    gate.open(&object);
+    gate.close(&object);
+    gate.open(&object);
+    EXPECT_TRUE(gate.enter(&object));
+}
+
+TEST(callback_gate, close_waits_for_who_is_inside_and_lets_nobody_follow) {
+    callback_gate gate;
+    int object = 1;
+    gate.open(&object);
+    std::promise<void> inside;
+    std::promise<void> leave;
+    std::atomic<bool> closed = false;
+    std::thread callback([&] {
+        const auto visit = gate.enter(&object);
+        inside.set_value();
+        leave.get_future().wait();
+        EXPECT_TRUE(visit);
+        EXPECT_FALSE(closed);
+        object = 2;
+    });
+    inside.get_future().wait();
+    std::thread closer([&] {
+        gate.close(&object);
+        closed = true;
+    });
+    // Once the closer is at work nobody is let in any more.
+    while (gate.enter(&object)) {
+        std::this_thread::yield();
+    }
+    EXPECT_FALSE(closed);
+    leave.set_value();
+    callback.join();
+    closer.join();
+    EXPECT_EQ(object, 2);
+}
+
+TEST(callback_gate, no_callback_meets_an_object_that_is_gone) {
+    constexpr int rounds = 200;
+    callback_gate gate;
+    std::atomic<bool> stop = false;
+    std::atomic<int*> address = nullptr;
+    std::vector<std::thread> callbacks;
+    for (int thread = 0; thread < 4; ++thread) {
+        callbacks.emplace_back([&] {
+            while (!stop) {
+                int* const object = address;
+                if (object != nullptr) {
+                    if (const auto visit = gate.enter(object)) {
+                        // The address sanitizer would see a read of what is gone.
+                        EXPECT_EQ(std::atomic_ref(*object).load(), 7);
+                    }
+                }
+            }
+        });
+    }
+    for (int round = 0; round < rounds; ++round) {
+        auto object = std::make_unique<int>(7);
+        gate.open(object.get());
+        address = object.get();
+        std::this_thread::yield();
+        gate.close(object.get());
+    }
+    stop = true;
+    for (auto& callback : callbacks) {
+        callback.join();
+    }
+}
+
+} // namespace

@@ -1,0 +1,164 @@
+#include "driver/tool_error.h"
+#include "foundation/cf_handle.h"
+#include "output/output_str_state.h"
+#include "simulator/accounting.h"
+#include "tests/channel_capture.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace vandrel;
+using vandrel::testing::channel_capture;
+
+constexpr auto print_value_refuses_argument =
+    "void __cdecl vandrel::output_str_state::print_value(const struct __CFString *,const void *): "
+    "invalid argument";
+
+TEST(print_value, a_record_is_a_complete_property_list_document) {
+    channel_capture capture;
+    capture.channel()->print_value("CommandSuccess", kCFBooleanTrue);
+    EXPECT_EQ(capture.finish().records, "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                                        "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
+                                        "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+                                        "<plist version=\"1.0\">\n"
+                                        "<dict>\n"
+                                        "\t<key>Type</key>\n"
+                                        "\t<string>CommandSuccess</string>\n"
+                                        "\t<key>Value</key>\n"
+                                        "\t<true/>\n"
+                                        "</dict>\n"
+                                        "</plist>\n"
+                                        "\n");
+}
+
+TEST(print_value, two_records_are_separated_by_the_channels_line_feed) {
+    channel_capture capture;
+    capture.channel()->print_value("A", kCFBooleanTrue);
+    capture.channel()->print_value("B", kCFBooleanTrue);
+    const std::string records = capture.finish().records;
+    EXPECT_NE(records.find("</plist>\n\n<?xml "), std::string::npos);
+}
+
+TEST(print_value, a_set_is_refused_for_it_has_no_xml_form) {
+    const cf_handle<CFMutableSetRef> set(
+        CFSetCreateMutable(kCFAllocatorDefault, 0, &kCFTypeSetCallBacks));
+    channel_capture capture;
+    capture.channel()->print_value("DeviceInfo", set.get());
+    const auto written = capture.finish();
+    EXPECT_EQ(written.records, "");
+    EXPECT_EQ(written.diagnostics,
+              std::vector<std::string>{
+                  "void __cdecl vandrel::output_str_state::print_value("
+                  "const struct __CFString *,const void *): object not valid for XML plist"});
+}
+
+TEST(print_value, an_empty_type_is_refused) {
+    channel_capture capture;
+    capture.channel()->print_value("", kCFBooleanTrue);
+    const auto written = capture.finish();
+    EXPECT_EQ(written.records, "");
+    EXPECT_EQ(written.diagnostics, std::vector<std::string>{print_value_refuses_argument});
+}
+
+TEST(print_value, a_null_type_is_refused) {
+    channel_capture capture;
+    capture.channel()->print_value(static_cast<CFStringRef>(nullptr), kCFBooleanTrue);
+    const auto written = capture.finish();
+    EXPECT_EQ(written.records, "");
+    EXPECT_EQ(written.diagnostics, std::vector<std::string>{print_value_refuses_argument});
+}
+
+TEST(print_value, a_null_value_is_refused) {
+    channel_capture capture;
+    capture.channel()->print_value("DeviceInfo", nullptr);
+    const auto written = capture.finish();
+    EXPECT_EQ(written.records, "");
+    EXPECT_EQ(written.diagnostics, std::vector<std::string>{print_value_refuses_argument});
+}
+
+TEST(print_value, a_type_that_is_no_utf8_is_refused) {
+    channel_capture capture;
+    capture.channel()->print_value("broken \xFF", kCFBooleanTrue);
+    const auto written = capture.finish();
+    EXPECT_EQ(written.records, "");
+    EXPECT_EQ(written.diagnostics, std::vector<std::string>{print_value_refuses_argument});
+}
+
+TEST(print_value, a_record_that_cannot_be_serialised_is_a_diagnostic) {
+    channel_capture capture;
+    // The dictionary is the first object that the record needs, its data the second.
+    simulator::fail_creation(2);
+    capture.channel()->print_value(CFSTR("CommandSuccess"), kCFBooleanTrue);
+    const auto written = capture.finish();
+    EXPECT_EQ(written.records, "");
+    EXPECT_EQ(written.diagnostics,
+              std::vector<std::string>{"void __cdecl vandrel::output_str_state::print_value("
+                                       "const struct __CFString *,const void *): "
+                                       "CFPropertyListCreateData failed - unknown"});
+}
+
+TEST(print_value, a_document_that_cannot_become_text_is_a_diagnostic) {
+    channel_capture capture;
+    simulator::fail_creation(3);
+    capture.channel()->print_value(CFSTR("CommandSuccess"), kCFBooleanTrue);
+    const auto written = capture.finish();
+    EXPECT_EQ(written.records, "");
+    EXPECT_EQ(written.diagnostics,
+              std::vector<std::string>{"void __cdecl vandrel::output_str_state::print_value("
+                                       "const struct __CFString *,const void *): "
+                                       "CFStringCreateWithBytes failed - unknown"});
+}
+
+TEST(print_formatted_error, a_tool_error_of_code_3_carries_all_four_keys) {
+    const auto error = make_tool_error(tool_error::bad_command, "Invalid command option");
+    channel_capture capture;
+    capture.channel()->print_formatted_error(error.get());
+    EXPECT_EQ(capture.finish().records, "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                                        "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
+                                        "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+                                        "<plist version=\"1.0\">\n"
+                                        "<dict>\n"
+                                        "\t<key>Type</key>\n"
+                                        "\t<string>InternalError</string>\n"
+                                        "\t<key>Value</key>\n"
+                                        "\t<dict>\n"
+                                        "\t\t<key>Code</key>\n"
+                                        "\t\t<integer>3</integer>\n"
+                                        "\t\t<key>Description</key>\n"
+                                        "\t\t<string>Bad command</string>\n"
+                                        "\t\t<key>Domain</key>\n"
+                                        "\t\t<string>vandrel</string>\n"
+                                        "\t\t<key>FailureReason</key>\n"
+                                        "\t\t<string>Invalid command option</string>\n"
+                                        "\t</dict>\n"
+                                        "</dict>\n"
+                                        "</plist>\n"
+                                        "\n");
+}
+
+TEST(print_formatted_error, null_is_refused) {
+    channel_capture capture;
+    capture.channel()->print_formatted_error(nullptr);
+    const auto written = capture.finish();
+    EXPECT_EQ(written.records, "");
+    EXPECT_EQ(
+        written.diagnostics,
+        std::vector<std::string>{"void __cdecl vandrel::output_str_state::print_formatted_error("
+                                 "struct __CFError *): invalid argument"});
+}
+
+TEST(print_formatted_error, without_memory_for_the_dictionary_there_is_a_diagnostic) {
+    const auto error = make_tool_error(tool_error::bad_command, "Invalid command option");
+    channel_capture capture;
+    simulator::fail_creation(1);
+    capture.channel()->print_formatted_error(error.get());
+    const auto written = capture.finish();
+    EXPECT_EQ(written.records, "");
+    EXPECT_EQ(
+        written.diagnostics,
+        std::vector<std::string>{"void __cdecl vandrel::output_str_state::print_formatted_error("
+                                 "struct __CFError *): could not create error dict"});
+}
+
+} // namespace
