@@ -44,6 +44,27 @@ std::int32_t AMRestorableDeviceUnregisterForNotifications(std::int32_t registrat
 std::uint32_t AMRestorableDeviceGetState(_AMRestorableDevice* device);
 /// 0 when the device does not tell.
 std::uint64_t AMRestorableDeviceGetECID(_AMRestorableDevice* device);
+/// The USB product number.
+std::uint16_t AMRestorableDeviceGetProductID(_AMRestorableDevice* device);
+std::uint32_t AMRestorableDeviceGetBoardID(_AMRestorableDevice* device);
+std::uint32_t AMRestorableDeviceGetChipID(_AMRestorableDevice* device);
+std::uint32_t AMRestorableDeviceGetProductType(_AMRestorableDevice* device);
+std::uint32_t AMRestorableDeviceGetFusingInfo(_AMRestorableDevice* device);
+/// Where on the USB the device hangs.
+std::uint32_t AMRestorableDeviceGetLocationID(_AMRestorableDevice* device);
+/// Null when the device does not tell.
+CFStringRef AMRestorableDeviceCopySerialNumber(_AMRestorableDevice* device);
+/// Null when the device does not tell.
+CFStringRef AMRestorableDeviceCopyProductString(_AMRestorableDevice* device);
+
+// --- Recovery mode
+
+/// Null when `device` has no Recovery-mode side.
+_AMRecoveryModeDevice* AMRestorableDeviceCopyRecoveryModeDevice(_AMRestorableDevice* device);
+/// Whether the device boots its system by itself. 0, or an AMR error code.
+std::int32_t AMRecoveryModeDeviceSetAutoBoot(_AMRecoveryModeDevice* device, Boolean auto_boot);
+/// 0, or an AMR error code.
+std::int32_t AMRecoveryModeDeviceReboot(_AMRecoveryModeDevice* device);
 
 // --- restores
 
