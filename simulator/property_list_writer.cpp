@@ -1,0 +1,184 @@
+#include "simulator/array.h"
+#include "simulator/boolean.h"
+#include "simulator/data.h"
+#include "simulator/date.h"
+#include "simulator/dictionary.h"
+#include "simulator/number.h"
+#include "simulator/property_list.h"
+#include "simulator/string.h"
+
+#include <algorithm>
+#include <string_view>
+
+namespace simulator {
+
+namespace {
+
+constexpr std::string_view head = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                                  "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
+                                  "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+                                  "<plist version=\"1.0\">\n";
+constexpr std::string_view tail = "</plist>\n";
+
+/// The base64 text of one to three bytes.
+void append_base64_group(std::string& text, std::span<const std::uint8_t> bytes) {
+    constexpr std::string_view digits =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::uint32_t bits = 0;
+    for (std::size_t i = 0; i < 3; ++i) {
+        bits = bits << 8 | (i < bytes.size() ? bytes[i] : 0U);
+    }
+    for (std::size_t i = 0; i < 4; ++i) {
+        text += i <= bytes.size() ? digits[bits >> (18 - 6 * i) & 0x3F] : '=';
+    }
+}
+
+/// Writes values line by line. A value at depth 0 stands at the left margin.
+class xml_writer {
+public:
+    void write(const object& value, int depth) {
+        if (const auto* string = cast<__CFString>(&value)) {
+            element("string", string->utf8, depth);
+        } else if (const auto* number = cast<__CFNumber>(&value)) {
+            const bool is_real = std::holds_alternative<double>(number->value);
+            element(is_real ? "real" : "integer", number_text(number->value), depth);
+        } else if (const auto* boolean = cast<__CFBoolean>(&value)) {
+            empty_element(boolean->value ? "true" : "false", depth);
+        } else if (const auto* date = cast<__CFDate>(&value)) {
+            write_date(*date, depth);
+        } else if (const auto* data = cast<__CFData>(&value)) {
+            write_data(*data, depth);
+        } else if (const auto* array = cast<__CFArray>(&value)) {
+            write_array(*array, depth);
+        } else if (const auto* dictionary = cast<__CFDictionary>(&value)) {
+            write_dictionary(*dictionary, depth);
+        } else {
+            throw property_list_error(std::string(value.type().name()) + " in a property list");
+        }
+    }
+
+    std::string text{head};
+
+private:
+    void indent(int depth) { text.append(static_cast<std::size_t>(depth), '\t'); }
+
+    void append_tag(std::string_view opening, std::string_view name, std::string_view closing) {
+        text.append(opening).append(name).append(closing);
+    }
+
+    void tag_line(std::string_view opening, std::string_view name, std::string_view closing,
+                  int depth) {
+        indent(depth);
+        append_tag(opening, name, closing);
+        text += '\n';
+    }
+
+    void empty_element(std::string_view name, int depth) { tag_line("<", name, "/>", depth); }
+
+    void element(std::string_view name, std::string_view content, int depth) {
+        indent(depth);
+        append_tag("<", name, ">");
+        append_escaped(content);
+        append_tag("</", name, ">\n");
+    }
+
+    void append_escaped(std::string_view content) {
+        for (const char c : content) {
+            switch (c) {
+            case '&':
+                text += "&amp;";
+                break;
+            case '<':
+                text += "&lt;";
+                break;
+            case '>':
+                text += "&gt;";
+                break;
+            default:
+                text += c;
+            }
+        }
+    }
+
+    void write_date(const __CFDate& date, int depth) {
+        const auto written = date_text(date.time);
+        if (!written) {
+            throw property_list_error("date outside the years 0 to 9999");
+        }
+        element("date", *written, depth);
+    }
+
+    void write_data(const __CFData& data, int depth) {
+        // Lines get shorter to the right, as if a tab were eight columns wide, down to one group.
+        const auto line_length = static_cast<std::size_t>(std::max(76 - 8 * depth, 4));
+        tag_line("<", "data", ">", depth);
+        const std::size_t line_bytes = line_length / 4 * 3;
+        for (auto rest = data.bytes; !rest.empty();) {
+            auto line = rest.first(std::min(rest.size(), line_bytes));
+            rest = rest.subspan(line.size());
+            indent(depth);
+            while (!line.empty()) {
+                const auto group = line.first(std::min<std::size_t>(line.size(), 3));
+                append_base64_group(text, group);
+                line = line.subspan(group.size());
+            }
+            text += '\n';
+        }
+        tag_line("</", "data", ">", depth);
+    }
+
+    void write_array(const __CFArray& array, int depth) {
+        check_depth(depth);
+        if (array.values.empty()) {
+            empty_element("array", depth);
+            return;
+        }
+        tag_line("<", "array", ">", depth);
+        for (const auto& value : array.values) {
+            write(*value, depth + 1);
+        }
+        tag_line("</", "array", ">", depth);
+    }
+
+    void write_dictionary(const __CFDictionary& dictionary, int depth) {
+        check_depth(depth);
+        std::vector<std::pair<std::string_view, const object*>> entries;
+        for (const auto& [key, value] : dictionary.table.entries()) {
+            const auto* string = cast<__CFString>(key.get());
+            if (string == nullptr) {
+                throw property_list_error(std::string(key->type().name()) +
+                                          " as a key in a property list");
+            }
+            entries.emplace_back(string->utf8, value.get());
+        }
+        if (entries.empty()) {
+            empty_element("dict", depth);
+            return;
+        }
+        std::ranges::sort(entries);
+        tag_line("<", "dict", ">", depth);
+        for (const auto& [key, value] : entries) {
+            element("key", key, depth + 1);
+            write(*value, depth + 1);
+        }
+        tag_line("</", "dict", ">", depth);
+    }
+
+    /// What is written can be read back; and a container that holds itself ends here.
+    static void check_depth(int depth) {
+        if (depth >= property_list_depth_limit) {
+            throw property_list_error("containers nested too deep");
+        }
+    }
+};
+
+} // namespace
+
+std::string write_xml_property_list(const object& value) {
+    xml_writer writer;
+    writer.write(value, 0);
+    writer.text += tail;
+    return std::move(writer.text);
+}
+
+} // namespace simulator

@@ -1,0 +1,307 @@
+#include "simulator/array.h"
+#include "simulator/boolean.h"
+#include "simulator/data.h"
+#include "simulator/date.h"
+#include "simulator/dictionary.h"
+#include "simulator/number.h"
+#include "simulator/property_list.h"
+#include "simulator/property_list_text.h"
+#include "simulator/string.h"
+
+#include <expat.h>
+
+#include <algorithm>
+#include <array>
+#include <exception>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+namespace simulator {
+
+namespace {
+
+enum class element { plist, array, dict, key, string, integer, real, date, data, true_, false_ };
+
+constexpr std::array<std::pair<std::string_view, element>, 11> elements{{
+    {"plist", element::plist},
+    {"array", element::array},
+    {"dict", element::dict},
+    {"key", element::key},
+    {"string", element::string},
+    {"integer", element::integer},
+    {"real", element::real},
+    {"date", element::date},
+    {"data", element::data},
+    {"true", element::true_},
+    {"false", element::false_},
+}};
+
+element element_of(std::string_view name) {
+    const auto* const found =
+        std::ranges::find(elements, name, &std::pair<std::string_view, element>::first);
+    if (found == elements.end()) {
+        throw property_list_error("unknown element <" + std::string(name) + ">");
+    }
+    return found->second;
+}
+
+template<class T>
+const T& value_or_error(const std::optional<T>& value, const char* what) {
+    if (!value) {
+        throw property_list_error(std::string("bad ") + what);
+    }
+    return *value;
+}
+
+/// The value of an element that holds text only. Takes the text.
+owned<const object> create_scalar(element kind, std::string& text) {
+    const std::string_view trimmed = trim_xml_space(text);
+    switch (kind) {
+    case element::key:
+    case element::string:
+        return create_string_value(std::move(text));
+    case element::integer:
+        return create_value<__CFNumber>(value_or_error(parse_integer(trimmed), "integer"));
+    case element::real:
+        return create_value<__CFNumber>(value_or_error(parse_real(trimmed), "real"));
+    case element::date:
+        return create_value<__CFDate>(value_or_error(parse_date(trimmed), "date"));
+    case element::data:
+        return create_value<__CFData>(value_or_error(parse_base64(text), "data"));
+    default:
+        break;
+    }
+    if (!trimmed.empty()) {
+        throw property_list_error("text in a boolean");
+    }
+    return owned<const object>(kind == element::true_ ? kCFBooleanTrue : kCFBooleanFalse);
+}
+
+/// Makes values out of elements as they open and close. What is open is kept on a stack of its own,
+/// so the depth of a document costs no stack of the thread.
+class xml_value_builder {
+public:
+    void open(std::string_view name) {
+        const element kind = element_of(name);
+        if (m_scalar) {
+            throw property_list_error("element <" + std::string(name) + "> inside a scalar");
+        }
+        check_place(kind);
+        switch (kind) {
+        case element::plist:
+            m_containers.push_back({kind, nullptr, nullptr, nullptr});
+            break;
+        case element::array:
+            m_containers.push_back({kind, create_value<__CFArray>(), nullptr, nullptr});
+            break;
+        case element::dict:
+            m_containers.push_back({kind, nullptr, create_value<__CFDictionary>(), nullptr});
+            break;
+        default:
+            m_scalar = kind;
+        }
+    }
+
+    void add_text(std::string_view text) {
+        if (m_scalar) {
+            m_text += text;
+        } else if (!trim_xml_space(text).empty()) {
+            throw property_list_error("text outside a value");
+        }
+    }
+
+    void close() {
+        if (m_scalar) {
+            auto value = create_scalar(*m_scalar, m_text);
+            const bool is_key = *m_scalar == element::key;
+            m_scalar.reset();
+            m_text.clear();
+            if (is_key) {
+                m_containers.back().key = std::move(value);
+            } else {
+                add(std::move(value));
+            }
+            return;
+        }
+        container closed = std::move(m_containers.back());
+        m_containers.pop_back();
+        if (closed.key) {
+            throw property_list_error("key without a value");
+        }
+        if (closed.array) {
+            add(std::move(closed.array));
+        } else if (closed.dictionary) {
+            add(std::move(closed.dictionary));
+        }
+    }
+
+    owned<const object> take_value() {
+        if (!m_value) {
+            throw property_list_error("no value");
+        }
+        return std::move(m_value);
+    }
+
+private:
+    struct container {
+        element kind;
+        owned<__CFArray> array;
+        owned<__CFDictionary> dictionary;
+        /// Waits for its value.
+        owned<const object> key;
+    };
+
+    /// Whether an element of this kind may open here.
+    void check_place(element kind) const {
+        if ((kind == element::plist) != m_containers.empty()) {
+            throw property_list_error("<plist> must be the outermost element, and only that");
+        }
+        if (kind == element::plist) {
+            return;
+        }
+        const container& outer = m_containers.back();
+        if (outer.kind == element::plist && m_value) {
+            throw property_list_error("second value in <plist>");
+        }
+        const bool key_may_come = outer.kind == element::dict && !outer.key;
+        if (kind == element::key && !key_may_come) {
+            throw property_list_error("key where a value must come");
+        }
+        if (kind != element::key && key_may_come) {
+            throw property_list_error("value without a key");
+        }
+        // <plist> is on the stack as well.
+        if (m_containers.size() > property_list_depth_limit &&
+            (kind == element::array || kind == element::dict)) {
+            throw property_list_error("containers nested too deep");
+        }
+    }
+
+    /// Of two equal keys the last wins.
+    void add(owned<const object> value) {
+        container& outer = m_containers.back();
+        if (outer.array) {
+            outer.array->values.push_back(std::move(value));
+        } else if (outer.dictionary) {
+            outer.dictionary->table.set(*outer.key, value.get());
+            outer.key.reset();
+        } else {
+            m_value = std::move(value);
+        }
+    }
+
+    std::vector<container> m_containers;
+    std::optional<element> m_scalar;
+    std::string m_text;
+    owned<const object> m_value;
+};
+
+/// One run of expat over a document. No exception may pass through expat, so the first one is kept
+/// and stops it.
+class xml_reader {
+public:
+    xml_reader() {
+        XML_SetUserData(m_parser.get(), this);
+        XML_SetElementHandler(m_parser.get(), on_open, on_close);
+        XML_SetCharacterDataHandler(m_parser.get(), on_text);
+        XML_SetStartDoctypeDeclHandler(m_parser.get(), on_document_type);
+        XML_SetSkippedEntityHandler(m_parser.get(), on_skipped_entity);
+    }
+
+    owned<const object> read(std::span<const std::uint8_t> document) {
+        // expat counts in int. One piece for all that fits keeps it from scanning a long text anew
+        // for every piece.
+        constexpr std::size_t piece_limit = std::numeric_limits<int>::max() / 2;
+        bool is_last = false;
+        while (!is_last) {
+            const auto piece = document.first(std::min(document.size(), piece_limit));
+            document = document.subspan(piece.size());
+            is_last = document.empty();
+            const auto* text = reinterpret_cast<const char*>(piece.data());
+            if (XML_Parse(m_parser.get(), text, static_cast<int>(piece.size()), is_last) !=
+                XML_STATUS_OK) {
+                fail();
+            }
+        }
+        return m_builder.take_value();
+    }
+
+private:
+    struct parser_deleter {
+        void operator()(XML_Parser parser) const { XML_ParserFree(parser); }
+    };
+
+    [[noreturn]] void fail() {
+        const std::string line =
+            "line " + std::to_string(XML_GetCurrentLineNumber(m_parser.get())) + ": ";
+        if (!m_failure) {
+            throw property_list_error(line + XML_ErrorString(XML_GetErrorCode(m_parser.get())));
+        }
+        try {
+            std::rethrow_exception(m_failure);
+        } catch (const property_list_error& error) {
+            throw property_list_error(line + error.what());
+        }
+    }
+
+    template<class Step>
+    static void guarded(void* context, Step step) noexcept {
+        auto& self = *static_cast<xml_reader*>(context);
+        // A stopped parser still reports the end of an empty element.
+        if (self.m_failure) {
+            return;
+        }
+        try {
+            step(self.m_builder);
+        } catch (...) {
+            self.m_failure = std::current_exception();
+            XML_StopParser(self.m_parser.get(), XML_FALSE);
+        }
+    }
+
+    static void XMLCALL on_open(void* context, const char* name, const char**) {
+        guarded(context, [name](xml_value_builder& builder) { builder.open(name); });
+    }
+
+    static void XMLCALL on_close(void* context, const char*) {
+        guarded(context, [](xml_value_builder& builder) { builder.close(); });
+    }
+
+    static void XMLCALL on_text(void* context, const char* text, int length) {
+        guarded(context, [text, length](xml_value_builder& builder) {
+            builder.add_text({text, static_cast<std::size_t>(length)});
+        });
+    }
+
+    /// Entities, which can grow without bound, are declared in an internal subset; no property list
+    /// has one.
+    static void XMLCALL on_document_type(void* context, const char*, const char*, const char*,
+                                         int has_internal_subset) {
+        guarded(context, [has_internal_subset](xml_value_builder&) {
+            if (has_internal_subset != 0) {
+                throw property_list_error("declarations in the document type");
+            }
+        });
+    }
+
+    /// The external subset is never read, so an entity of it is a hole in the text.
+    static void XMLCALL on_skipped_entity(void* context, const char* name, int) {
+        guarded(context, [name](xml_value_builder&) {
+            throw property_list_error("unknown entity &" + std::string(name) + ";");
+        });
+    }
+
+    std::unique_ptr<XML_ParserStruct, parser_deleter> m_parser{XML_ParserCreate(nullptr)};
+    xml_value_builder m_builder;
+    std::exception_ptr m_failure;
+};
+
+} // namespace
+
+owned<const object> read_xml_property_list(std::span<const std::uint8_t> document) {
+    return xml_reader().read(document);
+}
+
+} // namespace simulator
