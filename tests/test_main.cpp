@@ -1,0 +1,41 @@
+#include "simulator/accounting.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+
+namespace {
+
+/// Fails every test that ends with more or fewer live objects of the platform than it started with:
+/// one leaked, or one given back that was somebody else's.
+class leak_listener : public testing::EmptyTestEventListener {
+    void OnTestStart(const testing::TestInfo&) override { m_before = simulator::live_objects(); }
+
+    void OnTestEnd(const testing::TestInfo&) override {
+        simulator::fail_creation(0);
+        auto after = simulator::live_objects();
+        std::set<std::string> names;
+        for (const auto& objects : {m_before, after}) {
+            for (const auto& [name, count] : objects) {
+                names.insert(name);
+            }
+        }
+        for (const std::string& name : names) {
+            EXPECT_EQ(after[name], m_before[name]) << "live objects of type " << name;
+        }
+    }
+
+    std::map<std::string, std::int64_t> m_before;
+};
+
+} // namespace
+
+int main(int argc, char** argv) {
+    testing::InitGoogleMock(&argc, argv);
+    testing::UnitTest::GetInstance()->listeners().Append(new leak_listener);
+    return RUN_ALL_TESTS();
+}
