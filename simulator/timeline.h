@@ -1,0 +1,39 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <functional>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace simulator {
+
+/// Plays the steps of a plan at their times, on a thread of its own. Times count from construction,
+/// so that a step that takes long delays the steps after it no more than it must.
+///
+/// What a step throws ends the process.
+class timeline {
+public:
+    /// `times` are seconds, in ascending order, and pass `speed` times as fast. `play` is called
+    /// with the position of each in turn, and destroyed on the timeline's thread when all is done.
+    timeline(std::vector<double> times, double speed, std::function<void(std::size_t)> play);
+    /// Waits until no step is running. Not to be called from a step.
+    ~timeline();
+
+    /// No further step is started. One that is running may still be when this returns.
+    void cancel();
+
+private:
+    using clock = std::chrono::steady_clock;
+
+    bool wait_until(clock::time_point time);
+
+    std::mutex m_mutex;
+    std::condition_variable m_cancellation;
+    bool m_cancelled = false;
+    std::thread m_thread;
+};
+
+} // namespace simulator

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+namespace simulator {
+
+/// The path that a UTF-8 text means, whatever the host keeps paths in.
+inline std::filesystem::path utf8_path(std::string_view text) {
+    return {std::u8string(text.begin(), text.end())};
+}
+
+} // namespace simulator
