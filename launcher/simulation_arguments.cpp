@@ -1,0 +1,85 @@
+#include "launcher/simulation_arguments.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <span>
+#include <string_view>
+
+namespace vandrel {
+
+namespace {
+
+using argument_span = std::span<const char* const>;
+
+[[noreturn]] void complain(std::string_view option, const std::string& is,
+                           const std::string& should_be) {
+    throw simulation_arguments_error(std::string(option) + ": is " + is + "; should be " +
+                                     should_be);
+}
+
+double parse_speed(std::string_view option, const std::string& text) {
+    double speed = 0;
+    const char* const end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data(), end, speed);
+    if (error != std::errc() || rest != end || !std::isfinite(speed) || speed <= 0) {
+        complain(option, "\"" + text + "\"", "a number above 0, such as 10 or 0.5");
+    }
+    return speed;
+}
+
+void parse_options(argument_span given, simulation_arguments& result) {
+    std::optional<std::string> speed;
+    for (std::size_t i = 0; i < given.size(); ++i) {
+        const std::string_view argument = given[i];
+        const std::size_t equals = argument.find('=');
+        const std::string_view name = argument.substr(0, equals);
+
+        std::optional<std::string>* const value = name == "--scenario"  ? &result.scenario_file
+                                                  : name == "--journal" ? &result.options.journal
+                                                  : name == "--speed"   ? &speed
+                                                                        : nullptr;
+        if (value == nullptr) {
+            complain(argument, "no option of the simulator",
+                     "--scenario, --journal or --speed, or stand after --");
+        }
+        if (value->has_value()) {
+            complain(name, "given twice", "given once");
+        }
+        if (equals != std::string_view::npos) {
+            *value = argument.substr(equals + 1);
+        } else if (i + 1 < given.size()) {
+            ++i;
+            *value = given[i];
+        }
+        if (!value->has_value() || (*value)->empty()) {
+            complain(name, "without a value",
+                     name == "--speed" ? "followed by a number" : "followed by a file's name");
+        }
+    }
+    if (speed) {
+        result.options.speed = parse_speed("--speed", *speed);
+    }
+}
+
+} // namespace
+
+simulation_arguments parse_simulation_arguments(int argument_count, const char* const* arguments) {
+    const argument_span all(arguments, static_cast<std::size_t>(argument_count));
+    const auto own_name = all.first(std::min<std::size_t>(all.size(), 1));
+    argument_span tools = all.subspan(own_name.size());
+
+    simulation_arguments result;
+    const auto split = std::ranges::find(tools, std::string_view("--"),
+                                         [](const char* text) { return std::string_view(text); });
+    if (split != tools.end()) {
+        parse_options({tools.begin(), split}, result);
+        tools = {split + 1, tools.end()};
+    }
+    result.tool_arguments.assign(own_name.begin(), own_name.end());
+    result.tool_arguments.insert(result.tool_arguments.end(), tools.begin(), tools.end());
+    result.tool_arguments.push_back(nullptr);
+    return result;
+}
+
+} // namespace vandrel
