@@ -1,0 +1,212 @@
+#include "tests/program.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <memory>
+#include <stdexcept>
+#include <system_error>
+#include <thread>
+
+#include <windows.h>
+
+namespace vandrel::testing {
+
+namespace {
+
+constexpr DWORD time_limit_milliseconds = 2 * 60 * 1000;
+
+struct handle_closer {
+    void operator()(HANDLE handle) const { CloseHandle(handle); }
+};
+using unique_handle = std::unique_ptr<void, handle_closer>;
+
+[[noreturn]] void fail(const char* what) {
+    throw std::system_error(static_cast<int>(GetLastError()), std::system_category(), what);
+}
+
+unique_handle checked(HANDLE handle, const char* what) {
+    if (handle == nullptr || handle == INVALID_HANDLE_VALUE) {
+        fail(what);
+    }
+    return unique_handle(handle);
+}
+
+std::wstring to_wide(const std::string& text) {
+    const int size = static_cast<int>(text.size());
+    std::wstring wide(text.size(), L'\0');
+    const int length = MultiByteToWideChar(CP_UTF8, 0, text.data(), size, wide.data(), size);
+    wide.resize(static_cast<std::size_t>(length));
+    return wide;
+}
+
+std::string to_utf8(const std::wstring& wide) {
+    const int length = static_cast<int>(wide.size());
+    std::string text(wide.size() * 3, '\0');
+    const int size = WideCharToMultiByte(CP_UTF8, 0, wide.data(), length, text.data(),
+                                         static_cast<int>(text.size()), nullptr, nullptr);
+    text.resize(static_cast<std::size_t>(size));
+    return text;
+}
+
+/// A named pipe from the program to the test. The writing end can be inherited.
+struct stream {
+    unique_handle reader;
+    unique_handle writer;
+    std::string text;
+    std::thread drain;
+
+    explicit stream(DWORD writer_flags) {
+        static std::atomic<int> count = 0;
+        const std::wstring name = L"\\\\.\\pipe\\vandrel-test-" +
+                                  std::to_wstring(GetCurrentProcessId()) + L"-" +
+                                  std::to_wstring(++count);
+        reader = checked(CreateNamedPipeW(name.c_str(), PIPE_ACCESS_INBOUND,
+                                          PIPE_TYPE_BYTE | PIPE_WAIT, 1, 65536, 65536, 0, nullptr),
+                         "CreateNamedPipeW");
+        SECURITY_ATTRIBUTES inheritable{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
+        writer = checked(CreateFileW(name.c_str(), GENERIC_WRITE, 0, &inheritable, OPEN_EXISTING,
+                                     writer_flags, nullptr),
+                         "CreateFileW");
+    }
+
+    /// Closes the test's own copy of the writing end, so that the program's end is the stream's.
+    void start_reading() {
+        writer.reset();
+        drain = std::thread([this] {
+            std::array<char, 65536> buffer{};
+            DWORD count = 0;
+            while (ReadFile(reader.get(), buffer.data(), buffer.size(), &count, nullptr)) {
+                text.append(buffer.data(), count);
+            }
+        });
+    }
+};
+
+/// By the rules by which CommandLineToArgvW takes a command line apart.
+std::wstring quoted(const std::wstring& argument) {
+    std::wstring result = L"\"";
+    std::size_t backslashes = 0;
+    for (const wchar_t c : argument) {
+        if (c == L'"') {
+            result.append(backslashes + 1, L'\\');
+        }
+        backslashes = c == L'\\' ? backslashes + 1 : 0;
+        result += c;
+    }
+    result.append(backslashes, L'\\');
+    return result + L'"';
+}
+
+std::wstring environment_with(const std::map<std::string, std::string>& additions) {
+    const std::unique_ptr<wchar_t, decltype(&FreeEnvironmentStringsW)> own(GetEnvironmentStringsW(),
+                                                                           FreeEnvironmentStringsW);
+    std::wstring block;
+    for (const wchar_t* variable = own.get(); *variable != L'\0';) {
+        const std::wstring text = variable;
+        const bool replaced = std::ranges::any_of(additions, [&text](const auto& addition) {
+            const std::wstring prefix = to_wide(addition.first) + L"=";
+            return _wcsnicmp(text.c_str(), prefix.c_str(), prefix.size()) == 0;
+        });
+        if (!replaced) {
+            block += text + L'\0';
+        }
+        variable += text.size() + 1;
+    }
+    for (const auto& [name, value] : additions) {
+        block += to_wide(name) + L"=" + to_wide(value) + L'\0';
+    }
+    return block + L'\0';
+}
+
+unique_handle open_null_input() {
+    SECURITY_ATTRIBUTES inheritable{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
+    return checked(CreateFileW(L"NUL", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                               &inheritable, OPEN_EXISTING, 0, nullptr),
+                   "CreateFileW");
+}
+
+unique_handle spawn(const program_call& call, const stream& output, const stream& error,
+                    const stream& pipe) {
+    std::wstring command_line = quoted(to_wide(call.program));
+    for (const std::string& argument : call.arguments) {
+        const auto pipe_number = reinterpret_cast<std::intptr_t>(pipe.writer.get());
+        command_line += L" " + (argument == "{pipe}" ? std::to_wstring(pipe_number)
+                                                     : quoted(to_wide(argument)));
+    }
+    const unique_handle input = open_null_input();
+    std::vector<HANDLE> inherited{input.get(), output.writer.get(), error.writer.get()};
+    if (call.inherits_pipe) {
+        inherited.push_back(pipe.writer.get());
+    }
+    SIZE_T size = 0;
+    InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
+    std::vector<std::byte> storage(size);
+    STARTUPINFOEXW startup{};
+    startup.StartupInfo.cb = sizeof startup;
+    startup.StartupInfo.dwFlags = STARTF_USESTDHANDLES;
+    startup.StartupInfo.hStdInput = input.get();
+    startup.StartupInfo.hStdOutput = output.writer.get();
+    startup.StartupInfo.hStdError = error.writer.get();
+    startup.lpAttributeList = reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(storage.data());
+    if (!InitializeProcThreadAttributeList(startup.lpAttributeList, 1, 0, &size) ||
+        !UpdateProcThreadAttribute(startup.lpAttributeList, 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST,
+                                   inherited.data(), inherited.size() * sizeof(HANDLE), nullptr,
+                                   nullptr)) {
+        fail("UpdateProcThreadAttribute");
+    }
+    std::wstring environment = environment_with(call.environment);
+    PROCESS_INFORMATION process{};
+    const BOOL started =
+        CreateProcessW(to_wide(call.program).c_str(), command_line.data(), nullptr, nullptr, TRUE,
+                       EXTENDED_STARTUPINFO_PRESENT | CREATE_UNICODE_ENVIRONMENT,
+                       environment.data(), nullptr, &startup.StartupInfo, &process);
+    DeleteProcThreadAttributeList(startup.lpAttributeList);
+    if (!started) {
+        fail(call.program.c_str());
+    }
+    CloseHandle(process.hThread);
+    return unique_handle(process.hProcess);
+}
+
+} // namespace
+
+program_result run_program(const program_call& call) {
+    stream output(0);
+    stream error(0);
+    stream pipe(FILE_FLAG_OVERLAPPED);
+    const unique_handle process = spawn(call, output, error, pipe);
+    for (stream* each : {&output, &error, &pipe}) {
+        each->start_reading();
+    }
+    const bool ended = WaitForSingleObject(process.get(), time_limit_milliseconds) == WAIT_OBJECT_0;
+    if (!ended) {
+        TerminateProcess(process.get(), 1);
+    }
+    for (stream* each : {&output, &error, &pipe}) {
+        each->drain.join();
+    }
+    if (!ended) {
+        throw std::runtime_error(call.program + " did not end. It wrote:\n" + output.text +
+                                 "\nand on the error stream:\n" + error.text);
+    }
+    DWORD status = 0;
+    GetExitCodeProcess(process.get(), &status);
+    return {static_cast<int>(status), output.text, error.text, pipe.text};
+}
+
+std::string program_folder() {
+    std::wstring path(32768, L'\0');
+    path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
+    return to_utf8(path.substr(0, path.find_last_of(L'\\')));
+}
+
+std::string program_file_name(const std::string& name) {
+    return name + ".exe";
+}
+
+std::vector<std::string> temporary_folder_variables() {
+    return {"TMP", "TEMP"};
+}
+
+} // namespace vandrel::testing

@@ -1,0 +1,64 @@
+#pragma once
+
+#include "tests/plist_value.h"
+#include "tests/program.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vandrel::testing {
+
+/// What a run of the tool over simulated devices came to.
+struct tool_run {
+    /// The process result.
+    int status = -1;
+    /// The records, wherever they went, as they were written and as values.
+    std::vector<std::string> documents;
+    std::vector<plist_value> records;
+    /// Byte for byte.
+    std::string standard_output;
+    std::string standard_error;
+    std::string pipe;
+    /// The lines of the error stream.
+    std::vector<std::string> diagnostics;
+    /// Every call of the platform: dictionaries with Call, Device, Arguments and Time.
+    std::vector<plist_value> journal;
+    /// The folder that the tool had for temporary files. What it left there was removed.
+    std::string temporary_folder;
+
+    /// How often the platform's function of that name was called.
+    int calls(const std::string& function) const;
+};
+
+/// A run of vandrel-sim: `tool_call({"--list-devices"}).run()`. The tool gets a folder of its own
+/// for temporary files. run fails the test when the tool leaves anything there, when a record is
+/// not whole, and when something but records stands on standard output or in the pipe.
+class tool_call {
+public:
+    explicit tool_call(std::vector<std::string> arguments);
+
+    /// The built-in scenario plays otherwise.
+    tool_call& scenario(const dictionary& scenario);
+    /// All times of the scenario pass that many times as fast.
+    tool_call& speed(int factor);
+    /// Records go to an inherited pipe: adds `--output-pipe`.
+    tool_call& with_pipe();
+
+    tool_run run() const;
+
+private:
+    std::vector<std::string> arguments_;
+    std::optional<dictionary> scenario_;
+    int speed_ = 1;
+    bool with_pipe_ = false;
+};
+
+/// A device's entry in a scenario, in Recovery mode unless told otherwise.
+dictionary recovery_device(const std::string& ecid, const dictionary& more = {});
+
+/// The record of an error of the tool itself.
+plist_value tool_error_record(int code, const std::string& description,
+                              const std::string& failure_reason);
+
+} // namespace vandrel::testing
