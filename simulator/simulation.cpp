@@ -53,7 +53,8 @@ std::int32_t running_simulation::add_registration(AMRestorableDeviceNotification
     ++m_last_registration;
     if (!m_halted) {
         m_registrations[m_last_registration] = std::make_unique<timeline>(
-            std::move(times), m_speed, [this, events, callback, context](std::size_t i) {
+            timeline::clock::now(), std::move(times), m_speed,
+            [this, events, callback, context](std::size_t i) {
                 const device_event& event = events[i];
                 callback(event.device ? device_at(*event.device) : nullptr, event.type, context);
             });
@@ -84,7 +85,8 @@ void running_simulation::add_restore(_AMRestorableDevice& device,
     const std::lock_guard lock(m_mutex);
     if (!m_halted) {
         m_restores.push_back(std::make_unique<timeline>(
-            std::move(times), m_speed, [kept, &reports, callback, context](std::size_t i) {
+            timeline::clock::now(), std::move(times), m_speed,
+            [kept, &reports, callback, context](std::size_t i) {
                 const CFTypeRef report = reports[i].report.get();
                 callback(kept.get(), static_cast<CFDictionaryRef>(report), context);
             }));

@@ -17,16 +17,16 @@ std::chrono::nanoseconds duration_of(double seconds) {
 
 } // namespace
 
-timeline::timeline(std::vector<double> times, double speed, std::function<void(std::size_t)> play)
-    : m_thread(
-          [this, start = clock::now(), times = std::move(times), speed, play = std::move(play)] {
-              for (std::size_t i = 0; i < times.size(); ++i) {
-                  if (!wait_until(start + duration_of(times[i] / speed))) {
-                      return;
-                  }
-                  play(i);
+timeline::timeline(clock::time_point start, std::vector<double> times, double speed,
+                   std::function<void(std::size_t)> play)
+    : m_thread([this, start, times = std::move(times), speed, play = std::move(play)] {
+          for (std::size_t i = 0; i < times.size(); ++i) {
+              if (!wait_until(start + duration_of(times[i] / speed))) {
+                  return;
               }
-          }) {}
+              play(i);
+          }
+      }) {}
 
 timeline::~timeline() {
     cancel();

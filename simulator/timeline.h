@@ -10,15 +10,19 @@
 
 namespace simulator {
 
-/// Plays the steps of a plan at their times, on a thread of its own. Times count from construction,
-/// so that a step that takes long delays the steps after it no more than it must.
+/// Plays the steps of a plan at their times, on a thread of its own. All times count from one
+/// start, so that a step that takes long delays the steps after it no more than it must.
 ///
 /// What a step throws ends the process.
 class timeline {
 public:
-    /// `times` are seconds, in ascending order, and pass `speed` times as fast. `play` is called
-    /// with the position of each in turn, and destroyed on the timeline's thread when all is done.
-    timeline(std::vector<double> times, double speed, std::function<void(std::size_t)> play);
+    using clock = std::chrono::steady_clock;
+
+    /// `times` are seconds since `start`, in ascending order, and pass `speed` times as fast.
+    /// `play` is called with the position of each in turn, and destroyed on the timeline's thread
+    /// when all is done.
+    timeline(clock::time_point start, std::vector<double> times, double speed,
+             std::function<void(std::size_t)> play);
     /// Waits until no step is running. Not to be called from a step.
     ~timeline();
 
@@ -26,8 +30,6 @@ public:
     void cancel();
 
 private:
-    using clock = std::chrono::steady_clock;
-
     bool wait_until(clock::time_point time);
 
     std::mutex m_mutex;
