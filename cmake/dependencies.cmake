@@ -1,5 +1,18 @@
 find_package(Threads REQUIRED)
 find_package(fmt 10 REQUIRED CONFIG)
-find_package(Boost 1.76 REQUIRED CONFIG COMPONENTS filesystem program_options)
 find_package(EXPAT REQUIRED)
 find_package(GTest 1.12 REQUIRED CONFIG)
+
+if(WIN32)
+    # expat's header has to know that the library is a static one.
+    set_property(TARGET EXPAT::EXPAT APPEND PROPERTY INTERFACE_COMPILE_DEFINITIONS XML_STATIC)
+
+    # Boost's own CMake files, by which it is built for Windows, make a package of each library.
+    find_package(boost_filesystem 1.76 REQUIRED CONFIG)
+    find_package(boost_program_options 1.76 REQUIRED CONFIG)
+    add_library(Boost::headers INTERFACE IMPORTED)
+    target_include_directories(
+        Boost::headers INTERFACE $<TARGET_PROPERTY:Boost::filesystem,INTERFACE_INCLUDE_DIRECTORIES>)
+else()
+    find_package(Boost 1.76 REQUIRED CONFIG COMPONENTS filesystem program_options)
+endif()

@@ -1,12 +1,20 @@
 include(GoogleTest)
 enable_testing()
 
+# Tells the tests of several presets apart when CTest runs them together; begins every test's name.
+set(VANDREL_TEST_PREFIX "" CACHE STRING "What the names of CTest's tests begin with")
+
+# The main function of all test programs: it fails a test that leaves objects of the platform alive.
+add_library(vandrel_test_main OBJECT ${PROJECT_SOURCE_DIR}/tests/test_main.cpp)
+target_compile_options(vandrel_test_main PRIVATE ${VANDREL_WARNINGS})
+target_link_libraries(vandrel_test_main PUBLIC vandrel_core vandrel_simulator GTest::gmock)
+
 # vandrel_test(NAME SOURCES...) makes one test program, linked with the core over the simulated
-# platform, and registers each of its tests with CTest as "<host>.<suite>.<test>".
+# platform, and registers each of its tests with CTest as "<prefix><suite>.<test>".
 function(vandrel_test name)
     add_executable(${name} ${ARGN})
     target_compile_options(${name} PRIVATE ${VANDREL_WARNINGS})
-    target_link_libraries(${name} PRIVATE vandrel_core vandrel_simulator GTest::gmock GTest::gtest_main)
+    target_link_libraries(${name} PRIVATE vandrel_test_main)
     gtest_discover_tests(
         ${name}
         TEST_PREFIX "${VANDREL_TEST_PREFIX}"

@@ -1,0 +1,33 @@
+# Debian packages: what each job needs, and their installation.
+# shellcheck source=common.sh
+. "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+
+linux_packages=(
+    ca-certificates cmake dpkg-dev g++ ninja-build
+    libboost-filesystem1.81-dev libboost-program-options1.81-dev
+    libexpat1-dev libgmock-dev libgtest-dev
+)
+windows_packages=(g++-mingw-w64-x86-64-posix wine wine64)
+test_packages=(libplist-utils python3)
+
+# install_packages NAME...: installs those that are missing; costs next to nothing when none is.
+install_packages() {
+    local installed name missing=()
+    installed=$(dpkg-query --show --showformat '${Package} ${db:Status-Status}\n' "$@" 2>/dev/null) || true
+    for name; do
+        [[ $'\n'$installed$'\n' == *$'\n'"$name installed"$'\n'* ]] || missing+=("$name")
+    done
+    ((${#missing[@]} == 0)) && return
+
+    local as_root=()
+    if ((EUID != 0)); then
+        command -v sudo >/dev/null ||
+            fail "these packages are missing, and only root can install them: ${missing[*]}"
+        as_root=(sudo)
+    fi
+    step "Reading Debian's package lists" packages-update \
+        "${as_root[@]}" apt-get -oDPkg::Lock::Timeout=300 update
+    step "Installing ${missing[*]}" packages-install \
+        "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+        apt-get -oDPkg::Lock::Timeout=300 install --yes --no-remove --no-install-recommends "${missing[@]}"
+}

@@ -1,0 +1,35 @@
+# Wine, with a prefix of the checkout's own.
+# shellcheck source=common.sh
+. "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+
+wine_environment() {
+    export WINEPREFIX=$deps/wine WINEARCH=win64 WINEDEBUG=-all
+    # No browser engine, no .NET and no menu entries are wanted, nor offers to install them.
+    export WINEDLLOVERRIDES='mscoree,mshtml,winemenubuilder.exe='
+    unset DISPLAY WAYLAND_DISPLAY
+}
+
+make_wine_prefix() {
+    wine_environment
+    [[ -f $WINEPREFIX/ready ]] && return
+    rm -rf "$WINEPREFIX"
+    step "Making Wine's prefix" wine init_wine_prefix
+    touch "$WINEPREFIX/ready"
+}
+
+init_wine_prefix() {
+    wine wineboot --init && wineserver --wait
+}
+
+# Keeps Wine's server and its services between programs, which then start much faster, until
+# stop_wine. The services keep the handles that they were started with, so these lead nowhere.
+start_wine() (
+    wine_environment
+    wineserver --persistent
+    wine wineboot
+) </dev/null >/dev/null 2>&1
+
+stop_wine() (
+    wine_environment
+    wineserver --kill || true
+)
