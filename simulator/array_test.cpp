@@ -69,7 +69,7 @@ TEST(cf_array_misuse, a_null_element_ends_the_process) {
 }
 
 TEST(cf_array_misuse, other_callbacks_end_the_process) {
-    EXPECT_DEATH(CFArrayCreateMutable(kCFAllocatorDefault, 0, nullptr),
+    EXPECT_DEATH(handle<CFMutableArrayRef>(CFArrayCreateMutable(kCFAllocatorDefault, 0, nullptr)),
                  "simulator: CFArrayCreateMutable: callbacks other than");
 }
 

@@ -1,7 +1,5 @@
 #include "simulator/object.h"
 
-#include "simulator/string.h"
-
 #include <cstdio>
 #include <cstdlib>
 #include <mutex>
@@ -121,5 +119,8 @@ Boolean CFEqual(CFTypeRef left, CFTypeRef right) {
 }
 
 CFStringRef CFCopyDescription(CFTypeRef object) {
-    return simulator::make_string(checked(object).describe());
+    const std::string text = checked(object).describe();
+    return CFStringCreateWithBytes(kCFAllocatorDefault,
+                                   reinterpret_cast<const std::uint8_t*>(text.data()),
+                                   static_cast<CFIndex>(text.size()), kCFStringEncodingUTF8, false);
 }

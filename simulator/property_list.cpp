@@ -21,7 +21,7 @@ namespace {
 constexpr CFIndex unreadable = 3840;
 constexpr CFIndex unwritable = 3852;
 
-CFErrorRef make_error(CFIndex code, const char* description) {
+CFErrorRef create_error(CFIndex code, const char* description) {
     const owned<const __CFString> text(make_string(description));
     const owned<__CFDictionary> user_info(create<__CFDictionary>());
     if (!text || !user_info) {
@@ -42,7 +42,7 @@ auto null_on_failure(CFIndex code, CFErrorRef* error, Make make) -> decltype(mak
         return make();
     } catch (const property_list_error& failure) {
         if (error != nullptr) {
-            *error = make_error(code, failure.what());
+            *error = create_error(code, failure.what());
         }
     } catch (const creation_failed&) {
     }

@@ -89,18 +89,16 @@ public:
             throw property_list_error("element <" + std::string(name) + "> inside a scalar");
         }
         check_place(kind);
-        switch (kind) {
-        case element::plist:
-            m_containers.push_back({kind, nullptr, nullptr, nullptr});
-            break;
-        case element::array:
-            m_containers.push_back({kind, create_value<__CFArray>(), nullptr, nullptr});
-            break;
-        case element::dict:
-            m_containers.push_back({kind, nullptr, create_value<__CFDictionary>(), nullptr});
-            break;
-        default:
+        if (kind != element::plist && kind != element::array && kind != element::dict) {
             m_scalar = kind;
+            return;
+        }
+        container& opened = m_containers.emplace_back();
+        opened.kind = kind;
+        if (kind == element::array) {
+            opened.array = create_value<__CFArray>();
+        } else if (kind == element::dict) {
+            opened.dictionary = create_value<__CFDictionary>();
         }
     }
 
@@ -146,7 +144,8 @@ public:
 
 private:
     struct container {
-        element kind;
+        element kind = element::plist;
+        /// Of these two the one that `kind` names.
         owned<__CFArray> array;
         owned<__CFDictionary> dictionary;
         /// Waits for its value.
