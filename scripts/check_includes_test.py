@@ -1,0 +1,110 @@
+#!/usr/bin/env python3
+"""Plants violations in small trees, and sees that check-includes finds each of them."""
+import pathlib
+import subprocess
+import sys
+import tempfile
+import unittest
+
+CHECK = pathlib.Path(__file__).with_name("check-includes")
+
+CLEAN = {
+    "launcher/vandrel_sim.cpp": '#include "driver/entry_point.h"\n#include "simulator/play.h"\n',
+    "driver/entry_point.h": '#include "device/session.h"\n',
+    "driver/ecid.h": '#include "foundation/text.h"\n',
+    "device/session.h": '#include "debug/status.h"\n#include "driver/ecid.h"\n',
+    "debug/status.h": '#include "output/channel.h"\n',
+    "output/channel.h": '#include "driver/ecid.h"\n',
+    "output/channel_test.cpp": '#include "simulator/play.h"\n',
+    "foundation/text.h": '#include "platform/core.h"\n',
+    "platform/core.h": "#include <cstdint>\n#if defined(NDEBUG)\n#endif\n",
+    "platform/forwarding/load.cpp": '#include "platform/core.h"\n',
+    "simulator/play.h": '#include "platform/core.h"\n',
+    "tests/capture.h": '#include "output/channel.h"\n',
+}
+
+
+class check_includes(unittest.TestCase):
+    def check(self, files):
+        """The exit status of check-includes on the clean tree with these files, and what it says."""
+        with tempfile.TemporaryDirectory() as folder:
+            for name, text in {**CLEAN, **files}.items():
+                path = pathlib.Path(folder, name)
+                path.parent.mkdir(parents=True, exist_ok=True)
+                path.write_text(text)
+            done = subprocess.run([sys.executable, CHECK, folder], stderr=subprocess.PIPE, text=True)
+        return done.returncode, done.stderr.splitlines()
+
+    def assert_only_violation(self, files, violation):
+        self.assertEqual(self.check(files), (1, [violation]))
+
+    def test_a_clean_tree_passes(self):
+        self.assertEqual(self.check({}), (0, ["Includes: clean"]))
+
+    def test_nothing_includes_backwards(self):
+        for path, target, source_zone, target_zone in [
+            ("driver/run.cpp", "launcher/launch.h", "driver", "launcher"),
+            ("device/table.cpp", "driver/entry_point.h", "device", "driver"),
+            ("debug/dump.cpp", "device/session.h", "debug", "device"),
+            ("output/record.cpp", "debug/status.h", "output", "debug"),
+            ("driver/ecid.cpp", "output/channel.h", "driver values", "output"),
+            ("foundation/file.cpp", "driver/ecid.h", "foundation", "driver values"),
+            ("platform/clock.cpp", "foundation/text.h", "platform", "foundation"),
+        ]:
+            with self.subTest(path):
+                self.assert_only_violation(
+                    {"launcher/launch.h": "", path: f'\n#include "{target}"\n'},
+                    f"{path}:2: {source_zone} may not include {target_zone} ({target})")
+
+    def test_the_core_does_not_know_who_supplies_the_platform(self):
+        self.assert_only_violation(
+            {"device/table.cpp": '#include "simulator/play.h"\n'},
+            "device/table.cpp:1: device may not include simulator (simulator/play.h)")
+        self.assert_only_violation(
+            {"platform/forwarding/load.h": "",
+             "platform/clock.cpp": '#include "platform/forwarding/load.h"\n'},
+            "platform/clock.cpp:1: platform may not include forwarding (platform/forwarding/load.h)")
+
+    def test_a_supplier_knows_the_platform_only(self):
+        self.assert_only_violation(
+            {"simulator/play.cpp": '#include "foundation/text.h"\n'},
+            "simulator/play.cpp:1: simulator may not include foundation (foundation/text.h)")
+        self.assert_only_violation(
+            {"platform/forwarding/more.cpp": '#include "simulator/play.h"\n'},
+            "platform/forwarding/more.cpp:1: forwarding may not include simulator (simulator/play.h)")
+
+    def test_only_tests_include_what_is_for_tests(self):
+        self.assert_only_violation(
+            {"output/record.cpp": '#include "tests/capture.h"\n'},
+            "output/record.cpp:1: includes tests/capture.h, which is for tests only")
+
+    def test_headers_do_not_include_each_other_in_a_circle(self):
+        self.assert_only_violation(
+            {"device/a.h": '#include "device/b.h"\n', "device/b.h": '\n#include "device/c.h"\n',
+             "device/c.h": '#include "device/b.h"\n'},
+            "device/b.h:2: includes itself: device/b.h -> device/c.h -> device/b.h")
+
+    def test_an_include_is_seen_from_the_root(self):
+        for target in ["session.h", "../device/session.h", "device/absent.h"]:
+            with self.subTest(target):
+                self.assert_only_violation(
+                    {"device/table.cpp": f'#include "{target}"\n'},
+                    f'device/table.cpp:1: "{target}" is no file, seen from the project\'s root')
+
+    def test_no_source_asks_for_the_host(self):
+        for line, macro in [("#ifdef _WIN32", "_WIN32"), ("#ifndef _WIN64", "_WIN64"),
+                            ("# if !defined(__linux__)", "__linux__"), ("#elif __MINGW32__", "__MINGW32__")]:
+            with self.subTest(line):
+                self.assert_only_violation(
+                    {"tests/capture.cpp": line + "\n"},
+                    f"tests/capture.cpp:1: asks for the host with {macro}; what differs between "
+                    "hosts stands in a pair of sources")
+
+    def test_a_folder_without_a_rule_is_refused(self):
+        self.assert_only_violation(
+            {"gadgets/a.cpp": '#include "platform/core.h"\n'},
+            "gadgets/a.cpp:1: no rule says whom gadgets may include")
+
+
+if __name__ == "__main__":
+    unittest.main()
