@@ -32,6 +32,7 @@ struct date {
 };
 
 struct plist_value {
+    plist_value() = default;
     // Implicit, so that literals stand for themselves.
     plist_value(const char* text) : value(std::string(text)) {}
     plist_value(std::string text) : value(std::move(text)) {}
