@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <filesystem>
 #include <system_error>
 #include <thread>
@@ -168,9 +169,9 @@ TEST(journal, describes_an_argument_that_no_property_list_can_hold) {
 TEST(journal, has_whole_entries_of_calls_from_several_threads) {
     const journal_file file;
     journal written(file.path());
-    std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) {
-        threads.emplace_back([&written] {
+    std::array<std::thread, 4> threads;
+    for (std::thread& thread : threads) {
+        thread = std::thread([&written] {
             for (int call = 0; call < 25; ++call) {
                 written.record("Call", nullptr, {});
             }

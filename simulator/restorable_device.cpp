@@ -30,7 +30,7 @@ const device_description& recorded(_AMRestorableDevice* device,
     return description;
 }
 
-CFStringRef copy_text(const std::optional<std::string>& text) {
+CFStringRef string_or_null(const std::optional<std::string>& text) {
     return text ? simulator::make_string(*text) : nullptr;
 }
 
@@ -69,11 +69,11 @@ std::uint32_t AMRestorableDeviceGetLocationID(_AMRestorableDevice* device) {
 }
 
 CFStringRef AMRestorableDeviceCopySerialNumber(_AMRestorableDevice* device) {
-    return copy_text(recorded(device).serial_number);
+    return string_or_null(recorded(device).serial_number);
 }
 
 CFStringRef AMRestorableDeviceCopyProductString(_AMRestorableDevice* device) {
-    return copy_text(recorded(device).product_string);
+    return string_or_null(recorded(device).product_string);
 }
 
 _AMRecoveryModeDevice* AMRestorableDeviceCopyRecoveryModeDevice(_AMRestorableDevice* device) {

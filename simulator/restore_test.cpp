@@ -39,6 +39,7 @@ void note(_AMRestorableDevice* device, CFDictionaryRef status, void* context) {
 
 std::vector<std::int64_t> operations(const std::vector<told>& entries) {
     std::vector<std::int64_t> result;
+    result.reserve(entries.size());
     for (const told& entry : entries) {
         result.push_back(entry.operation);
     }

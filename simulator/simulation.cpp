@@ -34,6 +34,7 @@ std::vector<device_event> running_simulation::sorted_events() const {
     if (m_played.events) {
         events = *m_played.events;
     } else {
+        events.reserve(m_devices.size());
         for (std::size_t i = 0; i < m_devices.size(); ++i) {
             events.push_back({0, i, 0});
         }
@@ -46,6 +47,7 @@ std::int32_t running_simulation::add_registration(AMRestorableDeviceNotification
                                                   void* context) {
     const std::vector<device_event> events = sorted_events();
     std::vector<double> times;
+    times.reserve(events.size());
     for (const device_event& event : events) {
         times.push_back(event.at);
     }
@@ -76,6 +78,7 @@ void running_simulation::add_restore(_AMRestorableDevice& device,
                                      AMRestorableDeviceRestoreCallback callback, void* context) {
     const std::vector<restore_report>& reports = device.description.restore.reports;
     std::vector<double> times;
+    times.reserve(reports.size());
     double time = 0;
     for (const restore_report& report : reports) {
         time += report.after;
