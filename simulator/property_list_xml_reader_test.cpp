@@ -102,9 +102,13 @@ TEST(property_list_xml_reader, numbers_are_read_between_white_space) {
     EXPECT_EQ(description("<integer>18446744073709551615</integer>"), "18446744073709551615");
 }
 
-TEST(property_list_xml_reader, a_real_stays_a_real) {
-    // Its text says so: an integer would lose the fraction of a later sum.
-    EXPECT_EQ(description("<real>1e300</real>"), "1.0000000000000001e+300");
+TEST(property_list_xml_reader, a_whole_real_stays_a_real) {
+    const auto value = read("<real>2</real>");
+    ASSERT_TRUE(value);
+    const handle<CFDataRef> document(CFPropertyListCreateData(
+        kCFAllocatorDefault, value.get(), kCFPropertyListXMLFormat_v1_0, 0, nullptr));
+    ASSERT_TRUE(document);
+    EXPECT_NE(text_of(document.get()).find("<real>2</real>"), std::string::npos);
 }
 
 TEST(property_list_xml_reader, booleans_are_the_two_constants) {
