@@ -20,7 +20,6 @@ using namespace vandrel;
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
 using ::testing::IsEmpty;
-using ::testing::MatchesRegex;
 using vandrel::testing::channel_capture;
 using vandrel::testing::count_ending;
 
@@ -365,8 +364,10 @@ TEST(session, its_scratch_directory_has_a_fresh_name_under_the_temporary_directo
         boost::filesystem::path(personalized_bundle_path(session)).parent_path().parent_path();
     EXPECT_EQ(scratch.parent_path(),
               boost::filesystem::temp_directory_path().remove_trailing_separator());
-    EXPECT_THAT(scratch.filename().string(),
-                MatchesRegex("vandrel\\.[0-9a-f][0-9a-f][0-9a-f][0-9a-f][0-9a-f][0-9a-f]"));
+    const std::string name = scratch.filename().string();
+    ASSERT_EQ(name.size(), 14U);
+    EXPECT_EQ(name.substr(0, 8), "vandrel.");
+    EXPECT_EQ(name.find_first_not_of("0123456789abcdef", 8), std::string::npos);
     EXPECT_FALSE(boost::filesystem::exists(scratch));
 }
 
