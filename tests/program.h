@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <map>
 #include <string>
 #include <vector>
@@ -16,6 +17,8 @@ struct program_call {
     /// Whether the program inherits a pipe for its records: a file descriptor, or on Windows the
     /// handle of a named pipe opened for overlapped writing.
     bool inherits_pipe = false;
+    /// For programs that hang, not for slow ones; less than what CTest allows a test.
+    std::chrono::seconds limit = std::chrono::seconds(60);
 };
 
 /// What came of it.
@@ -28,8 +31,8 @@ struct program_result {
     std::string pipe;
 };
 
-/// Runs a program to its end, with nothing on its standard input. One that does not end within two
-/// minutes is killed, and an exception that shows what it had written is thrown.
+/// Runs a program to its end, with nothing on its standard input. One that does not end within the
+/// limit is killed, and a std::runtime_error that shows what it had written is thrown.
 program_result run_program(const program_call& call);
 
 /// The folder in which the running test program, and with it every other program, lies.

@@ -21,8 +21,6 @@ namespace {
 
 using std::chrono::steady_clock;
 
-constexpr auto time_limit = std::chrono::minutes(2);
-
 class descriptor {
 public:
     explicit descriptor(int number = -1) : number_(number) {}
@@ -82,13 +80,14 @@ std::vector<std::string> environment_with(const std::map<std::string, std::strin
         }
     }
     for (const auto& [name, value] : additions) {
-        result.push_back(name + "=" + value);
+        result.push_back(std::string(name).append("=").append(value));
     }
     return result;
 }
 
 std::vector<char*> pointers_to(std::vector<std::string>& texts) {
     std::vector<char*> result;
+    result.reserve(texts.size() + 1);
     for (std::string& text : texts) {
         result.push_back(text.data());
     }
@@ -121,8 +120,8 @@ pid_t spawn(const program_call& call, const stream& output, const stream& error,
 }
 
 /// Reads all streams to their ends; false when that takes too long.
-bool read_to_the_end(const std::vector<stream*>& streams) {
-    const auto deadline = steady_clock::now() + time_limit;
+bool read_to_the_end(const std::vector<stream*>& streams, std::chrono::seconds limit) {
+    const auto deadline = steady_clock::now() + limit;
     for (;;) {
         std::vector<pollfd> waiting;
         for (const stream* each : streams) {
@@ -159,7 +158,7 @@ program_result run_program(const program_call& call) {
     for (stream* each : {&output, &error, &pipe}) {
         each->writer.close();
     }
-    const bool ended = read_to_the_end({&output, &error, &pipe});
+    const bool ended = read_to_the_end({&output, &error, &pipe}, call.limit);
     if (!ended) {
         kill(process, SIGKILL);
     }
@@ -168,7 +167,8 @@ program_result run_program(const program_call& call) {
     }
     if (!ended) {
         throw std::runtime_error(call.program + " did not end. It wrote:\n" + output.text +
-                                 "\nand on the error stream:\n" + error.text);
+                                 "\nand on the error stream:\n" + error.text +
+                                 "\nand to the pipe:\n" + pipe.text);
     }
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status), output.text, error.text,
             pipe.text};

@@ -14,8 +14,6 @@ namespace vandrel::testing {
 
 namespace {
 
-constexpr DWORD time_limit_milliseconds = 2 * 60 * 1000;
-
 struct handle_closer {
     void operator()(HANDLE handle) const { CloseHandle(handle); }
 };
@@ -179,7 +177,9 @@ program_result run_program(const program_call& call) {
     for (stream* each : {&output, &error, &pipe}) {
         each->start_reading();
     }
-    const bool ended = WaitForSingleObject(process.get(), time_limit_milliseconds) == WAIT_OBJECT_0;
+    const auto limit = std::chrono::milliseconds(call.limit).count();
+    const bool ended =
+        WaitForSingleObject(process.get(), static_cast<DWORD>(limit)) == WAIT_OBJECT_0;
     if (!ended) {
         TerminateProcess(process.get(), 1);
     }
@@ -188,7 +188,8 @@ program_result run_program(const program_call& call) {
     }
     if (!ended) {
         throw std::runtime_error(call.program + " did not end. It wrote:\n" + output.text +
-                                 "\nand on the error stream:\n" + error.text);
+                                 "\nand on the error stream:\n" + error.text +
+                                 "\nand to the pipe:\n" + pipe.text);
     }
     DWORD status = 0;
     GetExitCodeProcess(process.get(), &status);
