@@ -311,11 +311,10 @@ TEST(status_text, the_ends_of_the_number_range_are_unknown) {
     EXPECT_EQ(operation_string(largest), "Unknown");
 }
 
-TEST(status_text, an_unknown_error_is_a_string_that_the_caller_releases) {
-    CFStringRef unknown = AMRLocalizedCopyStringForAMRError(0);
+TEST(status_text, an_unknown_error_is_a_string_of_the_callers_and_not_null) {
+    const cf_handle<CFStringRef> unknown(AMRLocalizedCopyStringForAMRError(0));
     ASSERT_NE(unknown, nullptr);
-    EXPECT_TRUE(CFEqual(unknown, CFSTR("Unknown")));
-    CFRelease(unknown);
+    EXPECT_TRUE(CFEqual(unknown.get(), CFSTR("Unknown")));
 }
 
 TEST(status_text, an_error_without_a_message_is_shown_by_its_number) {
