@@ -27,7 +27,8 @@ void make_personalized_bundle(const __CFDictionary& options) {
     const std::filesystem::path folder = utf8_path(value->utf8);
     std::error_code ignored;
     std::filesystem::create_directories(folder, ignored);
-    std::ofstream(folder / "PersonalizedBundle.txt") << "Simulated personalized restore bundle\n";
+    std::ofstream(folder / "PersonalizedBundle.txt", std::ios::binary)
+        << "Simulated personalized restore bundle\n";
 }
 
 } // namespace
@@ -66,7 +67,7 @@ std::int32_t AMRestoreEnableFileLogging(const char* path) {
     if (result != 0) {
         return result;
     }
-    std::ofstream log(simulator::utf8_path(path), std::ios::app);
+    std::ofstream log(simulator::utf8_path(path), std::ios::binary | std::ios::app);
     log << "Simulated restore log\n" << std::flush;
     return log ? 0 : simulator::unable_to_open_file;
 }
