@@ -2,6 +2,7 @@
 
 #include "foundation/cf_handle.h"
 #include "foundation/cf_text.h"
+#include "simulator/number.h"
 
 #include <ostream>
 #include <stdexcept>
@@ -70,14 +71,12 @@ plist_value to_value(CFTypeRef object) {
         return CFBooleanGetValue(static_cast<CFBooleanRef>(object)) != 0;
     }
     if (type == CFNumberGetTypeID()) {
-        const auto number = static_cast<CFNumberRef>(object);
-        std::int64_t integer = 0;
-        if (CFNumberGetValue(number, kCFNumberSInt64Type, &integer) != 0) {
-            return integer;
+        // CoreFoundation's own functions take 1.0 and 1 for the same.
+        const auto& number = static_cast<CFNumberRef>(object)->value;
+        if (const auto* const real = std::get_if<double>(&number)) {
+            return *real;
         }
-        double real = 0;
-        CFNumberGetValue(number, kCFNumberFloat64Type, &real);
-        return real;
+        return std::get<std::int64_t>(number);
     }
     if (type == CFDateGetTypeID()) {
         return date{CFDateGetAbsoluteTime(static_cast<CFDateRef>(object))};
