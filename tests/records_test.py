@@ -1,0 +1,92 @@
+#!/usr/bin/env python3
+"""Reads the tool's records with readers that are not ours, and compares the hosts' bytes.
+
+    records_test.py [--same-as PROGRAM] [EMULATOR...] PROGRAM
+
+PROGRAM is a vandrel-sim. With --same-as, every command line has to give the same records and the
+same status as the other PROGRAM gives, byte for byte.
+"""
+import os
+import plistlib
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+RECOVERY = "0001A2B3C4D5E6F7"
+RESTORE = ["--speed", "10", "--", "--restore", "example.ipsw", "--ecid", RECOVERY]
+COMMAND_LINES = [
+    RESTORE,
+    RESTORE + ["--erase"],
+    RESTORE + ["--enter-restore-mode"],
+    ["--list-devices", "--detect-timeout", "1"],
+    ["--restore", "example.ipsw", "--ecid", RECOVERY, "--restore-timeout", "0"],
+    ["--restore", "example.ipsw", "--ecid", "00000000000000AB", "--detect-timeout", "0"],
+    ["--restore", "", "--ecid", RECOVERY],
+    ["--ecid", "12AB"],
+    ["--erase"],
+    ["--frobnicate"],
+    ["--detect-timeout", "abc"],
+    ["--detect-timeout"],
+    [],
+]
+
+program = []
+other_program = None
+
+
+def run(command, arguments):
+    result = subprocess.run(
+        command + arguments, stdin=subprocess.DEVNULL, capture_output=True, timeout=60, check=False
+    )
+    return result.returncode, result.stdout
+
+
+def documents_of(output):
+    """Each record is a document that a line feed follows."""
+    parts = output.split(b"</plist>\n\n")
+    assert parts.pop() == b"", "something follows the last record"
+    return [part + b"</plist>\n" for part in parts]
+
+
+class records(unittest.TestCase):
+    def test_a_whole_restore_ends_with_the_completing_report(self):
+        status, output = run(program, RESTORE)
+        self.assertEqual(status, 0)
+        reports = [plistlib.loads(document) for document in documents_of(output)]
+        self.assertEqual(len(reports), 41)
+        for report in reports:
+            self.assertEqual(report["Type"], "RestoreStatus")
+            is_end = report["Value"]["Operation"] == 0
+            self.assertEqual("Orv_OperationName" in report["Value"], not is_end)
+        self.assertEqual(reports[-1]["Value"]["Operation"], 0)
+        self.assertEqual(reports[-1]["Value"]["Progress"], 100)
+
+    def test_independent_readers_take_every_record(self):
+        with tempfile.TemporaryDirectory() as folder:
+            source, result = os.path.join(folder, "record"), os.path.join(folder, "result")
+            for arguments in COMMAND_LINES:
+                for document in documents_of(run(program, arguments)[1]):
+                    with open(source, "wb") as file:
+                        file.write(document)
+                    subprocess.run(["plistutil", "-i", source, "-f", "bin", "-o", result], check=True)
+                    with open(result, "rb") as file:
+                        self.assertEqual(plistlib.load(file), plistlib.loads(document))
+
+    def test_both_hosts_write_the_same_bytes(self):
+        if other_program is None:
+            self.skipTest("no program to compare with")
+        for arguments in COMMAND_LINES:
+            with self.subTest(arguments=arguments):
+                self.assertEqual(run(program, arguments), run([other_program], arguments))
+
+
+if __name__ == "__main__":
+    words = sys.argv[1:]
+    if words[:1] == ["--same-as"]:
+        other_program, words = words[1], words[2:]
+    program = words
+    if shutil.which("plistutil") is None:
+        sys.exit("plistutil is missing")
+    unittest.main(argv=sys.argv[:1], verbosity=2)
