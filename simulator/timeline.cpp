@@ -1,6 +1,7 @@
 #include "simulator/timeline.h"
 
 #include <algorithm>
+#include <thread>
 #include <utility>
 
 namespace simulator {
@@ -19,30 +20,37 @@ std::chrono::nanoseconds duration_of(double seconds) {
 
 timeline::timeline(clock::time_point start, std::vector<double> times, double speed,
                    std::function<void(std::size_t)> play)
-    : m_thread([this, start, times = std::move(times), speed, play = std::move(play)] {
-          for (std::size_t i = 0; i < times.size(); ++i) {
-              if (!wait_until(start + duration_of(times[i] / speed))) {
-                  return;
-              }
-              play(i);
-          }
-      }) {}
+    : m_progress(std::make_shared<progress>()) {
+    std::thread([progress = m_progress, start, times = std::move(times), speed,
+                 play = std::move(play)]() mutable {
+        for (std::size_t i = 0;
+             i < times.size() && wait_until(*progress, start + duration_of(times[i] / speed));
+             ++i) {
+            play(i);
+        }
+        play = nullptr;
+        const std::lock_guard lock(progress->mutex);
+        progress->ended = true;
+        progress->changed.notify_all();
+    }).detach();
+}
 
 timeline::~timeline() {
     cancel();
-    m_thread.join();
+    std::unique_lock lock(m_progress->mutex);
+    m_progress->changed.wait(lock, [this] { return m_progress->ended; });
 }
 
 void timeline::cancel() {
-    const std::lock_guard lock(m_mutex);
-    m_cancelled = true;
-    m_cancellation.notify_all();
+    const std::lock_guard lock(m_progress->mutex);
+    m_progress->cancelled = true;
+    m_progress->changed.notify_all();
 }
 
 /// False when the timeline was cancelled.
-bool timeline::wait_until(clock::time_point time) {
-    std::unique_lock lock(m_mutex);
-    return !m_cancellation.wait_until(lock, time, [this] { return m_cancelled; });
+bool timeline::wait_until(progress& progress, clock::time_point time) {
+    std::unique_lock lock(progress.mutex);
+    return !progress.changed.wait_until(lock, time, [&progress] { return progress.cancelled; });
 }
 
 } // namespace simulator

@@ -4,8 +4,8 @@
 #include <condition_variable>
 #include <cstddef>
 #include <functional>
+#include <memory>
 #include <mutex>
-#include <thread>
 #include <vector>
 
 namespace simulator {
@@ -23,19 +23,25 @@ public:
     /// when all is done.
     timeline(clock::time_point start, std::vector<double> times, double speed,
              std::function<void(std::size_t)> play);
-    /// Waits until no step is running. Not to be called from a step.
+    /// Waits until the thread is done with the plan. Not to be called from a step.
     ~timeline();
 
     /// No further step is started. One that is running may still be when this returns.
     void cancel();
 
 private:
-    bool wait_until(clock::time_point time);
+    struct progress {
+        std::mutex mutex;
+        std::condition_variable changed;
+        bool cancelled = false;
+        bool ended = false;
+    };
 
-    std::mutex m_mutex;
-    std::condition_variable m_cancellation;
-    bool m_cancelled = false;
-    std::thread m_thread;
+    static bool wait_until(progress& progress, clock::time_point time);
+
+    /// Shared with the thread, which is detached: nobody is left to join it when the process ends
+    /// in the middle of a plan.
+    std::shared_ptr<progress> m_progress;
 };
 
 } // namespace simulator
