@@ -1,0 +1,18 @@
+#pragma once
+
+#include <stdexcept>
+
+namespace vandrel {
+
+/// Apple's libraries, or something in them, are not there. The text is one sentence.
+class apple_library_missing : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Loads Apple's libraries and makes the platform's functions and constants, which until then must
+/// not be used, lead there. Called once, before any other thread starts. Throws
+/// apple_library_missing.
+void load_apple_libraries();
+
+} // namespace vandrel

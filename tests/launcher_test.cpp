@@ -1,0 +1,59 @@
+/// The product itself on a machine without Apple's libraries.
+
+#include "tests/program.h"
+#include "tests/temporary_folder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+namespace {
+
+using namespace vandrel::testing;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+namespace fs = boost::filesystem;
+
+/// Status 1, nothing on standard output, one line on the error stream. Returns that line.
+std::string expect_one_sentence(const program_result& result) {
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.standard_output, "");
+    EXPECT_THAT(result.standard_error, StartsWith("vandrel: "));
+    EXPECT_EQ(std::ranges::count(result.standard_error, '\n'), 1);
+    EXPECT_THAT(result.standard_error, EndsWith("\n"));
+    return result.standard_error;
+}
+
+program_result run_launcher(const fs::path& folder, const std::vector<std::string>& arguments) {
+    program_call call;
+    call.program = (folder / program_file_name("vandrel")).string();
+    call.arguments = arguments;
+    return run_program(call);
+}
+
+TEST(launcher, without_apples_libraries_every_command_says_so_and_ends_with_1) {
+    const std::vector<std::vector<std::string>> command_lines{
+        {},
+        {"--help"},
+        {"--list-devices"},
+        {"--restore", "x.ipsw", "--ecid", "0001A2B3C4D5E6F7"},
+        {"--frobnicate"}};
+    for (const auto& arguments : command_lines) {
+        const std::string sentence = expect_one_sentence(run_launcher(program_folder(), arguments));
+        EXPECT_THAT(sentence, HasSubstr("attached devices need Apple's"));
+        EXPECT_THAT(sentence, HasSubstr("CoreFoundation"));
+    }
+}
+
+TEST(launcher, without_the_library_beside_it_the_launcher_says_so_and_ends_with_1) {
+    const temporary_folder folder;
+    const std::string program = program_file_name("vandrel");
+    fs::copy_file(fs::path(program_folder()) / program, folder.path() / program);
+    EXPECT_THAT(expect_one_sentence(run_launcher(folder.path(), {"--list-devices"})),
+                HasSubstr(" could not be loaded: "));
+}
+
+} // namespace
