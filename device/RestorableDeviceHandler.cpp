@@ -41,7 +41,7 @@ void prime_mobile_device() {
 }
 
 void enable_restore_log(output_str_state& outputter, const boost::filesystem::path& file) {
-    const std::string path = file.string();
+    const std::string& path = file.string();
     outputter.push_debug(
         fmt::format("{}: AMRestoreEnableFileLogging({})", constructor_signature, path));
     const std::int32_t result = AMRestoreEnableFileLogging(path.c_str());

@@ -1,4 +1,5 @@
 #include "device/RestorableDeviceHandler.h"
+#include "foundation/cf_text.h"
 #include "simulator/object.h"
 #include "simulator/simulation.h"
 #include "tests/channel_capture.h"
@@ -157,9 +158,7 @@ TEST(restore_bundle, each_build_of_a_process_has_the_next_number) {
         session.set_restore_bundle("x.ipsw", false);
         const auto path = static_cast<CFStringRef>(CFDictionaryGetValue(
             session.restoreOptions.get(), CFSTR("PersonalizedRestoreBundlePath")));
-        std::string text(64, '\0');
-        CFStringGetCString(path, text.data(), 64, kCFStringEncodingUTF8);
-        return boost::filesystem::path(text.c_str());
+        return boost::filesystem::path(cfstring_to_string(path));
     };
     const auto first = personalized_bundle();
     const auto second = personalized_bundle();

@@ -1,4 +1,5 @@
 #include "device/RestorableDeviceHandler.h"
+#include "foundation/cf_text.h"
 #include "simulator/object.h"
 #include "simulator/simulation.h"
 #include "tests/channel_capture.h"
@@ -19,7 +20,6 @@ namespace {
 using namespace vandrel;
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
-using ::testing::IsEmpty;
 using vandrel::testing::channel_capture;
 using vandrel::testing::count_ending;
 
@@ -210,6 +210,7 @@ TEST(session, a_storm_of_notifications_across_its_end_meets_no_dead_session) {
     std::atomic<void*> address = nullptr;
     std::atomic<bool> stop = false;
     std::vector<std::thread> storm;
+    storm.reserve(4);
     for (int thread = 0; thread < 4; ++thread) {
         storm.emplace_back([&, thread] {
             for (auto type = static_cast<std::uint32_t>(thread); !stop; type = (type + 1) % 3) {
@@ -352,9 +353,7 @@ std::string personalized_bundle_path(device_notifier_state& session) {
     session.set_restore_bundle("x.ipsw", false);
     const auto path = static_cast<CFStringRef>(
         CFDictionaryGetValue(session.restoreOptions.get(), CFSTR("PersonalizedRestoreBundlePath")));
-    std::string text(1024, '\0');
-    CFStringGetCString(path, text.data(), 1024, kCFStringEncodingUTF8);
-    return text.c_str();
+    return cfstring_to_string(path);
 }
 
 TEST(session, its_scratch_directory_has_a_fresh_name_under_the_temporary_directory) {

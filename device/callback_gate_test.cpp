@@ -99,6 +99,7 @@ TEST(callback_gate, no_callback_meets_an_object_that_is_gone) {
     std::atomic<bool> stop = false;
     std::atomic<int*> address = nullptr;
     std::vector<std::thread> callbacks;
+    callbacks.reserve(2);
     for (int thread = 0; thread < 2; ++thread) {
         callbacks.emplace_back([&] {
             while (!stop) {

@@ -69,6 +69,7 @@ TEST(output_channel, each_producer_keeps_its_order_and_no_line_is_torn) {
     constexpr int lines = 500;
     channel_capture capture;
     std::vector<std::thread> threads;
+    threads.reserve(producers);
     for (int producer = 0; producer < producers; ++producer) {
         threads.emplace_back([&capture, producer] {
             for (int line = 0; line < lines; ++line) {

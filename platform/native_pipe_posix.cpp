@@ -11,7 +11,7 @@ struct native_pipe::stream {
 };
 
 native_pipe::native_pipe(boost::asio::io_context& context, std::int64_t inherited)
-    : stream_(std::make_unique<stream>(boost::asio::posix::stream_descriptor(context))) {
+    : stream_(std::make_unique<stream>(stream{boost::asio::posix::stream_descriptor(context)})) {
     // A number too large for a descriptor must not wrap around to a valid one.
     const int descriptor =
         inherited == static_cast<int>(inherited) ? static_cast<int>(inherited) : -1;

@@ -11,14 +11,8 @@
 namespace {
 
 using namespace vandrel::testing;
-using ::testing::AllOf;
-using ::testing::Contains;
-using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
-using ::testing::Not;
 using ::testing::StartsWith;
 
 constexpr auto some_ecid = "00000000000000AB";

@@ -31,9 +31,10 @@ void* require(library_handle library, const char* name) {
 } // namespace
 
 void load_apple_libraries() {
-    const library_handle core_foundation = open_apple_library(apple_library::core_foundation);
-    const library_handle mobile_device = open_apple_library(apple_library::mobile_device);
+    auto* const core_foundation = open_apple_library(apple_library::core_foundation);
+    auto* const mobile_device = open_apple_library(apple_library::mobile_device);
     // As much room as constants.cpp has.
+    // NOLINTBEGIN(bugprone-macro-parentheses): names and types take none
 #define FUNCTION(library, name) forwarded_##name = require(library, #name);
 #define CONSTANT(library, name, type)                                                              \
     static_assert(sizeof(type) <= 48);                                                             \
@@ -42,6 +43,7 @@ void load_apple_libraries() {
 #include "platform/forwarding/forwarded.inc"
 #undef FUNCTION
 #undef CONSTANT
+    // NOLINTEND(bugprone-macro-parentheses)
 }
 
 } // namespace vandrel
