@@ -6,13 +6,14 @@
 configure() {
     local preset=$1 stamp=$root/build/$1/configured
     [[ -f $stamp && ! $root/CMakePresets.json -nt $stamp ]] && return
-    say "Configuring preset $preset ..."
-    (cd "$root" && cmake --preset "$preset") >&2 || fail "preset $preset cannot be configured"
+    step "Configuring $preset" "configure-$preset" \
+        cmake -S "$root" --preset "$preset"
     touch "$stamp"
 }
 
 # build PRESET [TARGET...]
 build() {
     configure "$1"
-    ninja -C "$root/build/$1" "${@:2}" >&2 || fail "preset $1 does not build"
+    say "Building $1 ..."
+    ninja -C "$root/build/$1" "${@:2}" >&2 || fail "$1 does not build"
 }

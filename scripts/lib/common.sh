@@ -13,13 +13,16 @@ fail() {
     exit 1
 }
 
-# step WHAT LOG COMMAND...: says WHAT, and runs COMMAND with its whole output in .deps/log/LOG.log.
+# step WHAT LOG COMMAND...: says WHAT, and runs COMMAND with its whole output in .deps/log/LOG.log;
+# from CI's machine nobody fetches that, so there the end of it is shown.
 step() {
     local what=$1 log=.deps/log/$2.log
     shift 2
     say "$what ..."
     mkdir -p "$deps/log"
-    "$@" </dev/null >"$root/$log" 2>&1 || fail "$what failed; its output is in $log"
+    "$@" </dev/null >"$root/$log" 2>&1 && return
+    [[ -z ${CI-} ]] || tail -n 50 "$root/$log" >&2
+    fail "$what failed; its output is in $log"
 }
 
 # with_lock COMMAND...: runs COMMAND while no other script does so in this checkout.
