@@ -11,9 +11,18 @@ namespace {
 using namespace vandrel;
 using vandrel::testing::channel_capture;
 
-constexpr auto print_value_refuses_argument =
-    "void __cdecl vandrel::output_str_state::print_value(const struct __CFString *,const void *): "
-    "invalid argument";
+/// What the diagnostics of the two functions begin with.
+const std::string print_value_says =
+    "void __cdecl vandrel::output_str_state::print_value(const struct __CFString *,const void *): ";
+const std::string print_formatted_error_says =
+    "void __cdecl vandrel::output_str_state::print_formatted_error(struct __CFError *): ";
+
+/// No record, and that one diagnostic.
+void expect_diagnostic_only(channel_capture& capture, const std::string& diagnostic) {
+    const auto written = capture.finish();
+    EXPECT_EQ(written.records, "");
+    EXPECT_EQ(written.diagnostics, std::vector<std::string>{diagnostic});
+}
 
 TEST(print_value, a_record_is_a_complete_property_list_document) {
     channel_capture capture;
@@ -45,44 +54,31 @@ TEST(print_value, a_set_is_refused_for_it_has_no_xml_form) {
         CFSetCreateMutable(kCFAllocatorDefault, 0, &kCFTypeSetCallBacks));
     channel_capture capture;
     capture.channel()->print_value("DeviceInfo", set.get());
-    const auto written = capture.finish();
-    EXPECT_EQ(written.records, "");
-    EXPECT_EQ(written.diagnostics,
-              std::vector<std::string>{
-                  "void __cdecl vandrel::output_str_state::print_value("
-                  "const struct __CFString *,const void *): object not valid for XML plist"});
+    expect_diagnostic_only(capture, print_value_says + "object not valid for XML plist");
 }
 
 TEST(print_value, an_empty_type_is_refused) {
     channel_capture capture;
     capture.channel()->print_value("", kCFBooleanTrue);
-    const auto written = capture.finish();
-    EXPECT_EQ(written.records, "");
-    EXPECT_EQ(written.diagnostics, std::vector<std::string>{print_value_refuses_argument});
+    expect_diagnostic_only(capture, print_value_says + "invalid argument");
 }
 
 TEST(print_value, a_null_type_is_refused) {
     channel_capture capture;
     capture.channel()->print_value(static_cast<CFStringRef>(nullptr), kCFBooleanTrue);
-    const auto written = capture.finish();
-    EXPECT_EQ(written.records, "");
-    EXPECT_EQ(written.diagnostics, std::vector<std::string>{print_value_refuses_argument});
+    expect_diagnostic_only(capture, print_value_says + "invalid argument");
 }
 
 TEST(print_value, a_null_value_is_refused) {
     channel_capture capture;
     capture.channel()->print_value("DeviceInfo", nullptr);
-    const auto written = capture.finish();
-    EXPECT_EQ(written.records, "");
-    EXPECT_EQ(written.diagnostics, std::vector<std::string>{print_value_refuses_argument});
+    expect_diagnostic_only(capture, print_value_says + "invalid argument");
 }
 
 TEST(print_value, a_type_that_is_no_utf8_is_refused) {
     channel_capture capture;
     capture.channel()->print_value("broken \xFF", kCFBooleanTrue);
-    const auto written = capture.finish();
-    EXPECT_EQ(written.records, "");
-    EXPECT_EQ(written.diagnostics, std::vector<std::string>{print_value_refuses_argument});
+    expect_diagnostic_only(capture, print_value_says + "invalid argument");
 }
 
 TEST(print_value, a_record_that_cannot_be_serialised_is_a_diagnostic) {
@@ -90,24 +86,14 @@ TEST(print_value, a_record_that_cannot_be_serialised_is_a_diagnostic) {
     // The dictionary is the first object that the record needs, its data the second.
     simulator::fail_creation(2);
     capture.channel()->print_value(CFSTR("CommandSuccess"), kCFBooleanTrue);
-    const auto written = capture.finish();
-    EXPECT_EQ(written.records, "");
-    EXPECT_EQ(written.diagnostics,
-              std::vector<std::string>{"void __cdecl vandrel::output_str_state::print_value("
-                                       "const struct __CFString *,const void *): "
-                                       "CFPropertyListCreateData failed - unknown"});
+    expect_diagnostic_only(capture, print_value_says + "CFPropertyListCreateData failed - unknown");
 }
 
 TEST(print_value, a_document_that_cannot_become_text_is_a_diagnostic) {
     channel_capture capture;
     simulator::fail_creation(3);
     capture.channel()->print_value(CFSTR("CommandSuccess"), kCFBooleanTrue);
-    const auto written = capture.finish();
-    EXPECT_EQ(written.records, "");
-    EXPECT_EQ(written.diagnostics,
-              std::vector<std::string>{"void __cdecl vandrel::output_str_state::print_value("
-                                       "const struct __CFString *,const void *): "
-                                       "CFStringCreateWithBytes failed - unknown"});
+    expect_diagnostic_only(capture, print_value_says + "CFStringCreateWithBytes failed - unknown");
 }
 
 TEST(print_formatted_error, a_tool_error_of_code_3_carries_all_four_keys) {
@@ -140,12 +126,7 @@ TEST(print_formatted_error, a_tool_error_of_code_3_carries_all_four_keys) {
 TEST(print_formatted_error, null_is_refused) {
     channel_capture capture;
     capture.channel()->print_formatted_error(nullptr);
-    const auto written = capture.finish();
-    EXPECT_EQ(written.records, "");
-    EXPECT_EQ(
-        written.diagnostics,
-        std::vector<std::string>{"void __cdecl vandrel::output_str_state::print_formatted_error("
-                                 "struct __CFError *): invalid argument"});
+    expect_diagnostic_only(capture, print_formatted_error_says + "invalid argument");
 }
 
 TEST(print_formatted_error, without_memory_for_the_dictionary_there_is_a_diagnostic) {
@@ -153,12 +134,7 @@ TEST(print_formatted_error, without_memory_for_the_dictionary_there_is_a_diagnos
     channel_capture capture;
     simulator::fail_creation(1);
     capture.channel()->print_formatted_error(error.get());
-    const auto written = capture.finish();
-    EXPECT_EQ(written.records, "");
-    EXPECT_EQ(
-        written.diagnostics,
-        std::vector<std::string>{"void __cdecl vandrel::output_str_state::print_formatted_error("
-                                 "struct __CFError *): could not create error dict"});
+    expect_diagnostic_only(capture, print_formatted_error_says + "could not create error dict");
 }
 
 } // namespace
