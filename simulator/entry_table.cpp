@@ -3,17 +3,17 @@
 namespace simulator {
 
 void entry_table::set(const object& key, const object* value) {
-    const auto [place, is_new] = m_positions.try_emplace(&key, m_entries.size());
+    const auto [place, is_new] = positions_.try_emplace(&key, entries_.size());
     if (is_new) {
-        m_entries.push_back({retained(&key), retained(value)});
+        entries_.push_back({retained(&key), retained(value)});
     } else {
-        m_entries[place->second].value = retained(value);
+        entries_[place->second].value = retained(value);
     }
 }
 
 const entry_table::entry* entry_table::find(const object& key) const {
-    const auto place = m_positions.find(&key);
-    return place == m_positions.end() ? nullptr : &m_entries[place->second];
+    const auto place = positions_.find(&key);
+    return place == positions_.end() ? nullptr : &entries_[place->second];
 }
 
 } // namespace simulator

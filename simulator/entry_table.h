@@ -24,7 +24,7 @@ public:
     void set(const object& key, const object* value);
     /// Null when no key equals `key`.
     const entry* find(const object& key) const;
-    const std::vector<entry>& entries() const { return m_entries; }
+    const std::vector<entry>& entries() const { return entries_; }
 
 private:
     struct key_hash {
@@ -36,8 +36,8 @@ private:
         }
     };
 
-    std::vector<entry> m_entries;
-    std::unordered_map<const object*, std::size_t, key_hash, key_equal> m_positions;
+    std::vector<entry> entries_;
+    std::unordered_map<const object*, std::size_t, key_hash, key_equal> positions_;
 };
 
 } // namespace simulator

@@ -64,12 +64,12 @@ owned<const __CFData> make_entry(const char* call, const std::string* device,
 
 } // namespace
 
-journal::journal(const std::string& path) : m_path(path) {
+journal::journal(const std::string& path) : path_(path) {
     // Without a buffer, each write reaches the system as one.
-    m_file.rdbuf()->pubsetbuf(nullptr, 0);
+    file_.rdbuf()->pubsetbuf(nullptr, 0);
     errno = 0;
-    m_file.open(utf8_path(path), std::ios::binary | std::ios::trunc);
-    if (!m_file) {
+    file_.open(utf8_path(path), std::ios::binary | std::ios::trunc);
+    if (!file_) {
         throw std::system_error(errno, std::generic_category());
     }
 }
@@ -77,21 +77,21 @@ journal::journal(const std::string& path) : m_path(path) {
 void journal::record(const char* call, const std::string* device,
                      std::initializer_list<argument> arguments) {
     const unaccounted_scope scope;
-    const std::lock_guard lock(m_mutex);
+    const std::lock_guard lock(mutex_);
     const double time =
-        std::chrono::duration<double>(std::chrono::steady_clock::now() - m_start).count();
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
     auto entry = make_entry(call, device, arguments, time, {.describing = false});
     if (!entry) {
         entry = make_entry(call, device, arguments, time, {.describing = true});
     }
-    if (!m_file) {
+    if (!file_) {
         return;
     }
-    m_file.write(reinterpret_cast<const char*>(entry->bytes.data()),
-                 static_cast<std::streamsize>(entry->bytes.size()));
-    if (!m_file) {
+    file_.write(reinterpret_cast<const char*>(entry->bytes.data()),
+                static_cast<std::streamsize>(entry->bytes.size()));
+    if (!file_) {
         std::fprintf(stderr, "vandrel-sim: %s: journal cannot be written any further\n",
-                     m_path.c_str());
+                     path_.c_str());
     }
 }
 

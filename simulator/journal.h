@@ -34,10 +34,10 @@ public:
                 std::initializer_list<argument> arguments);
 
 private:
-    const std::string m_path;
-    const std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
-    std::mutex m_mutex;
-    std::ofstream m_file;
+    const std::string path_;
+    const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+    std::mutex mutex_;
+    std::ofstream file_;
 };
 
 } // namespace simulator

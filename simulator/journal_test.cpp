@@ -24,8 +24,8 @@ using plist_handle = test::handle<CFDictionaryRef>;
 /// A journal's file.
 class journal_file {
 public:
-    const std::string& path() const { return m_path; }
-    std::string content() const { return test::content_of(m_path); }
+    const std::string& path() const { return path_; }
+    std::string content() const { return test::content_of(path_); }
 
     /// The entries, each read as a property list of its own.
     std::vector<plist_handle> entries() const {
@@ -60,8 +60,8 @@ private:
         return test::description_of(CFDictionaryGetValue(entry.get(), key));
     }
 
-    const test::temporary_folder m_folder;
-    const std::string m_path = m_folder / "journal.plist";
+    const test::temporary_folder folder_;
+    const std::string path_ = folder_ / "journal.plist";
 };
 
 } // namespace

@@ -20,11 +20,11 @@ type_registry& registry() {
 
 } // namespace
 
-runtime_type::runtime_type(const char* name) : m_name(name) {
+runtime_type::runtime_type(const char* name) : name_(name) {
     type_registry& known = registry();
     const std::lock_guard lock(known.mutex);
     known.types.push_back(this);
-    m_id = known.types.size();
+    id_ = known.types.size();
 }
 
 std::vector<const runtime_type*> runtime_type::all() {
@@ -33,32 +33,32 @@ std::vector<const runtime_type*> runtime_type::all() {
     return known.types;
 }
 
-object::object(const runtime_type& type) : m_type(type), m_counted(accounting_applies()) {
-    if (m_counted) {
-        ++m_type.m_live_objects;
+object::object(const runtime_type& type) : type_(type), counted_(accounting_applies()) {
+    if (counted_) {
+        ++type_.live_objects_;
     }
 }
 
 object::~object() {
-    if (m_counted) {
-        --m_type.m_live_objects;
+    if (counted_) {
+        --type_.live_objects_;
     }
 }
 
 void object::retain(const char* function) const {
-    if (m_immortal) {
+    if (immortal_) {
         return;
     }
-    if (m_references.fetch_add(1, std::memory_order_relaxed) <= 0) {
+    if (references_.fetch_add(1, std::memory_order_relaxed) <= 0) {
         misuse(function, "object used after its last release");
     }
 }
 
 void object::release(const char* function) const {
-    if (m_immortal) {
+    if (immortal_) {
         return;
     }
-    const std::int64_t before = m_references.fetch_sub(1, std::memory_order_acq_rel);
+    const std::int64_t before = references_.fetch_sub(1, std::memory_order_acq_rel);
     if (before <= 0) {
         misuse(function, "object used after its last release");
     }
@@ -76,7 +76,7 @@ CFHashCode object::hash() const {
 }
 
 std::string object::describe() const {
-    return std::string("<") + m_type.name() + ">";
+    return std::string("<") + type_.name() + ">";
 }
 
 void misuse(const char* function, const std::string& what) {

@@ -37,9 +37,9 @@ public:
     /// `name` is a literal.
     explicit runtime_type(const char* name);
 
-    const char* name() const { return m_name; }
-    CFTypeID id() const { return m_id; }
-    std::int64_t live_objects() const { return m_live_objects; }
+    const char* name() const { return name_; }
+    CFTypeID id() const { return id_; }
+    std::int64_t live_objects() const { return live_objects_; }
 
     /// Every type made so far.
     static std::vector<const runtime_type*> all();
@@ -47,9 +47,9 @@ public:
 private:
     friend class object;
 
-    const char* const m_name;
-    CFTypeID m_id;
-    mutable std::atomic<std::int64_t> m_live_objects{0};
+    const char* const name_;
+    CFTypeID id_;
+    mutable std::atomic<std::int64_t> live_objects_{0};
 };
 
 /// Starts with one reference, which belongs to its maker. References may be taken and given back on
@@ -60,13 +60,13 @@ public:
     object(const object&) = delete;
     object& operator=(const object&) = delete;
 
-    const runtime_type& type() const { return m_type; }
+    const runtime_type& type() const { return type_; }
 
     /// `function` is who to name if the object is already gone.
     void retain(const char* function) const;
     void release(const char* function) const;
     /// From now on references are not counted: the object is never deleted.
-    void make_immortal() { m_immortal = true; }
+    void make_immortal() { immortal_ = true; }
 
     /// `other` is another object of the same type. By default nothing equals anything else.
     virtual bool equals(const object& other) const;
@@ -79,10 +79,10 @@ protected:
     explicit object(const runtime_type& type);
 
 private:
-    const runtime_type& m_type;
-    mutable std::atomic<std::int64_t> m_references{1};
-    const bool m_counted;
-    bool m_immortal = false;
+    const runtime_type& type_;
+    mutable std::atomic<std::int64_t> references_{1};
+    const bool counted_;
+    bool immortal_ = false;
 };
 
 /// Ends the process with the line "simulator: FUNCTION: WHAT".

@@ -91,12 +91,12 @@ std::string shown(CFTypeRef value) {
 
 plist_reader::plist_reader(std::string place, CFTypeRef value,
                            std::initializer_list<std::string_view> keys)
-    : m_place(std::move(place)), m_dictionary(cast<__CFDictionary>(value)) {
-    const std::string own_place = m_place.empty() ? "top level" : m_place;
-    if (m_dictionary == nullptr) {
+    : place_(std::move(place)), dictionary_(cast<__CFDictionary>(value)) {
+    const std::string own_place = place_.empty() ? "top level" : place_;
+    if (dictionary_ == nullptr) {
         complain(own_place, shown(value), "a dictionary");
     }
-    for (const auto& entry : m_dictionary->table.entries()) {
+    for (const auto& entry : dictionary_->table.entries()) {
         const auto* const key = cast<__CFString>(entry.key.get());
         if (key == nullptr || std::ranges::find(keys, key->utf8) == keys.end()) {
             complain(own_place, "a dictionary with the unknown key " + shown(entry.key.get()),
@@ -107,11 +107,11 @@ plist_reader::plist_reader(std::string place, CFTypeRef value,
 
 CFTypeRef plist_reader::find(const std::string& key) const {
     const auto name = owned<const __CFString>(make_string(key));
-    return CFDictionaryGetValue(m_dictionary, name.get());
+    return CFDictionaryGetValue(dictionary_, name.get());
 }
 
 std::string plist_reader::place_of(const std::string& key) const {
-    return m_place.empty() ? key : m_place + "." + key;
+    return place_.empty() ? key : place_ + "." + key;
 }
 
 CFTypeRef plist_reader::required(const std::string& key, const std::string& should_be) const {

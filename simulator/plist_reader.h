@@ -78,8 +78,8 @@ private:
     CFTypeRef required(const std::string& key, const std::string& should_be) const;
     CFArrayRef optional_array(const std::string& key) const;
 
-    std::string m_place;
-    CFDictionaryRef m_dictionary;
+    std::string place_;
+    CFDictionaryRef dictionary_;
 };
 
 } // namespace simulator

@@ -47,25 +47,24 @@ public:
     /// `unclaimed` is how many bytes the objects have that no object has claimed yet. Every byte
     /// belongs to one object at most; a file could make the same ones millions of objects
     /// otherwise.
-    object_bytes(byte_span bytes, std::uint64_t& unclaimed)
-        : m_rest(bytes), m_unclaimed(unclaimed) {}
+    object_bytes(byte_span bytes, std::uint64_t& unclaimed) : rest_(bytes), unclaimed_(unclaimed) {}
 
     byte_span take(std::uint64_t count) {
-        if (count > m_rest.size()) {
+        if (count > rest_.size()) {
             fail("object runs past the end of the objects");
         }
-        if (count > m_unclaimed) {
+        if (count > unclaimed_) {
             fail("objects overlap");
         }
-        m_unclaimed -= count;
-        const byte_span result = m_rest.first(count);
-        m_rest = m_rest.subspan(count);
+        unclaimed_ -= count;
+        const byte_span result = rest_.first(count);
+        rest_ = rest_.subspan(count);
         return result;
     }
 
     /// Takes `count` elements of `size` bytes each.
     byte_span take_elements(std::uint64_t count, std::uint64_t size) {
-        if (count > m_rest.size() / size) {
+        if (count > rest_.size() / size) {
             fail("object runs past the end of the objects");
         }
         return take(count * size);
@@ -84,8 +83,8 @@ public:
     }
 
 private:
-    byte_span m_rest;
-    std::uint64_t& m_unclaimed;
+    byte_span rest_;
+    std::uint64_t& unclaimed_;
 };
 
 owned<const object> create_integer(byte_span bytes) {
@@ -139,36 +138,35 @@ owned<const object> create_utf16_string(byte_span bytes) {
 /// Reads from the top object down. Every object is made once, when it is first referred to.
 class binary_reader {
 public:
-    explicit binary_reader(byte_span file) : m_file(file) {
+    explicit binary_reader(byte_span file) : file_(file) {
         if (file.size() < magic.size() + trailer_size) {
             fail("no room for a trailer");
         }
         const byte_span trailer = file.last(trailer_size);
-        m_offset_size = trailer[6];
-        m_reference_size = trailer[7];
+        offset_size_ = trailer[6];
+        reference_size_ = trailer[7];
         const std::uint64_t count = unsigned_of(trailer.subspan(8, 8));
-        m_top = unsigned_of(trailer.subspan(16, 8));
-        m_table_begin = unsigned_of(trailer.subspan(24, 8));
+        top_ = unsigned_of(trailer.subspan(16, 8));
+        table_begin_ = unsigned_of(trailer.subspan(24, 8));
         const std::uint64_t table_end = file.size() - trailer_size;
-        if (m_offset_size < 1 || m_offset_size > 8 || m_reference_size < 1 ||
-            m_reference_size > 8) {
+        if (offset_size_ < 1 || offset_size_ > 8 || reference_size_ < 1 || reference_size_ > 8) {
             fail("bad size of offsets or references");
         }
-        if (m_table_begin < magic.size() || m_table_begin > table_end ||
-            count > (table_end - m_table_begin) / m_offset_size) {
+        if (table_begin_ < magic.size() || table_begin_ > table_end ||
+            count > (table_end - table_begin_) / offset_size_) {
             fail("offset table outside the file");
         }
-        m_slots.resize(count);
+        slots_.resize(count);
         for (std::uint64_t index = 0; index < count; ++index) {
-            if (offset_of(index) < magic.size() || offset_of(index) >= m_table_begin) {
+            if (offset_of(index) < magic.size() || offset_of(index) >= table_begin_) {
                 fail("object outside the objects");
             }
         }
-        m_unclaimed = m_table_begin - magic.size();
-        m_unfolded_limit = std::max<std::uint64_t>(usual_unfolded_limit, file.size());
+        unclaimed_ = table_begin_ - magic.size();
+        unfolded_limit_ = std::max<std::uint64_t>(usual_unfolded_limit, file.size());
     }
 
-    owned<const object> read() { return retained(value_at(m_top, 0).value.get()); }
+    owned<const object> read() { return retained(value_at(top_, 0).value.get()); }
 
 private:
     struct slot {
@@ -181,22 +179,22 @@ private:
     };
 
     std::uint64_t offset_of(std::uint64_t index) const {
-        return unsigned_of(m_file.subspan(m_table_begin + index * m_offset_size, m_offset_size));
+        return unsigned_of(file_.subspan(table_begin_ + index * offset_size_, offset_size_));
     }
 
     /// `depth`: how many containers this is in.
     const slot& value_at(std::uint64_t index, int depth) {
-        if (index >= m_slots.size()) {
+        if (index >= slots_.size()) {
             fail("reference to no object");
         }
-        slot& result = m_slots[index];
+        slot& result = slots_[index];
         if (result.is_being_read) {
             fail("container inside itself");
         }
         if (!result.value) {
             result.is_being_read = true;
             const std::uint64_t offset = offset_of(index);
-            object_bytes bytes(m_file.subspan(offset, m_table_begin - offset), m_unclaimed);
+            object_bytes bytes(file_.subspan(offset, table_begin_ - offset), unclaimed_);
             read_value(bytes, result, depth);
             result.is_being_read = false;
         }
@@ -257,7 +255,7 @@ private:
 
     void read_array(object_bytes& bytes, unsigned low, slot& result, int depth) {
         const std::uint64_t count = bytes.take_count(low);
-        const byte_span references = bytes.take_elements(count, m_reference_size);
+        const byte_span references = bytes.take_elements(count, reference_size_);
         check_depth(depth);
         result.height = 1;
         auto array = create_value<__CFArray>();
@@ -271,8 +269,8 @@ private:
     /// Of two equal keys the last wins.
     void read_dictionary(object_bytes& bytes, unsigned low, slot& result, int depth) {
         const std::uint64_t count = bytes.take_count(low);
-        const byte_span keys = bytes.take_elements(count, m_reference_size);
-        const byte_span values = bytes.take_elements(count, m_reference_size);
+        const byte_span keys = bytes.take_elements(count, reference_size_);
+        const byte_span values = bytes.take_elements(count, reference_size_);
         check_depth(depth);
         result.height = 1;
         auto dictionary = create_value<__CFDictionary>();
@@ -288,12 +286,12 @@ private:
 
     /// The object that the `i`-th of `references` refers to, as an element of `container`.
     const object& read_element(byte_span references, std::uint64_t i, slot& container, int depth) {
-        const byte_span reference = references.subspan(i * m_reference_size, m_reference_size);
+        const byte_span reference = references.subspan(i * reference_size_, reference_size_);
         const slot& element = value_at(unsigned_of(reference), depth + 1);
         container.height = std::max(container.height, element.height + 1);
         container.unfolded += element.unfolded;
         check_depth(container.height - 1);
-        if (container.unfolded > m_unfolded_limit) {
+        if (container.unfolded > unfolded_limit_) {
             fail("shared containers unfold too far");
         }
         return *element.value;
@@ -305,14 +303,14 @@ private:
         }
     }
 
-    const byte_span m_file;
-    std::uint64_t m_offset_size = 0;
-    std::uint64_t m_reference_size = 0;
-    std::uint64_t m_top = 0;
-    std::uint64_t m_table_begin = 0;
-    std::uint64_t m_unclaimed = 0;
-    std::uint64_t m_unfolded_limit = 0;
-    std::vector<slot> m_slots;
+    const byte_span file_;
+    std::uint64_t offset_size_ = 0;
+    std::uint64_t reference_size_ = 0;
+    std::uint64_t top_ = 0;
+    std::uint64_t table_begin_ = 0;
+    std::uint64_t unclaimed_ = 0;
+    std::uint64_t unfolded_limit_ = 0;
+    std::vector<slot> slots_;
 };
 
 } // namespace

@@ -85,15 +85,15 @@ class xml_value_builder {
 public:
     void open(std::string_view name) {
         const element kind = element_of(name);
-        if (m_scalar) {
+        if (scalar_) {
             throw property_list_error("element <" + std::string(name) + "> inside a scalar");
         }
         check_place(kind);
         if (kind != element::plist && kind != element::array && kind != element::dict) {
-            m_scalar = kind;
+            scalar_ = kind;
             return;
         }
-        container& opened = m_containers.emplace_back();
+        container& opened = containers_.emplace_back();
         opened.kind = kind;
         if (kind == element::array) {
             opened.array = create_value<__CFArray>();
@@ -103,28 +103,28 @@ public:
     }
 
     void add_text(std::string_view text) {
-        if (m_scalar) {
-            m_text += text;
+        if (scalar_) {
+            text_ += text;
         } else if (!trim_xml_space(text).empty()) {
             throw property_list_error("text outside a value");
         }
     }
 
     void close() {
-        if (m_scalar) {
-            auto value = create_scalar(*m_scalar, m_text);
-            const bool is_key = *m_scalar == element::key;
-            m_scalar.reset();
-            m_text.clear();
+        if (scalar_) {
+            auto value = create_scalar(*scalar_, text_);
+            const bool is_key = *scalar_ == element::key;
+            scalar_.reset();
+            text_.clear();
             if (is_key) {
-                m_containers.back().key = std::move(value);
+                containers_.back().key = std::move(value);
             } else {
                 add(std::move(value));
             }
             return;
         }
-        container closed = std::move(m_containers.back());
-        m_containers.pop_back();
+        container closed = std::move(containers_.back());
+        containers_.pop_back();
         if (closed.key) {
             throw property_list_error("key without a value");
         }
@@ -136,10 +136,10 @@ public:
     }
 
     owned<const object> take_value() {
-        if (!m_value) {
+        if (!value_) {
             throw property_list_error("no value");
         }
-        return std::move(m_value);
+        return std::move(value_);
     }
 
 private:
@@ -154,14 +154,14 @@ private:
 
     /// Whether an element of this kind may open here.
     void check_place(element kind) const {
-        if ((kind == element::plist) != m_containers.empty()) {
+        if ((kind == element::plist) != containers_.empty()) {
             throw property_list_error("<plist> must be the outermost element, and only that");
         }
         if (kind == element::plist) {
             return;
         }
-        const container& outer = m_containers.back();
-        if (outer.kind == element::plist && m_value) {
+        const container& outer = containers_.back();
+        if (outer.kind == element::plist && value_) {
             throw property_list_error("second value in <plist>");
         }
         const bool key_may_come = outer.kind == element::dict && !outer.key;
@@ -172,7 +172,7 @@ private:
             throw property_list_error("value without a key");
         }
         // <plist> is on the stack as well.
-        if (m_containers.size() > property_list_depth_limit &&
+        if (containers_.size() > property_list_depth_limit &&
             (kind == element::array || kind == element::dict)) {
             throw property_list_error("containers nested too deep");
         }
@@ -180,21 +180,21 @@ private:
 
     /// Of two equal keys the last wins.
     void add(owned<const object> value) {
-        container& outer = m_containers.back();
+        container& outer = containers_.back();
         if (outer.array) {
             outer.array->values.push_back(std::move(value));
         } else if (outer.dictionary) {
             outer.dictionary->table.set(*outer.key, value.get());
             outer.key.reset();
         } else {
-            m_value = std::move(value);
+            value_ = std::move(value);
         }
     }
 
-    std::vector<container> m_containers;
-    std::optional<element> m_scalar;
-    std::string m_text;
-    owned<const object> m_value;
+    std::vector<container> containers_;
+    std::optional<element> scalar_;
+    std::string text_;
+    owned<const object> value_;
 };
 
 /// One run of expat over a document. No exception may pass through expat, so the first one is kept
@@ -202,11 +202,11 @@ private:
 class xml_reader {
 public:
     xml_reader() {
-        XML_SetUserData(m_parser.get(), this);
-        XML_SetElementHandler(m_parser.get(), on_open, on_close);
-        XML_SetCharacterDataHandler(m_parser.get(), on_text);
-        XML_SetStartDoctypeDeclHandler(m_parser.get(), on_document_type);
-        XML_SetSkippedEntityHandler(m_parser.get(), on_skipped_entity);
+        XML_SetUserData(parser_.get(), this);
+        XML_SetElementHandler(parser_.get(), on_open, on_close);
+        XML_SetCharacterDataHandler(parser_.get(), on_text);
+        XML_SetStartDoctypeDeclHandler(parser_.get(), on_document_type);
+        XML_SetSkippedEntityHandler(parser_.get(), on_skipped_entity);
     }
 
     owned<const object> read(std::span<const std::uint8_t> document) {
@@ -219,12 +219,12 @@ public:
             document = document.subspan(piece.size());
             is_last = document.empty();
             const auto* text = reinterpret_cast<const char*>(piece.data());
-            if (XML_Parse(m_parser.get(), text, static_cast<int>(piece.size()), is_last) !=
+            if (XML_Parse(parser_.get(), text, static_cast<int>(piece.size()), is_last) !=
                 XML_STATUS_OK) {
                 fail();
             }
         }
-        return m_builder.take_value();
+        return builder_.take_value();
     }
 
 private:
@@ -234,12 +234,12 @@ private:
 
     [[noreturn]] void fail() {
         const std::string line =
-            "line " + std::to_string(XML_GetCurrentLineNumber(m_parser.get())) + ": ";
-        if (!m_failure) {
-            throw property_list_error(line + XML_ErrorString(XML_GetErrorCode(m_parser.get())));
+            "line " + std::to_string(XML_GetCurrentLineNumber(parser_.get())) + ": ";
+        if (!failure_) {
+            throw property_list_error(line + XML_ErrorString(XML_GetErrorCode(parser_.get())));
         }
         try {
-            std::rethrow_exception(m_failure);
+            std::rethrow_exception(failure_);
         } catch (const property_list_error& error) {
             throw property_list_error(line + error.what());
         }
@@ -249,14 +249,14 @@ private:
     static void guarded(void* context, Step step) noexcept {
         auto& self = *static_cast<xml_reader*>(context);
         // A stopped parser still reports the end of an empty element.
-        if (self.m_failure) {
+        if (self.failure_) {
             return;
         }
         try {
-            step(self.m_builder);
+            step(self.builder_);
         } catch (...) {
-            self.m_failure = std::current_exception();
-            XML_StopParser(self.m_parser.get(), XML_FALSE);
+            self.failure_ = std::current_exception();
+            XML_StopParser(self.parser_.get(), XML_FALSE);
         }
     }
 
@@ -292,9 +292,9 @@ private:
         });
     }
 
-    std::unique_ptr<XML_ParserStruct, parser_deleter> m_parser{XML_ParserCreate(nullptr)};
-    xml_value_builder m_builder;
-    std::exception_ptr m_failure;
+    std::unique_ptr<XML_ParserStruct, parser_deleter> parser_{XML_ParserCreate(nullptr)};
+    xml_value_builder builder_;
+    std::exception_ptr failure_;
 };
 
 } // namespace

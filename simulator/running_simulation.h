@@ -29,7 +29,7 @@ public:
     /// Halted before.
     ~running_simulation() = default;
 
-    const scenario& played() const { return m_played; }
+    const scenario& played() const { return played_; }
     _AMRestorableDevice* device_at(std::size_t position) const;
 
     /// Writes a call into the journal, if there is one.
@@ -51,16 +51,16 @@ private:
     /// In the order of their times. Events of one time keep their order.
     std::vector<device_event> sorted_events() const;
 
-    scenario m_played;
-    const double m_speed;
-    std::vector<owned<_AMRestorableDevice>> m_devices;
-    std::unique_ptr<journal> m_journal;
+    scenario played_;
+    const double speed_;
+    std::vector<owned<_AMRestorableDevice>> devices_;
+    std::unique_ptr<journal> journal_;
 
-    std::mutex m_mutex;
-    bool m_halted = false;
-    std::int32_t m_last_registration = 0;
-    std::map<std::int32_t, std::unique_ptr<timeline>> m_registrations;
-    std::vector<std::unique_ptr<timeline>> m_restores;
+    std::mutex mutex_;
+    bool halted_ = false;
+    std::int32_t last_registration_ = 0;
+    std::map<std::int32_t, std::unique_ptr<timeline>> registrations_;
+    std::vector<std::unique_ptr<timeline>> restores_;
 };
 
 /// The one that runs. Lives on, as its threads do, when the process ends through exit.

@@ -9,33 +9,33 @@
 namespace simulator {
 
 running_simulation::running_simulation(scenario played, const simulation_options& options)
-    : m_played(std::move(played)), m_speed(options.speed) {
+    : played_(std::move(played)), speed_(options.speed) {
     if (options.journal) {
-        m_journal = std::make_unique<journal>(*options.journal);
+        journal_ = std::make_unique<journal>(*options.journal);
     }
-    for (device_description& description : m_played.devices) {
-        m_devices.emplace_back(create_device(std::move(description)));
+    for (device_description& description : played_.devices) {
+        devices_.emplace_back(create_device(std::move(description)));
     }
 }
 
 _AMRestorableDevice* running_simulation::device_at(std::size_t position) const {
-    return m_devices.at(position).get();
+    return devices_.at(position).get();
 }
 
 void running_simulation::record(const char* call, const std::string* device,
                                 std::initializer_list<argument> arguments) {
-    if (m_journal) {
-        m_journal->record(call, device, arguments);
+    if (journal_) {
+        journal_->record(call, device, arguments);
     }
 }
 
 std::vector<device_event> running_simulation::sorted_events() const {
     std::vector<device_event> events;
-    if (m_played.events) {
-        events = *m_played.events;
+    if (played_.events) {
+        events = *played_.events;
     } else {
-        events.reserve(m_devices.size());
-        for (std::size_t i = 0; i < m_devices.size(); ++i) {
+        events.reserve(devices_.size());
+        for (std::size_t i = 0; i < devices_.size(); ++i) {
             events.push_back({0, i, 0});
         }
     }
@@ -51,23 +51,23 @@ std::int32_t running_simulation::add_registration(AMRestorableDeviceNotification
     for (const device_event& event : events) {
         times.push_back(event.at);
     }
-    const std::lock_guard lock(m_mutex);
-    ++m_last_registration;
-    if (!m_halted) {
-        m_registrations[m_last_registration] = std::make_unique<timeline>(
-            timeline::clock::now(), std::move(times), m_speed,
+    const std::lock_guard lock(mutex_);
+    ++last_registration_;
+    if (!halted_) {
+        registrations_[last_registration_] = std::make_unique<timeline>(
+            timeline::clock::now(), std::move(times), speed_,
             [this, events, callback, context](std::size_t i) {
                 const device_event& event = events[i];
                 callback(event.device ? device_at(*event.device) : nullptr, event.type, context);
             });
     }
-    return m_last_registration;
+    return last_registration_;
 }
 
 bool running_simulation::cancel_registration(std::int32_t registration) {
-    const std::lock_guard lock(m_mutex);
-    const auto found = m_registrations.find(registration);
-    if (found == m_registrations.end()) {
+    const std::lock_guard lock(mutex_);
+    const auto found = registrations_.find(registration);
+    if (found == registrations_.end()) {
         return false;
     }
     found->second->cancel();
@@ -85,10 +85,10 @@ void running_simulation::add_restore(_AMRestorableDevice& device,
         times.push_back(time);
     }
     const std::shared_ptr<_AMRestorableDevice> kept(retained(&device));
-    const std::lock_guard lock(m_mutex);
-    if (!m_halted) {
-        m_restores.push_back(std::make_unique<timeline>(
-            timeline::clock::now(), std::move(times), m_speed,
+    const std::lock_guard lock(mutex_);
+    if (!halted_) {
+        restores_.push_back(std::make_unique<timeline>(
+            timeline::clock::now(), std::move(times), speed_,
             [kept, &reports, callback, context](std::size_t i) {
                 const CFTypeRef report = reports[i].report.get();
                 callback(kept.get(), static_cast<CFDictionaryRef>(report), context);
@@ -100,10 +100,10 @@ void running_simulation::halt() {
     std::map<std::int32_t, std::unique_ptr<timeline>> registrations;
     std::vector<std::unique_ptr<timeline>> restores;
     {
-        const std::lock_guard lock(m_mutex);
-        m_halted = true;
-        registrations.swap(m_registrations);
-        restores.swap(m_restores);
+        const std::lock_guard lock(mutex_);
+        halted_ = true;
+        registrations.swap(registrations_);
+        restores.swap(restores_);
     }
     // Their destructors wait, without the lock, which a running callback may want.
 }

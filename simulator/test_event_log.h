@@ -12,24 +12,24 @@ template<class Entry>
 class event_log {
 public:
     void add(Entry entry) {
-        const std::lock_guard lock(m_mutex);
-        m_entries.push_back(std::move(entry));
-        m_added.notify_all();
+        const std::lock_guard lock(mutex_);
+        entries_.push_back(std::move(entry));
+        added_.notify_all();
     }
 
     /// Everything so far, once there are at least `count`.
     std::vector<Entry> wait_for(std::size_t count) {
-        std::unique_lock lock(m_mutex);
-        m_added.wait(lock, [&] { return m_entries.size() >= count; });
-        return m_entries;
+        std::unique_lock lock(mutex_);
+        added_.wait(lock, [&] { return entries_.size() >= count; });
+        return entries_;
     }
 
     std::vector<Entry> all() { return wait_for(0); }
 
 private:
-    std::mutex m_mutex;
-    std::condition_variable m_added;
-    std::vector<Entry> m_entries;
+    std::mutex mutex_;
+    std::condition_variable added_;
+    std::vector<Entry> entries_;
 };
 
 } // namespace simulator::test

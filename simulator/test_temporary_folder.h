@@ -14,17 +14,17 @@ namespace simulator::test {
 /// a character that is not ASCII. Texts are UTF-8.
 class temporary_folder {
 public:
-    temporary_folder() { std::filesystem::create_directory(m_path); }
+    temporary_folder() { std::filesystem::create_directory(path_); }
     ~temporary_folder() {
         std::error_code ignored;
-        std::filesystem::remove_all(m_path, ignored);
+        std::filesystem::remove_all(path_, ignored);
     }
     temporary_folder(const temporary_folder&) = delete;
     temporary_folder& operator=(const temporary_folder&) = delete;
 
     /// The path of `name` in the folder.
     std::string operator/(const std::string& name) const {
-        const std::u8string text = (m_path / utf8_path(name)).u8string();
+        const std::u8string text = (path_ / utf8_path(name)).u8string();
         return {text.begin(), text.end()};
     }
 
@@ -34,7 +34,7 @@ private:
         return "vandrel-t\xC3\xA9st-" + std::to_string(random()) + "-" + std::to_string(random());
     }
 
-    const std::filesystem::path m_path =
+    const std::filesystem::path path_ =
         std::filesystem::temp_directory_path() / utf8_path(unique_name());
 };
 

@@ -20,8 +20,8 @@ std::chrono::nanoseconds duration_of(double seconds) {
 
 timeline::timeline(clock::time_point start, std::vector<double> times, double speed,
                    std::function<void(std::size_t)> play)
-    : m_progress(std::make_shared<progress>()) {
-    std::thread([progress = m_progress, start, times = std::move(times), speed,
+    : progress_(std::make_shared<progress>()) {
+    std::thread([progress = progress_, start, times = std::move(times), speed,
                  play = std::move(play)]() mutable {
         for (std::size_t i = 0;
              i < times.size() && wait_until(*progress, start + duration_of(times[i] / speed));
@@ -37,14 +37,14 @@ timeline::timeline(clock::time_point start, std::vector<double> times, double sp
 
 timeline::~timeline() {
     cancel();
-    std::unique_lock lock(m_progress->mutex);
-    m_progress->changed.wait(lock, [this] { return m_progress->ended; });
+    std::unique_lock lock(progress_->mutex);
+    progress_->changed.wait(lock, [this] { return progress_->ended; });
 }
 
 void timeline::cancel() {
-    const std::lock_guard lock(m_progress->mutex);
-    m_progress->cancelled = true;
-    m_progress->changed.notify_all();
+    const std::lock_guard lock(progress_->mutex);
+    progress_->cancelled = true;
+    progress_->changed.notify_all();
 }
 
 /// False when the timeline was cancelled.

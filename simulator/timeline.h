@@ -41,7 +41,7 @@ private:
 
     /// Shared with the thread, which is detached: nobody is left to join it when the process ends
     /// in the middle of a plan.
-    std::shared_ptr<progress> m_progress;
+    std::shared_ptr<progress> progress_;
 };
 
 } // namespace simulator

@@ -13,23 +13,23 @@ namespace {
 /// Fails every test that ends with more or fewer live objects of the platform than it started with:
 /// one leaked, or one given back that was somebody else's.
 class leak_listener : public testing::EmptyTestEventListener {
-    void OnTestStart(const testing::TestInfo&) override { m_before = simulator::live_objects(); }
+    void OnTestStart(const testing::TestInfo&) override { before_ = simulator::live_objects(); }
 
     void OnTestEnd(const testing::TestInfo&) override {
         simulator::fail_creation(0);
         auto after = simulator::live_objects();
         std::set<std::string> names;
-        for (const auto& objects : {m_before, after}) {
+        for (const auto& objects : {before_, after}) {
             for (const auto& [name, count] : objects) {
                 names.insert(name);
             }
         }
         for (const std::string& name : names) {
-            EXPECT_EQ(after[name], m_before[name]) << "live objects of type " << name;
+            EXPECT_EQ(after[name], before_[name]) << "live objects of type " << name;
         }
     }
 
-    std::map<std::string, std::int64_t> m_before;
+    std::map<std::string, std::int64_t> before_;
 };
 
 } // namespace
