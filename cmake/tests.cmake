@@ -15,9 +15,11 @@ function(vandrel_test name)
     add_executable(${name} ${ARGN})
     target_compile_options(${name} PRIVATE ${VANDREL_WARNINGS})
     target_link_libraries(${name} PRIVATE vandrel_test_main)
+    # Printed parameters can hold addresses; a test's name is the same in every run.
     gtest_discover_tests(
         ${name}
         TEST_PREFIX "${VANDREL_TEST_PREFIX}"
+        NO_PRETTY_VALUES
         DISCOVERY_TIMEOUT 120
         PROPERTIES TIMEOUT 120)
 endfunction()
