@@ -3,7 +3,9 @@
 #include "simulator/object.h"
 #include "simulator/simulation.h"
 #include "tests/channel_capture.h"
+#include "tests/temporary_folder.h"
 
+#include <boost/filesystem/fstream.hpp>
 #include <boost/filesystem/operations.hpp>
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -390,6 +392,77 @@ TEST(session, its_end_removes_the_scratch_directory_with_all_in_it) {
     }
     EXPECT_FALSE(boost::filesystem::exists(scratch));
     EXPECT_EQ(capture.finish().diagnostics.size(), 1U);
+}
+
+TEST(session, a_scratch_directory_that_cannot_be_removed_is_only_logged) {
+    // Windows does not remove a folder with an open file in it; elsewhere no file system has a name
+    // of that length.
+    const vandrel::testing::temporary_folder folder;
+    const boost::filesystem::ofstream open_file(folder.path() / "open");
+    const bool is_windows = boost::filesystem::path::preferred_separator == '\\';
+    const boost::filesystem::path scratch =
+        is_windows ? folder.path() : folder.path() / std::string(5000, 'x');
+    channel_capture capture;
+    { const device_notifier_state session(capture.channel(), std::nullopt, scratch); }
+    const std::string begin = "__cdecl vandrel::device_notifier_state::~device_notifier_state(void)"
+                              ": Failed to clean scratch location (";
+    EXPECT_THAT(capture.finish().diagnostics,
+                ElementsAre(EndsWith(": initializing"),
+                            ::testing::AllOf(::testing::StartsWith(begin), EndsWith(")"))));
+}
+
+// --- commands, where the command line cannot lead
+
+class session_command : public session_test {
+protected:
+    session_command() {
+        simulator::scenario scenario;
+        simulator::device_description device;
+        device.name = "a device";
+        device.ecid = 0xAB;
+        scenario.devices.push_back(std::move(device));
+        simulator::start(std::move(scenario));
+    }
+    ~session_command() override { simulator::stop(); }
+
+    /// The failure of the session's command, as "3: reason".
+    std::string failure() {
+        try {
+            session.waitForCompletion();
+        } catch (const cf_error_handle& error) {
+            const cf_handle<CFStringRef> reason(CFErrorCopyFailureReason(error.get()));
+            return fmt::format("{}: {}", CFErrorGetCode(error.get()),
+                               cfstring_to_string(reason.get()));
+        }
+        return "none";
+    }
+};
+
+TEST_F(session_command, a_device_command_without_an_ecid_fails_before_any_wait) {
+    session.operation = device_operation::restore;
+    session.operationName = "restore-plist";
+    EXPECT_EQ(failure(), "3: restore-plist command requires device ecid");
+    EXPECT_EQ(count_ending(capture.finish().diagnostics, "Looking for device '00000000000000AB'"),
+              0);
+}
+
+TEST_F(session_command, an_operation_that_nobody_knows_is_an_internal_error) {
+    session.operation = device_operation{77};
+    session.targetEcid = some_ecid;
+    session.detectTimeout = 3'600'000'000'000;
+    EXPECT_EQ(failure(), "2: Internal error, missing operation");
+}
+
+TEST_F(session_command, its_result_is_that_of_unregistering) {
+    EXPECT_EQ(session.waitForCompletion(), 0);
+}
+
+TEST_F(session_command, a_notification_after_the_teardown_never_reaches_the_table) {
+    session.waitForCompletion();
+    const auto device = make_device(0xCD);
+    notify(device.get(), connected);
+    EXPECT_EQ(find(Orv::ecid(std::uint64_t{0xCD})), nullptr);
+    EXPECT_EQ(callback_diagnostics().back(), "Ignoring notification, inTeardown");
 }
 
 } // namespace
