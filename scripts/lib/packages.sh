@@ -3,12 +3,12 @@
 . "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 linux_packages=(
-    ca-certificates cmake dpkg-dev g++ ninja-build
+    ca-certificates cmake dpkg-dev g++ ninja-build python3
     libboost-filesystem1.81-dev libboost-program-options1.81-dev
     libexpat1-dev libgmock-dev libgtest-dev
 )
 windows_packages=(g++-mingw-w64-x86-64-posix wine wine64)
-test_packages=(libplist-utils python3)
+test_packages=(libplist-utils)
 
 # install_packages NAME...: installs those that are missing; costs next to nothing when none is.
 install_packages() {
