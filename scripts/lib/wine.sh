@@ -31,5 +31,5 @@ start_wine() (
 
 stop_wine() (
     wine_environment
-    wineserver --kill || true
+    wineserver --kill && wineserver --wait || true
 )
