@@ -59,7 +59,7 @@ std::string display_name(notification_type type);
 
 } // namespace vandrel
 
-/// In messages all four are texts: a format specification is the one that strings take.
+/// In messages all four are texts: what may follow a colon is what strings take.
 template<>
 struct fmt::formatter<vandrel::device_state> : fmt::formatter<std::string_view> {
     template<class Context>

@@ -30,8 +30,8 @@ private:
 
 } // namespace Orv
 
-/// In messages the digits, or sixteen question marks for the value 0, which no device has; a format
-/// specification is the one that strings take.
+/// In messages the digits, or sixteen question marks for the value 0, which no device has; what may
+/// follow a colon is what strings take.
 template<>
 struct fmt::formatter<Orv::ecid> : fmt::formatter<std::string_view> {
     template<class Context>

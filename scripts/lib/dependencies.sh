@@ -47,7 +47,7 @@ cmake_install() {
 # again until one of these changes; what was interrupted begins anew.
 dependency() {
     local host=$1 name=$2 source=$3 arguments=("${@:4}")
-    local stamp=$deps/$host/$name.recipe work=$deps/work/$host-$name
+    local stamp=$deps/$host/$name.recipe work=$deps/unfinished/$host-$name
     arguments+=(-DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_LIBDIR=lib
         -DCMAKE_POSITION_INDEPENDENT_CODE=ON -DBUILD_SHARED_LIBS=OFF)
     local recipe="$source ${arguments[*]}"
