@@ -423,7 +423,8 @@ protected:
         scenario.devices.push_back(std::move(device));
         simulator::start(std::move(scenario));
     }
-    ~session_command() override { simulator::stop(); }
+
+    void TearDown() override { simulator::stop(); }
 
     /// The failure of the session's command, as "3: reason".
     std::string failure() {
