@@ -4,6 +4,8 @@
 
 wine_environment() {
     export WINEPREFIX=$deps/wine WINEARCH=win64 WINEDEBUG=-all
+    # English texts, and file names of any characters, wherever this runs.
+    export LC_ALL=C.UTF-8
     # No browser engine, no .NET and no menu entries are wanted, nor offers to install them.
     export WINEDLLOVERRIDES='mscoree,mshtml,winemenubuilder.exe='
     unset DISPLAY WAYLAND_DISPLAY
@@ -31,5 +33,7 @@ start_wine() (
 
 stop_wine() (
     wine_environment
-    wineserver --kill && wineserver --wait || true
+    if wineserver --kill; then
+        wineserver --wait
+    fi
 )
