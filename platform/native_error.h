@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace vandrel {
+
+// Why a call of the system failed, as Windows tells it: a number that the calling thread keeps, and
+// a text for it. A POSIX host gives the numbers that Windows has for the same failures.
+
+/// The number of the calling thread's last failure. Other calls may change it.
+std::uint32_t native_last_error();
+void set_native_last_error(std::uint32_t code);
+
+/// The system's text for a number, with the line break that it ends in, and placeholders as they
+/// stand. Empty when the system has none; native_last_error then tells why.
+std::u16string native_error_text(std::int32_t code);
+
+/// The same in the system's own 8-bit encoding.
+std::string native_error_text_in_local_encoding(std::int32_t code);
+
+} // namespace vandrel
