@@ -1,0 +1,150 @@
+#include "foundation/file.h"
+
+#include "foundation/win32_error_category.h"
+
+#include <boost/asio/io_context.hpp>
+#include <boost/system/system_error.hpp>
+#include <fmt/format.h>
+
+#include <exception>
+#include <utility>
+
+namespace Orv {
+
+namespace {
+
+using boost::system::error_code;
+using vandrel::last_win32_error;
+using vandrel::native_file;
+
+/// All files of the process share one. It stays: the process may end while a file is open.
+boost::asio::io_context& shared_context() {
+    static auto& context = *new boost::asio::io_context;
+    return context;
+}
+
+/// Stores the failure, or throws it when there is nowhere to store it.
+void report(const error_code& failure, const std::string& step, error_code* error) {
+    if (error == nullptr) {
+        throw boost::system::system_error(failure, step);
+    }
+    *error = failure;
+}
+
+void report_success(error_code* error) {
+    if (error != nullptr) {
+        error->clear();
+    }
+}
+
+error_code make_error(file_error code) {
+    return {static_cast<int>(code), file_error_category::instance()};
+}
+
+native_file open_for_reading(const boost::filesystem::path& path) {
+    auto opened = native_file::open_for_reading(shared_context(), path);
+    if (!opened) {
+        const error_code failure = last_win32_error();
+        report(failure, fmt::format("when opening file '{}' for reading", path.string()), nullptr);
+    }
+    return std::move(*opened);
+}
+
+} // namespace
+
+file::file(const boost::filesystem::path& path) : path_(path), file_(open_for_reading(path)) {}
+
+std::optional<native_file> file::create(const boost::filesystem::path& path, error_code* error) {
+    auto created = native_file::create_for_writing(shared_context(), path);
+    if (created) {
+        report_success(error);
+    } else {
+        const error_code failure = last_win32_error();
+        report(failure, fmt::format("when creating new file '{}' for writing", path.string()),
+               error);
+    }
+    return created;
+}
+
+std::uint64_t file::size(error_code* error) const {
+    const auto size = file_.size();
+    if (size) {
+        report_success(error);
+    } else {
+        const error_code failure = last_win32_error();
+        report(failure, fmt::format("when getting size of file '{}'", path_.string()), error);
+    }
+    return size.value_or(0);
+}
+
+std::vector<std::uint8_t>& file::read_whole(std::vector<std::uint8_t>& bytes,
+                                            std::uint64_t max_size, error_code* error) {
+    bytes.clear();
+    const std::uint64_t whole = size(error);
+    if (error != nullptr && *error) {
+        return bytes;
+    }
+    if (whole > max_size) {
+        report(
+            make_error(file_error::too_large),
+            fmt::format("'{}' is {} bytes (max size is {} bytes)", path_.string(), whole, max_size),
+            error);
+        return bytes;
+    }
+    try {
+        bytes.resize(whole);
+    } catch (const std::exception& exception) {
+        report(make_error(file_error::no_memory),
+               fmt::format("while allocating {} bytes for '{}': {}", whole, path_.string(),
+                           exception.what()),
+               error);
+        return bytes;
+    }
+    error_code failure;
+    file_.read(bytes, failure);
+    if (failure) {
+        bytes.clear();
+        // Without the line of the I/O library that noticed it.
+        report({failure.value(), failure.category()}, "read", error);
+    }
+    return bytes;
+}
+
+const file_error_category& file_error_category::instance() {
+    static const auto& category = *new file_error_category;
+    return category;
+}
+
+const char* file_error_category::name() const noexcept {
+    return "Orv::file";
+}
+
+std::string file_error_category::message(int code) const {
+    switch (static_cast<file_error>(code)) {
+    case file_error::success:
+        return "Success";
+    case file_error::too_large:
+        return "File is too large to fit into the buffer";
+    case file_error::no_memory:
+        return "Could not allocate buffer for file";
+    case file_error::not_locked:
+        return "Could not obtain file lock";
+    }
+    return fmt::format("Unknown error {}", code);
+}
+
+boost::system::error_condition
+file_error_category::default_error_condition(int code) const noexcept {
+    namespace errc = boost::system::errc;
+    switch (static_cast<file_error>(code)) {
+    case file_error::too_large:
+    case file_error::no_memory:
+        return errc::make_error_condition(errc::not_enough_memory);
+    case file_error::not_locked:
+        return errc::make_error_condition(errc::operation_would_block);
+    default:
+        return {code, *this};
+    }
+}
+
+} // namespace Orv

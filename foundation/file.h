@@ -1,0 +1,69 @@
+#pragma once
+
+#include "platform/native_file.h"
+
+#include <boost/filesystem/path.hpp>
+#include <boost/system/error_category.hpp>
+#include <boost/system/error_code.hpp>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Orv {
+
+/// A file on disk, opened to be read whole.
+///
+/// Where a function takes an error code to fill, failures are stored there and the function returns
+/// nothing of use; without one they are thrown as boost::system::system_error, whose text tells the
+/// step, the file and the reason. Failures of the system are of the category win32_error_category
+/// on every host, failures of the reader itself of file_error_category. One thread at a time.
+class file {
+public:
+    /// Opens an existing file for reading. Throws boost::system::system_error.
+    explicit file(const boost::filesystem::path& path);
+
+    /// Makes a new file and opens it for writing; what exists is never overwritten. Nothing on
+    /// failure when `error` is given.
+    static std::optional<vandrel::native_file> create(const boost::filesystem::path& path,
+                                                      boost::system::error_code* error = nullptr);
+
+    /// In bytes; 0 on failure when `error` is given.
+    std::uint64_t size(boost::system::error_code* error = nullptr) const;
+
+    /// Replaces `bytes` by what the file holds, at most `max_size` bytes, and returns it. Empty on
+    /// failure when `error` is given.
+    std::vector<std::uint8_t>& read_whole(std::vector<std::uint8_t>& bytes, std::uint64_t max_size,
+                                          boost::system::error_code* error = nullptr);
+
+private:
+    boost::filesystem::path path_;
+    vandrel::native_file file_;
+};
+
+enum class file_error : int {
+    success = 0,
+    too_large = 1,
+    no_memory = 2,
+    not_locked = 3,
+};
+
+/// Failures of the reader itself: the values of file_error. Any thread.
+class file_error_category : public boost::system::error_category {
+public:
+    /// The one object of this category.
+    static const file_error_category& instance();
+
+    /// "Orv::file".
+    const char* name() const noexcept override;
+    using boost::system::error_category::message;
+    std::string message(int code) const override;
+    /// A file that is too large counts as too little memory.
+    boost::system::error_condition default_error_condition(int code) const noexcept override;
+
+private:
+    file_error_category() = default;
+};
+
+} // namespace Orv

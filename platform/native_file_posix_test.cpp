@@ -1,0 +1,146 @@
+#include "platform/native_error.h"
+#include "platform/native_file.h"
+#include "tests/temporary_folder.h"
+
+#include <boost/asio/error.hpp>
+#include <boost/asio/io_context.hpp>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <string>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace vandrel {
+
+namespace {
+
+class native_file_test : public ::testing::Test {
+protected:
+    std::string path_of(const std::string& name) const { return (folder.path() / name).string(); }
+
+    std::string make_file(const std::string& name, mode_t mode = 0600) const {
+        const std::string path = path_of(name);
+        const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL, 0600);
+        EXPECT_EQ(write(descriptor, "content", 7), 7);
+        fchmod(descriptor, mode);
+        close(descriptor);
+        return path;
+    }
+
+    /// The error of opening for reading; 0 when the file could be opened.
+    std::uint32_t reading_error(const std::string& path) {
+        return native_file::open_for_reading(context, path) ? 0 : native_last_error();
+    }
+
+    std::uint32_t creation_error(const std::string& path) {
+        return native_file::create_for_writing(context, path) ? 0 : native_last_error();
+    }
+
+    testing::temporary_folder folder;
+    boost::asio::io_context context;
+};
+
+/// While one lives, a test that root runs has no more rights than anybody.
+class without_privileges {
+public:
+    without_privileges() { EXPECT_EQ(seteuid(geteuid() == 0 ? nobody : geteuid()), 0); }
+    ~without_privileges() { EXPECT_EQ(seteuid(getuid()), 0); }
+    without_privileges(const without_privileges&) = delete;
+    without_privileges& operator=(const without_privileges&) = delete;
+
+private:
+    static constexpr uid_t nobody = 65534;
+};
+
+} // namespace
+
+TEST_F(native_file_test, tells_a_missing_file_as_windows_does) {
+    EXPECT_EQ(reading_error(path_of("missing")), 2U);
+}
+
+TEST_F(native_file_test, tells_a_missing_folder_as_windows_does) {
+    EXPECT_EQ(reading_error(path_of("missing/file")), 3U);
+    EXPECT_EQ(reading_error(make_file("file") + "/below"), 3U);
+    EXPECT_EQ(creation_error(path_of("missing/file")), 3U);
+}
+
+TEST_F(native_file_test, tells_a_missing_right_as_windows_does) {
+    const std::string path = make_file("forbidden", 0);
+    chmod(folder.path().c_str(), 0755);
+    const without_privileges guard;
+    EXPECT_EQ(reading_error(path), 5U);
+    EXPECT_EQ(creation_error(path_of("new")), 5U);
+}
+
+TEST_F(native_file_test, tells_a_folder_as_windows_does) {
+    EXPECT_EQ(reading_error(folder.path().string()), 5U);
+}
+
+TEST_F(native_file_test, tells_an_existing_file_as_windows_does) {
+    EXPECT_EQ(creation_error(make_file("existing")), 80U);
+}
+
+TEST_F(native_file_test, tells_a_name_that_is_too_long_as_windows_does) {
+    EXPECT_EQ(reading_error(path_of(std::string(300, 'x'))), 206U);
+}
+
+TEST_F(native_file_test, tells_links_that_lead_nowhere_as_windows_does) {
+    ASSERT_EQ(symlink("circle", path_of("circle").c_str()), 0);
+    EXPECT_EQ(reading_error(path_of("circle")), 1921U);
+}
+
+TEST_F(native_file_test, tells_too_many_open_files_as_windows_does) {
+    const std::string path = make_file("file");
+    rlimit usual{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &usual), 0);
+    const rlimit none{0, usual.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    EXPECT_EQ(reading_error(path), 4U);
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &usual), 0);
+}
+
+TEST_F(native_file_test, tells_a_device_that_cannot_be_opened_as_windows_does) {
+    const int descriptor = socket(AF_UNIX, SOCK_STREAM, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    const std::string path = path_of("socket");
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    ASSERT_EQ(bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    EXPECT_EQ(reading_error(path), 21U);
+    close(descriptor);
+}
+
+TEST_F(native_file_test, opens_a_pipe_without_waiting_and_cannot_tell_its_size) {
+    ASSERT_EQ(mkfifo(path_of("pipe").c_str(), 0600), 0);
+    const auto pipe = native_file::open_for_reading(context, path_of("pipe"));
+    ASSERT_TRUE(pipe);
+    EXPECT_FALSE(pipe->size());
+    EXPECT_EQ(native_last_error(), 1U);
+}
+
+TEST_F(native_file_test, notices_a_file_that_has_become_shorter) {
+    const std::string path = make_file("file");
+    auto file = native_file::open_for_reading(context, path);
+    const std::uint64_t size = file->size().value();
+    ASSERT_EQ(truncate(path.c_str(), 3), 0);
+    std::vector<std::uint8_t> bytes(size);
+    boost::system::error_code error;
+    file->read(bytes, error);
+    EXPECT_EQ(error, boost::asio::error::eof);
+}
+
+TEST_F(native_file_test, leaves_no_descriptor_to_programs_that_are_started) {
+    const auto file = native_file::open_for_reading(context, make_file("file"));
+    const int next = open("/dev/null", O_RDONLY);
+    EXPECT_EQ(fcntl(next - 1, F_GETFD), FD_CLOEXEC);
+    close(next);
+}
+
+} // namespace vandrel

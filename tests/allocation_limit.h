@@ -1,0 +1,17 @@
+#pragma once
+
+#include <cstddef>
+
+namespace vandrel::testing {
+
+/// While one lives, its thread gets no block of memory that is larger: `new` throws std::bad_alloc.
+/// For test programs that have allocation_limit.cpp among their sources.
+class allocation_limit {
+public:
+    explicit allocation_limit(std::size_t bytes);
+    ~allocation_limit();
+    allocation_limit(const allocation_limit&) = delete;
+    allocation_limit& operator=(const allocation_limit&) = delete;
+};
+
+} // namespace vandrel::testing
