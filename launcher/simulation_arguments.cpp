@@ -28,8 +28,19 @@ double parse_speed(std::string_view option, const std::string& text) {
     return speed;
 }
 
+std::int64_t parse_creation(std::string_view option, const std::string& text) {
+    std::int64_t creation = 0;
+    const char* const end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data(), end, creation);
+    if (error != std::errc() || rest != end || creation <= 0) {
+        complain(option, "\"" + text + "\"", "a whole number above 0");
+    }
+    return creation;
+}
+
 void parse_options(argument_span given, simulation_arguments& result) {
     std::optional<std::string> speed;
+    std::optional<std::string> creation;
     for (std::size_t i = 0; i < given.size(); ++i) {
         const std::string_view argument = given[i];
         const std::size_t equals = argument.find('=');
@@ -38,10 +49,11 @@ void parse_options(argument_span given, simulation_arguments& result) {
         std::optional<std::string>* const value = name == "--scenario"  ? &result.scenario_file
                                                   : name == "--journal" ? &result.options.journal
                                                   : name == "--speed"   ? &speed
-                                                                        : nullptr;
+                                                  : name == "--fail-creation" ? &creation
+                                                                              : nullptr;
         if (value == nullptr) {
             complain(argument, "no option of the simulator",
-                     "--scenario, --journal or --speed, or stand after --");
+                     "--scenario, --journal, --speed or --fail-creation, or stand after --");
         }
         if (value->has_value()) {
             complain(name, "given twice", "given once");
@@ -54,11 +66,15 @@ void parse_options(argument_span given, simulation_arguments& result) {
         }
         if (!value->has_value() || (*value)->empty()) {
             complain(name, "without a value",
-                     name == "--speed" ? "followed by a number" : "followed by a file's name");
+                     value == &speed || value == &creation ? "followed by a number"
+                                                           : "followed by a file's name");
         }
     }
     if (speed) {
         result.options.speed = parse_speed("--speed", *speed);
+    }
+    if (creation) {
+        result.failing_creation = parse_creation("--fail-creation", *creation);
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include "simulator/simulation.h"
 
+#include <cstdint>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -11,11 +12,14 @@ namespace vandrel {
 
 /// A command line of vandrel-sim, taken apart:
 ///
-///     vandrel-sim [--scenario FILE] [--journal FILE] [--speed N] -- TOOL ARGUMENTS
+///     vandrel-sim [--scenario FILE] [--journal FILE] [--speed N] [--fail-creation N]
+///                 -- TOOL ARGUMENTS
 struct simulation_arguments {
     /// None: the built-in scenario plays.
     std::optional<std::string> scenario_file;
     simulator::simulation_options options;
+    /// The creation of a CoreFoundation object that fails, counted from 1; 0: none.
+    std::int64_t failing_creation = 0;
     /// The tool's own command line: the program's name, the tool's arguments, and a null pointer
     /// that is not counted among them. Points into the command line that was taken apart.
     std::vector<const char*> tool_arguments;

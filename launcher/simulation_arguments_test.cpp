@@ -40,6 +40,7 @@ TEST(simulation_arguments, may_be_none_at_all) {
     EXPECT_THAT(parsed.tool_arguments, ElementsAre(StrEq("vandrel-sim"), IsNull()));
     EXPECT_EQ(parsed.options.journal, std::nullopt);
     EXPECT_EQ(parsed.options.speed, 1);
+    EXPECT_EQ(parsed.failing_creation, 0);
 }
 
 TEST(simulation_arguments, bear_a_command_line_without_even_a_name) {
@@ -77,14 +78,14 @@ TEST(simulation_arguments, take_a_speed_with_an_exponent) {
 
 TEST(simulation_arguments, complain_of_an_unknown_option) {
     EXPECT_EQ(complaint({"--fast", "--"}),
-              "--fast: is no option of the simulator; should be --scenario, --journal or --speed, "
-              "or stand after --");
+              "--fast: is no option of the simulator; should be --scenario, --journal, --speed "
+              "or --fail-creation, or stand after --");
 }
 
 TEST(simulation_arguments, complain_of_a_word_that_is_no_option) {
     EXPECT_EQ(complaint({"demo.plist", "--"}),
-              "demo.plist: is no option of the simulator; should be --scenario, --journal or "
-              "--speed, or stand after --");
+              "demo.plist: is no option of the simulator; should be --scenario, --journal, "
+              "--speed or --fail-creation, or stand after --");
 }
 
 TEST(simulation_arguments, complain_of_an_option_cut_short) {
@@ -109,6 +110,18 @@ TEST(simulation_arguments, complain_of_a_missing_speed) {
 TEST(simulation_arguments, complain_of_an_option_given_twice) {
     EXPECT_EQ(complaint({"--speed", "1", "--speed=2", "--"}),
               "--speed: is given twice; should be given once");
+}
+
+TEST(simulation_arguments, take_the_number_of_the_creation_that_fails) {
+    EXPECT_EQ(parse({"--fail-creation", "12", "--"}).failing_creation, 12);
+}
+
+TEST(simulation_arguments, complain_of_a_creation_that_is_no_number_above_0) {
+    for (const char* const text : {"0", "-1", "1.5", "one", "99999999999999999999"}) {
+        EXPECT_EQ(complaint({"--fail-creation", text, "--"}),
+                  std::string("--fail-creation: is \"") + text +
+                      "\"; should be a whole number above 0");
+    }
 }
 
 class wrong_speed : public ::testing::TestWithParam<const char*> {};

@@ -1,6 +1,7 @@
 #include "driver/entry_point.h"
 #include "launcher/launch.h"
 #include "launcher/simulation_arguments.h"
+#include "simulator/accounting.h"
 #include "simulator/built_in_scenario.h"
 #include "simulator/scenario_file.h"
 #include "simulator/simulation.h"
@@ -27,6 +28,7 @@ void start_simulation(const simulation_arguments& arguments) {
                                  error.code().message() +
                                  "); should be a file that can be written");
     }
+    simulator::fail_creation(arguments.failing_creation);
 }
 
 } // namespace

@@ -1,8 +1,8 @@
 #include "tests/tool.h"
 
+#include "tests/file_content.h"
 #include "tests/temporary_folder.h"
 
-#include <boost/filesystem/fstream.hpp>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -13,17 +13,6 @@ namespace vandrel::testing {
 namespace {
 
 namespace fs = boost::filesystem;
-
-void write_file(const fs::path& path, const std::string& content) {
-    fs::ofstream(path, std::ios::binary) << content;
-}
-
-std::string read_file(const fs::path& path) {
-    fs::ifstream file(path, std::ios::binary);
-    std::ostringstream content;
-    content << file.rdbuf();
-    return content.str();
-}
 
 std::vector<plist_value> to_values(const std::vector<std::string>& documents) {
     std::vector<plist_value> values;
@@ -60,6 +49,11 @@ tool_call& tool_call::speed(int factor) {
     return *this;
 }
 
+tool_call& tool_call::fail_creation(int n) {
+    failing_creation_ = n;
+    return *this;
+}
+
 tool_call& tool_call::with_pipe() {
     with_pipe_ = true;
     return *this;
@@ -82,6 +76,10 @@ tool_run tool_call::run() const {
         const fs::path file = folder.path() / "scenario.plist";
         write_file(file, to_xml(*scenario_));
         call.arguments.insert(call.arguments.end(), {"--scenario", file.string()});
+    }
+    if (failing_creation_ != 0) {
+        call.arguments.insert(call.arguments.end(),
+                              {"--fail-creation", std::to_string(failing_creation_)});
     }
     call.arguments.emplace_back("--");
     call.arguments.insert(call.arguments.end(), arguments_.begin(), arguments_.end());

@@ -42,6 +42,8 @@ public:
     tool_call& scenario(const dictionary& scenario);
     /// All times of the scenario pass that many times as fast.
     tool_call& speed(int factor);
+    /// The n-th CoreFoundation object that the run is about to create is not created.
+    tool_call& fail_creation(int n);
     /// Records go to an inherited pipe: adds `--output-pipe`.
     tool_call& with_pipe();
 
@@ -51,6 +53,7 @@ private:
     std::vector<std::string> arguments_;
     std::optional<dictionary> scenario_;
     int speed_ = 1;
+    int failing_creation_ = 0;
     bool with_pipe_ = false;
 };
 

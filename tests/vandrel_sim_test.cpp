@@ -64,8 +64,9 @@ TEST(vandrel_sim, a_wrong_option_of_the_simulator_is_refused) {
 }
 
 TEST(vandrel_sim, options_of_the_tool_before_the_double_dash_are_refused) {
-    expect_refusal(run({"--list-devices", "--"}), "--list-devices: is no option of the simulator",
-                   "; should be --scenario, --journal or --speed, or stand after --");
+    expect_refusal(
+        run({"--list-devices", "--"}), "--list-devices: is no option of the simulator",
+        "; should be --scenario, --journal, --speed or --fail-creation, or stand after --");
 }
 
 } // namespace
