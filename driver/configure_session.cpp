@@ -1,12 +1,14 @@
 #include "driver/configure_session.h"
 
 #include "device/RestorableDeviceHandler.h"
+#include "device/restore_plist.h"
 #include "driver/tool_error.h"
 
 #include <fmt/format.h>
 
 #include <stdexcept>
 #include <string_view>
+#include <utility>
 
 namespace vandrel {
 
@@ -82,6 +84,11 @@ void choose_command(const start_options& options, device_notifier_state& session
         session.set_restore_bundle(bundle, options.erase);
     } else if (options.restore_plist) {
         choose_for_device(restore_operation, "restore-plist");
+        auto restore_options = read_restore_plist(*options.restore_plist);
+        if (!restore_options) {
+            throw make_tool_error(tool_error::invalid_argument, "Invalid restore options");
+        }
+        session.restoreOptions = std::move(restore_options);
     } else {
         refuse("Invalid command option");
     }

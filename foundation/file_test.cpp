@@ -1,7 +1,7 @@
 #include "foundation/file.h"
 #include "foundation/win32_error_category.h"
-#include "platform/native_process.h"
 #include "tests/allocation_limit.h"
+#include "tests/file_content.h"
 #include "tests/system_message.h"
 #include "tests/temporary_folder.h"
 
@@ -9,11 +9,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <filesystem>
-#include <fstream>
 #include <limits>
 #include <numeric>
-#include <sstream>
 #include <thread>
 #include <vector>
 
@@ -24,6 +21,7 @@ namespace {
 namespace fs = boost::filesystem;
 using boost::system::error_code;
 using vandrel::testing::allocation_limit;
+using vandrel::testing::read_file;
 using vandrel::testing::system_message;
 using vandrel::testing::temporary_folder;
 
@@ -31,18 +29,10 @@ constexpr std::uint64_t no_limit = std::numeric_limits<std::uint64_t>::max();
 
 class file_test : public testing::Test {
 protected:
-    void SetUp() override { vandrel::prepare_process(); }
-
     fs::path make_file(const fs::path& name, const std::string& content) const {
         const fs::path path = folder.path() / name;
-        std::ofstream(std::filesystem::path(path.native()), std::ios::binary) << content;
+        vandrel::testing::write_file(path, content);
         return path;
-    }
-
-    static std::string content_of(const fs::path& path) {
-        std::ostringstream content;
-        content << std::ifstream(std::filesystem::path(path.native()), std::ios::binary).rdbuf();
-        return content.str();
     }
 
     temporary_folder folder;
@@ -204,7 +194,7 @@ TEST_F(file_test, makes_a_new_file_and_writes_at_its_end) {
         created->append(more);
         created->append("");
     }
-    EXPECT_EQ(content_of(path), "first " + more);
+    EXPECT_EQ(read_file(path), "first " + more);
 }
 
 TEST_F(file_test, never_overwrites_a_file) {
@@ -213,7 +203,7 @@ TEST_F(file_test, never_overwrites_a_file) {
     EXPECT_EQ(windows_code(error.code()), 80);
     EXPECT_EQ(error.what(),
               "when creating new file '" + path.string() + "' for writing: " + windows_reason(80));
-    EXPECT_EQ(content_of(path), "precious");
+    EXPECT_EQ(read_file(path), "precious");
 }
 
 TEST_F(file_test, tells_of_an_existing_file_in_the_error_code_when_there_is_one) {

@@ -1,3 +1,4 @@
+#include "platform/native_process.h"
 #include "simulator/accounting.h"
 
 #include <gmock/gmock.h>
@@ -35,6 +36,8 @@ class leak_listener : public testing::EmptyTestEventListener {
 } // namespace
 
 int main(int argc, char** argv) {
+    // As the tool does: paths in UTF-8.
+    vandrel::prepare_process();
     testing::InitGoogleMock(&argc, argv);
     testing::UnitTest::GetInstance()->listeners().Append(new leak_listener);
     return RUN_ALL_TESTS();

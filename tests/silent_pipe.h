@@ -1,0 +1,24 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+namespace vandrel::testing {
+
+/// A pipe with a name in the file system, to which nobody ever writes.
+class silent_pipe {
+public:
+    silent_pipe();
+    ~silent_pipe();
+    silent_pipe(const silent_pipe&) = delete;
+    silent_pipe& operator=(const silent_pipe&) = delete;
+
+    /// In UTF-8.
+    std::string name() const;
+
+private:
+    struct system_pipe;
+    std::unique_ptr<system_pipe> pipe_;
+};
+
+} // namespace vandrel::testing
