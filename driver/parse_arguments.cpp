@@ -1,5 +1,6 @@
 #include "driver/parse_arguments.h"
 
+#include "driver/command_line_log.h"
 #include "driver/exception_error.h"
 
 #include <boost/program_options.hpp>
@@ -70,6 +71,9 @@ parse_result parse_arguments(int argument_count, const char* const* arguments) {
         error = make_tool_error(tool_error::bad_command, exception.what());
     } catch (const std::exception& exception) {
         error = error_of(exception);
+    }
+    if (options.amr_logfile) {
+        log_command_line(*options.amr_logfile, argument_count, arguments);
     }
     return {options, description, std::move(error)};
 }

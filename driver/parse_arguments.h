@@ -18,7 +18,8 @@ struct parse_result {
 
 /// Parses the arguments after the program's name. Texts are UTF-8. Whether the options go together
 /// is not looked at. A failure comes back in the result, never as an exception; `options` then
-/// holds what had been understood.
+/// holds what had been understood. A log file among the options that does not exist yet is made,
+/// with the command line in it.
 parse_result parse_arguments(int argument_count, const char* const* arguments);
 
 } // namespace vandrel

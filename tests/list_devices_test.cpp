@@ -134,37 +134,6 @@ TEST(list_devices, the_session_primes_registers_and_unregisters) {
                             "AMRestorableDeviceUnregisterForNotifications"));
 }
 
-TEST(list_devices, without_a_log_file_the_restore_library_is_told_of_none) {
-    EXPECT_EQ(list(attached({})).calls("AMRestoreEnableFileLogging"), 0);
-}
-
-TEST(list_devices, the_log_file_is_handed_to_the_restore_library) {
-    const temporary_folder folder;
-    const std::string log = (folder.path() / "restore.log").string();
-    const tool_run run = list(attached({}), {"--amr-logfile", log, "--debug"});
-    EXPECT_EQ(run.calls("AMRestoreEnableFileLogging"), 1);
-    EXPECT_EQ(run.journal.at(2).at("Arguments"), plist_value(dictionary{{"Path", log}}));
-    EXPECT_THAT(run.diagnostics, Contains(EndsWith(": AMRestoreEnableFileLogging(" + log + ")")));
-    EXPECT_THAT(run.standard_error, Not(HasSubstr("failed")));
-}
-
-TEST(list_devices, a_log_file_that_is_refused_is_only_logged) {
-    const tool_run run = list({{"Devices", array{}}, {"EnableFileLoggingResult", 12}},
-                              {"--amr-logfile", "restore.log", "--debug"});
-    EXPECT_EQ(run.status, 0);
-    EXPECT_THAT(run.records, ElementsAre(device_list({})));
-    EXPECT_THAT(run.diagnostics,
-                Contains(EndsWith(": AMRestoreEnableFileLogging failed (12: Unable to open "
-                                  "file)")));
-}
-
-TEST(list_devices, a_log_file_refused_with_an_unknown_error_says_so) {
-    const tool_run run = list({{"Devices", array{}}, {"EnableFileLoggingResult", -5}},
-                              {"--amr-logfile", "restore.log", "--debug"});
-    EXPECT_THAT(run.diagnostics,
-                Contains(EndsWith(": AMRestoreEnableFileLogging failed (-5: Unknown)")));
-}
-
 TEST(list_devices, with_debug_every_notification_is_explained) {
     const tool_run run =
         list({{"Devices", array{recovery_device("00000000000000AB"),
