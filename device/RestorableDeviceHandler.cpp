@@ -27,7 +27,7 @@ constexpr auto destructor_signature =
     "__cdecl vandrel::device_notifier_state::~device_notifier_state(void)";
 constexpr auto notification_signature =
     "void __cdecl vandrel::device_notifier_state::deviceNotificationCallback("
-    "struct _AMRestorableDevice *,unsigned int,void *)";
+    "struct _AMRestorableDevice *,enum vandrel::notification_type,void *)";
 constexpr auto wait_for_device_signature =
     "class std::shared_ptr<struct _AMRestorableDevice> __cdecl "
     "vandrel::device_notifier_state::waitForDevice(const class Orv::ecid &)";
@@ -95,7 +95,7 @@ device_notifier_state::~device_notifier_state() {
 }
 
 void device_notifier_state::deviceNotificationCallback(_AMRestorableDevice* device,
-                                                       std::uint32_t type, void* context) {
+                                                       notification_type type, void* context) {
     if (context == nullptr) {
         fail_assertion(source, 179, notification_signature, "context");
     }
@@ -114,7 +114,7 @@ void device_notifier_state::deviceNotificationCallback(_AMRestorableDevice* devi
     }
 }
 
-bool device_notifier_state::update_devices(_AMRestorableDevice* device, std::uint32_t type) {
+bool device_notifier_state::update_devices(_AMRestorableDevice* device, notification_type type) {
     constexpr auto signature = notification_signature;
     const auto log = [this](std::string line) { outputter->push_debug(std::move(line)); };
 
@@ -130,10 +130,10 @@ bool device_notifier_state::update_devices(_AMRestorableDevice* device, std::uin
     const Orv::ecid ecid(AMRestorableDeviceGetECID(device));
     if (ecid.value() == 0) {
         log(fmt::format("{}: Ignoring AMRestorableDevice with invalid ECID ({} type {})", signature,
-                        fmt::ptr(device), notification_type{type}));
+                        fmt::ptr(device), type));
         return false;
     }
-    switch (notification_type{type}) {
+    switch (type) {
     case notification_type::connected:
         if (devices.contains(ecid)) {
             log(fmt::format("{}: Connected AMRestorableDevice, but '{}' already present", signature,

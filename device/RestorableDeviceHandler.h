@@ -1,5 +1,6 @@
 #pragma once
 
+#include "debug/status_text.h"
 #include "device/callback_gate.h"
 #include "device/device_operation.h"
 #include "device/device_table.h"
@@ -76,7 +77,7 @@ public:
     // --- what MobileDevice calls; `context` is the session's address
 
     /// Keeps the table. Throws std::invalid_argument when `context` is null.
-    static void deviceNotificationCallback(_AMRestorableDevice* device, std::uint32_t type,
+    static void deviceNotificationCallback(_AMRestorableDevice* device, notification_type type,
                                            void* context);
 
     /// Makes a record of every valid report of a restore, and ends the wait of restoreDevice with
@@ -90,18 +91,18 @@ private:
     static callback_gate& gate();
 
     /// Whether the notification reached the table, so that waiters have to look again.
-    bool update_devices(_AMRestorableDevice* device, std::uint32_t type);
+    bool update_devices(_AMRestorableDevice* device, notification_type type);
     void operate_on_device();
     void list_devices();
     void report_restore_status(CFDictionaryRef statusDict);
 
     std::shared_ptr<output_str_state> outputter;
     boost::filesystem::path scratchLocation;
+    device_table devices{8};
     /// Guards devices and inTeardown. Taken before the output channel's own lock, never after.
     std::mutex stateMutex;
-    device_table devices;
-    bool inTeardown = false;
     std::condition_variable devicesChanged;
+    bool inTeardown = false;
     std::promise<int> completion;
 };
 

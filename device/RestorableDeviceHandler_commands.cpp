@@ -38,7 +38,11 @@ std::int32_t device_notifier_state::waitForCompletion() {
         fmt::format("{}: AMRestorableDeviceRegisterForNotifications()", signature));
     CFErrorRef error_out = nullptr;
     const std::int32_t registration =
-        AMRestorableDeviceRegisterForNotifications(deviceNotificationCallback, this, &error_out);
+        AMRestorableDeviceRegisterForNotifications(
+            [](_AMRestorableDevice* device, std::uint32_t type, void* context) {
+                deviceNotificationCallback(device, notification_type{type}, context);
+            },
+            this, &error_out);
     if (cf_error_handle error{error_out}) {
         outputter->print_formatted_error(error.get());
         throw std::move(error);

@@ -20,20 +20,23 @@
 namespace {
 
 using namespace vandrel;
+using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::Not;
 using vandrel::testing::channel_capture;
 using vandrel::testing::count_ending;
 
-constexpr std::uint32_t connected = 0;
-constexpr std::uint32_t disconnected = 1;
+constexpr auto connected = notification_type::connected;
+constexpr auto disconnected = notification_type::disconnected;
 
 const Orv::ecid some_ecid(std::uint64_t{0xAB});
 
 /// What a notification's diagnostics begin with.
 const std::string callback_says =
     "void __cdecl vandrel::device_notifier_state::deviceNotificationCallback("
-    "struct _AMRestorableDevice *,unsigned int,void *): ";
+    "struct _AMRestorableDevice *,enum vandrel::notification_type,void *): ";
 
 cf_handle<_AMRestorableDevice*> make_device(std::uint64_t ecid = 0xAB, std::uint32_t state = 2) {
     simulator::device_description description;
@@ -48,7 +51,7 @@ class session_test : public ::testing::Test {
 protected:
     session_test() { session.detectTimeout = 0; }
 
-    void notify(_AMRestorableDevice* device, std::uint32_t type) {
+    void notify(_AMRestorableDevice* device, notification_type type) {
         device_notifier_state::deviceNotificationCallback(device, type, &session);
     }
 
@@ -154,7 +157,7 @@ TEST_F(device_table, a_device_without_an_ecid_never_reaches_the_table) {
     const auto device = make_device(0);
     notify(device.get(), connected);
     notify(device.get(), disconnected);
-    notify(device.get(), 9);
+    notify(device.get(), notification_type{9});
     EXPECT_EQ(find(Orv::ecid(std::uint64_t{0})), nullptr);
     const std::string ignored = fmt::format(
         "Ignoring AMRestorableDevice with invalid ECID ({} type ", fmt::ptr(device.get()));
@@ -171,8 +174,8 @@ TEST_F(device_table, a_null_device_is_only_logged) {
 TEST_F(device_table, an_unknown_notification_type_leaves_the_table_and_is_logged_signed) {
     const auto device = make_device();
     notify(device.get(), connected);
-    notify(device.get(), 2);
-    notify(device.get(), 0xFFFFFFFF);
+    notify(device.get(), notification_type{2});
+    notify(device.get(), notification_type{0xFFFFFFFF});
     EXPECT_EQ(find().get(), device.get());
     EXPECT_THAT(callback_diagnostics(),
                 ElementsAre(EndsWith(")"), "called with invalid notification type 2",
@@ -188,7 +191,7 @@ TEST_F(device_table, a_null_context_is_a_broken_precondition) {
         EXPECT_STREQ(failure.what(),
                      "device/RestorableDeviceHandler.cpp:179:  void __cdecl "
                      "vandrel::device_notifier_state::deviceNotificationCallback("
-                     "struct _AMRestorableDevice *,unsigned int,void *) Assertion context failed.");
+                     "struct _AMRestorableDevice *,enum vandrel::notification_type,void *) Assertion context failed.");
     }
 }
 
@@ -217,7 +220,8 @@ TEST(session, a_storm_of_notifications_across_its_end_meets_no_dead_session) {
         storm.emplace_back([&, thread] {
             for (auto type = static_cast<std::uint32_t>(thread); !stop; type = (type + 1) % 3) {
                 if (void* const context = address) {
-                    device_notifier_state::deviceNotificationCallback(device.get(), type, context);
+                    device_notifier_state::deviceNotificationCallback(
+                        device.get(), notification_type{type}, context);
                 }
             }
         });
@@ -273,7 +277,7 @@ TEST_F(waiting_for_a_device, other_devices_and_unknown_notifications_only_wake_i
     session.detectTimeout = 3'600'000'000'000;
     auto found = std::async(std::launch::async, [this] { return find(); });
     notify(other.get(), connected);
-    notify(other.get(), 2);
+    notify(other.get(), notification_type{2});
     notify(other.get(), disconnected);
     notify(device.get(), connected);
     EXPECT_EQ(found.get().get(), device.get());
@@ -443,8 +447,7 @@ TEST_F(session_command, a_device_command_without_an_ecid_fails_before_any_wait) 
     session.operation = device_operation::restore;
     session.operationName = "restore-plist";
     EXPECT_EQ(failure(), "3: restore-plist command requires device ecid");
-    EXPECT_EQ(count_ending(capture.finish().diagnostics, "Looking for device '00000000000000AB'"),
-              0);
+    EXPECT_THAT(capture.finish().diagnostics, Each(Not(HasSubstr("waitForDevice"))));
 }
 
 TEST_F(session_command, an_operation_that_nobody_knows_is_an_internal_error) {
@@ -463,6 +466,15 @@ TEST_F(session_command, a_notification_after_the_teardown_never_reaches_the_tabl
     const auto device = make_device(0xCD);
     notify(device.get(), connected);
     EXPECT_EQ(find(Orv::ecid(std::uint64_t{0xCD})), nullptr);
+    EXPECT_EQ(callback_diagnostics().back(), "Ignoring notification, inTeardown");
+}
+
+TEST_F(session_command, a_device_that_goes_after_the_teardown_stays_in_the_table) {
+    const auto device = make_device();
+    notify(device.get(), connected);
+    session.waitForCompletion();
+    notify(device.get(), disconnected);
+    EXPECT_EQ(find().get(), device.get());
     EXPECT_EQ(callback_diagnostics().back(), "Ignoring notification, inTeardown");
 }
 

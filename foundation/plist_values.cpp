@@ -109,7 +109,7 @@ void check_element(const void* value, void* context) {
 
 void check_entry(const void* key, const void* value, void* context) {
     auto& walk = *static_cast<check_walk*>(context);
-    walk.valid = is_string(key) && is_valid_plist_value(value, walk.format) && walk.valid;
+    walk.valid = is_valid_plist_value(value, walk.format) && is_string(key) && walk.valid;
 }
 
 } // namespace

@@ -148,7 +148,7 @@ TEST(list_devices, with_debug_every_notification_is_explained) {
              {"--debug"});
     const std::string notification =
         "void __cdecl vandrel::device_notifier_state::deviceNotificationCallback("
-        "struct _AMRestorableDevice *,unsigned int,void *): ";
+        "struct _AMRestorableDevice *,enum vandrel::notification_type,void *): ";
     const std::string completion =
         "int __cdecl vandrel::device_notifier_state::waitForCompletion(void): ";
     using ::testing::StartsWith;
