@@ -63,6 +63,9 @@ CFStringRef CFCopyDescription(CFTypeRef object);
 using CFStringEncoding = std::uint32_t;
 inline constexpr CFStringEncoding kCFStringEncodingUTF8 = 0x08000100;
 
+inline constexpr CFIndex kCFNotFound = -1;
+using CFStringCompareFlags = CFOptionFlags;
+
 CFTypeID CFStringGetTypeID();
 /// `text` ends in a zero byte. Null when it is not valid in `encoding`.
 CFStringRef CFStringCreateWithCString(CFAllocatorRef allocator, const char* text,
@@ -75,6 +78,10 @@ CFStringRef CFStringCreateWithBytes(CFAllocatorRef allocator, const std::uint8_t
 CFIndex CFStringGetLength(CFStringRef string);
 /// The most bytes that `length` UTF-16 code units can take, without a terminating zero.
 CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encoding);
+/// Where `string_to_find` first stands in `string`, in UTF-16 code units; kCFNotFound and 0 when it
+/// does not, or is empty. Without options, characters have to be the very same.
+CFRange CFStringFind(CFStringRef string, CFStringRef string_to_find,
+                     CFStringCompareFlags options);
 /// Fills `buffer` with the text and a zero byte; false when `size` bytes do not hold them.
 Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex size,
                            CFStringEncoding encoding);

@@ -64,6 +64,21 @@ CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding) {
     return 3 * length;
 }
 
+CFRange CFStringFind(CFStringRef string, CFStringRef string_to_find, CFStringCompareFlags options) {
+    const std::string_view text = checked(string).utf8;
+    const std::string_view wanted = checked(string_to_find).utf8;
+    if (options != 0) {
+        simulator::misuse(__func__, "options are not supported");
+    }
+    // Valid UTF-8 is found where a character begins only.
+    const std::size_t position = wanted.empty() ? std::string_view::npos : text.find(wanted);
+    if (position == std::string_view::npos) {
+        return {kCFNotFound, 0};
+    }
+    return {*simulator::utf16_length(text.substr(0, position)),
+            checked(string_to_find).utf16_length};
+}
+
 Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex size,
                            CFStringEncoding encoding) {
     const std::string& text = checked(string).utf8;

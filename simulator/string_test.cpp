@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <string>
 
 namespace {
 
@@ -65,6 +66,29 @@ TEST(cf_string, a_literal_has_one_constant) {
     const std::string again = "literal";
     EXPECT_EQ(CFSTR("literal"), __CFStringMakeConstantString(again.c_str()));
     EXPECT_NE(CFSTR("literal"), CFSTR("another"));
+}
+
+/// Where `wanted` is found in `text`, as "location+length".
+std::string found(const char* text, const char* wanted) {
+    const CFRange range = CFStringFind(make_string(text).get(), make_string(wanted).get(), 0);
+    return std::to_string(range.location) + "+" + std::to_string(range.length);
+}
+
+TEST(cf_string, another_is_found_where_it_first_stands) {
+    EXPECT_EQ(found("abcabc", "abc"), "0+3");
+    EXPECT_EQ(found("abcabc", "ca"), "2+2");
+    EXPECT_EQ(found("abc", "abc"), "0+3");
+}
+
+TEST(cf_string, another_that_is_not_there_is_not_found) {
+    EXPECT_EQ(found("abc", "abcd"), "-1+0");
+    EXPECT_EQ(found("abc", "B"), "-1+0");
+    EXPECT_EQ(found("", "a"), "-1+0");
+    EXPECT_EQ(found("abc", ""), "-1+0");
+}
+
+TEST(cf_string, another_is_found_by_utf_16_units) {
+    EXPECT_EQ(found("\xC3\xA9\xF0\x9F\x98\x80x\xE2\x82\xAC", "x\xE2\x82\xAC"), "3+2");
 }
 
 TEST(cf_string, its_description_is_its_text) {
