@@ -1,5 +1,6 @@
 #include "driver/run_command.h"
 
+#include "debug/MobileDeviceDebug.h"
 #include "device/RestorableDeviceHandler.h"
 #include "driver/configure_session.h"
 #include "driver/exception_error.h"
@@ -40,6 +41,10 @@ int run_command(const start_options& options,
         }
         if (options.help) {
             print_help(description, *outputter);
+        } else if (options.debug_dump) {
+            outputter->set_debug(true);
+            print_imp_AMRLocalizedCopyStringForAMROperation(outputter);
+            print_imp_AMRLocalizedCopyStringForAMRError(outputter);
         } else {
             run_session(options, outputter);
         }
