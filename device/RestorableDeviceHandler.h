@@ -69,6 +69,11 @@ public:
     /// when it did not.
     device_handle waitForDevice(const Orv::ecid& ecid);
 
+    /// Carries out exit_recovery or no_exit_recovery on `recoveryDevice`, borrowed, and writes the
+    /// record of success; does nothing when `operation` is neither. Throws cf_error_handle when the
+    /// device refuses, std::invalid_argument when `recoveryDevice` is null.
+    void operateOnRecoveryDevice(_AMRecoveryModeDevice* recoveryDevice);
+
     /// Restores `device` with restoreOptions, and waits up to restoreTimeout for the report that
     /// completes the command. Running out of time is an error record, not an exception. Throws
     /// cf_error_handle when there are no options.
@@ -93,6 +98,9 @@ private:
     /// Whether the notification reached the table, so that waiters have to look again.
     bool update_devices(_AMRestorableDevice* device, notification_type type);
     void operate_on_device();
+    /// The Recovery-mode side of `device`. Throws cf_error_handle when it is in another state or
+    /// has none.
+    cf_handle<_AMRecoveryModeDevice*> copy_recovery_device(_AMRestorableDevice* device) const;
     void list_devices();
     void report_restore_status(CFDictionaryRef statusDict);
 

@@ -1,6 +1,7 @@
+#include "debug/status_text.h"
 #include "device/RestorableDeviceHandler.h"
+#include "device/device_properties.h"
 #include "driver/tool_error.h"
-#include "foundation/cf_text.h"
 #include "foundation/monotonic_clock.h"
 
 #include <fmt/format.h>
@@ -37,12 +38,11 @@ std::int32_t device_notifier_state::waitForCompletion() {
     outputter->push_debug(
         fmt::format("{}: AMRestorableDeviceRegisterForNotifications()", signature));
     CFErrorRef error_out = nullptr;
-    const std::int32_t registration =
-        AMRestorableDeviceRegisterForNotifications(
-            [](_AMRestorableDevice* device, std::uint32_t type, void* context) {
-                deviceNotificationCallback(device, notification_type{type}, context);
-            },
-            this, &error_out);
+    const std::int32_t registration = AMRestorableDeviceRegisterForNotifications(
+        [](_AMRestorableDevice* device, std::uint32_t type, void* context) {
+            deviceNotificationCallback(device, notification_type{type}, context);
+        },
+        this, &error_out);
     if (cf_error_handle error{error_out}) {
         outputter->print_formatted_error(error.get());
         throw std::move(error);
@@ -79,9 +79,35 @@ void device_notifier_state::operate_on_device() {
     case device_operation::enter_restore_mode:
         restoreDevice(device.get());
         break;
+    case device_operation::device_info:
+        outputter->print_value(
+            "DeviceInfo",
+            device_info_dictionary(make_device_info(*targetEcid, device.get())).get());
+        break;
+    case device_operation::exit_recovery:
+    case device_operation::no_exit_recovery:
+        operateOnRecoveryDevice(copy_recovery_device(device.get()).get());
+        break;
     default:
         throw make_tool_error(tool_error::invalid_argument, "Internal error, missing operation");
     }
+}
+
+cf_handle<_AMRecoveryModeDevice*>
+device_notifier_state::copy_recovery_device(_AMRestorableDevice* device) const {
+    const device_state state{AMRestorableDeviceGetState(device)};
+    if (state != device_state::Recovery) {
+        throw make_tool_error(
+            tool_error::device_bad_state,
+            fmt::format("Device in state {} not valid for {}", state, operationName));
+    }
+    cf_handle<_AMRecoveryModeDevice*> recovery_device(
+        AMRestorableDeviceCopyRecoveryModeDevice(device));
+    if (!recovery_device) {
+        throw make_tool_error(tool_error::device_bad_state,
+                              "Recovery device not available for this Restorable device");
+    }
+    return recovery_device;
 }
 
 void device_notifier_state::list_devices() {
@@ -99,7 +125,7 @@ void device_notifier_state::list_devices() {
     const cf_handle<CFMutableArrayRef> list(CFArrayCreateMutable(
         kCFAllocatorDefault, static_cast<CFIndex>(ecids.size()), &kCFTypeArrayCallBacks));
     for (const Orv::ecid& ecid : ecids) {
-        const auto text = make_cfstring(ecid.text());
+        const auto text = ecid_cfstring(ecid);
         if (list && text) {
             CFArrayAppendValue(list.get(), text.get());
         }

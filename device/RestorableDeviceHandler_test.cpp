@@ -191,7 +191,8 @@ TEST_F(device_table, a_null_context_is_a_broken_precondition) {
         EXPECT_STREQ(failure.what(),
                      "device/RestorableDeviceHandler.cpp:179:  void __cdecl "
                      "vandrel::device_notifier_state::deviceNotificationCallback("
-                     "struct _AMRestorableDevice *,enum vandrel::notification_type,void *) Assertion context failed.");
+                     "struct _AMRestorableDevice *,enum vandrel::notification_type,void *) "
+                     "Assertion context failed.");
     }
 }
 

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "driver/ecid.h"
+#include "foundation/cf_handle.h"
+#include "platform/mobile_device.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace vandrel {
+
+/// What a device tells of itself. Texts are UTF-8, absent when the device does not tell them.
+struct device_properties {
+    Orv::ecid ecid;
+    /// The USB product number.
+    std::uint16_t productId;
+    std::uint32_t boardId;
+    std::uint32_t chipId;
+    std::uint32_t productType;
+    std::uint32_t fusingInfo;
+    /// Where on the USB the device hangs.
+    std::uint32_t locationId;
+    std::optional<std::string> serialNumber;
+    std::optional<std::string> productString;
+    /// Nothing that MobileDevice tells; for callers that have a text of their own.
+    std::optional<std::string> description;
+};
+
+/// Asks `device`, which is not null. A text that is no UTF-8 is left out.
+device_properties make_device_info(Orv::ecid ecid, _AMRestorableDevice* device);
+
+/// The value of a "DeviceInfo" record: numbers are signed, of 16 bits for the product and 32 for
+/// the others, so large ones come out negative. What is absent or cannot be made is left out; null
+/// when the dictionary itself cannot be made.
+cf_handle<CFMutableDictionaryRef> device_info_dictionary(const device_properties& properties);
+
+/// The text of an ECID. Null when it cannot be made.
+cf_handle<CFStringRef> ecid_cfstring(const Orv::ecid& ecid);
+
+} // namespace vandrel
