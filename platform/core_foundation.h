@@ -80,8 +80,7 @@ CFIndex CFStringGetLength(CFStringRef string);
 CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encoding);
 /// Where `string_to_find` first stands in `string`, in UTF-16 code units; kCFNotFound and 0 when it
 /// does not, or is empty. Without options, characters have to be the very same.
-CFRange CFStringFind(CFStringRef string, CFStringRef string_to_find,
-                     CFStringCompareFlags options);
+CFRange CFStringFind(CFStringRef string, CFStringRef string_to_find, CFStringCompareFlags options);
 /// Fills `buffer` with the text and a zero byte; false when `size` bytes do not hold them.
 Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex size,
                            CFStringEncoding encoding);

@@ -1,5 +1,4 @@
 #include "platform/native_pipe.h"
-
 #include "platform/native_process.h"
 
 #include <boost/asio/io_context.hpp>

@@ -1,0 +1,44 @@
+#!/usr/bin/env python3
+"""Every test that docs/testing.md names is the name of a test.
+
+    testing_page_test.py ROOT
+"""
+import pathlib
+import re
+import sys
+import unittest
+
+root = pathlib.Path()
+
+NAME_ON_PAGE = re.compile(r"`(\w+\.\w+)`")
+GOOGLE_TEST = re.compile(r"^TEST(?:_F|_P)?\(\s*(\w+),\s*(\w+)\)", re.MULTILINE)
+PYTHON_CLASS = re.compile(r"^class (\w+)\(unittest\.TestCase\):(.*?)(?=^\S|\Z)", re.MULTILINE | re.DOTALL)
+PYTHON_TEST = re.compile(r"^    def (test_\w+)", re.MULTILINE)
+
+
+def tests_of(folder):
+    names = set()
+    for source in folder.rglob("*_test.cpp"):
+        names.update(".".join(match) for match in GOOGLE_TEST.findall(source.read_text("utf-8")))
+    for source in folder.rglob("*_test.py"):
+        for suite, body in PYTHON_CLASS.findall(source.read_text("utf-8")):
+            names.update(f"{suite}.{test}" for test in PYTHON_TEST.findall(body))
+    return names
+
+
+class testing_page(unittest.TestCase):
+    def test_names_tests_that_exist(self):
+        there = set()
+        for folder in root.iterdir():
+            if folder.is_dir() and folder.name != "build" and not folder.name.startswith("."):
+                there |= tests_of(folder)
+        page = (root / "docs" / "testing.md").read_text("utf-8")
+        rows = "\n".join(line for line in page.splitlines() if line.startswith("| "))
+        named = {name for name in NAME_ON_PAGE.findall(rows) if not name.endswith((".cpp", ".py"))}
+        self.assertGreater(len(named), 94)
+        self.assertEqual(sorted(named - there), [])
+
+
+if __name__ == "__main__":
+    root = pathlib.Path(sys.argv[1])
+    unittest.main(argv=sys.argv[:1], verbosity=2)
