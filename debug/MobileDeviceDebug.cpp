@@ -45,6 +45,8 @@ void print_table(output_str_state& output, const char* banner, std::int32_t last
 
 } // namespace
 
+// Each dump keeps a share of the channel of its own while it runs.
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 void print_imp_AMRLocalizedCopyStringForAMROperation(std::shared_ptr<output_str_state> output) {
     if (!output) {
         fail_assertion(source, 15,
@@ -56,6 +58,7 @@ void print_imp_AMRLocalizedCopyStringForAMROperation(std::shared_ptr<output_str_
                 AMRLocalizedCopyStringForAMROperation, is_unrecognized_operation);
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 void print_imp_AMRLocalizedCopyStringForAMRError(std::shared_ptr<output_str_state> output) {
     if (!output) {
         fail_assertion(source, 31,

@@ -1,7 +1,6 @@
 #include "debug/MobileDeviceDebug.h"
 #include "tests/channel_capture.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <stdexcept>
@@ -9,9 +8,6 @@
 namespace {
 
 using namespace vandrel;
-using ::testing::Each;
-using ::testing::EndsWith;
-using ::testing::StartsWith;
 using vandrel::testing::channel_capture;
 
 /// The lines of one dump.

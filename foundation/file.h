@@ -52,6 +52,7 @@ enum class file_error : int {
 /// Failures of the reader itself: the values of file_error. Any thread.
 class file_error_category : public boost::system::error_category {
 public:
+    virtual ~file_error_category() = default;
     /// The one object of this category.
     static const file_error_category& instance();
 

@@ -30,7 +30,7 @@ constexpr std::uint64_t no_limit = std::numeric_limits<std::uint64_t>::max();
 class file_test : public testing::Test {
 protected:
     fs::path make_file(const fs::path& name, const std::string& content) const {
-        const fs::path path = folder.path() / name;
+        fs::path path = folder.path() / name;
         vandrel::testing::write_file(path, content);
         return path;
     }

@@ -6,7 +6,7 @@
 namespace vandrel {
 
 /// Results of COM calls, as signed numbers. Any thread.
-class hresult_error_category : public std::error_category {
+class hresult_error_category final : public std::error_category {
 public:
     /// The one object of this category.
     static const hresult_error_category& instance();

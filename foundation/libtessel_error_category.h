@@ -9,6 +9,7 @@ namespace vandrel {
 /// Results of the library for USB hubs. Any thread.
 class libtessel_error_category : public boost::system::error_category {
 public:
+    virtual ~libtessel_error_category() = default;
     /// The one object of this category.
     static const libtessel_error_category& instance();
 

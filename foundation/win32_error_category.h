@@ -8,7 +8,7 @@
 namespace vandrel {
 
 /// Windows error codes, the numbers of GetLastError. Any thread.
-class win32_error_category : public std::error_category {
+class win32_error_category final : public std::error_category {
 public:
     /// The one object of this category.
     static const win32_error_category& instance();

@@ -26,7 +26,7 @@ protected:
     std::string path_of(const std::string& name) const { return (folder.path() / name).string(); }
 
     std::string make_file(const std::string& name, mode_t mode = 0600) const {
-        const std::string path = path_of(name);
+        std::string path = path_of(name);
         const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL, 0600);
         EXPECT_EQ(write(descriptor, "content", 7), 7);
         fchmod(descriptor, mode);

@@ -15,7 +15,6 @@ using ::testing::ElementsAre;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::Not;
-using ::testing::StartsWith;
 
 const dictionary no_devices{{"Devices", array{}}};
 

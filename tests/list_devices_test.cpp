@@ -11,11 +11,8 @@
 namespace {
 
 using namespace vandrel::testing;
-using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
-using ::testing::HasSubstr;
-using ::testing::Not;
 
 plist_value device_list(const array& ecids) {
     return dictionary{{"Type", "DeviceList"}, {"Value", ecids}};
