@@ -9,6 +9,9 @@ set(CMAKE_RC_COMPILER x86_64-w64-mingw32-windres)
 # Windows 10; no other version is asked for.
 add_compile_definitions(_WIN32_WINNT=0x0A00 UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX)
 
+# The system's error texts come in UTF-8 as well, whatever the machine's language.
+add_compile_definitions(BOOST_SYSTEM_USE_UTF8)
+
 # The compiler's run-time goes into each program: nothing has to be shipped beside it.
 foreach(kind EXE SHARED MODULE)
     set(CMAKE_${kind}_LINKER_FLAGS_INIT -static)

@@ -1,7 +1,6 @@
 #include "device/restore_plist.h"
 #include "foundation/cf_text.h"
 #include "simulator/accounting.h"
-#include "tests/allocation_limit.h"
 #include "tests/file_content.h"
 #include "tests/temporary_folder.h"
 
@@ -72,14 +71,6 @@ TEST_F(restore_plist, needs_a_data_object_around_the_file) {
     write("<plist><dict/></plist>");
     simulator::fail_creation(1);
     EXPECT_EQ(failure(), read_error("Bad alloc"));
-}
-
-TEST_F(restore_plist, needs_memory_for_the_file) {
-    write(std::string(2'000'000, ' '));
-    const vandrel::testing::allocation_limit little_memory(1'000'000);
-    EXPECT_EQ(failure(), read_error("while allocating 2000000 bytes for '" + path.string() +
-                                    "': std::bad_alloc: Could not allocate buffer for file "
-                                    "[Orv::file:2]"));
 }
 
 } // namespace

@@ -3,11 +3,10 @@
 #include "foundation/file.h"
 
 #include <exception>
-#include <string>
 
 namespace vandrel {
 
-void log_command_line(const boost::filesystem::path& path, int argument_count,
+void log_command_line(const std::string& path, int argument_count,
                       const char* const* arguments) noexcept {
     if (argument_count < 1 || arguments[0] == nullptr) {
         return;

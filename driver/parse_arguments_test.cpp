@@ -1,6 +1,7 @@
 #include "driver/parse_arguments.h"
 #include "driver/tool_error.h"
 #include "foundation/cf_text.h"
+#include "tests/temporary_folder.h"
 
 #include <gtest/gtest.h>
 
@@ -67,12 +68,14 @@ TEST(parse_arguments, every_switch_reaches_its_field) {
 }
 
 TEST(parse_arguments, every_value_reaches_its_field) {
+    const vandrel::testing::temporary_folder folder;
+    const std::string log = (folder.path() / "restore.log").string();
     const auto result =
-        parse({"--amr-logfile", "restore.log", "--ecid", "00000000000000AB", "--detect-timeout",
+        parse({"--amr-logfile", log.c_str(), "--ecid", "00000000000000AB", "--detect-timeout",
                "4294967295", "--restore", "x.ipsw", "--restore-timeout", "1", "--restore-plist",
                "options.plist", "--output-pipe", "-9223372036854775808"});
     ASSERT_EQ(refusal(result), "none");
-    EXPECT_EQ(result.options.amr_logfile, "restore.log");
+    EXPECT_EQ(result.options.amr_logfile, log);
     EXPECT_EQ(result.options.ecid, "00000000000000AB");
     EXPECT_EQ(result.options.detect_timeout, 4294967295);
     EXPECT_EQ(result.options.restore, "x.ipsw");

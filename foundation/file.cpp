@@ -23,15 +23,16 @@ boost::asio::io_context& shared_context() {
     return context;
 }
 
-/// Stores the failure, or throws it when there is nowhere to store it.
-void report(const error_code& failure, const std::string& step, error_code* error) {
+/// Stores the failure, or throws it, with what `step` says, when there is nowhere to store it.
+template<class Step>
+void report(const error_code& failure, error_code* error, const Step& step) {
     if (error == nullptr) {
-        throw boost::system::system_error(failure, step);
+        throw boost::system::system_error(failure, step());
     }
     *error = failure;
 }
 
-void report_success(error_code* error) {
+void clear(error_code* error) {
     if (error != nullptr) {
         error->clear();
     }
@@ -45,7 +46,8 @@ native_file open_for_reading(const boost::filesystem::path& path) {
     auto opened = native_file::open_for_reading(shared_context(), path);
     if (!opened) {
         const error_code failure = last_win32_error();
-        report(failure, fmt::format("when opening file '{}' for reading", path.string()), nullptr);
+        report(failure, nullptr,
+               [&] { return fmt::format("when opening file '{}' for reading", path.string()); });
     }
     return std::move(*opened);
 }
@@ -55,24 +57,24 @@ native_file open_for_reading(const boost::filesystem::path& path) {
 file::file(const boost::filesystem::path& path) : path_(path), file_(open_for_reading(path)) {}
 
 std::optional<native_file> file::create(const boost::filesystem::path& path, error_code* error) {
+    clear(error);
     auto created = native_file::create_for_writing(shared_context(), path);
-    if (created) {
-        report_success(error);
-    } else {
+    if (!created) {
         const error_code failure = last_win32_error();
-        report(failure, fmt::format("when creating new file '{}' for writing", path.string()),
-               error);
+        report(failure, error, [&] {
+            return fmt::format("when creating new file '{}' for writing", path.string());
+        });
     }
     return created;
 }
 
 std::uint64_t file::size(error_code* error) const {
+    clear(error);
     const auto size = file_.size();
-    if (size) {
-        report_success(error);
-    } else {
+    if (!size) {
         const error_code failure = last_win32_error();
-        report(failure, fmt::format("when getting size of file '{}'", path_.string()), error);
+        report(failure, error,
+               [&] { return fmt::format("when getting size of file '{}'", path_.string()); });
     }
     return size.value_or(0);
 }
@@ -85,19 +87,19 @@ std::vector<std::uint8_t>& file::read_whole(std::vector<std::uint8_t>& bytes,
         return bytes;
     }
     if (whole > max_size) {
-        report(
-            make_error(file_error::too_large),
-            fmt::format("'{}' is {} bytes (max size is {} bytes)", path_.string(), whole, max_size),
-            error);
+        report(make_error(file_error::too_large), error, [&] {
+            return fmt::format("'{}' is {} bytes (max size is {} bytes)", path_.string(), whole,
+                               max_size);
+        });
         return bytes;
     }
     try {
         bytes.resize(whole);
     } catch (const std::exception& exception) {
-        report(make_error(file_error::no_memory),
-               fmt::format("while allocating {} bytes for '{}': {}", whole, path_.string(),
-                           exception.what()),
-               error);
+        report(make_error(file_error::no_memory), error, [&] {
+            return fmt::format("while allocating {} bytes for '{}': {}", whole, path_.string(),
+                               exception.what());
+        });
         return bytes;
     }
     error_code failure;
@@ -105,7 +107,7 @@ std::vector<std::uint8_t>& file::read_whole(std::vector<std::uint8_t>& bytes,
     if (failure) {
         bytes.clear();
         // Without the line of the I/O library that noticed it.
-        report({failure.value(), failure.category()}, "read", error);
+        report({failure.value(), failure.category()}, error, [] { return "read"; });
     }
     return bytes;
 }

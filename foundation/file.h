@@ -18,7 +18,9 @@ namespace Orv {
 /// Where a function takes an error code to fill, failures are stored there and the function returns
 /// nothing of use; without one they are thrown as boost::system::system_error, whose text tells the
 /// step, the file and the reason. Failures of the system are of the category win32_error_category
-/// on every host, failures of the reader itself of file_error_category. One thread at a time.
+/// on every host, failures of the reader itself of file_error_category. An open file that the I/O
+/// library cannot take over is thrown in any case, with the operation "assign". One thread at a
+/// time.
 class file {
 public:
     /// Opens an existing file for reading. Throws boost::system::system_error.

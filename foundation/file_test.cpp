@@ -1,6 +1,5 @@
 #include "foundation/file.h"
 #include "foundation/win32_error_category.h"
-#include "tests/allocation_limit.h"
 #include "tests/file_content.h"
 #include "tests/system_message.h"
 #include "tests/temporary_folder.h"
@@ -20,7 +19,6 @@ namespace {
 
 namespace fs = boost::filesystem;
 using boost::system::error_code;
-using vandrel::testing::allocation_limit;
 using vandrel::testing::read_file;
 using vandrel::testing::system_message;
 using vandrel::testing::temporary_folder;
@@ -128,32 +126,6 @@ TEST_F(file_test, measures_files_beyond_four_gibibytes) {
     const fs::path path = make_file("sparse", "");
     fs::resize_file(path, 0x1'4000'0001);
     EXPECT_EQ(file(path).size(), 0x1'4000'0001U);
-}
-
-// --- memory
-
-TEST_F(file_test, tells_of_memory_that_cannot_be_had) {
-    const fs::path path = make_file("large", std::string(2'000'000, 'x'));
-    file opened(path);
-    const auto error = error_of([&] {
-        const allocation_limit little_memory(1'000'000);
-        opened.read_whole(bytes, no_limit);
-    });
-    EXPECT_EQ(error.code(), error_code(2, file_error_category::instance()));
-    EXPECT_EQ(error.what(), "while allocating 2000000 bytes for '" + path.string() +
-                                "': std::bad_alloc: Could not allocate buffer for file "
-                                "[Orv::file:2]");
-}
-
-TEST_F(file_test, tells_of_memory_in_the_error_code_when_there_is_one) {
-    file opened(make_file("large", std::string(2'000'000, 'x')));
-    error_code error;
-    {
-        const allocation_limit little_memory(1'000'000);
-        opened.read_whole(bytes, no_limit, &error);
-    }
-    EXPECT_EQ(error, error_code(2, file_error_category::instance()));
-    EXPECT_TRUE(bytes.empty());
 }
 
 // --- what cannot be opened

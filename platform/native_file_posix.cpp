@@ -59,7 +59,8 @@ open(boost::asio::io_context& context, const boost::filesystem::path& path, int 
     const int opened = ::open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK,
                               S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH);
     if (opened < 0) {
-        set_last_error_from(errno == ENOENT && is_folder_missing(path) ? ENOTDIR : errno);
+        const int number = errno;
+        set_last_error_from(number == ENOENT && is_folder_missing(path) ? ENOTDIR : number);
         return std::nullopt;
     }
     boost::asio::posix::stream_descriptor descriptor(context);

@@ -11,8 +11,12 @@ thread_local std::size_t largest = no_limit;
 
 } // namespace
 
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    return size <= largest ? std::malloc(size == 0 ? 1 : size) : nullptr;
+}
+
 void* operator new(std::size_t size) {
-    void* const memory = size <= largest ? std::malloc(size == 0 ? 1 : size) : nullptr;
+    void* const memory = operator new(size, std::nothrow);
     return memory != nullptr ? memory : throw std::bad_alloc();
 }
 
