@@ -75,6 +75,12 @@ TEST(make_device_info, keeps_an_empty_text) {
     EXPECT_EQ(properties_of(std::move(description)).serialNumber, "");
 }
 
+TEST(make_device_info, ends_a_text_at_its_first_zero_byte) {
+    auto description = talkative();
+    description.serial_number = std::string("C02\0X", 5);
+    EXPECT_EQ(properties_of(std::move(description)).serialNumber, "C02");
+}
+
 TEST(make_device_info, never_has_a_description) {
     EXPECT_EQ(properties_of(talkative()).description, std::nullopt);
 }
@@ -151,6 +157,14 @@ TEST(device_info_dictionary, leaves_out_what_cannot_be_made) {
             EXPECT_EQ(content_of(info.get()).has(key), std::string_view(key) != missing) << key;
         }
     }
+}
+
+TEST(device_info_dictionary, leaves_out_a_text_that_is_no_utf8) {
+    device_properties properties = properties_of(talkative());
+    properties.serialNumber = "broken \xFF";
+    const plist_value info = dictionary_of(properties);
+    EXPECT_FALSE(info.has("SerialNumber"));
+    EXPECT_TRUE(info.has("ProductString"));
 }
 
 TEST(ecid_cfstring, is_the_ecids_text) {
