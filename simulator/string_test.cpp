@@ -91,6 +91,11 @@ TEST(cf_string, another_is_found_by_utf_16_units) {
     EXPECT_EQ(found("\xC3\xA9\xF0\x9F\x98\x80x\xE2\x82\xAC", "x\xE2\x82\xAC"), "3+2");
 }
 
+TEST(cf_string_misuse, searching_with_options_ends_the_process) {
+    EXPECT_DEATH(CFStringFind(CFSTR("text"), CFSTR("t"), 1),
+                 "simulator: CFStringFind: options are not supported");
+}
+
 TEST(cf_string, its_description_is_its_text) {
     EXPECT_EQ(description_of(make_string("text").get()), "text");
 }
