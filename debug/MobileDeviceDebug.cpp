@@ -6,7 +6,8 @@
 
 #include <fmt/format.h>
 
-#include <cstdint>
+#include <algorithm>
+#include <utility>
 
 namespace vandrel {
 
@@ -14,36 +15,32 @@ namespace {
 
 constexpr auto source = "debug/MobileDeviceDebug.cpp";
 
-bool begins_with(CFStringRef text, CFStringRef beginning) {
-    return CFStringFind(text, beginning, 0).location == 0;
-}
-
-/// Our own tables have a text for every code; the framework's, for which this was made, say so
-/// where they have none.
-bool is_unrecognized_operation(CFStringRef text) {
-    return begins_with(text, CFSTR("Unrecognized operation"));
-}
-
-bool is_unrecognized_error(CFStringRef text) {
-    return begins_with(text, CFSTR("Unrecognized error")) ||
-           begins_with(text, CFSTR("Unrecognized server error"));
-}
-
-template<class CopyText, class IsUnrecognized>
 void print_table(output_str_state& output, const char* banner, std::int32_t last_code,
-                 const CopyText& copy_text, const IsUnrecognized& is_unrecognized) {
+                 CFStringRef (*copy_text)(std::int32_t),
+                 std::initializer_list<CFStringRef> unrecognized) {
     output.push_debug(banner);
     for (std::int32_t code = 0; code <= last_code; ++code) {
         const cf_handle<CFStringRef> text(copy_text(code));
-        if (text && !is_unrecognized(text.get())) {
-            output.push_debug(fmt::format("case {}: return copyString(CFSTR(\"{}\"));", code,
-                                          cfstring_to_string(text.get())));
+        if (auto line = case_line(code, text.get(), unrecognized)) {
+            output.push_debug(*std::move(line));
         }
     }
     output.push_debug("");
 }
 
 } // namespace
+
+std::optional<std::string> case_line(std::int32_t code, CFStringRef text,
+                                     std::initializer_list<CFStringRef> unrecognized) {
+    const auto begins_text = [text](CFStringRef beginning) {
+        return CFStringFind(text, beginning, 0).location == 0;
+    };
+    if (text == nullptr || std::ranges::any_of(unrecognized, begins_text)) {
+        return std::nullopt;
+    }
+    return fmt::format("case {}: return copyString(CFSTR(\"{}\"));", code,
+                       cfstring_to_string(text));
+}
 
 // Each dump keeps a share of the channel of its own while it runs.
 // NOLINTNEXTLINE(performance-unnecessary-value-param)
@@ -55,7 +52,7 @@ void print_imp_AMRLocalizedCopyStringForAMROperation(std::shared_ptr<output_str_
                        "output");
     }
     print_table(*output, "==== AMRLocalizedCopyStringForAMROperation ====", 999,
-                AMRLocalizedCopyStringForAMROperation, is_unrecognized_operation);
+                AMRLocalizedCopyStringForAMROperation, {CFSTR("Unrecognized operation")});
 }
 
 // NOLINTNEXTLINE(performance-unnecessary-value-param)
@@ -67,7 +64,8 @@ void print_imp_AMRLocalizedCopyStringForAMRError(std::shared_ptr<output_str_stat
                        "output");
     }
     print_table(*output, "==== AMRLocalizedCopyStringForAMRError ====", 9999,
-                AMRLocalizedCopyStringForAMRError, is_unrecognized_error);
+                AMRLocalizedCopyStringForAMRError,
+                {CFSTR("Unrecognized error"), CFSTR("Unrecognized server error")});
 }
 
 } // namespace vandrel

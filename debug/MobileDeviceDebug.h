@@ -4,10 +4,21 @@
 /// says of its codes.
 
 #include "output/output_str_state.h"
+#include "platform/core_foundation.h"
 
+#include <cstdint>
+#include <initializer_list>
 #include <memory>
+#include <optional>
+#include <string>
 
 namespace vandrel {
+
+/// The `case` line of one code; the text stands in it as it is, quotes and all. None for a null
+/// text, and for one that begins with any of `unrecognized`: our own tables have a text for every
+/// code, but the framework's say so where they have none.
+std::optional<std::string> case_line(std::int32_t code, CFStringRef text,
+                                     std::initializer_list<CFStringRef> unrecognized);
 
 /// Queues debug lines on `output`: a banner, one `case` line for each operation code from 0 to 999,
 /// and an empty line. Throws std::invalid_argument when `output` is empty.

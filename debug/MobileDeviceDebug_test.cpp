@@ -26,6 +26,35 @@ std::string assertion_of(void (*dump)(std::shared_ptr<output_str_state>)) {
     return "none";
 }
 
+std::optional<std::string> line_of(CFStringRef text) {
+    return case_line(7, text, {CFSTR("Unrecognized error"), CFSTR("Unrecognized server error")});
+}
+
+TEST(case_line, holds_the_text_as_it_stands) {
+    EXPECT_EQ(line_of(CFSTR("File error")), "case 7: return copyString(CFSTR(\"File error\"));");
+    EXPECT_EQ(line_of(CFSTR("a \"b\\c\" %d {}")),
+              "case 7: return copyString(CFSTR(\"a \"b\\c\" %d {}\"));");
+}
+
+TEST(case_line, is_skipped_for_a_text_that_begins_with_excluded_words) {
+    EXPECT_EQ(line_of(CFSTR("Unrecognized error")), std::nullopt);
+    EXPECT_EQ(line_of(CFSTR("Unrecognized error 7")), std::nullopt);
+    EXPECT_EQ(line_of(CFSTR("Unrecognized server error (7)")), std::nullopt);
+}
+
+TEST(case_line, is_kept_for_a_text_that_holds_excluded_words_later_or_in_part) {
+    EXPECT_EQ(line_of(CFSTR("An Unrecognized error")),
+              "case 7: return copyString(CFSTR(\"An Unrecognized error\"));");
+    EXPECT_EQ(line_of(CFSTR("Unrecognized bbupdater error")),
+              "case 7: return copyString(CFSTR(\"Unrecognized bbupdater error\"));");
+    EXPECT_EQ(line_of(CFSTR("unrecognized error")),
+              "case 7: return copyString(CFSTR(\"unrecognized error\"));");
+}
+
+TEST(case_line, is_skipped_for_a_null_text) {
+    EXPECT_EQ(line_of(nullptr), std::nullopt);
+}
+
 TEST(operation_dump, holds_a_line_for_each_code_from_0_to_999) {
     const auto lines = lines_of(print_imp_AMRLocalizedCopyStringForAMROperation);
     ASSERT_EQ(lines.size(), 1002U);
