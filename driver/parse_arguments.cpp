@@ -56,6 +56,15 @@ po::options_description describe_options(start_options& options) {
     return description;
 }
 
+/// Stores into the options of `description`. Throws the library's exceptions.
+void parse(const po::options_description& description, int argument_count,
+           const char* const* arguments) {
+    po::variables_map values;
+    po::store(po::command_line_parser(argument_count, arguments).options(description).run(),
+              values);
+    po::notify(values);
+}
+
 } // namespace
 
 parse_result parse_arguments(int argument_count, const char* const* arguments) {
@@ -63,10 +72,7 @@ parse_result parse_arguments(int argument_count, const char* const* arguments) {
     const po::options_description description = describe_options(options);
     cf_error_handle error;
     try {
-        po::variables_map values;
-        po::store(po::command_line_parser(argument_count, arguments).options(description).run(),
-                  values);
-        po::notify(values);
+        parse(description, argument_count, arguments);
     } catch (const std::length_error& exception) {
         error = make_tool_error(tool_error::bad_command, exception.what());
     } catch (const std::exception& exception) {
@@ -76,6 +82,16 @@ parse_result parse_arguments(int argument_count, const char* const* arguments) {
         log_command_line(*options.amr_logfile, argument_count, arguments);
     }
     return {options, description, std::move(error)};
+}
+
+bool asks_for_help(int argument_count, const char* const* arguments) {
+    start_options options;
+    try {
+        parse(describe_options(options), argument_count, arguments);
+    } catch (const std::exception&) {
+        return false;
+    }
+    return options.help;
 }
 
 } // namespace vandrel

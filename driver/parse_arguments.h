@@ -22,4 +22,8 @@ struct parse_result {
 /// with the command line in it.
 parse_result parse_arguments(int argument_count, const char* const* arguments);
 
+/// Whether the command line can be parsed and asks for help, which is given without any function of
+/// the platform.
+bool asks_for_help(int argument_count, const char* const* arguments);
+
 } // namespace vandrel

@@ -1,6 +1,7 @@
 /// The library's one exported function.
 
 #include "driver/entry_point.h"
+#include "driver/parse_arguments.h"
 #include "platform/forwarding/apple_libraries.h"
 
 #include <cstdio>
@@ -9,8 +10,10 @@ int main(int argument_count, char** arguments) {
     try {
         vandrel::load_apple_libraries();
     } catch (const vandrel::apple_library_missing& missing) {
-        std::fprintf(stderr, "vandrel: %s\n", missing.what());
-        return 1;
+        if (!vandrel::asks_for_help(argument_count, arguments)) {
+            std::fprintf(stderr, "vandrel: %s\n", missing.what());
+            return 1;
+        }
     }
     return vandrel::entry_point(argument_count, arguments);
 }

@@ -37,7 +37,6 @@ program_result run_launcher(const fs::path& folder, const std::vector<std::strin
 TEST(launcher, without_apples_libraries_every_command_says_so_and_ends_with_1) {
     const std::vector<std::vector<std::string>> command_lines{
         {},
-        {"--help"},
         {"--list-devices"},
         {"--restore", "x.ipsw", "--ecid", "0001A2B3C4D5E6F7"},
         {"--frobnicate"}};
@@ -46,6 +45,14 @@ TEST(launcher, without_apples_libraries_every_command_says_so_and_ends_with_1) {
         EXPECT_THAT(sentence, HasSubstr("attached devices need Apple's"));
         EXPECT_THAT(sentence, HasSubstr("CoreFoundation"));
     }
+}
+
+TEST(launcher, without_apples_libraries_there_is_help) {
+    const program_result result = run_launcher(program_folder(), {"--help"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.standard_output, "");
+    EXPECT_THAT(result.standard_error, StartsWith("Program options:\n"));
+    EXPECT_THAT(result.standard_error, HasSubstr("--restore-plist arg"));
 }
 
 TEST(launcher, without_the_library_beside_it_the_launcher_says_so_and_ends_with_1) {
