@@ -1,13 +1,14 @@
+#include "platform/forwarding/apple_folders_windows.h"
 #include "platform/forwarding/apple_libraries.h"
 #include "platform/forwarding/apple_library.h"
 
 #include <boost/filesystem/operations.hpp>
 #include <boost/system/error_code.hpp>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
-#include <shlobj.h>
 #include <windows.h>
 
 namespace vandrel {
@@ -16,48 +17,55 @@ namespace {
 
 using boost::filesystem::path;
 
-/// C:\Program Files\Common Files\Apple, where Apple's installers put what programs share.
-path common_folder() {
-    PWSTR folder = nullptr;
-    path result;
-    if (SUCCEEDED(SHGetKnownFolderPath(FOLDERID_ProgramFilesCommon, 0, nullptr, &folder))) {
-        result = path(folder) / "Apple";
-    }
-    CoTaskMemFree(folder);
-    return result;
-}
-
-path application_support() {
-    return common_folder() / "Apple Application Support";
-}
-
-path mobile_device_support() {
-    return common_folder() / "Mobile Device Support";
-}
-
-/// In the order in which they are tried.
-std::vector<path> candidates(apple_library which) {
+/// The files that the library can be, in the order in which they are tried.
+std::vector<path> candidates(apple_library which, const apple_folders& folders) {
+    std::vector<path> files;
     if (which == apple_library::core_foundation) {
-        return {application_support() / "CoreFoundation.dll"};
+        for (const path& folder : folders.application_support) {
+            files.push_back(folder / "CoreFoundation.dll");
+        }
+        return files;
     }
-    // The library has had two names over the years.
-    return {mobile_device_support() / "MobileDevice.dll",
-            mobile_device_support() / "iTunesMobileDevice.dll"};
+    for (const path& folder : folders.mobile_device_support) {
+        // The library has had two names over the years.
+        files.push_back(folder / "MobileDevice.dll");
+        files.push_back(folder / "iTunesMobileDevice.dll");
+    }
+    return files;
 }
 
-/// What one of Apple's libraries needs of the others is found in their two folders and with
-/// Windows' own; neither the current folder nor PATH plays a part.
-void search_apple_folders() {
-    AddDllDirectory(application_support().c_str());
-    AddDllDirectory(mobile_device_support().c_str());
+bool is_there(const path& file) {
+    boost::system::error_code ignored;
+    return boost::filesystem::exists(file, ignored);
+}
+
+/// What Apple's libraries need of each other is found in the folders of the two, and with Windows'
+/// own; neither the current folder nor PATH plays a part.
+void let_search(const apple_folders& folders) {
+    for (const apple_library which :
+         {apple_library::core_foundation, apple_library::mobile_device}) {
+        const auto files = candidates(which, folders);
+        const auto found = std::ranges::find_if(files, is_there);
+        if (found != files.end()) {
+            AddDllDirectory(found->parent_path().c_str());
+        }
+    }
+}
+
+const apple_folders& searched_folders() {
+    static const auto& folders = *new apple_folders([] {
+        auto found = find_apple_folders();
+        let_search(found);
+        return found;
+    }());
+    return folders;
 }
 
 } // namespace
 
 library_handle open_apple_library(apple_library which) {
-    search_apple_folders();
     std::string tried;
-    for (const path& candidate : candidates(which)) {
+    for (const path& candidate : candidates(which, searched_folders())) {
         const HMODULE library =
             LoadLibraryExW(candidate.c_str(), nullptr,
                            LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_USER_DIRS |
@@ -69,9 +77,11 @@ library_handle open_apple_library(apple_library which) {
                                               boost::system::system_category());
         tried += (tried.empty() ? "" : ", ") + candidate.string() + " (" + error.message() + ")";
     }
-    throw apple_library_missing("attached devices need Apple's libraries, of which this one could "
-                                "not be loaded: " +
-                                tried + "; install iTunes or Apple's device support");
+    throw apple_library_missing(
+        "attached devices need Apple's libraries, of which " +
+        std::string(which == apple_library::core_foundation ? "CoreFoundation" : "MobileDevice") +
+        " could not be loaded: " + tried +
+        "; install the Apple Devices app or iTunes, in their 64-bit form");
 }
 
 void* find_symbol(library_handle library, const char* name) {
