@@ -1,5 +1,7 @@
 #include "simulator/array.h"
 
+#include "simulator/callbacks.h"
+
 #include <algorithm>
 
 using simulator::checked;
@@ -23,14 +25,14 @@ std::string __CFArray::describe() const {
     return result + ")";
 }
 
-const CFArrayCallBacks kCFTypeArrayCallBacks = {0, {}};
+const CFArrayCallBacks kCFTypeArrayCallBacks = {0, {&simulator::standard_callbacks_mark}};
 
 CFTypeID CFArrayGetTypeID() {
     return __CFArray::static_type().id();
 }
 
 CFMutableArrayRef CFArrayCreateMutable(CFAllocatorRef, CFIndex, const CFArrayCallBacks* callbacks) {
-    if (callbacks != &kCFTypeArrayCallBacks) {
+    if (!simulator::are_standard(callbacks, kCFTypeArrayCallBacks)) {
         simulator::misuse(__func__, "callbacks other than kCFTypeArrayCallBacks");
     }
     return simulator::create<__CFArray>();

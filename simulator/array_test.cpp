@@ -71,6 +71,15 @@ TEST(cf_array_misuse, a_null_element_ends_the_process) {
 TEST(cf_array_misuse, other_callbacks_end_the_process) {
     EXPECT_DEATH(handle<CFMutableArrayRef>(CFArrayCreateMutable(kCFAllocatorDefault, 0, nullptr)),
                  "simulator: CFArrayCreateMutable: callbacks other than");
+    const CFArrayCallBacks none{};
+    EXPECT_DEATH(handle<CFMutableArrayRef>(CFArrayCreateMutable(kCFAllocatorDefault, 0, &none)),
+                 "simulator: CFArrayCreateMutable: callbacks other than");
+}
+
+TEST(cf_array, takes_a_copy_of_the_standard_callbacks) {
+    const CFArrayCallBacks copy = kCFTypeArrayCallBacks;
+    const handle<CFMutableArrayRef> array(CFArrayCreateMutable(kCFAllocatorDefault, 0, &copy));
+    EXPECT_EQ(CFArrayGetCount(array.get()), 0);
 }
 
 } // namespace

@@ -1,5 +1,7 @@
 #include "simulator/dictionary.h"
 
+#include "simulator/callbacks.h"
+
 #include <algorithm>
 
 using simulator::checked;
@@ -26,8 +28,10 @@ std::string __CFDictionary::describe() const {
     return result + "}";
 }
 
-const CFDictionaryKeyCallBacks kCFTypeDictionaryKeyCallBacks = {0, {}};
-const CFDictionaryValueCallBacks kCFTypeDictionaryValueCallBacks = {0, {}};
+const CFDictionaryKeyCallBacks kCFTypeDictionaryKeyCallBacks = {
+    0, {&simulator::standard_callbacks_mark}};
+const CFDictionaryValueCallBacks kCFTypeDictionaryValueCallBacks = {
+    0, {&simulator::standard_callbacks_mark}};
 
 CFTypeID CFDictionaryGetTypeID() {
     return __CFDictionary::static_type().id();
@@ -36,8 +40,8 @@ CFTypeID CFDictionaryGetTypeID() {
 CFMutableDictionaryRef
 CFDictionaryCreateMutable(CFAllocatorRef, CFIndex, const CFDictionaryKeyCallBacks* key_callbacks,
                           const CFDictionaryValueCallBacks* value_callbacks) {
-    if (key_callbacks != &kCFTypeDictionaryKeyCallBacks ||
-        value_callbacks != &kCFTypeDictionaryValueCallBacks) {
+    if (!simulator::are_standard(key_callbacks, kCFTypeDictionaryKeyCallBacks) ||
+        !simulator::are_standard(value_callbacks, kCFTypeDictionaryValueCallBacks)) {
         simulator::misuse(__func__, "callbacks other than those for objects");
     }
     return simulator::create<__CFDictionary>();

@@ -1,3 +1,4 @@
+#include "simulator/callbacks.h"
 #include "simulator/entry_table.h"
 #include "simulator/object.h"
 
@@ -33,14 +34,14 @@ struct __CFSet final : simulator::object {
     simulator::entry_table members;
 };
 
-const CFSetCallBacks kCFTypeSetCallBacks = {0, {}};
+const CFSetCallBacks kCFTypeSetCallBacks = {0, {&simulator::standard_callbacks_mark}};
 
 CFTypeID CFSetGetTypeID() {
     return __CFSet::static_type().id();
 }
 
 CFMutableSetRef CFSetCreateMutable(CFAllocatorRef, CFIndex, const CFSetCallBacks* callbacks) {
-    if (callbacks != &kCFTypeSetCallBacks) {
+    if (!simulator::are_standard(callbacks, kCFTypeSetCallBacks)) {
         simulator::misuse(__func__, "callbacks other than kCFTypeSetCallBacks");
     }
     return simulator::create<__CFSet>();

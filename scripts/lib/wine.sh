@@ -3,7 +3,8 @@
 . "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 wine_environment() {
-    export WINEPREFIX=$deps/wine WINEARCH=win64 WINEDEBUG=-all
+    # Tests that install things choose a prefix of their own.
+    export WINEPREFIX=${VANDREL_WINEPREFIX:-$deps/wine} WINEARCH=win64 WINEDEBUG=-all
     # English texts, and file names of any characters, wherever this runs.
     export LC_ALL=C.UTF-8
     # No browser engine, no .NET and no menu entries are wanted, nor offers to install them.

@@ -1,0 +1,212 @@
+#!/usr/bin/env python3
+"""The product on a Windows with Apple's libraries, installed in every way that there is.
+
+    installation_test.py EMULATOR VANDREL.EXE VANDREL-SIM.EXE FOLDER
+
+The libraries in FOLDER are the simulator's, under Apple's names. EMULATOR is scripts/wine; the tests
+have a Wine prefix of their own to install them in.
+"""
+import os
+import pathlib
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+emulator, vandrel, vandrel_sim, stand_ins = "", "", "", pathlib.Path()
+
+RECOVERY = "0001A2B3C4D5E6F7"
+COMMAND_LINES = [
+    ["--help"],
+    ["--debug-dump"],
+    ["--list-devices", "--detect-timeout", "1"],
+    ["--device-info", "--ecid", RECOVERY],
+    ["--exit-recovery", "--ecid", RECOVERY],
+    ["--exit-recovery", "--ecid", "000A11B22C33D44E"],
+    ["--no-exit-recovery", "--ecid", RECOVERY],
+    ["--restore", "firmware.ipsw", "--ecid", RECOVERY],
+    ["--restore", "firmware.ipsw", "--ecid", RECOVERY, "--enter-restore-mode"],
+    ["--restore", "firmware.ipsw", "--ecid", RECOVERY, "--restore-timeout", "0"],
+    ["--restore-plist", "missing.plist", "--ecid", RECOVERY],
+    ["--device-info", "--ecid", "00000000000000AB", "--detect-timeout", "0"],
+    ["--frobnicate"],
+    [],
+]
+COMMON_FILES = "Program Files/Common Files/Apple"
+APPLICATION_SUPPORT = COMMON_FILES + "/Apple Application Support"
+MOBILE_DEVICE_SUPPORT = COMMON_FILES + "/Mobile Device Support"
+MODULE_NOT_FOUND = "(Module not found)"
+LISTING = ["--list-devices", "--detect-timeout", "1"]
+KEY = "HKLM\\Software\\Apple Inc.\\"
+
+
+class installation(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        temporary = tempfile.TemporaryDirectory()
+        cls.addClassCleanup(temporary.cleanup)
+        cls.prefix = pathlib.Path(temporary.name) / "prefix"
+        cls.environment = dict(os.environ, VANDREL_WINEPREFIX=str(cls.prefix))
+        cls.addClassCleanup(
+            subprocess.run,
+            ["wineserver", "--kill"],
+            env=dict(os.environ, WINEPREFIX=str(cls.prefix)),
+            check=False,
+        )
+        cls.run_windows("wineboot")
+        cls.drive = cls.prefix / "drive_c"
+
+    @classmethod
+    def run_windows(cls, *words, folder=None, environment=None):
+        return subprocess.run(
+            [emulator, *words],
+            env=dict(cls.environment, **(environment or {})),
+            cwd=folder,
+            stdin=subprocess.DEVNULL,
+            capture_output=True,
+            timeout=120,
+            check=False,
+        )
+
+    def tearDown(self):
+        for folder in (COMMON_FILES, "Elsewhere"):
+            shutil.rmtree(self.drive / folder, ignore_errors=True)
+        self.run_windows("reg", "delete", KEY.rstrip("\\"), "/f")
+
+    def install(self, source, folder, name=None):
+        target = self.drive / folder
+        target.mkdir(parents=True, exist_ok=True)
+        return shutil.copy(source, target / (name or pathlib.Path(source).name))
+
+    def install_customary(self):
+        self.install(stand_ins / "CoreFoundation.dll", APPLICATION_SUPPORT)
+        self.install(stand_ins / "MobileDevice.dll", MOBILE_DEVICE_SUPPORT)
+
+    def record(self, key, value, text):
+        result = self.run_windows(
+            "reg", "add", KEY + key, "/v", value, "/t", "REG_SZ", "/d", text, "/f", "/reg:64"
+        )
+        self.assertEqual(result.returncode, 0, result)
+
+    def expect_devices(self, **settings):
+        result = self.run_windows(vandrel, *LISTING, **settings)
+        self.assertEqual(result.returncode, 0, result)
+        self.assertIn(b"<string>DeviceList</string>", result.stdout)
+        self.assertIn(RECOVERY.encode(), result.stdout)
+
+    def expect_sentence(self, *parts, **settings):
+        """Status 1, and on the error stream one line that has these parts in this order."""
+        result = self.run_windows(vandrel, *LISTING, **settings)
+        self.assertEqual(result.returncode, 1, result)
+        self.assertEqual(result.stdout, b"")
+        text = result.stderr.decode("utf-8")
+        self.assertEqual(text.count("\n"), 1, text)
+        position = 0
+        for part in ("vandrel: ", *parts):
+            self.assertIn(part, text[position:], text)
+            position = text.index(part, position) + len(part)
+
+    # --- found
+
+    def test_every_command_does_what_it_does_over_the_simulator(self):
+        self.install_customary()
+        for arguments in COMMAND_LINES:
+            with self.subTest(arguments=arguments):
+                real = self.run_windows(vandrel, *arguments)
+                simulated = self.run_windows(vandrel_sim, *arguments)
+                self.assertEqual(real.returncode, simulated.returncode)
+                self.assertEqual(real.stdout, simulated.stdout)
+                self.assertEqual(real.stderr, simulated.stderr)
+
+    def test_the_folders_that_the_registry_names_are_looked_in(self):
+        self.install(stand_ins / "CoreFoundation.dll", "Elsewhere/Support")
+        library = self.install(stand_ins / "MobileDevice.dll", "Elsewhere/Devices")
+        self.assertTrue(os.path.exists(library))
+        self.record("Apple Application Support", "InstallDir", "C:\\Elsewhere\\Support\\")
+        self.record(
+            "Apple Mobile Device Support\\Shared",
+            "MobileDeviceDLL",
+            "C:\\Elsewhere\\Devices\\MobileDevice.dll",
+        )
+        self.expect_devices()
+
+    def test_the_registry_wins_over_the_customary_folders(self):
+        self.install_customary()
+        self.install(vandrel, "Elsewhere/Support", "CoreFoundation.dll")
+        self.record("Apple Application Support", "InstallDir", "C:\\Elsewhere\\Support")
+        self.expect_sentence("do not have CFArrayAppendValue")
+
+    def test_a_folder_that_the_registry_names_and_that_has_gone_is_passed_over(self):
+        self.install_customary()
+        self.record("Apple Application Support", "InstallDir", "C:\\Elsewhere\\Support")
+        self.expect_devices()
+
+    def test_the_older_name_of_the_library_serves_as_well(self):
+        self.install(stand_ins / "CoreFoundation.dll", APPLICATION_SUPPORT)
+        self.install(
+            stand_ins / "MobileDevice.dll", MOBILE_DEVICE_SUPPORT, "iTunesMobileDevice.dll"
+        )
+        self.expect_devices()
+
+    # --- not found, or not usable
+
+    def test_without_the_libraries_the_places_are_told(self):
+        self.expect_sentence(
+            "CoreFoundation could not be loaded: ",
+            "Common Files\\Apple\\Apple Application Support\\CoreFoundation.dll "
+            + MODULE_NOT_FOUND,
+            "; install the Apple Devices app or iTunes",
+        )
+
+    def test_without_one_library_its_places_are_told(self):
+        self.install(stand_ins / "CoreFoundation.dll", APPLICATION_SUPPORT)
+        self.record(
+            "Apple Mobile Device Support\\Shared",
+            "iTunesMobileDeviceDLL",
+            "C:\\Elsewhere\\iTunesMobileDevice.dll",
+        )
+        self.expect_sentence(
+            "MobileDevice could not be loaded: ",
+            "C:\\Elsewhere\\MobileDevice.dll " + MODULE_NOT_FOUND,
+            "C:\\Elsewhere\\iTunesMobileDevice.dll " + MODULE_NOT_FOUND,
+            "Mobile Device Support\\MobileDevice.dll " + MODULE_NOT_FOUND,
+            "Mobile Device Support\\iTunesMobileDevice.dll " + MODULE_NOT_FOUND,
+            "; install",
+        )
+
+    def test_a_library_without_a_function_is_told_by_that_function(self):
+        self.install_customary()
+        self.install(vandrel, APPLICATION_SUPPORT, "CoreFoundation.dll")
+        self.expect_sentence("do not have CFArrayAppendValue", "install a current version")
+
+    def test_a_library_of_another_architecture_is_told(self):
+        self.install_customary()
+        path = self.drive / APPLICATION_SUPPORT / "CoreFoundation.dll"
+        image = bytearray(path.read_bytes())
+        header = int.from_bytes(image[0x3C:0x40], "little")
+        image[header + 4 : header + 6] = (0x14C).to_bytes(2, "little")
+        path.write_bytes(image)
+        self.expect_sentence("Apple Application Support\\CoreFoundation.dll (", "64-bit")
+
+    def test_the_current_folder_and_the_path_are_not_looked_in(self):
+        folder = self.drive / "Elsewhere"
+        self.install(stand_ins / "CoreFoundation.dll", "Elsewhere")
+        self.install(stand_ins / "MobileDevice.dll", "Elsewhere")
+        self.expect_sentence(
+            "CoreFoundation could not be loaded: ",
+            folder=folder,
+            environment={"WINEPATH": "C:\\Elsewhere"},
+        )
+
+    def test_a_relative_folder_in_the_registry_is_not_looked_in(self):
+        folder = self.drive / "Elsewhere"
+        self.install(stand_ins / "CoreFoundation.dll", "Elsewhere/Support")
+        self.record("Apple Application Support", "InstallDir", "Support")
+        self.expect_sentence("CoreFoundation could not be loaded: C:\\Program Files", folder=folder)
+
+
+if __name__ == "__main__":
+    emulator, vandrel, vandrel_sim = map(os.path.abspath, sys.argv[1:4])
+    stand_ins = pathlib.Path(os.path.abspath(sys.argv[4]))
+    unittest.main(argv=sys.argv[:1], verbosity=2)

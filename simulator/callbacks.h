@@ -1,0 +1,18 @@
+#pragma once
+
+/// The standard callbacks of containers, which are the only ones that the simulated platform has.
+
+#include <cstring>
+
+namespace simulator {
+
+/// What stands in the standard callbacks, so that no others are taken for them.
+inline constexpr char standard_callbacks_mark = 0;
+
+/// By content: who loads the platform as a library may have a copy.
+template<class Callbacks>
+bool are_standard(const Callbacks* given, const Callbacks& standard) {
+    return given != nullptr && std::memcmp(given, &standard, sizeof standard) == 0;
+}
+
+} // namespace simulator
