@@ -1,2 +1,4 @@
-# Warnings are errors, on both hosts; for targets of our own only.
-set(VANDREL_WARNINGS -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+# Warnings are errors, on both hosts; for targets of our own only. Windows' resources are compiled by
+# a program that does not know these options.
+set(VANDREL_WARNINGS
+    "$<$<COMPILE_LANGUAGE:CXX>:-Wall;-Wextra;-Wpedantic;-Wshadow;-Wconversion;-Werror>")
