@@ -1,0 +1,80 @@
+#!/usr/bin/env python3
+"""Makes the release's archives and looks into them: package_test.py CPACK BUILD SOURCE VERSION [EMULATOR]."""
+import os
+import subprocess
+import sys
+import tempfile
+import unittest
+import zipfile
+
+cpack, build, source, version, *emulator = sys.argv[1:]
+name = f"vandrel-{version}-windows-x64"
+
+
+def read(*path):
+    with open(os.path.join(*path), "rb") as file:
+        return file.read()
+
+
+class package(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        folder = tempfile.TemporaryDirectory()
+        cls.addClassCleanup(folder.cleanup)
+        cls.folder = folder.name
+        made = subprocess.run([cpack, "--config", os.path.join(build, "CPackConfig.cmake"), "-B", cls.folder],
+                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, cwd=cls.folder)
+        if made.returncode != 0:
+            raise RuntimeError(made.stdout)
+        cls.product = cls.contents(name + ".zip")
+        cls.symbols = cls.contents(name + "-debug-symbols.zip")
+
+    @classmethod
+    def contents(cls, archive):
+        with zipfile.ZipFile(os.path.join(cls.folder, archive)) as opened:
+            return {entry: opened.read(entry) for entry in opened.namelist() if not entry.endswith("/")}
+
+    def test_the_product_is_both_files_pages_and_licences(self):
+        files = ["README.md", "docs/records.md", "licences/GPL-3.txt", "licences/LGPL-2.1.txt",
+                 "licences/boost.txt", "licences/fmt.txt", "licences/gcc.txt", "licences/mingw-w64.txt",
+                 "vandrel.dll", "vandrel.exe"]
+        self.assertEqual(sorted(self.product), [f"{name}/{file}" for file in files])
+
+    def test_debug_symbols_are_apart_and_unpack_beside_the_product(self):
+        self.assertEqual(sorted(self.symbols), [f"{name}/vandrel.dll.debug", f"{name}/vandrel.exe.debug"])
+
+    def test_the_files_are_those_that_were_built(self):
+        for file in ("vandrel.exe", "vandrel.dll"):
+            self.assertTrue(self.product[f"{name}/{file}"] == read(build, "bin", file), file)
+            symbols = file + ".debug"
+            self.assertTrue(self.symbols[f"{name}/{symbols}"] == read(build, "bin", symbols), symbols)
+
+    def test_the_licences_are_what_they_are_called(self):
+        phrases = {"boost": "Boost Software License", "fmt": "Victor Zverovich",
+                   "gcc": "GCC RUNTIME LIBRARY EXCEPTION", "mingw-w64": "winpthreads",
+                   "GPL-3": "GNU GENERAL PUBLIC LICENSE", "LGPL-2.1": "GNU LESSER GENERAL PUBLIC LICENSE"}
+        for licence, phrase in phrases.items():
+            self.assertIn(phrase, self.product[f"{name}/licences/{licence}.txt"].decode(), licence)
+
+    def test_nothing_tells_where_it_was_built(self):
+        folders = {source, os.path.realpath(os.path.join(source, ".deps"))}
+        for entry, content in (self.product | self.symbols).items():
+            for folder in folders:
+                for encoding in ("utf-8", "utf-16-le"):
+                    self.assertFalse(folder.encode(encoding) in content, f"{folder} in {entry}")
+
+    def test_the_unpacked_launcher_finds_its_library(self):
+        with zipfile.ZipFile(os.path.join(self.folder, name + ".zip")) as archive:
+            archive.extractall(self.folder)
+        program = os.path.join(self.folder, name, "vandrel.exe")
+        run = subprocess.run([*emulator, program, "--help"], capture_output=True, text=True, cwd=self.folder)
+        # Where Apple's libraries are missing, the library says so.
+        self.assertIn(run.returncode, (0, 1))
+        self.assertNotEqual(run.stdout + run.stderr, "")
+        self.assertNotIn("its library", run.stderr)
+        self.assertNotIn("does not have the function", run.stderr)
+        if run.returncode == 1:
+            self.assertIn("Apple's", run.stderr)
+
+
+unittest.main(argv=sys.argv[:1], verbosity=2)
