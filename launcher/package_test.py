@@ -68,13 +68,8 @@ class package(unittest.TestCase):
             archive.extractall(self.folder)
         program = os.path.join(self.folder, name, "vandrel.exe")
         run = subprocess.run([*emulator, program, "--help"], capture_output=True, text=True, cwd=self.folder)
-        # Where Apple's libraries are missing, the library says so.
-        self.assertIn(run.returncode, (0, 1))
-        self.assertNotEqual(run.stdout + run.stderr, "")
-        self.assertNotIn("its library", run.stderr)
-        self.assertNotIn("does not have the function", run.stderr)
-        if run.returncode == 1:
-            self.assertIn("Apple's", run.stderr)
+        self.assertEqual((run.returncode, run.stdout), (0, ""))
+        self.assertTrue(run.stderr.startswith("Program options:"), run.stderr)
 
 
 unittest.main(argv=sys.argv[:1], verbosity=2)
