@@ -4,6 +4,7 @@
 #include "tests/system_message.h"
 #include "tests/temporary_folder.h"
 
+#include <boost/asio/error.hpp>
 #include <boost/system/system_error.hpp>
 #include <gtest/gtest.h>
 
@@ -126,6 +127,22 @@ TEST_F(file_test, measures_files_beyond_four_gibibytes) {
     const fs::path path = make_file("sparse", "");
     fs::resize_file(path, 0x1'4000'0001);
     EXPECT_EQ(file(path).size(), 0x1'4000'0001U);
+}
+
+// --- what ends too early
+
+TEST_F(file_test, gives_nothing_of_a_file_that_ends_before_its_size) {
+    // The kernel says that this one has 4,096 bytes.
+    const fs::path path = "/sys/class/net/lo/mtu";
+    if (!fs::exists(path)) {
+        GTEST_SKIP() << "no such file on this host";
+    }
+    error_code error;
+    EXPECT_TRUE(file(path).read_whole(bytes, no_limit, &error).empty());
+    EXPECT_EQ(error, boost::asio::error::eof);
+
+    const auto thrown = error_of([&] { file(path).read_whole(bytes, no_limit); });
+    EXPECT_STREQ(thrown.what(), "read: End of file [asio.misc:2]");
 }
 
 // --- what cannot be opened
