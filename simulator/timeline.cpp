@@ -1,7 +1,6 @@
 #include "simulator/timeline.h"
 
 #include <algorithm>
-#include <thread>
 #include <utility>
 
 namespace simulator {
@@ -20,37 +19,36 @@ std::chrono::nanoseconds duration_of(double seconds) {
 
 timeline::timeline(clock::time_point start, std::vector<double> times, double speed,
                    std::function<void(std::size_t)> play)
-    : progress_(std::make_shared<progress>()) {
-    std::thread([progress = progress_, start, times = std::move(times), speed,
-                 play = std::move(play)]() mutable {
-        for (std::size_t i = 0;
-             i < times.size() && wait_until(*progress, start + duration_of(times[i] / speed));
-             ++i) {
-            play(i);
-        }
-        play = nullptr;
-        const std::lock_guard lock(progress->mutex);
-        progress->ended = true;
-        progress->changed.notify_all();
-    }).detach();
-}
+    : thread_([this, start, times = std::move(times), speed, play = std::move(play)]() mutable {
+          for (std::size_t i = 0;
+               i < times.size() && wait_until(start + duration_of(times[i] / speed)); ++i) {
+              play(i);
+          }
+          play = nullptr;
+          std::unique_lock lock(mutex_);
+          changed_.wait(lock, [this] { return joining_; });
+      }) {}
 
 timeline::~timeline() {
-    cancel();
-    std::unique_lock lock(progress_->mutex);
-    progress_->changed.wait(lock, [this] { return progress_->ended; });
+    {
+        const std::lock_guard lock(mutex_);
+        cancelled_ = true;
+        joining_ = true;
+    }
+    changed_.notify_all();
+    thread_.join();
 }
 
 void timeline::cancel() {
-    const std::lock_guard lock(progress_->mutex);
-    progress_->cancelled = true;
-    progress_->changed.notify_all();
+    const std::lock_guard lock(mutex_);
+    cancelled_ = true;
+    changed_.notify_all();
 }
 
 /// False when the timeline was cancelled.
-bool timeline::wait_until(progress& progress, clock::time_point time) {
-    std::unique_lock lock(progress.mutex);
-    return !progress.changed.wait_until(lock, time, [&progress] { return progress.cancelled; });
+bool timeline::wait_until(clock::time_point time) {
+    std::unique_lock lock(mutex_);
+    return !changed_.wait_until(lock, time, [this] { return cancelled_; });
 }
 
 } // namespace simulator

@@ -4,8 +4,8 @@
 #include <condition_variable>
 #include <cstddef>
 #include <functional>
-#include <memory>
 #include <mutex>
+#include <thread>
 #include <vector>
 
 namespace simulator {
@@ -30,18 +30,15 @@ public:
     void cancel();
 
 private:
-    struct progress {
-        std::mutex mutex;
-        std::condition_variable changed;
-        bool cancelled = false;
-        bool ended = false;
-    };
+    bool wait_until(clock::time_point time);
 
-    static bool wait_until(progress& progress, clock::time_point time);
-
-    /// Shared with the thread, which is detached: nobody is left to join it when the process ends
-    /// in the middle of a plan.
-    std::shared_ptr<progress> progress_;
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    bool cancelled_ = false;
+    bool joining_ = false;
+    /// Stays until it is joined, long after the plan: when the process ends, it finds this thread
+    /// waiting and not about to end itself, which Wine does not always survive.
+    std::thread thread_;
 };
 
 } // namespace simulator
