@@ -79,7 +79,7 @@ class installation(unittest.TestCase):
             stdin=subprocess.DEVNULL,
             stdout=subprocess.DEVNULL,
             stderr=subprocess.DEVNULL,
-            timeout=120,
+            timeout=300,
             check=True,
         )
 
@@ -91,7 +91,7 @@ class installation(unittest.TestCase):
             cwd=folder,
             stdin=subprocess.DEVNULL,
             capture_output=True,
-            timeout=120,
+            timeout=300,
             check=False,
         )
 
@@ -144,6 +144,18 @@ class installation(unittest.TestCase):
                 self.assertEqual(real.returncode, simulated.returncode)
                 self.assertEqual(real.stdout, simulated.stdout)
                 self.assertEqual(real.stderr, simulated.stderr)
+
+    def test_the_tests_of_the_simulator_pass_with_the_product(self):
+        self.install_customary()
+        for tests in ("program_tests.exe", "controlling_application_tests.exe"):
+            with self.subTest(tests=tests):
+                result = self.run_windows(
+                    os.path.join(os.path.dirname(vandrel), tests),
+                    # The suite of a machine without Apple's libraries is left out.
+                    "--gtest_filter=-launcher.*",
+                    environment={"VANDREL_TESTED_PROGRAM": "vandrel"},
+                )
+                self.assertEqual(result.returncode, 0, result.stdout.decode("utf-8"))
 
     def test_the_folders_that_the_registry_names_are_looked_in(self):
         self.install(stand_ins / "CoreFoundation.dll", "Elsewhere/Support")

@@ -44,7 +44,7 @@ TEST_F(amr_logfile, a_new_file_begins_with_the_whole_command_line_and_goes_on_wi
     const std::string arguments =
         " --list-devices --detect-timeout 0 --amr-logfile " + log + " --debug\n";
     // The program's name stands as the system gave it.
-    EXPECT_THAT(content.substr(0, content.find(' ')), HasSubstr("vandrel-sim"));
+    EXPECT_THAT(content.substr(0, content.find(' ')), HasSubstr(tested_program()));
     EXPECT_EQ(content.substr(content.find(' ')), arguments + "Simulated restore log\n");
 }
 
@@ -87,9 +87,17 @@ TEST_F(amr_logfile, a_command_line_that_cannot_be_parsed_is_not_logged) {
 }
 
 TEST_F(amr_logfile, its_name_and_the_command_line_may_be_of_any_script) {
-    const auto file = folder.path() / "Журнал 日志.log";
-    list(refusing(12), {"--amr-logfile", file.string()});
-    EXPECT_THAT(read_file(file), EndsWith(" --amr-logfile " + file.string() + "\n"));
+    const auto file = folder.path() / "Журнал 日志 \xF0\x9F\x93\xB1.log";
+    list(no_devices, {"--amr-logfile", file.string()});
+    EXPECT_THAT(read_file(file),
+                EndsWith(" --amr-logfile " + file.string() + "\nSimulated restore log\n"));
+}
+
+TEST_F(amr_logfile, its_path_may_have_more_than_260_characters) {
+    const auto file = folder.make_deep_folder() / "restore.log";
+    list(no_devices, {"--amr-logfile", file.string()});
+    EXPECT_THAT(read_file(file),
+                EndsWith(" --amr-logfile " + file.string() + "\nSimulated restore log\n"));
 }
 
 TEST_F(amr_logfile, help_writes_it_as_well) {

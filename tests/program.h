@@ -1,7 +1,10 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
+#include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -17,6 +20,9 @@ struct program_call {
     /// Whether the program inherits a pipe for its records: a file descriptor, or on Windows the
     /// handle of a named pipe opened for overlapped writing.
     bool inherits_pipe = false;
+    /// Descriptors or handles of the test's own that the program inherits as well, each under the
+    /// number that it has here.
+    std::vector<std::intptr_t> inherited;
     /// For programs that hang, not for slow ones; less than what CTest allows a test.
     std::chrono::seconds limit = std::chrono::seconds(60);
 };
@@ -31,8 +37,34 @@ struct program_result {
     std::string pipe;
 };
 
-/// Runs a program to its end, with nothing on its standard input. One that does not end within the
-/// limit is killed, and a std::runtime_error that shows what it had written is thrown.
+/// A program that was started, with nothing on its standard input. What it writes to its two
+/// streams is read while it runs; what it writes to the pipe is the test's to read. One thread at a
+/// time.
+class running_program {
+public:
+    /// Throws std::system_error when the program cannot be started.
+    explicit running_program(const program_call& call);
+    /// Kills a program that still runs.
+    ~running_program();
+    running_program(running_program&&) noexcept;
+
+    /// Waits for bytes in the pipe and takes at most so many; none at its end.
+    std::string read_pipe(std::size_t most);
+    /// Leaves the pipe without a reader, whatever may still be in it.
+    void close_pipe();
+    /// Reads all streams, and the pipe if it is open, and waits until the program has ended. The
+    /// result holds everything that was ever read.
+    program_result wait();
+
+    // A program that does not end within its limit is killed, and these functions throw a
+    // std::runtime_error that shows what it had written.
+
+private:
+    struct system_process;
+    std::unique_ptr<system_process> process_;
+};
+
+/// Runs a program to its end.
 program_result run_program(const program_call& call);
 
 /// The folder in which the running test program, and with it every other program, lies.

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
-#include <cstring>
+#include <cstdint>
 #include <filesystem>
 #include <stdexcept>
 #include <system_error>
@@ -60,14 +60,19 @@ struct stream {
         writer = descriptor(ends[1]);
     }
 
-    void read_some() {
+    bool is_open() const { return reader.number() >= 0; }
+
+    /// Takes at most so many of the bytes that are there, and closes the stream at its end.
+    std::string read_some(std::size_t most) {
         std::array<char, 65536> buffer{};
-        const ssize_t count = read(reader.number(), buffer.data(), buffer.size());
-        if (count > 0) {
-            text.append(buffer.data(), static_cast<std::size_t>(count));
-        } else {
+        const ssize_t count = read(reader.number(), buffer.data(), std::min(most, buffer.size()));
+        if (count <= 0) {
             reader.close();
+            return {};
         }
+        std::string piece(buffer.data(), static_cast<std::size_t>(count));
+        text += piece;
+        return piece;
     }
 };
 
@@ -106,6 +111,10 @@ pid_t spawn(const program_call& call, const stream& output, const stream& error,
         // Onto itself, which lets the program have it.
         posix_spawn_file_actions_adddup2(&actions, pipe.writer.number(), pipe.writer.number());
     }
+    for (const std::intptr_t each : call.inherited) {
+        const int number = static_cast<int>(each);
+        posix_spawn_file_actions_adddup2(&actions, number, number);
+    }
     std::vector<std::string> arguments{call.program};
     for (const std::string& argument : call.arguments) {
         arguments.push_back(argument == "{pipe}" ? std::to_string(pipe.writer.number()) : argument);
@@ -119,59 +128,103 @@ pid_t spawn(const program_call& call, const stream& output, const stream& error,
     return process;
 }
 
-/// Reads all streams to their ends; false when that takes too long.
-bool read_to_the_end(const std::vector<stream*>& streams, std::chrono::seconds limit) {
-    const auto deadline = steady_clock::now() + limit;
-    for (;;) {
-        std::vector<pollfd> waiting;
-        for (const stream* each : streams) {
-            if (each->reader.number() >= 0) {
-                waiting.push_back({each->reader.number(), POLLIN, 0});
-            }
-        }
-        const auto left =
-            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - steady_clock::now());
-        if (waiting.empty()) {
-            return true;
-        }
-        if (left.count() <= 0 ||
-            poll(waiting.data(), waiting.size(), static_cast<int>(left.count())) == 0) {
-            return false;
-        }
-        for (const pollfd& ready : waiting) {
-            if (ready.revents != 0) {
-                (*std::ranges::find(streams, ready.fd, [](const stream* each) {
-                    return each->reader.number();
-                }))->read_some();
-            }
-        }
-    }
-}
-
 } // namespace
 
-program_result run_program(const program_call& call) {
-    stream output;
-    stream error;
-    stream pipe;
-    const pid_t process = spawn(call, output, error, pipe);
-    for (stream* each : {&output, &error, &pipe}) {
-        each->writer.close();
+struct running_program::system_process {
+    explicit system_process(const program_call& started)
+        : call(started), deadline(steady_clock::now() + started.limit) {
+        process = spawn(call, output, error, pipe);
+        for (stream* each : {&output, &error, &pipe}) {
+            each->writer.close();
+        }
     }
-    const bool ended = read_to_the_end({&output, &error, &pipe}, call.limit);
-    if (!ended) {
+    ~system_process() {
+        if (process >= 0) {
+            kill(process, SIGKILL);
+            reap();
+        }
+    }
+    system_process(const system_process&) = delete;
+    system_process& operator=(const system_process&) = delete;
+
+    int reap() {
+        int status = 0;
+        while (waitpid(process, &status, 0) < 0 && errno == EINTR) {
+        }
+        process = -1;
+        return status;
+    }
+
+    [[noreturn]] void give_up() {
         kill(process, SIGKILL);
-    }
-    int status = 0;
-    while (waitpid(process, &status, 0) < 0 && errno == EINTR) {
-    }
-    if (!ended) {
+        reap();
         throw std::runtime_error(call.program + " did not end. It wrote:\n" + output.text +
                                  "\nand on the error stream:\n" + error.text +
                                  "\nand to the pipe:\n" + pipe.text);
     }
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status), output.text, error.text,
-            pipe.text};
+
+    bool has_open_streams() const { return output.is_open() || error.is_open() || pipe.is_open(); }
+
+    /// Waits until anything can be read and reads it; gives what came from the pipe.
+    std::string read_some(std::size_t most_of_the_pipe) {
+        // poll passes over those that are closed.
+        std::array<pollfd, 3> waiting{{{output.reader.number(), POLLIN, 0},
+                                       {error.reader.number(), POLLIN, 0},
+                                       {pipe.reader.number(), POLLIN, 0}}};
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - steady_clock::now());
+        if (left.count() <= 0 ||
+            poll(waiting.data(), waiting.size(), static_cast<int>(left.count())) == 0) {
+            give_up();
+        }
+        if (waiting[0].revents != 0) {
+            output.read_some(SIZE_MAX);
+        }
+        if (waiting[1].revents != 0) {
+            error.read_some(SIZE_MAX);
+        }
+        return waiting[2].revents != 0 ? pipe.read_some(most_of_the_pipe) : std::string();
+    }
+
+    program_call call;
+    steady_clock::time_point deadline;
+    stream output;
+    stream error;
+    stream pipe;
+    pid_t process = -1;
+};
+
+running_program::running_program(const program_call& call)
+    : process_(std::make_unique<system_process>(call)) {}
+
+running_program::running_program(running_program&&) noexcept = default;
+running_program::~running_program() = default;
+
+std::string running_program::read_pipe(std::size_t most) {
+    while (process_->pipe.is_open()) {
+        std::string piece = process_->read_some(most);
+        if (!piece.empty()) {
+            return piece;
+        }
+    }
+    return {};
+}
+
+void running_program::close_pipe() {
+    process_->pipe.reader.close();
+}
+
+program_result running_program::wait() {
+    while (process_->has_open_streams()) {
+        process_->read_some(SIZE_MAX);
+    }
+    const int status = process_->reap();
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status), process_->output.text,
+            process_->error.text, process_->pipe.text};
+}
+
+program_result run_program(const program_call& call) {
+    return running_program(call).wait();
 }
 
 std::string program_folder() {

@@ -52,7 +52,6 @@ struct stream {
     unique_handle reader;
     unique_handle writer;
     std::string text;
-    std::thread drain;
 
     explicit stream(DWORD writer_flags) {
         static std::atomic<int> count = 0;
@@ -68,16 +67,21 @@ struct stream {
                          "CreateFileW");
     }
 
-    /// Closes the test's own copy of the writing end, so that the program's end is the stream's.
-    void start_reading() {
-        writer.reset();
-        drain = std::thread([this] {
-            std::array<char, 65536> buffer{};
-            DWORD count = 0;
-            while (ReadFile(reader.get(), buffer.data(), buffer.size(), &count, nullptr)) {
-                text.append(buffer.data(), count);
-            }
-        });
+    /// Waits for bytes and takes at most so many; none at the end.
+    std::string read_some(std::size_t most) {
+        std::array<char, 65536> buffer{};
+        DWORD count = 0;
+        if (!ReadFile(reader.get(), buffer.data(),
+                      static_cast<DWORD>(std::min(most, buffer.size())), &count, nullptr)) {
+            return {};
+        }
+        text.append(buffer.data(), count);
+        return {buffer.data(), count};
+    }
+
+    void read_to_the_end() {
+        while (!read_some(SIZE_MAX).empty()) {
+        }
     }
 };
 
@@ -137,6 +141,9 @@ unique_handle spawn(const program_call& call, const stream& output, const stream
     if (call.inherits_pipe) {
         inherited.push_back(pipe.writer.get());
     }
+    for (const std::intptr_t each : call.inherited) {
+        inherited.push_back(reinterpret_cast<HANDLE>(each));
+    }
     SIZE_T size = 0;
     InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
     std::vector<std::byte> storage(size);
@@ -169,31 +176,88 @@ unique_handle spawn(const program_call& call, const stream& output, const stream
 
 } // namespace
 
-program_result run_program(const program_call& call) {
-    stream output(0);
-    stream error(0);
-    stream pipe(FILE_FLAG_OVERLAPPED);
-    const unique_handle process = spawn(call, output, error, pipe);
-    for (stream* each : {&output, &error, &pipe}) {
-        each->start_reading();
+struct running_program::system_process {
+    explicit system_process(const program_call& started)
+        : call(started), process(spawn(call, output, error, pipe)) {
+        // The program's copies of the writing ends are the only ones now, and end the streams.
+        for (stream* each : {&output, &error, &pipe}) {
+            each->writer.reset();
+        }
+        output_reader = std::thread([this] { output.read_to_the_end(); });
+        error_reader = std::thread([this] { error.read_to_the_end(); });
+        watch = std::thread([this] {
+            const auto limit = std::chrono::milliseconds(call.limit).count();
+            if (WaitForSingleObject(process.get(), static_cast<DWORD>(limit)) != WAIT_OBJECT_0) {
+                has_hung = true;
+                TerminateProcess(process.get(), 1);
+            }
+        });
     }
-    const auto limit = std::chrono::milliseconds(call.limit).count();
-    const bool ended =
-        WaitForSingleObject(process.get(), static_cast<DWORD>(limit)) == WAIT_OBJECT_0;
-    if (!ended) {
+    ~system_process() {
         TerminateProcess(process.get(), 1);
+        join();
     }
-    for (stream* each : {&output, &error, &pipe}) {
-        each->drain.join();
+    system_process(const system_process&) = delete;
+    system_process& operator=(const system_process&) = delete;
+
+    void join() {
+        for (std::thread* each : {&output_reader, &error_reader, &watch}) {
+            if (each->joinable()) {
+                each->join();
+            }
+        }
     }
-    if (!ended) {
-        throw std::runtime_error(call.program + " did not end. It wrote:\n" + output.text +
-                                 "\nand on the error stream:\n" + error.text +
-                                 "\nand to the pipe:\n" + pipe.text);
+
+    void expect_no_hang() {
+        if (has_hung) {
+            join();
+            throw std::runtime_error(call.program + " did not end. It wrote:\n" + output.text +
+                                     "\nand on the error stream:\n" + error.text +
+                                     "\nand to the pipe:\n" + pipe.text);
+        }
     }
+
+    program_call call;
+    stream output = stream(0);
+    stream error = stream(0);
+    stream pipe = stream(FILE_FLAG_OVERLAPPED);
+    unique_handle process;
+    std::thread output_reader;
+    std::thread error_reader;
+    std::thread watch;
+    std::atomic<bool> has_hung = false;
+};
+
+running_program::running_program(const program_call& call)
+    : process_(std::make_unique<system_process>(call)) {}
+
+running_program::running_program(running_program&&) noexcept = default;
+running_program::~running_program() = default;
+
+std::string running_program::read_pipe(std::size_t most) {
+    std::string piece = process_->pipe.read_some(most);
+    process_->expect_no_hang();
+    return piece;
+}
+
+void running_program::close_pipe() {
+    process_->pipe.reader.reset();
+}
+
+program_result running_program::wait() {
+    if (process_->pipe.reader) {
+        process_->pipe.read_to_the_end();
+    }
+    process_->join();
+    process_->expect_no_hang();
     DWORD status = 0;
-    GetExitCodeProcess(process.get(), &status);
-    return {static_cast<int>(status), output.text, error.text, pipe.text};
+    GetExitCodeProcess(process_->process.get(), &status);
+    return {static_cast<int>(status), process_->output.text, process_->error.text,
+            process_->pipe.text};
+}
+
+program_result run_program(const program_call& call) {
+    return running_program(call).wait();
 }
 
 std::string program_folder() {

@@ -123,6 +123,12 @@ TEST_F(restore_plist, the_files_name_may_be_of_any_script) {
     EXPECT_EQ(used_options(restore_with(file).run()), plist_value(some_options));
 }
 
+TEST_F(restore_plist, the_files_path_may_have_more_than_260_characters) {
+    const fs::path file = folder.make_deep_folder() / "options.plist";
+    write_file(file, to_xml(some_options));
+    EXPECT_EQ(used_options(restore_with(file).run()), plist_value(some_options));
+}
+
 TEST_F(restore_plist, the_device_can_be_left_in_restore_mode) {
     const tool_run run =
         restore_with(make("options.plist", to_xml(some_options)), {"--enter-restore-mode"})

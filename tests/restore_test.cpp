@@ -335,6 +335,17 @@ TEST(enter_restore_mode, the_end_of_the_restore_ends_the_wait_too) {
 
 // --- options
 
+/// What the restore was started with.
+dictionary options_of(const tool_run& run) {
+    for (const plist_value& entry : run.journal) {
+        if (entry.at("Call") == plist_value("AMRestorableDeviceRestore")) {
+            return std::get<dictionary>(entry.at("Arguments").at("Options").value);
+        }
+    }
+    ADD_FAILURE() << "no restore was started";
+    return {};
+}
+
 /// What the platform is given when its own defaults are these.
 dictionary options_given(const std::vector<std::string>& more, tool_run* whole = nullptr) {
     dictionary scenario = restoring({last_step});
@@ -342,16 +353,17 @@ dictionary options_given(const std::vector<std::string>& more, tool_run* whole =
                                                    {"FlashNOR", true},
                                                    {"Nested", dictionary{{"Key", array{1, 2}}}}};
     const tool_run run = restore(scenario, more).run();
-    for (const plist_value& entry : run.journal) {
-        if (entry.at("Call") == plist_value("AMRestorableDeviceRestore")) {
-            if (whole != nullptr) {
-                *whole = run;
-            }
-            return std::get<dictionary>(entry.at("Arguments").at("Options").value);
-        }
+    if (whole != nullptr) {
+        *whole = run;
     }
-    ADD_FAILURE() << "no restore was started";
-    return {};
+    return options_of(run);
+}
+
+plist_value bundle_path_given(const std::string& path) {
+    return options_of(tool_call({"--restore", path, "--ecid", some_ecid})
+                          .scenario(restoring({last_step}))
+                          .run())
+        .at("RestoreBundlePath");
 }
 
 TEST(restore_options, without_erase_the_device_is_updated) {
@@ -392,14 +404,12 @@ TEST(restore_options, entering_restore_mode_uses_the_same_options) {
 TEST(restore_options, a_path_of_any_characters_arrives_unchanged) {
     const std::string path = "/tmp/\xD0\x9F\xD1\x80\xD0\xBE\xD0\xB1\xD0\xB0 "
                              "\xE6\x81\xA2\xE5\xA4\x8D \xF0\x9F\x93\xB1 a'b=c.ipsw";
-    const tool_run run =
-        tool_call({"--restore", path, "--ecid", some_ecid}).scenario(restoring({last_step})).run();
-    EXPECT_EQ(run.status, 0);
-    const auto entry = std::ranges::find_if(run.journal, [](const plist_value& call) {
-        return call.at("Call") == plist_value("AMRestorableDeviceRestore");
-    });
-    ASSERT_NE(entry, run.journal.end());
-    EXPECT_EQ(entry->at("Arguments").at("Options").at("RestoreBundlePath"), plist_value(path));
+    EXPECT_EQ(bundle_path_given(path), plist_value(path));
+}
+
+TEST(restore_options, a_path_of_more_than_260_characters_arrives_unchanged) {
+    const std::string path = "/" + std::string(1'000, 'x') + "/firmware.ipsw";
+    EXPECT_EQ(bundle_path_given(path), plist_value(path));
 }
 
 TEST(restore_options, a_platform_without_default_options_is_an_unknown_error) {

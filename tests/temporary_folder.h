@@ -23,6 +23,17 @@ public:
 
     const boost::filesystem::path& path() const { return path_; }
 
+    /// A new folder in this one whose path has more than 260 characters, as many as Windows once
+    /// allowed.
+    boost::filesystem::path make_deep_folder() const {
+        boost::filesystem::path deep = path_;
+        for (const char level : {'a', 'b', 'c'}) {
+            deep /= std::string(100, level);
+        }
+        boost::filesystem::create_directories(deep);
+        return deep;
+    }
+
 private:
     boost::filesystem::path path_;
 };

@@ -1,12 +1,15 @@
 #include "tests/tool.h"
 
 #include "tests/file_content.h"
-#include "tests/temporary_folder.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
+#include <map>
 #include <sstream>
+#include <utility>
 
 namespace vandrel::testing {
 
@@ -27,6 +30,22 @@ std::vector<std::string> lines_of(const std::string& text) {
         lines.push_back(line);
     }
     return lines;
+}
+
+fs::path scratch_of(const temporary_folder& folder) {
+    return folder.path() / "temporary";
+}
+
+fs::path journal_of(const temporary_folder& folder) {
+    return folder.path() / "journal";
+}
+
+/// "fail-creation" is VANDREL_FAIL_CREATION where options cannot be given.
+std::string variable_of(std::string option) {
+    std::ranges::transform(option, option.begin(), [](char c) {
+        return c == '-' ? '_' : static_cast<char>(c - 'a' + 'A');
+    });
+    return "VANDREL_" + option;
 }
 
 } // namespace
@@ -59,49 +78,93 @@ tool_call& tool_call::with_pipe() {
     return *this;
 }
 
-tool_run tool_call::run() const {
-    const temporary_folder folder;
-    const fs::path scratch = folder.path() / "temporary";
-    const fs::path journal = folder.path() / "journal";
-    fs::create_directory(scratch);
+tool_call& tool_call::inheriting(std::intptr_t number) {
+    inherited_.push_back(number);
+    return *this;
+}
+
+running_tool tool_call::start() const {
+    auto folder = std::make_unique<temporary_folder>();
+    fs::create_directory(scratch_of(*folder));
 
     program_call call;
-    call.program = (fs::path(program_folder()) / program_file_name("vandrel-sim")).string();
     call.inherits_pipe = with_pipe_;
+    call.inherited = inherited_;
     for (const std::string& variable : temporary_folder_variables()) {
-        call.environment[variable] = scratch.string();
+        call.environment[variable] = scratch_of(*folder).string();
     }
-    call.arguments = {"--journal", journal.string(), "--speed", std::to_string(speed_)};
+    std::map<std::string, std::string> simulation{{"journal", journal_of(*folder).string()},
+                                                  {"speed", std::to_string(speed_)}};
     if (scenario_) {
-        const fs::path file = folder.path() / "scenario.plist";
+        const fs::path file = folder->path() / "scenario.plist";
         write_file(file, to_xml(*scenario_));
-        call.arguments.insert(call.arguments.end(), {"--scenario", file.string()});
+        simulation["scenario"] = file.string();
     }
     if (failing_creation_ != 0) {
-        call.arguments.insert(call.arguments.end(),
-                              {"--fail-creation", std::to_string(failing_creation_)});
+        simulation["fail-creation"] = std::to_string(failing_creation_);
     }
-    call.arguments.emplace_back("--");
+
+    const std::string program = tested_program();
+    call.program = (fs::path(program_folder()) / program_file_name(program)).string();
+    if (program == "vandrel-sim") {
+        for (const auto& [name, value] : simulation) {
+            call.arguments.insert(call.arguments.end(), {"--" + name, value});
+        }
+        call.arguments.emplace_back("--");
+    } else {
+        for (const auto& [name, value] : simulation) {
+            call.environment[variable_of(name)] = value;
+        }
+    }
     call.arguments.insert(call.arguments.end(), arguments_.begin(), arguments_.end());
     if (with_pipe_) {
         call.arguments.insert(call.arguments.end(), {"--output-pipe", "{pipe}"});
     }
+    return {std::move(folder), call};
+}
 
-    const program_result result = run_program(call);
-    EXPECT_TRUE(fs::is_empty(scratch)) << "left behind in the folder for temporary files";
+tool_run tool_call::run() const {
+    running_tool running = start();
+    tool_run result = running.wait();
+    EXPECT_THAT(running.temporary_files(), ::testing::IsEmpty()) << "left behind";
+    return result;
+}
 
+running_tool::running_tool(std::unique_ptr<temporary_folder> folder, const program_call& call)
+    : folder_(std::move(folder)), has_pipe_(call.inherits_pipe), program_(call) {}
+
+void running_tool::close_pipe() {
+    has_pipe_ = false;
+    program_.close_pipe();
+}
+
+tool_run running_tool::wait() {
+    const program_result result = program_.wait();
     tool_run run;
     run.status = result.status;
     run.standard_output = result.standard_output;
     run.standard_error = result.standard_error;
     run.pipe = result.pipe;
-    run.documents = with_pipe_ ? split_documents(result.pipe, "")
-                               : split_documents(result.standard_output, "\n");
+    run.documents = has_pipe_ ? split_documents(result.pipe, "")
+                              : split_documents(result.standard_output, "\n");
     run.records = to_values(run.documents);
     run.diagnostics = lines_of(result.standard_error);
-    run.journal = to_values(split_documents(read_file(journal), ""));
-    run.temporary_folder = scratch.string();
+    run.journal = to_values(split_documents(read_file(journal_of(*folder_)), ""));
+    run.temporary_folder = scratch_of(*folder_).string();
     return run;
+}
+
+std::vector<std::string> running_tool::temporary_files() const {
+    std::vector<std::string> names;
+    for (const fs::directory_entry& entry : fs::directory_iterator(scratch_of(*folder_))) {
+        names.push_back(entry.path().filename().string());
+    }
+    return names;
+}
+
+std::string tested_program() {
+    const char* const name = std::getenv("VANDREL_TESTED_PROGRAM");
+    return name == nullptr ? "vandrel-sim" : name;
 }
 
 dictionary recovery_device(const std::string& ecid, const dictionary& more) {

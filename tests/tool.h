@@ -2,7 +2,10 @@
 
 #include "tests/plist_value.h"
 #include "tests/program.h"
+#include "tests/temporary_folder.h"
 
+#include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -31,9 +34,13 @@ struct tool_run {
     int calls(const std::string& function) const;
 };
 
+class running_tool;
+
 /// A run of vandrel-sim: `tool_call({"--list-devices"}).run()`. The tool gets a folder of its own
-/// for temporary files. run fails the test when the tool leaves anything there, when a record is
-/// not whole, and when something but records stands on standard output or in the pipe.
+/// for temporary files.
+///
+/// With VANDREL_TESTED_PROGRAM=vandrel in the environment it is a run of the product, which needs
+/// to find the simulator under the names of Apple's libraries.
 class tool_call {
 public:
     explicit tool_call(std::vector<std::string> arguments);
@@ -46,8 +53,12 @@ public:
     tool_call& fail_creation(int n);
     /// Records go to an inherited pipe: adds `--output-pipe`.
     tool_call& with_pipe();
+    /// The tool inherits this descriptor or handle of the test's under the same number.
+    tool_call& inheriting(std::intptr_t number);
 
+    /// Fails the test when the tool leaves anything among the temporary files.
     tool_run run() const;
+    running_tool start() const;
 
 private:
     std::vector<std::string> arguments_;
@@ -55,7 +66,34 @@ private:
     int speed_ = 1;
     int failing_creation_ = 0;
     bool with_pipe_ = false;
+    std::vector<std::intptr_t> inherited_;
 };
+
+/// A tool that may still run. Its pipe is the test's to read.
+class running_tool {
+public:
+    /// `folder` is for the run alone, and has what `call` names of it.
+    running_tool(std::unique_ptr<temporary_folder> folder, const program_call& call);
+
+    /// As running_program has them.
+    std::string read_pipe(std::size_t most) { return program_.read_pipe(most); }
+    void close_pipe();
+
+    /// Waits until the tool has ended. Throws when anything but whole records came; of a pipe that
+    /// the test closed, no records are given.
+    tool_run wait();
+
+    /// What the tool has among the temporary files.
+    std::vector<std::string> temporary_files() const;
+
+private:
+    std::unique_ptr<temporary_folder> folder_;
+    bool has_pipe_;
+    running_program program_;
+};
+
+/// The name of the program that tool_call runs.
+std::string tested_program();
 
 /// A device's entry in a scenario, in Recovery mode unless told otherwise.
 dictionary recovery_device(const std::string& ecid, const dictionary& more = {});

@@ -18,8 +18,10 @@ using ::testing::EndsWith;
 using ::testing::StartsWith;
 
 program_result run(const std::vector<std::string>& arguments) {
-    program_result result = run_program(
-        {program_folder() + "/" + program_file_name("vandrel-sim"), arguments, {}, false});
+    program_call call;
+    call.program = program_folder() + "/" + program_file_name("vandrel-sim");
+    call.arguments = arguments;
+    program_result result = run_program(call);
     // The tool has not started, so the error stream is still the host's text stream.
     std::erase(result.standard_error, '\r');
     return result;

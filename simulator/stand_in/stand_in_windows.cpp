@@ -4,7 +4,9 @@
 ///
 ///     VANDREL_SCENARIO   a scenario file; without it the built-in scenario plays
 ///     VANDREL_JOURNAL    where the calls are recorded
+///     VANDREL_SPEED, VANDREL_FAIL_CREATION   as vandrel-sim's options of these names
 
+#include "simulator/accounting.h"
 #include "simulator/built_in_scenario.h"
 #include "simulator/scenario_file.h"
 #include "simulator/simulation.h"
@@ -12,21 +14,30 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <optional>
+#include <string>
 
 namespace {
+
+std::optional<std::string> setting(const char* name) {
+    const char* const text = std::getenv(name);
+    return text != nullptr ? std::optional<std::string>(text) : std::nullopt;
+}
+
+void start_simulation() {
+    const auto scenario = setting("VANDREL_SCENARIO");
+    simulator::simulation_options options;
+    options.journal = setting("VANDREL_JOURNAL");
+    options.speed = std::stod(setting("VANDREL_SPEED").value_or("1"));
+    simulator::start(
+        scenario ? simulator::read_scenario(*scenario) : simulator::built_in_scenario(), options);
+    simulator::fail_creation(std::stoull(setting("VANDREL_FAIL_CREATION").value_or("0")));
+}
 
 /// Plays when the library is loaded, before any of its functions can be called.
 const bool is_playing = [] {
     try {
-        const char* const scenario = std::getenv("VANDREL_SCENARIO");
-        const char* const journal = std::getenv("VANDREL_JOURNAL");
-        simulator::simulation_options options;
-        if (journal != nullptr) {
-            options.journal = journal;
-        }
-        simulator::start(scenario != nullptr ? simulator::read_scenario(scenario)
-                                             : simulator::built_in_scenario(),
-                         options);
+        start_simulation();
         return true;
     } catch (const std::exception& failure) {
         std::fprintf(stderr, "simulated libraries: %s\n", failure.what());
