@@ -3,11 +3,15 @@
 #include <boost/program_options/errors.hpp>
 #include <fmt/format.h>
 
+#include <new>
+
 namespace vandrel {
+
+namespace {
 
 namespace po = boost::program_options;
 
-cf_error_handle error_of(const std::exception& exception) {
+cf_error_handle make_error_of(const std::exception& exception) {
     if (const auto* repeated = dynamic_cast<const po::multiple_occurrences*>(&exception)) {
         return make_tool_error(
             tool_error::bad_command,
@@ -20,6 +24,17 @@ cf_error_handle error_of(const std::exception& exception) {
         return make_tool_error(tool_error::invalid_argument, exception.what());
     }
     return make_tool_error(tool_error::unknown_error, exception.what());
+}
+
+} // namespace
+
+cf_error_handle error_of(const std::exception& exception) {
+    try {
+        return make_error_of(exception);
+    } catch (const std::bad_alloc& failure) {
+        // A smaller error, and by now there may be memory again.
+        return make_tool_error(tool_error::unknown_error, failure.what());
+    }
 }
 
 } // namespace vandrel

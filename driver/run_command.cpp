@@ -6,7 +6,9 @@
 #include "driver/exception_error.h"
 #include "output/output_str_state.h"
 
+#include <new>
 #include <sstream>
+#include <utility>
 
 namespace vandrel {
 
@@ -29,12 +31,10 @@ void run_session(const start_options& options, const std::shared_ptr<output_str_
         options, std::make_shared<device_notifier_state>(outputter, amr_logfile, std::nullopt));
 }
 
-} // namespace
-
-int run_command(const start_options& options,
-                const boost::program_options::options_description& description,
-                const std::shared_ptr<output_str_state>& outputter) {
-    cf_error_handle error;
+/// What ended the command; empty when it came to its end.
+cf_error_handle run_until_error(const start_options& options,
+                                const boost::program_options::options_description& description,
+                                const std::shared_ptr<output_str_state>& outputter) {
     try {
         if (options.debug) {
             outputter->set_debug(true);
@@ -48,14 +48,30 @@ int run_command(const start_options& options,
         } else {
             run_session(options, outputter);
         }
-        return 0;
+        return {};
     } catch (cf_error_handle& thrown) {
-        error = std::move(thrown);
+        return std::move(thrown);
     } catch (const std::exception& exception) {
-        error = error_of(exception);
+        return error_of(exception);
     }
-    outputter->print_formatted_error(error.get());
-    return tool_exit_code(error.get());
+}
+
+} // namespace
+
+int run_command(const start_options& options,
+                const boost::program_options::options_description& description,
+                const std::shared_ptr<output_str_state>& outputter) {
+    int status = static_cast<int>(tool_error::unknown_error);
+    try {
+        const cf_error_handle error = run_until_error(options, description, outputter);
+        status = tool_exit_code(error.get());
+        if (error) {
+            outputter->print_formatted_error(error.get());
+        }
+    } catch (const std::bad_alloc&) { // NOLINT(bugprone-empty-catch)
+        // Without memory for a record, the status tells alone.
+    }
+    return status;
 }
 
 } // namespace vandrel

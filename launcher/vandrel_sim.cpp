@@ -7,6 +7,7 @@
 #include "simulator/simulation.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -15,8 +16,9 @@ namespace vandrel {
 
 namespace {
 
-/// Of a simulation that cannot be played; the tool's own results are below.
+// Process results of the simulator; the tool's own are below.
 constexpr int unusable_simulation = 64;
+constexpr int leaking_tool = 65;
 
 void start_simulation(const simulation_arguments& arguments) {
     auto scenario = arguments.scenario_file ? simulator::read_scenario(*arguments.scenario_file)
@@ -31,6 +33,26 @@ void start_simulation(const simulation_arguments& arguments) {
     simulator::fail_creation(arguments.failing_creation);
 }
 
+/// Called by exit, for the tool ends the process where it likes. Says which objects of the platform
+/// the tool has not given back, which is a defect of the tool, and which order could not be carried
+/// out.
+void account_for_objects() {
+    simulator::stop();
+    if (const auto left = simulator::creations_until_failure(); left != 0) {
+        std::fprintf(stderr, "vandrel-sim: --fail-creation: the run ended %lld objects before\n",
+                     static_cast<long long>(left));
+    }
+    const auto leaked = simulator::live_objects();
+    for (const auto& [type, count] : leaked) {
+        std::fprintf(stderr, "vandrel-sim: %lld of type %s never released\n",
+                     static_cast<long long>(count), type.c_str());
+    }
+    if (!leaked.empty()) {
+        std::fflush(stderr);
+        std::_Exit(leaking_tool);
+    }
+}
+
 } // namespace
 
 int launch(int argument_count, const char* const* arguments) {
@@ -38,6 +60,7 @@ int launch(int argument_count, const char* const* arguments) {
     try {
         parsed = parse_simulation_arguments(argument_count, arguments);
         start_simulation(parsed);
+        std::atexit(account_for_objects);
     } catch (const std::runtime_error& error) {
         std::fprintf(stderr, "vandrel-sim: %s\n", error.what());
         return unusable_simulation;

@@ -10,7 +10,7 @@ namespace {
 
 std::atomic<std::int64_t> creations{0};
 /// 0: no creation is told to fail.
-std::atomic<std::int64_t> creations_until_failure{0};
+std::atomic<std::int64_t> until_failure{0};
 thread_local int unaccounted_depth = 0;
 
 } // namespace
@@ -38,7 +38,11 @@ std::int64_t creation_count() {
 }
 
 void fail_creation(std::int64_t n) {
-    creations_until_failure = n;
+    until_failure = n;
+}
+
+std::int64_t creations_until_failure() {
+    return until_failure;
 }
 
 unaccounted_scope::unaccounted_scope() {
@@ -54,8 +58,8 @@ bool begin_creation() {
         return true;
     }
     ++creations;
-    std::int64_t left = creations_until_failure;
-    while (left > 0 && !creations_until_failure.compare_exchange_weak(left, left - 1)) {
+    std::int64_t left = until_failure;
+    while (left > 0 && !until_failure.compare_exchange_weak(left, left - 1)) {
     }
     return left != 1;
 }

@@ -24,6 +24,9 @@ std::int64_t creation_count();
 /// null, and no error where it has an error to give. 0 takes the order back.
 void fail_creation(std::int64_t n);
 
+/// How many creations are still to come until one fails; 0 when none has been told to, or has.
+std::int64_t creations_until_failure();
+
 /// While one lives, the objects that its thread makes are neither counted nor told to fail, for
 /// their whole life. For what the simulator itself keeps. Scopes may nest.
 class unaccounted_scope {

@@ -1,13 +1,16 @@
-/// Files for which there is no memory.
+/// Files and commands for which there is no memory.
 
 #include "device/restore_plist.h"
+#include "driver/run_command.h"
 #include "foundation/cf_text.h"
 #include "foundation/file.h"
 #include "tests/allocation_limit.h"
+#include "tests/channel_capture.h"
 #include "tests/file_content.h"
 #include "tests/temporary_folder.h"
 
 #include <boost/system/system_error.hpp>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
@@ -67,6 +70,27 @@ TEST_F(out_of_memory, restore_options_are_a_read_error) {
         EXPECT_EQ(vandrel::cfstring_to_string(text.get()),
                   "Cannot open file '" + path.string() + "' - " + reason);
     }
+}
+
+/// What becomes of a command whose thread gets no larger blocks.
+int run_listing(std::size_t limit, channel_capture& capture) {
+    vandrel::start_options options;
+    options.list_devices = true;
+    options.amr_logfile = std::string(2'000'000, 'x');
+    const allocation_limit little_memory(limit);
+    return vandrel::run_command(options, {}, capture.channel());
+}
+
+TEST(run_command_out_of_memory, is_an_unknown_error) {
+    channel_capture capture;
+    EXPECT_EQ(run_listing(1'000'000, capture), 1);
+    EXPECT_THAT(capture.finish().records, ::testing::HasSubstr("<string>std::bad_alloc</string>"));
+}
+
+TEST(run_command_out_of_memory, ends_without_a_record_when_there_is_none_for_it) {
+    channel_capture capture;
+    EXPECT_EQ(run_listing(0, capture), 1);
+    EXPECT_EQ(capture.finish().records, "");
 }
 
 } // namespace

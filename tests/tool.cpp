@@ -127,7 +127,59 @@ tool_run tool_call::run() const {
     running_tool running = start();
     tool_run result = running.wait();
     EXPECT_THAT(running.temporary_files(), ::testing::IsEmpty()) << "left behind";
+    if (std::getenv("VANDREL_FAIL_CREATIONS") != nullptr && failing_creation_ == 0) {
+        fail_every_creation();
+    }
     return result;
+}
+
+/// The same call, but one that ends in a short time when the report that completes a restore is
+/// lost, and that leaves the log file of this one alone.
+tool_call tool_call::bounded() const {
+    tool_call call = *this;
+    const auto find = [&call](const char* option) {
+        return std::ranges::find(call.arguments_, option);
+    };
+    const auto end = call.arguments_.end();
+    if (const auto log = find("--amr-logfile"); log != end) {
+        *std::next(log) += ".failing";
+    }
+    if (find("--restore-plist") != end && call.scenario_) {
+        // Takes no time limit, so the last report comes once more.
+        for (auto& device : std::get<array>(call.scenario_->at("Devices").value)) {
+            auto& restore =
+                std::get<dictionary>(std::get<dictionary>(device.value)["Restore"].value);
+            auto& reports = std::get<array>(restore.at("Reports").value);
+            dictionary again = std::get<dictionary>(reports.back().value);
+            again["After"] = 5;
+            reports.emplace_back(again);
+        }
+    } else if (find("--restore") != end && find("--restore-timeout") == end) {
+        call.arguments_.insert(end, {"--restore-timeout", "1"});
+    }
+    return call;
+}
+
+void tool_call::fail_every_creation() const {
+    constexpr int at_once = 8;
+    for (int first = 1;; first += at_once) {
+        std::vector<running_tool> tools;
+        for (int n = first; n < first + at_once; ++n) {
+            tools.push_back(bounded().fail_creation(n).start());
+        }
+        for (int n = first; n < first + at_once; ++n) {
+            SCOPED_TRACE("creation " + std::to_string(n) + " fails");
+            running_tool& tool = tools[static_cast<std::size_t>(n - first)];
+            const tool_run run = tool.wait();
+            if (run.standard_error.find("vandrel-sim: --fail-creation: ") != std::string::npos) {
+                return;
+            }
+            EXPECT_THAT(run.status, ::testing::AllOf(::testing::Ge(0), ::testing::Le(8)));
+            EXPECT_THAT(run.standard_error, ::testing::Not(::testing::HasSubstr("simulator: ")));
+            EXPECT_THAT(run.standard_error, ::testing::Not(::testing::HasSubstr("vandrel-sim: ")));
+            EXPECT_THAT(tool.temporary_files(), ::testing::IsEmpty()) << "left behind";
+        }
+    }
 }
 
 running_tool::running_tool(std::unique_ptr<temporary_folder> folder, const program_call& call)

@@ -39,6 +39,10 @@ class running_tool;
 /// A run of vandrel-sim: `tool_call({"--list-devices"}).run()`. The tool gets a folder of its own
 /// for temporary files.
 ///
+/// With VANDREL_FAIL_CREATIONS in the environment, run goes on with the same run once for each
+/// object of CoreFoundation that it makes, which then cannot be made: the tool has to end by itself
+/// with one of its results, and to leave nothing behind.
+///
 /// With VANDREL_TESTED_PROGRAM=vandrel in the environment it is a run of the product, which needs
 /// to find the simulator under the names of Apple's libraries.
 class tool_call {
@@ -61,6 +65,9 @@ public:
     running_tool start() const;
 
 private:
+    tool_call bounded() const;
+    void fail_every_creation() const;
+
     std::vector<std::string> arguments_;
     std::optional<dictionary> scenario_;
     int speed_ = 1;

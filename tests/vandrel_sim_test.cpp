@@ -71,4 +71,11 @@ TEST(vandrel_sim, options_of_the_tool_before_the_double_dash_are_refused) {
         "; should be --scenario, --journal, --speed or --fail-creation, or stand after --");
 }
 
+TEST(vandrel_sim, a_creation_that_the_run_did_not_come_to_is_told) {
+    const program_result result = run({"--fail-creation", "1000000", "--", "--help"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.standard_error,
+                EndsWith("vandrel-sim: --fail-creation: the run ended 1000000 objects before\n"));
+}
+
 } // namespace
