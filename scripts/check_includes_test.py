@@ -65,6 +65,11 @@ class check_includes(unittest.TestCase):
              "platform/clock.cpp": '#include "platform/forwarding/load.h"\n'},
             "platform/clock.cpp:1: platform may not include forwarding (platform/forwarding/load.h)")
 
+    def test_a_sample_stands_alone(self):
+        self.assert_only_violation(
+            {"samples/run.cpp": '#include "foundation/text.h"\n'},
+            "samples/run.cpp:1: samples may not include foundation (foundation/text.h)")
+
     def test_a_supplier_knows_the_platform_only(self):
         self.assert_only_violation(
             {"simulator/play.cpp": '#include "foundation/text.h"\n'},

@@ -8,7 +8,7 @@ linux_packages=(
     libexpat1-dev libgmock-dev libgtest-dev
 )
 windows_packages=(g++-mingw-w64-x86-64-posix wine wine64)
-test_packages=(libplist-utils)
+test_packages=(libplist-utils mono-mcs)
 
 # install_packages NAME...: installs those that are missing; costs next to nothing when none is.
 install_packages() {

@@ -1,0 +1,163 @@
+#!/usr/bin/env python3
+"""The controlling applications of samples/.
+
+    samples_test.py page PAGE SAMPLES
+        The page shows each of the files in the folder SAMPLES whole, and the C# one compiles.
+    samples_test.py run documents|literals SAMPLE... -- PROGRAM
+        SAMPLE, which may take several words to start, controls PROGRAM, a vandrel-sim. It prints
+        records as documents, or as types and Python literals.
+"""
+import ast
+import os
+import pathlib
+import plistlib
+import subprocess
+import sys
+import tempfile
+import unittest
+
+RECOVERY = "0001A2B3C4D5E6F7"
+LIMIT = 120
+
+page, samples = pathlib.Path(), pathlib.Path()
+printed, sample, program = "", [], ""
+
+
+def documents(stream):
+    document = b""
+    for line in stream:
+        document += line
+        if line.strip() == b"</plist>":
+            yield plistlib.loads(document)
+            document = b""
+    assert document == b"", document
+
+
+def literals(stream):
+    for line in stream:
+        kind, value = line.decode("utf-8").split(" ", 1)
+        yield {"Type": kind, "Value": ast.literal_eval(value)}
+
+
+def records(stream):
+    return {"documents": documents, "literals": literals}[printed](stream)
+
+
+def a_report(after, operation, progress):
+    report = {"Status": "Restoring", "Operation": operation, "Progress": progress}
+    return {"After": after, "Report": report}
+
+
+class shown_samples(unittest.TestCase):
+    def test_stand_whole_on_the_page(self):
+        text = page.read_text("utf-8")
+        for name, kind in (("run_with_pipe.cpp", "cpp"), ("run_with_pipe.py", "python"), ("run_with_pipe.cs", "csharp")):
+            with self.subTest(name=name):
+                content = (samples / name).read_text("utf-8")
+                self.assertEqual(text.count(f"```{kind}\n{content}```\n"), 1)
+
+    def test_the_page_shows_all_of_them(self):
+        names = {path.name for path in samples.iterdir()} - {"CMakeLists.txt", "__pycache__"}
+        self.assertEqual(names, {"run_with_pipe.cpp", "run_with_pipe.py", "run_with_pipe.cs"})
+
+    def test_the_csharp_one_suits_the_compiler_that_windows_has(self):
+        with tempfile.TemporaryDirectory() as folder:
+            compiled = os.path.join(folder, "run_with_pipe.exe")
+            # C# 5 is what the compiler of the .NET Framework, a part of Windows, understands.
+            result = subprocess.run(
+                ["mcs", "-langversion:5", "-warn:4", "-warnaserror+", f"-out:{compiled}", samples / "run_with_pipe.cs"],
+                stdout=subprocess.PIPE,
+                stderr=subprocess.STDOUT,
+                text=True,
+                check=False,
+            )
+            self.assertEqual((result.returncode, result.stdout), (0, ""))
+            self.assertEqual(pathlib.Path(compiled).read_bytes()[:2], b"MZ")
+
+
+class running_sample(unittest.TestCase):
+    def setUp(self):
+        temporary = tempfile.TemporaryDirectory()
+        self.addCleanup(temporary.cleanup)
+        self.folder = pathlib.Path(temporary.name)
+
+    def run_sample(self, *words):
+        """The records, the other output and the result."""
+        result = subprocess.run(
+            [*sample, program, *words],
+            cwd=self.folder,
+            stdin=subprocess.DEVNULL,
+            capture_output=True,
+            timeout=LIMIT,
+            check=False,
+        )
+        return list(records(result.stdout.splitlines(True))), result.stderr.decode("utf-8"), result.returncode
+
+    def test_gives_every_record_of_a_restore(self):
+        found, other, status = self.run_sample(
+            "--speed", "20", "--", "--restore", "firmware.ipsw", "--ecid", RECOVERY)
+        self.assertEqual((status, other), (0, ""))
+        self.assertEqual(len(found), 41)
+        self.assertEqual({record["Type"] for record in found}, {"RestoreStatus"})
+        self.assertEqual(found[0]["Value"], {
+            "Status": "Restoring", "Operation": 201, "Progress": 0, "Orv_OperationName": "Unzipping IPSW"})
+        self.assertEqual(found[-1]["Value"], {"Status": "Successful", "Operation": 0, "Progress": 100, "Error": 0})
+
+    def test_gives_the_record_and_the_code_of_a_failing_command(self):
+        found, other, status = self.run_sample(
+            "--device-info", "--ecid", "00000000000000AB", "--detect-timeout", "0")
+        self.assertEqual((status, other), (4, ""))
+        self.assertEqual(found, [{"Type": "InternalError", "Value": {
+            "Code": 4,
+            "Description": "Bad ECID specified",
+            "Domain": "vandrel",
+            "FailureReason": "Failed to find device with ecid 00000000000000AB after 0 seconds",
+        }}])
+
+    def test_passes_what_does_not_go_to_the_pipe_to_the_error_stream(self):
+        found, other, status = self.run_sample("--frobnicate")
+        self.assertEqual((found, status), ([], 3))
+        told = plistlib.loads(other.strip().encode("utf-8"))
+        self.assertEqual((told["Type"], told["Value"]["Code"]), ("InternalError", 3))
+
+    def test_passes_every_word_as_it_is(self):
+        words = ["--restore", 'two words "and\\" ends in \\', "--ecid", RECOVERY, "--erase"]
+        log = "a log.txt"
+        _, _, status = self.run_sample("--speed", "20", "--", "--amr-logfile", log, *words)
+        self.assertEqual(status, 0)
+        first_line = (self.folder / log).read_text("utf-8").splitlines()[0]
+        self.assertIn(" ".join(["", "--amr-logfile", log, *words, "--output-pipe "]), first_line)
+
+    def test_gives_a_record_while_the_program_runs(self):
+        # The restore never completes, and is waited for two hours.
+        reports = [a_report(0, 201, 0)] + [a_report(1, 13, progress) for progress in range(100)]
+        (self.folder / "endless.plist").write_bytes(plistlib.dumps(
+            {"Devices": [
+                {"Name": "iPhone", "ECID": RECOVERY, "State": "Recovery", "Restore": {"Reports": reports}}]}))
+        command = ["--scenario", "endless.plist", "--", "--restore", "firmware.ipsw", "--ecid", RECOVERY]
+        with subprocess.Popen(
+            [*sample, program, *command],
+            cwd=self.folder,
+            stdin=subprocess.DEVNULL,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.PIPE,
+        ) as process:
+            try:
+                first = next(records(process.stdout), None)
+            finally:
+                process.kill()
+                # The program finds its reader gone at the next record, and ends.
+                other = process.stderr.read()
+        self.assertIsNotNone(first, other)
+        self.assertEqual(first["Value"]["Orv_OperationName"], "Unzipping IPSW")
+
+
+if __name__ == "__main__":
+    kind, *words = sys.argv[1:]
+    if kind == "page":
+        page, samples = map(pathlib.Path, words)
+        unittest.main(argv=sys.argv[:1], defaultTest="shown_samples", verbosity=2)
+    else:
+        printed, *sample = words[: words.index("--")]
+        program = words[words.index("--") + 1]
+        unittest.main(argv=sys.argv[:1], defaultTest="running_sample", verbosity=2)
