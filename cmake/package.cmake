@@ -9,8 +9,12 @@ install(
     DESTINATION .
     COMPONENT product)
 install(
-    FILES docs/records.md
+    FILES docs/records.md docs/windows.md
     DESTINATION docs
+    COMPONENT product)
+install(
+    FILES samples/run_with_pipe.cpp samples/run_with_pipe.cs samples/run_with_pipe.py
+    DESTINATION samples
     COMPONENT product)
 install(
     FILES ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/vandrel.exe.debug

@@ -34,10 +34,11 @@ class package(unittest.TestCase):
         with zipfile.ZipFile(os.path.join(cls.folder, archive)) as opened:
             return {entry: opened.read(entry) for entry in opened.namelist() if not entry.endswith("/")}
 
-    def test_the_product_is_both_files_pages_and_licences(self):
-        files = ["README.md", "docs/records.md", "licences/GPL-3.txt", "licences/LGPL-2.1.txt",
-                 "licences/boost.txt", "licences/fmt.txt", "licences/gcc.txt", "licences/mingw-w64.txt",
-                 "vandrel.dll", "vandrel.exe"]
+    def test_the_product_is_both_files_pages_samples_and_licences(self):
+        files = ["README.md", "docs/records.md", "docs/windows.md", "licences/GPL-3.txt",
+                 "licences/LGPL-2.1.txt", "licences/boost.txt", "licences/fmt.txt", "licences/gcc.txt",
+                 "licences/mingw-w64.txt", "samples/run_with_pipe.cpp", "samples/run_with_pipe.cs",
+                 "samples/run_with_pipe.py", "vandrel.dll", "vandrel.exe"]
         self.assertEqual(sorted(self.product), [f"{name}/{file}" for file in files])
 
     def test_debug_symbols_are_apart_and_unpack_beside_the_product(self):
