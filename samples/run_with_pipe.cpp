@@ -53,11 +53,11 @@ record_pipe make_record_pipe() {
                               std::to_wstring(GetCurrentProcessId()) + L"-" +
                               std::to_wstring(++count);
     record_pipe pipe;
-    pipe.reader = checked(
-        CreateNamedPipeW(name.c_str(), PIPE_ACCESS_INBOUND | FILE_FLAG_FIRST_PIPE_INSTANCE,
-                         PIPE_TYPE_BYTE | PIPE_WAIT | PIPE_REJECT_REMOTE_CLIENTS, 1, 0, 65536, 0,
-                         nullptr),
-        "CreateNamedPipeW");
+    pipe.reader =
+        checked(CreateNamedPipeW(name.c_str(), PIPE_ACCESS_INBOUND | FILE_FLAG_FIRST_PIPE_INSTANCE,
+                                 PIPE_TYPE_BYTE | PIPE_WAIT | PIPE_REJECT_REMOTE_CLIENTS, 1, 0,
+                                 65536, 0, nullptr),
+                "CreateNamedPipeW");
     SECURITY_ATTRIBUTES attributes = inheritable();
     pipe.writer = checked(CreateFileW(name.c_str(), GENERIC_WRITE, 0, &attributes, OPEN_EXISTING,
                                       FILE_FLAG_OVERLAPPED, nullptr),
@@ -197,9 +197,9 @@ int wmain(int count, wchar_t** words) {
         return 64;
     }
     try {
-        const DWORD result =
-            run({words + 1, words + count},
-                [](std::string_view record) { std::cout << record << std::flush; });
+        const DWORD result = run({words + 1, words + count}, [](std::string_view record) {
+            std::cout << record << std::flush;
+        });
         return static_cast<int>(result);
     } catch (const std::exception& error) {
         std::cerr << "run_with_pipe: " << error.what() << '\n';
