@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""What the library gives on a POSIX host: exports_test.py OBJDUMP LIBRARY.
+"""What a library gives on a POSIX host: exports_test.py OBJDUMP LIBRARY [NAME...].
 
 What the Windows product gives and takes is in its headers: release_files_test.py reads them.
 """
@@ -8,16 +8,25 @@ import subprocess
 import sys
 import unittest
 
-objdump, library = sys.argv[1:3]
+objdump, library, *expected = sys.argv[1:]
+
+
+def table(option):
+    lines = subprocess.run([objdump, option, library], capture_output=True, text=True, check=True).stdout
+    return [line.split() for line in lines.splitlines() if re.match("[0-9a-f]{16} ", line)]
 
 
 class exports(unittest.TestCase):
-    def test_main_is_the_only_one(self):
-        table = subprocess.run([objdump, "-T", library], capture_output=True, text=True, check=True).stdout
+    def test_they_are_these_and_no_other(self):
         # Defined in a section, unlike *UND*; the linker's own version node is *ABS*.
-        lines = [line.split() for line in table.splitlines() if re.match("[0-9a-f]{16} ", line)]
-        names = [words[-1] for words in lines if "*UND*" not in words and "*ABS*" not in words]
-        self.assertEqual(names, ["main"])
+        names = [words[-1] for words in table("-T") if "*UND*" not in words and "*ABS*" not in words]
+        self.assertEqual(sorted(names), sorted(expected))
+
+    def test_the_library_itself_uses_its_own_whatever_else_has_these_names(self):
+        relocations = table("-R")
+        self.assertTrue(relocations)
+        left_to_the_loader = {re.split("[@+]", words[2])[0] for words in relocations}
+        self.assertEqual(left_to_the_loader & set(expected), set())
 
 
 unittest.main(argv=sys.argv[:1], verbosity=2)

@@ -14,30 +14,14 @@ import sys
 import tempfile
 import unittest
 
+from command_lines import COMMAND_LINES, LISTING, RECOVERY
+
 emulator, vandrel, vandrel_sim, stand_ins = "", "", "", pathlib.Path()
 
-RECOVERY = "0001A2B3C4D5E6F7"
-COMMAND_LINES = [
-    ["--help"],
-    ["--debug-dump"],
-    ["--list-devices", "--detect-timeout", "1"],
-    ["--device-info", "--ecid", RECOVERY],
-    ["--exit-recovery", "--ecid", RECOVERY],
-    ["--exit-recovery", "--ecid", "000A11B22C33D44E"],
-    ["--no-exit-recovery", "--ecid", RECOVERY],
-    ["--restore", "firmware.ipsw", "--ecid", RECOVERY],
-    ["--restore", "firmware.ipsw", "--ecid", RECOVERY, "--enter-restore-mode"],
-    ["--restore", "firmware.ipsw", "--ecid", RECOVERY, "--restore-timeout", "0"],
-    ["--restore-plist", "missing.plist", "--ecid", RECOVERY],
-    ["--device-info", "--ecid", "00000000000000AB", "--detect-timeout", "0"],
-    ["--frobnicate"],
-    [],
-]
 COMMON_FILES = "Program Files/Common Files/Apple"
 APPLICATION_SUPPORT = COMMON_FILES + "/Apple Application Support"
 MOBILE_DEVICE_SUPPORT = COMMON_FILES + "/Mobile Device Support"
 MODULE_NOT_FOUND = "(Module not found)"
-LISTING = ["--list-devices", "--detect-timeout", "1"]
 KEY = "HKLM\\Software\\Apple Inc.\\"
 
 

@@ -73,6 +73,9 @@ std::string program_folder();
 /// "name", or "name.exe".
 std::string program_file_name(const std::string& name);
 
+/// "libname.so", or "name.dll".
+std::string library_file_name(const std::string& name);
+
 /// The environment variables that tell a program where temporary files go.
 std::vector<std::string> temporary_folder_variables();
 

@@ -235,6 +235,10 @@ std::string program_file_name(const std::string& name) {
     return name;
 }
 
+std::string library_file_name(const std::string& name) {
+    return "lib" + name + ".so";
+}
+
 std::vector<std::string> temporary_folder_variables() {
     return {"TMPDIR"};
 }

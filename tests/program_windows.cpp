@@ -270,6 +270,10 @@ std::string program_file_name(const std::string& name) {
     return name + ".exe";
 }
 
+std::string library_file_name(const std::string& name) {
+    return name + ".dll";
+}
+
 std::vector<std::string> temporary_folder_variables() {
     return {"TMP", "TEMP"};
 }
