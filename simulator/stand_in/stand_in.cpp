@@ -31,7 +31,7 @@ void start_simulation() {
     options.speed = std::stod(setting("VANDREL_SPEED").value_or("1"));
     simulator::start(
         scenario ? simulator::read_scenario(*scenario) : simulator::built_in_scenario(), options);
-    simulator::fail_creation(std::stoull(setting("VANDREL_FAIL_CREATION").value_or("0")));
+    simulator::fail_creation(std::stoll(setting("VANDREL_FAIL_CREATION").value_or("0")));
 }
 
 /// Plays when the library is loaded, before any of its functions can be called.
