@@ -1,0 +1,51 @@
+/// CFPropertyListCreateWithData on binary property lists: a value or an error. What is read is
+/// written as XML, and read again to the same value, as far as XML can hold it.
+
+#include "fuzzers/fuzzing.h"
+#include "fuzzers/xml_outcome.h"
+#include "simulator/array.h"
+#include "simulator/dictionary.h"
+#include "simulator/property_list.h"
+
+namespace vandrel::fuzzing {
+
+namespace {
+
+/// Takes as many off `allowance` as there are values when nothing is shared; false when there are
+/// more.
+bool unfolds_within(CFTypeRef value, int& allowance) {
+    if (--allowance < 0) {
+        return false;
+    }
+    if (const auto* array = simulator::cast<__CFArray>(value)) {
+        for (const auto& element : array->values) {
+            if (!unfolds_within(element.get(), allowance)) {
+                return false;
+            }
+        }
+    }
+    if (const auto* dictionary = simulator::cast<__CFDictionary>(value)) {
+        for (const auto& entry : dictionary->table.entries()) {
+            if (!unfolds_within(entry.value.get(), allowance)) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+void try_input(input bytes) {
+    if (!simulator::is_binary_property_list(bytes)) {
+        return;
+    }
+    // A small file can share its parts so often that writing it takes a second.
+    int allowance = 2'000;
+    const auto value = read_property_list(bytes);
+    if (value && unfolds_within(value.get(), allowance)) {
+        require_outcome_in_xml(value.get());
+    }
+}
+
+} // namespace vandrel::fuzzing

@@ -1,0 +1,214 @@
+/// parse_arguments and configure_session on a command line, whose arguments are the lines of the
+/// input. What is parsed is parsed to the same options when it is written out in full; and which
+/// rule a command line breaks, if any, is found out here once more, by the rules as they are
+/// documented.
+
+#include "device/RestorableDeviceHandler.h"
+#include "driver/command_line_log.h"
+#include "driver/configure_session.h"
+#include "driver/parse_arguments.h"
+#include "foundation/cf_text.h"
+#include "fuzzers/fuzzing.h"
+#include "simulator/simulation.h"
+
+#include <boost/filesystem/operations.hpp>
+
+#include <string>
+#include <vector>
+
+namespace vandrel {
+
+// In place of driver/command_line_log.cpp, which would make files of any name here.
+void log_command_line(const std::string&, int argument_count, const char* const*) noexcept {
+    fuzzing::require(argument_count > 0, "the program's name for the log");
+}
+
+namespace fuzzing {
+
+namespace {
+
+std::vector<std::string> split_lines(std::string_view text) {
+    std::vector<std::string> lines{"vandrel"};
+    while (!text.empty()) {
+        const std::size_t length = std::min(text.find('\n'), text.size());
+        // As the system does it: a zero byte ends an argument.
+        lines.emplace_back(std::string(text.substr(0, length)).c_str());
+        text.remove_prefix(std::min(length + 1, text.size()));
+    }
+    return lines;
+}
+
+parse_result parse(const std::vector<std::string>& arguments) {
+    std::vector<const char*> pointers;
+    pointers.reserve(arguments.size() + 1);
+    for (const std::string& argument : arguments) {
+        pointers.push_back(argument.c_str());
+    }
+    const auto count = static_cast<int>(pointers.size());
+    pointers.push_back(nullptr);
+    auto result = parse_arguments(count, pointers.data());
+    require(asks_for_help(count, pointers.data()) == (!result.error && result.options.help),
+            "the same answer to whether help is asked for");
+    return result;
+}
+
+/// A command line that gives these options.
+std::vector<std::string> written_out(const start_options& options) {
+    std::vector<std::string> result{"vandrel"};
+    const auto add_switch = [&result](const char* name, bool is_set) {
+        if (is_set) {
+            result.emplace_back(name);
+        }
+    };
+    const auto add_text = [&result](const char* name, const std::optional<std::string>& text) {
+        if (text && text->empty()) {
+            result.insert(result.end(), {name, ""});
+        } else if (text) {
+            result.push_back(std::string(name) + "=" + *text);
+        }
+    };
+    const auto add_number = [&add_text](const char* name, const auto& number) {
+        add_text(name, number ? std::optional(std::to_string(*number)) : std::nullopt);
+    };
+    add_switch("--debug", options.debug);
+    add_switch("--debug-dump", options.debug_dump);
+    add_switch("--help", options.help);
+    add_switch("--no-cleanup", options.no_cleanup);
+    add_text("--amr-logfile", options.amr_logfile);
+    add_number("--detect-timeout", options.detect_timeout);
+    add_text("--ecid", options.ecid);
+    add_switch("--list-devices", options.list_devices);
+    add_switch("--device-info", options.device_info);
+    add_switch("--exit-recovery", options.exit_recovery);
+    add_switch("--no-exit-recovery", options.no_exit_recovery);
+    add_text("--restore", options.restore);
+    add_number("--restore-timeout", options.restore_timeout);
+    add_switch("--erase", options.erase);
+    add_text("--restore-plist", options.restore_plist);
+    add_switch("--enter-restore-mode", options.enter_restore_mode);
+    add_number("--output-pipe", options.output_pipe);
+    return result;
+}
+
+/// An error as far as it is looked at.
+struct failure {
+    std::string domain;
+    CFIndex code = 0;
+    std::string reason;
+    bool operator==(const failure&) const = default;
+};
+
+failure failure_of(CFErrorRef error) {
+    const cf_handle<CFStringRef> reason(CFErrorCopyFailureReason(error));
+    return {cfstring_to_string(CFErrorGetDomain(error)), CFErrorGetCode(error),
+            cfstring_to_string(reason.get())};
+}
+
+/// What a session ends with that has a command: the platform that is played refuses to tell of its
+/// devices, so no time is spent on waiting for one.
+const failure& refused_registration() {
+    static const auto& result = *new failure{"fuzzer", 99, "no devices today"};
+    return result;
+}
+
+void play_refusing_platform() {
+    static const bool is_playing = [] {
+        const simulator::unaccounted_scope scope;
+        simulator::scenario scenario;
+        scenario.registration_error = {refused_registration().domain, refused_registration().code,
+                                       std::nullopt, refused_registration().reason};
+        simulator::start(std::move(scenario));
+        return true;
+    }();
+    require(is_playing, "a platform");
+}
+
+bool is_ecid(const std::string& text) {
+    return text.size() == 16 &&
+           text.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos;
+}
+
+failure expected_failure(const start_options& options) {
+    const auto bad_command = [](const std::string& reason) {
+        return failure{"vandrel", 3, reason};
+    };
+    if (options.ecid && !is_ecid(*options.ecid)) {
+        return {"vandrel", 2, "Invalid ecid"};
+    }
+    if (options.erase && !options.restore) {
+        return bad_command("Option --erase only compatible with --restore");
+    }
+    if (options.restore_timeout && !options.restore) {
+        return bad_command("Option --restore-timeout only compatible with --restore");
+    }
+    if (options.list_devices) {
+        return options.ecid ? bad_command("Option --list-devices not compatible with --ecid")
+                            : refused_registration();
+    }
+    const std::string command = options.device_info        ? "device-info"
+                                : options.exit_recovery    ? "exit-recovery"
+                                : options.no_exit_recovery ? "no-exit-recovery"
+                                : options.restore          ? "restore"
+                                : options.restore_plist    ? "restore-plist"
+                                                           : "";
+    if (command.empty()) {
+        return bad_command("Invalid command option");
+    }
+    if (!options.ecid) {
+        return bad_command("Option --" + command + " requires --ecid");
+    }
+    if (command == "restore" && options.restore->empty()) {
+        return bad_command("Missing restore IPSW path");
+    }
+    return refused_registration();
+}
+
+/// Runs a session with these options to its end, which is a failure.
+failure run_session(const start_options& options) {
+    static const auto& scratch = *new boost::filesystem::path(
+        boost::filesystem::temp_directory_path() / "vandrel-fuzzer-makes-no-such-folder");
+    const auto channel = std::make_shared<output_str_state>(std::nullopt);
+    try {
+        configure_session(options,
+                          std::make_shared<device_notifier_state>(channel, std::nullopt, scratch));
+    } catch (const cf_error_handle& error) {
+        return failure_of(error.get());
+    } catch (const std::runtime_error& error) {
+        return {"exception", 0, error.what()};
+    }
+    return {};
+}
+
+void try_options(const start_options& options) {
+    play_refusing_platform();
+    const failure expected = expected_failure(options);
+    const failure actual = run_session(options);
+    // Whether there is a file of that name is not for us to say.
+    const bool cannot_read = expected == refused_registration() && options.restore_plist &&
+                             actual.domain == "vandrel" && actual.code == 8;
+    const bool is_no_text =
+        expected == refused_registration() && options.restore &&
+        actual == failure{"exception", 0, "Could not convert restore path to text"} &&
+        !make_cfstring(*options.restore);
+    require(actual == expected || cannot_read || is_no_text, "the rule that is broken, if any");
+}
+
+} // namespace
+
+void try_input(input bytes) {
+    const auto result = parse(split_lines(text_of(bytes)));
+    if (result.error) {
+        const failure error = failure_of(result.error.get());
+        require(error.domain == "vandrel" && error.code >= 1 && error.code <= 3,
+                "an error of a command line");
+        return;
+    }
+    const auto again = parse(written_out(result.options));
+    require(!again.error && written_out(again.options) == written_out(result.options),
+            "the same options from the same options written out");
+    try_options(result.options);
+}
+
+} // namespace fuzzing
+
+} // namespace vandrel

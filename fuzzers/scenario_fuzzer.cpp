@@ -1,0 +1,54 @@
+/// read_scenario on a whole file: a scenario that the simulator can play, or a complaint that is
+/// one line about this file.
+
+#include "fuzzers/fuzzing.h"
+#include "fuzzers/memory_file.h"
+#include "simulator/scenario_file.h"
+
+#include <algorithm>
+#include <cmath>
+#include <set>
+#include <string>
+
+namespace vandrel::fuzzing {
+
+namespace {
+
+bool is_time(double seconds) {
+    return std::isfinite(seconds) && seconds >= 0;
+}
+
+void require_playable(const simulator::scenario& scenario) {
+    std::set<std::string> names;
+    for (const auto& device : scenario.devices) {
+        require(names.insert(device.name).second, "a name that no other device has");
+        for (const auto& report : device.restore.reports) {
+            require(is_time(report.after), "a report at some time");
+        }
+    }
+    for (const auto& event : scenario.events.value_or(std::vector<simulator::device_event>())) {
+        require(is_time(event.at), "an event at some time");
+        require(!event.device || *event.device < scenario.devices.size(), "a device that is there");
+    }
+}
+
+} // namespace
+
+void try_input(input bytes) {
+    static const auto& file = *new memory_file;
+    file.fill(bytes);
+    try {
+        require_playable(simulator::read_scenario(file.path()));
+    } catch (const simulator::scenario_error& error) {
+        const std::string complaint = error.what();
+        require(complaint.starts_with(file.path() + ": "), "the file in the complaint");
+        require(std::ranges::none_of(
+                    complaint, [](unsigned char byte) { return byte < 0x20 || byte == 0x7F; }),
+                "a complaint of one line");
+        require(complaint.find(": is ") != std::string::npos &&
+                    complaint.find("; should be ") != std::string::npos,
+                "what is wrong, and what would be right");
+    }
+}
+
+} // namespace vandrel::fuzzing

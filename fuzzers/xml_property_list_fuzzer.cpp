@@ -1,0 +1,19 @@
+/// CFPropertyListCreateWithData on all that is not binary: a value or an error. What is read is
+/// written, and read again to the same value.
+
+#include "fuzzers/fuzzing.h"
+#include "fuzzers/xml_outcome.h"
+#include "simulator/property_list.h"
+
+namespace vandrel::fuzzing {
+
+void try_input(input bytes) {
+    if (simulator::is_binary_property_list(bytes)) {
+        return;
+    }
+    if (const auto value = read_property_list(bytes)) {
+        require_outcome_in_xml(value.get());
+    }
+}
+
+} // namespace vandrel::fuzzing
