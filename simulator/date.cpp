@@ -63,13 +63,15 @@ std::string __CFDate::describe() const {
 namespace simulator {
 
 std::optional<std::string> date_text(CFAbsoluteTime time) {
-    const double day = std::floor(time / seconds_a_day);
+    // Whole seconds first: what is left of a fraction just before midnight would round up to a
+    // second that the day does not have.
+    const double second = std::floor(time);
+    const double day = std::floor(second / seconds_a_day);
     if (!(day >= first_day && day <= last_day)) {
         return std::nullopt;
     }
     const chrono::year_month_day date{epoch + chrono::days{static_cast<int>(day)}};
-    const chrono::hh_mm_ss clock{
-        chrono::seconds{static_cast<int>(std::floor(time - day * seconds_a_day))}};
+    const chrono::hh_mm_ss clock{chrono::seconds{static_cast<int>(second - day * seconds_a_day)}};
     std::array<char, 64> text{};
     const int length = std::snprintf(
         text.data(), text.size(), "%04d-%02u-%02uT%02d:%02d:%02dZ", static_cast<int>(date.year()),

@@ -30,6 +30,11 @@ TEST(date_text, fractions_are_rounded_down) {
     EXPECT_EQ(date_text(-0.001), "2000-12-31T23:59:59Z");
 }
 
+TEST(date_text, the_last_moment_before_midnight_is_in_the_last_second_of_the_day) {
+    EXPECT_EQ(date_text(-1e-300), "2000-12-31T23:59:59Z");
+    EXPECT_EQ(date_text(-86400 - 1e-11), "2000-12-30T23:59:59Z");
+}
+
 TEST(date_text, years_have_four_digits) {
     EXPECT_EQ(date_text(-63113904000.0), "0001-01-01T00:00:00Z");
     EXPECT_EQ(date_text(252423993599.0), "9999-12-31T23:59:59Z");
