@@ -3,15 +3,28 @@
 #include "driver/command_line_log.h"
 #include "driver/exception_error.h"
 
+#include <boost/algorithm/string/replace.hpp>
 #include <boost/program_options.hpp>
 
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 namespace vandrel {
 
 namespace {
 
 namespace po = boost::program_options;
+
+/// The library fills arguments into its messages in place of words such as "%value%", and goes on
+/// as long as it finds the word: for ever, when the argument has brought it along. So what it gets
+/// has a mark behind every percent sign, and what it gives back is freed from the marks.
+constexpr auto percent = "%";
+constexpr auto marked_percent = "%\x01";
+
+std::string without_marks(const std::string& text) {
+    return boost::replace_all_copy(text, marked_percent, percent);
+}
 
 /// A switch that stores straight into its field.
 auto into(bool& field) {
@@ -22,6 +35,11 @@ auto into(bool& field) {
 template<class Value>
 auto into(std::optional<Value>& field) {
     return po::value<Value>()->notifier([&field](const Value& value) { field = value; });
+}
+
+auto into(std::optional<std::string>& field) {
+    return po::value<std::string>()->notifier(
+        [&field](const std::string& value) { field = without_marks(value); });
 }
 
 /// The option table, which `--help` lists in this order. Parsing stores into `options`; printing
@@ -59,9 +77,15 @@ po::options_description describe_options(start_options& options) {
 /// Stores into the options of `description`. Throws the library's exceptions.
 void parse(const po::options_description& description, int argument_count,
            const char* const* arguments) {
+    if (argument_count < 1) {
+        throw std::length_error("not even the program's name on the command line");
+    }
+    std::vector<std::string> marked(arguments + 1, arguments + argument_count);
+    for (std::string& argument : marked) {
+        boost::replace_all(argument, percent, marked_percent);
+    }
     po::variables_map values;
-    po::store(po::command_line_parser(argument_count, arguments).options(description).run(),
-              values);
+    po::store(po::command_line_parser(marked).options(description).run(), values);
     po::notify(values);
 }
 
@@ -74,9 +98,9 @@ parse_result parse_arguments(int argument_count, const char* const* arguments) {
     try {
         parse(description, argument_count, arguments);
     } catch (const std::length_error& exception) {
-        error = make_tool_error(tool_error::bad_command, exception.what());
+        error = error_of(tool_error::bad_command, without_marks(exception.what()));
     } catch (const std::exception& exception) {
-        error = error_of(exception);
+        error = error_of(code_of(exception), without_marks(reason_of(exception)));
     }
     if (options.amr_logfile) {
         log_command_line(*options.amr_logfile, argument_count, arguments);

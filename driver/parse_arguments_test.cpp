@@ -157,6 +157,23 @@ TEST(parse_arguments, words_that_are_no_options_are_passed_over) {
     EXPECT_TRUE(result.options.list_devices);
 }
 
+TEST(parse_arguments, an_argument_may_hold_what_the_library_replaces_in_its_messages) {
+    EXPECT_EQ(refusal(parse({"--detect-timeout=%value%"})),
+              "2: the argument ('%value%') for option '--detect-timeout' is invalid");
+    EXPECT_EQ(refusal(parse({"--%original_token%"})),
+              "3: unrecognised option '--%original_token%'");
+    EXPECT_EQ(refusal(parse({"--x%canonical_option%"})),
+              "3: unrecognised option '--x%canonical_option%'");
+    EXPECT_EQ(refusal(parse({"--debug=%prefix%"})),
+              "1: option '--debug' does not take any arguments");
+}
+
+TEST(parse_arguments, percent_signs_in_a_value_are_kept) {
+    EXPECT_EQ(parse({"--restore", "100%/%value%"}).options.restore, "100%/%value%");
+    EXPECT_EQ(parse({"--restore-plist", "%%\x01%\x01\x01"}).options.restore_plist,
+              "%%\x01%\x01\x01");
+}
+
 TEST(parse_arguments, an_empty_value_is_a_value) {
     EXPECT_EQ(parse({"--restore", ""}).options.restore, "");
 }
