@@ -1,7 +1,8 @@
 set(VANDREL_SANITIZERS "" CACHE STRING "Sanitizers for all of the project's code, as -fsanitize takes them")
 if(VANDREL_SANITIZERS)
+    # What the sanitizers put in takes the optimizer long; a little of it is enough for them.
     add_compile_options(-fsanitize=${VANDREL_SANITIZERS} -fno-sanitize-recover=all
-                        -fno-omit-frame-pointer)
+                        -fno-omit-frame-pointer -O1 -g1)
     add_link_options(-fsanitize=${VANDREL_SANITIZERS})
 endif()
 

@@ -4,16 +4,19 @@ enable_testing()
 # Tells the tests of several presets apart when CTest runs them together; begins every test's name.
 set(VANDREL_TEST_PREFIX "" CACHE STRING "What the names of CTest's tests begin with")
 
+# Tests are built quickly rather than fast: what takes their time is what they test.
+set(VANDREL_TEST_OPTIONS ${VANDREL_WARNINGS} -O1 -g1)
+
 # The main function of all test programs: it fails a test that leaves objects of the platform alive.
 add_library(vandrel_test_main OBJECT ${PROJECT_SOURCE_DIR}/tests/test_main.cpp)
-target_compile_options(vandrel_test_main PRIVATE ${VANDREL_WARNINGS})
+target_compile_options(vandrel_test_main PRIVATE ${VANDREL_TEST_OPTIONS})
 target_link_libraries(vandrel_test_main PUBLIC vandrel_core vandrel_simulator GTest::gmock)
 
 # vandrel_test(NAME SOURCES...) makes one test program, linked with the core over the simulated
 # platform, and registers each of its tests with CTest as "<prefix><suite>.<test>".
 function(vandrel_test name)
     add_executable(${name} ${ARGN})
-    target_compile_options(${name} PRIVATE ${VANDREL_WARNINGS})
+    target_compile_options(${name} PRIVATE ${VANDREL_TEST_OPTIONS})
     target_link_libraries(${name} PRIVATE vandrel_test_main)
     # Printed parameters can hold addresses; a test's name is the same in every run.
     gtest_discover_tests(
