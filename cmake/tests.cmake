@@ -11,6 +11,9 @@ set(VANDREL_TEST_OPTIONS ${VANDREL_WARNINGS} -O1 -g1)
 add_library(vandrel_test_main OBJECT ${PROJECT_SOURCE_DIR}/tests/test_main.cpp)
 target_compile_options(vandrel_test_main PRIVATE ${VANDREL_TEST_OPTIONS})
 target_link_libraries(vandrel_test_main PUBLIC vandrel_core vandrel_simulator GTest::gmock)
+# The largest of what tests include, compiled once for all of them, who have to have its options.
+set_property(TARGET vandrel_test_main PROPERTY POSITION_INDEPENDENT_CODE OFF)
+target_precompile_headers(vandrel_test_main PRIVATE <gmock/gmock.h> <boost/filesystem.hpp>)
 
 # vandrel_test(NAME SOURCES...) makes one test program, linked with the core over the simulated
 # platform, and registers each of its tests with CTest as "<prefix><suite>.<test>".
@@ -18,6 +21,8 @@ function(vandrel_test name)
     add_executable(${name} ${ARGN})
     target_compile_options(${name} PRIVATE ${VANDREL_TEST_OPTIONS})
     target_link_libraries(${name} PRIVATE vandrel_test_main)
+    set_property(TARGET ${name} PROPERTY POSITION_INDEPENDENT_CODE OFF)
+    target_precompile_headers(${name} REUSE_FROM vandrel_test_main)
     # Printed parameters can hold addresses; a test's name is the same in every run.
     gtest_discover_tests(
         ${name}
