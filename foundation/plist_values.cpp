@@ -8,27 +8,32 @@ namespace {
 
 enum class plist_type { scalar, array, dictionary, set, none };
 
-/// Type ids are known at run time only; asking for all of them once keeps the walks cheap.
+/// Known at run time only; asking for all of them once keeps the walks cheap.
+struct type_ids {
+    CFTypeID string = CFStringGetTypeID();
+    CFTypeID number = CFNumberGetTypeID();
+    CFTypeID boolean = CFBooleanGetTypeID();
+    CFTypeID date = CFDateGetTypeID();
+    CFTypeID data = CFDataGetTypeID();
+    CFTypeID array = CFArrayGetTypeID();
+    CFTypeID dictionary = CFDictionaryGetTypeID();
+    CFTypeID set = CFSetGetTypeID();
+};
+
 plist_type classify(CFTypeRef value) {
-    static const CFTypeID string = CFStringGetTypeID();
-    static const CFTypeID number = CFNumberGetTypeID();
-    static const CFTypeID boolean = CFBooleanGetTypeID();
-    static const CFTypeID date = CFDateGetTypeID();
-    static const CFTypeID data = CFDataGetTypeID();
-    static const CFTypeID array = CFArrayGetTypeID();
-    static const CFTypeID dictionary = CFDictionaryGetTypeID();
-    static const CFTypeID set = CFSetGetTypeID();
+    static const type_ids ids;
     const CFTypeID type = CFGetTypeID(value);
-    if (type == string || type == number || type == boolean || type == date || type == data) {
+    if (type == ids.string || type == ids.number || type == ids.boolean || type == ids.date ||
+        type == ids.data) {
         return plist_type::scalar;
     }
-    if (type == array) {
+    if (type == ids.array) {
         return plist_type::array;
     }
-    if (type == dictionary) {
+    if (type == ids.dictionary) {
         return plist_type::dictionary;
     }
-    return type == set ? plist_type::set : plist_type::none;
+    return type == ids.set ? plist_type::set : plist_type::none;
 }
 
 bool is_string(CFTypeRef value) {

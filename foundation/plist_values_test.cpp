@@ -105,6 +105,21 @@ TEST(make_plist_compatible, a_strict_array_with_one_bad_element_is_null) {
     EXPECT_EQ(make_plist_compatible(array.get(), strict), nullptr);
 }
 
+TEST(make_plist_compatible, what_follows_a_bad_element_does_not_mend_a_strict_array) {
+    const auto set = make_set(CFSTR("member"));
+    const auto array = make_array({set.get(), CFSTR("good"), set.get()});
+    EXPECT_EQ(make_plist_compatible(array.get(), strict), nullptr);
+}
+
+TEST(make_plist_compatible, what_follows_a_bad_entry_does_not_mend_a_strict_dictionary) {
+    const auto set = make_set(CFSTR("member"));
+    const auto dictionary = make_dictionary();
+    CFDictionarySetValue(dictionary.get(), CFSTR("first"), set.get());
+    CFDictionarySetValue(dictionary.get(), CFSTR("second"), CFSTR("good"));
+    CFDictionarySetValue(dictionary.get(), CFSTR("third"), set.get());
+    EXPECT_EQ(make_plist_compatible(dictionary.get(), strict), nullptr);
+}
+
 TEST(make_plist_compatible, any_flag_but_zero_is_strict) {
     EXPECT_EQ(make_plist_compatible(make_array({kCFNull}).get(), 2), nullptr);
     EXPECT_EQ(make_plist_compatible(make_array({kCFNull}).get(), -1), nullptr);
