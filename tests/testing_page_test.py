@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Every test that docs/testing.md names is the name of a test.
+"""Every test that docs/testing.md or docs/reliability.md names is the name of a test.
 
     testing_page_test.py ROOT
 """
@@ -26,17 +26,27 @@ def tests_of(folder):
     return names
 
 
+def names_on(page):
+    text = (root / "docs" / page).read_text("utf-8")
+    rows = "\n".join(line for line in text.splitlines() if line.startswith("| "))
+    return {name for name in NAME_ON_PAGE.findall(rows) if not name.endswith((".cpp", ".py"))}
+
+
 class testing_page(unittest.TestCase):
-    def test_names_tests_that_exist(self):
+    def expect_tests_on(self, page, more_than):
         there = set()
         for folder in root.iterdir():
             if folder.is_dir() and folder.name != "build" and not folder.name.startswith("."):
                 there |= tests_of(folder)
-        page = (root / "docs" / "testing.md").read_text("utf-8")
-        rows = "\n".join(line for line in page.splitlines() if line.startswith("| "))
-        named = {name for name in NAME_ON_PAGE.findall(rows) if not name.endswith((".cpp", ".py"))}
-        self.assertGreater(len(named), 94)
+        named = names_on(page)
+        self.assertGreater(len(named), more_than)
         self.assertEqual(sorted(named - there), [])
+
+    def test_names_tests_that_exist(self):
+        self.expect_tests_on("testing.md", more_than=94)
+
+    def test_of_the_platforms_failures_are_there_too(self):
+        self.expect_tests_on("reliability.md", more_than=15)
 
 
 if __name__ == "__main__":
