@@ -114,7 +114,8 @@ owned<const object> create_ascii_string(byte_span bytes) {
     if (std::ranges::any_of(bytes, [](std::uint8_t byte) { return byte > 0x7F; })) {
         fail("text that is not ASCII");
     }
-    return create_string_value(std::string(bytes.begin(), bytes.end()));
+    return create_string_value(
+        std::string(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
 }
 
 owned<const object> create_utf16_string(byte_span bytes) {

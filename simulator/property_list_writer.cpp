@@ -83,21 +83,13 @@ private:
     }
 
     void append_escaped(std::string_view content) {
-        for (const char c : content) {
-            switch (c) {
-            case '&':
-                text += "&amp;";
-                break;
-            case '<':
-                text += "&lt;";
-                break;
-            case '>':
-                text += "&gt;";
-                break;
-            default:
-                text += c;
-            }
+        for (std::size_t special = 0;
+             (special = content.find_first_of("&<>")) != std::string_view::npos;) {
+            text += content.substr(0, special);
+            text += content[special] == '&' ? "&amp;" : content[special] == '<' ? "&lt;" : "&gt;";
+            content.remove_prefix(special + 1);
         }
+        text += content;
     }
 
     void write_date(const __CFDate& date, int depth) {
