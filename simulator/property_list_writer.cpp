@@ -83,13 +83,16 @@ private:
     }
 
     void append_escaped(std::string_view content) {
-        for (std::size_t special = 0;
-             (special = content.find_first_of("&<>")) != std::string_view::npos;) {
-            text += content.substr(0, special);
-            text += content[special] == '&' ? "&amp;" : content[special] == '<' ? "&lt;" : "&gt;";
-            content.remove_prefix(special + 1);
+        const auto is_special = [](char c) { return c == '&' || c == '<' || c == '>'; };
+        for (;;) {
+            const auto special = std::ranges::find_if(content, is_special);
+            text.append(content.begin(), special);
+            if (special == content.end()) {
+                return;
+            }
+            text += *special == '&' ? "&amp;" : *special == '<' ? "&lt;" : "&gt;";
+            content = {special + 1, content.end()};
         }
-        text += content;
     }
 
     void write_date(const __CFDate& date, int depth) {
