@@ -1,6 +1,7 @@
 #include "simulator/entry_table.h"
 
 #include <algorithm>
+#include <bit>
 #include <utility>
 
 namespace simulator {
@@ -18,8 +19,15 @@ void entry_table::set(const object& key, const object* value) {
         return;
     }
     entries_.push_back({retained(&key), retained(value)});
-    if (entries_.size() > most_without_index) {
+    if (entries_.size() > most_without_index || !index_.empty()) {
         index_new_entries();
+    }
+}
+
+void entry_table::reserve(std::size_t count) {
+    entries_.reserve(count);
+    if (count > most_without_index) {
+        index_.resize(std::bit_ceil(2 * count));
     }
 }
 

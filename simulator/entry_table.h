@@ -25,8 +25,8 @@ public:
     /// Null when no key equals `key`.
     const entry* find(const object& key) const;
     const std::vector<entry>& entries() const { return entries_; }
-    /// Makes room for `count` entries in all.
-    void reserve(std::size_t count) { entries_.reserve(count); }
+    /// Makes room for `count` entries. Only while there is none.
+    void reserve(std::size_t count);
 
 private:
     struct slot {

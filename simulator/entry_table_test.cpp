@@ -41,6 +41,21 @@ TEST(entry_table, finds_every_entry_however_many_there_are) {
     }
 }
 
+TEST(entry_table, finds_every_entry_of_a_table_with_room) {
+    for (const std::size_t room : {1U, 4U, 9U, 100U}) {
+        SCOPED_TRACE(room);
+        entry_table table;
+        table.reserve(room);
+        for (std::int64_t i = 0; i < 50; ++i) {
+            EXPECT_EQ(found(table, i), "nothing");
+            fill(table, i, i + 1);
+            EXPECT_EQ(found(table, i), std::to_string(2 * i));
+        }
+        EXPECT_EQ(found(table, 0), "0");
+        EXPECT_EQ(table.entries().size(), 50U);
+    }
+}
+
 TEST(entry_table, keeps_the_order_when_values_are_replaced) {
     entry_table table;
     fill(table, 0, 100);
