@@ -65,6 +65,7 @@ running_copy start(int stream, char** program) {
 void drain(const std::vector<running_copy>& copies) {
     static char piece[1 << 16];
     std::vector<pollfd> open;
+    open.reserve(copies.size());
     for (const running_copy& copy : copies) {
         open.push_back({copy.pipe, POLLIN, 0});
     }
@@ -80,6 +81,7 @@ figures run(int count, int stream, char** program) {
     figures result;
     const auto begin = std::chrono::steady_clock::now();
     std::vector<running_copy> copies;
+    copies.reserve(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i) {
         copies.push_back(start(stream, program));
     }

@@ -1,12 +1,14 @@
 /// quick_jobs JOB [ARGUMENT]: does one thing whose instructions are counted, on one thread, so that
 /// it takes as many every time.
 ///
+///     dump             what --debug-dump writes
 ///     reports          5,000 reports of a restore, to their records
 ///     options FILE     an options file, to the dictionary
 ///     connect COUNT    1,000 notifications of devices that connect, with COUNT in the table
 
 #include "benchmarks/devices.h"
 #include "benchmarks/reports.h"
+#include "debug/MobileDeviceDebug.h"
 #include "device/restore_plist.h"
 
 #include <boost/asio/io_context.hpp>
@@ -33,6 +35,15 @@ using namespace vandrel::benchmarks;
 void write_queued(output_str_state& channel) {
     channel.shutdown();
     channel.writer_loop();
+}
+
+void dump(const std::shared_ptr<output_str_state>& channel) {
+    counted([&] {
+        channel->set_debug(true);
+        print_imp_AMRLocalizedCopyStringForAMROperation(channel);
+        print_imp_AMRLocalizedCopyStringForAMRError(channel);
+        write_queued(*channel);
+    });
 }
 
 void report(const std::shared_ptr<output_str_state>& channel) {
@@ -77,7 +88,9 @@ int main(int argument_count, char** arguments) {
     start_options options;
     options.output_pipe = open("/dev/null", O_WRONLY | O_CLOEXEC);
     const auto channel = make_output_state(context, options);
-    if (job == "reports") {
+    if (job == "dump") {
+        dump(channel);
+    } else if (job == "reports") {
         report(channel);
     } else if (job == "connect") {
         connect(channel, std::stoll(argument));
