@@ -7,9 +7,8 @@ namespace vandrel {
 
 namespace {
 
-void write_line(std::FILE* stream, const std::string& text) {
+void write_all(std::FILE* stream, const std::string& text) {
     std::fwrite(text.data(), 1, text.size(), stream);
-    std::fputc('\n', stream);
 }
 
 } // namespace
@@ -50,24 +49,36 @@ void output_str_state::writer_loop() {
     std::unique_lock lock(mutex_);
     do {
         wake_.wait(lock, [this] { return stopping_ || !queue_.empty(); });
-        for (const output_entry& entry : queue_) {
-            write(entry);
-        }
+        write_queue();
         std::fflush(stdout);
         std::fflush(stderr);
         queue_.clear();
     } while (!stopping_);
 }
 
-void output_str_state::write(const output_entry& entry) {
-    if (entry.is_debug) {
-        if (debug_) {
-            write_line(stderr, entry.text);
+void output_str_state::write_queue() {
+    // The error stream has no buffer: what stands between two records goes there in one piece.
+    std::string diagnostics;
+    for (const output_entry& entry : queue_) {
+        if (entry.is_debug) {
+            if (debug_) {
+                diagnostics.append(entry.text) += '\n';
+            }
+        } else {
+            write_all(stderr, diagnostics);
+            diagnostics.clear();
+            write_record(entry.text);
         }
-    } else if (pipe_) {
-        pipe_->write(entry.text);
+    }
+    write_all(stderr, diagnostics);
+}
+
+void output_str_state::write_record(const std::string& text) {
+    if (pipe_) {
+        pipe_->write(text);
     } else {
-        write_line(stdout, entry.text);
+        write_all(stdout, text);
+        std::fputc('\n', stdout);
     }
 }
 

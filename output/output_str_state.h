@@ -58,7 +58,8 @@ public:
 
 private:
     void push(std::string text, bool is_debug);
-    void write(const output_entry& entry);
+    void write_queue();
+    void write_record(const std::string& text);
 
     std::optional<native_pipe> pipe_;
     std::mutex mutex_;

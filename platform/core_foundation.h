@@ -228,5 +228,9 @@ CFPropertyListRef CFPropertyListCreateWithData(CFAllocatorRef allocator, CFDataR
 
 } // extern "C"
 
-/// The constant string of a literal.
-#define CFSTR(literal) __CFStringMakeConstantString("" literal "")
+/// The constant string of a literal; looked up once in each place where it stands.
+#define CFSTR(literal)                                                                             \
+    ([]() -> CFStringRef {                                                                         \
+        static const CFStringRef constant = __CFStringMakeConstantString("" literal "");           \
+        return constant;                                                                           \
+    }())

@@ -44,7 +44,12 @@ CFDictionaryCreateMutable(CFAllocatorRef, CFIndex, const CFDictionaryKeyCallBack
         !simulator::are_standard(value_callbacks, kCFTypeDictionaryValueCallBacks)) {
         simulator::misuse(__func__, "callbacks other than those for objects");
     }
-    return simulator::create<__CFDictionary>();
+    auto* const dictionary = simulator::create<__CFDictionary>();
+    if (dictionary != nullptr) {
+        // Most have a few entries.
+        dictionary->table.reserve(4);
+    }
+    return dictionary;
 }
 
 CFMutableDictionaryRef CFDictionaryCreateMutableCopy(CFAllocatorRef, CFIndex,
@@ -52,6 +57,8 @@ CFMutableDictionaryRef CFDictionaryCreateMutableCopy(CFAllocatorRef, CFIndex,
     const simulator::entry_table& table = checked(dictionary).table;
     auto* const copy = simulator::create<__CFDictionary>();
     if (copy != nullptr) {
+        // It is made to be added to.
+        copy->table.reserve(table.entries().size() + 1);
         for (const auto& [key, value] : table.entries()) {
             copy->table.set(*key, value.get());
         }

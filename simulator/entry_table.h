@@ -6,7 +6,7 @@
 #include "simulator/object.h"
 
 #include <cstddef>
-#include <unordered_map>
+#include <cstdint>
 #include <vector>
 
 namespace simulator {
@@ -25,19 +25,26 @@ public:
     /// Null when no key equals `key`.
     const entry* find(const object& key) const;
     const std::vector<entry>& entries() const { return entries_; }
+    /// Makes room for `count` entries. Only while there is none.
+    void reserve(std::size_t count);
 
 private:
-    struct key_hash {
-        std::size_t operator()(const object* key) const { return key->hash(); }
-    };
-    struct key_equal {
-        bool operator()(const object* left, const object* right) const {
-            return CFEqual(left, right);
-        }
+    struct slot {
+        /// The upper half of the mixed hash.
+        std::uint32_t hash = 0;
+        /// Of the entry, counted from 1; 0: the slot is free. Memory ends long before 32 bits do.
+        std::uint32_t number = 0;
     };
 
+    static std::uint32_t hash_of(const object& key);
+    void index_new_entries();
+    void put(slot added);
+
     std::vector<entry> entries_;
-    std::unordered_map<const object*, std::size_t, key_hash, key_equal> positions_;
+    /// The entries by their keys' hashes: an entry is in the slot that its hash chooses, or in the
+    /// first after it that was free. A power of two of them, at most half of them taken. Most
+    /// tables are small, and have none.
+    std::vector<slot> index_;
 };
 
 } // namespace simulator

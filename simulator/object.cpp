@@ -58,7 +58,7 @@ void object::release(const char* function) const {
     if (immortal_) {
         return;
     }
-    const std::int64_t before = references_.fetch_sub(1, std::memory_order_acq_rel);
+    const std::int32_t before = references_.fetch_sub(1, std::memory_order_acq_rel);
     if (before <= 0) {
         misuse(function, "object used after its last release");
     }

@@ -80,7 +80,7 @@ protected:
 
 private:
     const runtime_type& type_;
-    mutable std::atomic<std::int64_t> references_{1};
+    mutable std::atomic<std::int32_t> references_{1};
     const bool counted_;
     bool immortal_ = false;
 };

@@ -61,7 +61,8 @@ CFDataRef CFPropertyListCreateData(CFAllocatorRef, CFPropertyListRef plist,
             throw simulator::property_list_error("only XML can be written");
         }
         const std::string text = simulator::write_xml_property_list(value);
-        return simulator::create<__CFData>(std::vector<std::uint8_t>(text.begin(), text.end()));
+        const auto* const bytes = reinterpret_cast<const std::uint8_t*>(text.data());
+        return simulator::create<__CFData>(std::vector<std::uint8_t>(bytes, bytes + text.size()));
     });
 }
 

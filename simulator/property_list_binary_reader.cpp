@@ -114,7 +114,8 @@ owned<const object> create_ascii_string(byte_span bytes) {
     if (std::ranges::any_of(bytes, [](std::uint8_t byte) { return byte > 0x7F; })) {
         fail("text that is not ASCII");
     }
-    return create_string_value(std::string(bytes.begin(), bytes.end()));
+    return create_string_value(
+        std::string(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
 }
 
 owned<const object> create_utf16_string(byte_span bytes) {
@@ -171,10 +172,10 @@ public:
 private:
     struct slot {
         owned<const object> value;
-        /// How many containers stand inside each other here.
-        int height = 0;
         /// How many values stand here when nothing is shared.
         std::uint64_t unfolded = 1;
+        /// How many containers stand inside each other here.
+        int height = 0;
         bool is_being_read = false;
     };
 
@@ -274,6 +275,8 @@ private:
         check_depth(depth);
         result.height = 1;
         auto dictionary = create_value<__CFDictionary>();
+        // Not for keys that the same object stands for.
+        dictionary->table.reserve(std::min<std::uint64_t>(count, slots_.size()));
         for (std::uint64_t i = 0; i < count; ++i) {
             const object& key = read_element(keys, i, result, depth);
             if (cast<__CFString>(&key) == nullptr) {

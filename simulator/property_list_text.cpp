@@ -8,8 +8,6 @@ namespace simulator {
 
 namespace {
 
-constexpr std::string_view xml_space = " \t\r\n";
-
 /// All of `text` as from_chars reads it in the given way (a base or a format); none when something
 /// is left over, or when it does not fit.
 template<class Number, class How>
@@ -45,11 +43,13 @@ constexpr std::array<int, 256> base64_values = [] {
 } // namespace
 
 std::string_view trim_xml_space(std::string_view text) {
-    const std::size_t first = text.find_first_not_of(xml_space);
-    if (first == std::string_view::npos) {
-        return {};
+    while (!text.empty() && is_xml_space(text.front())) {
+        text.remove_prefix(1);
     }
-    return text.substr(first, text.find_last_not_of(xml_space) - first + 1);
+    while (!text.empty() && is_xml_space(text.back())) {
+        text.remove_suffix(1);
+    }
+    return text;
 }
 
 std::optional<__CFNumber::value_type> parse_integer(std::string_view text) {
@@ -91,7 +91,7 @@ std::optional<std::vector<std::uint8_t>> parse_base64(std::string_view text) {
     int digits = 0;
     int padding = 0;
     for (const char c : text) {
-        if (xml_space.find(c) != std::string_view::npos) {
+        if (is_xml_space(c)) {
             continue;
         }
         const int value = c == '=' ? 0 : base64_values[static_cast<unsigned char>(c)];

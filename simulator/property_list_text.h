@@ -11,7 +11,12 @@
 
 namespace simulator {
 
-/// `text` without the white space of XML at its ends.
+/// Whether XML takes the character for white space.
+constexpr bool is_xml_space(char character) {
+    return character == ' ' || character == '\t' || character == '\r' || character == '\n';
+}
+
+/// `text` without white space at its ends.
 std::string_view trim_xml_space(std::string_view text);
 
 /// Decimal, or hexadecimal after "0x", with or without a sign: -2^63 to 2^64 - 1.

@@ -83,20 +83,15 @@ private:
     }
 
     void append_escaped(std::string_view content) {
-        for (const char c : content) {
-            switch (c) {
-            case '&':
-                text += "&amp;";
-                break;
-            case '<':
-                text += "&lt;";
-                break;
-            case '>':
-                text += "&gt;";
-                break;
-            default:
-                text += c;
+        const auto is_special = [](char c) { return c == '&' || c == '<' || c == '>'; };
+        for (;;) {
+            const auto special = std::ranges::find_if(content, is_special);
+            text.append(content.begin(), special);
+            if (special == content.end()) {
+                return;
             }
+            text += *special == '&' ? "&amp;" : *special == '<' ? "&lt;" : "&gt;";
+            content = {special + 1, content.end()};
         }
     }
 

@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <array>
 #include <exception>
+#include <functional>
 #include <limits>
 #include <memory>
 #include <optional>
@@ -55,13 +56,13 @@ const T& value_or_error(const std::optional<T>& value, const char* what) {
     return *value;
 }
 
-/// The value of an element that holds text only. Takes the text.
+/// The value of an element that holds text only, but for a key. Takes the text.
 owned<const object> create_scalar(element kind, std::string& text) {
+    if (kind == element::string) {
+        return create_string_value(std::move(text));
+    }
     const std::string_view trimmed = trim_xml_space(text);
     switch (kind) {
-    case element::key:
-    case element::string:
-        return create_string_value(std::move(text));
     case element::integer:
         return create_value<__CFNumber>(value_or_error(parse_integer(trimmed), "integer"));
     case element::real:
@@ -78,6 +79,22 @@ owned<const object> create_scalar(element kind, std::string& text) {
     }
     return owned<const object>(kind == element::true_ ? kCFBooleanTrue : kCFBooleanFalse);
 }
+
+/// Keys, of which those that were met lately are shared: the dictionaries of a list mostly have the
+/// same ones.
+class key_maker {
+public:
+    owned<const object> make(std::string& text) {
+        owned<const object>& known = lately_[std::hash<std::string>()(text) % lately_.size()];
+        if (!known || static_cast<const __CFString&>(*known).utf8 != text) {
+            known = create_string_value(std::move(text));
+        }
+        return retained(known.get());
+    }
+
+private:
+    std::array<owned<const object>, 64> lately_;
+};
 
 /// Makes values out of elements as they open and close. What is open is kept on a stack of its own,
 /// so the depth of a document costs no stack of the thread.
@@ -105,22 +122,20 @@ public:
     void add_text(std::string_view text) {
         if (scalar_) {
             text_ += text;
-        } else if (!trim_xml_space(text).empty()) {
+        } else if (!std::ranges::all_of(text, is_xml_space)) {
             throw property_list_error("text outside a value");
         }
     }
 
     void close() {
         if (scalar_) {
-            auto value = create_scalar(*scalar_, text_);
-            const bool is_key = *scalar_ == element::key;
+            if (*scalar_ == element::key) {
+                containers_.back().key = keys_.make(text_);
+            } else {
+                add(create_scalar(*scalar_, text_));
+            }
             scalar_.reset();
             text_.clear();
-            if (is_key) {
-                containers_.back().key = std::move(value);
-            } else {
-                add(std::move(value));
-            }
             return;
         }
         container closed = std::move(containers_.back());
@@ -192,6 +207,7 @@ private:
     }
 
     std::vector<container> containers_;
+    key_maker keys_;
     std::optional<element> scalar_;
     std::string text_;
     owned<const object> value_;
@@ -210,19 +226,26 @@ public:
     }
 
     owned<const object> read(std::span<const std::uint8_t> document) {
-        // expat counts in int. One piece for all that fits keeps it from scanning a long text anew
-        // for every piece.
-        constexpr std::size_t piece_limit = std::numeric_limits<int>::max() / 2;
+        // expat copies each piece, so these are small. It scans what is unfinished at the end of a
+        // piece, such as a long comment, anew with the next, which is then as large at least: that
+        // way no text is scanned more than a few times.
+        constexpr std::size_t smallest_piece = std::size_t{1} << 16;
+        constexpr std::size_t largest_piece = std::numeric_limits<int>::max() / 2;
+        std::size_t given = 0;
+        std::size_t unfinished = 0;
         bool is_last = false;
         while (!is_last) {
-            const auto piece = document.first(std::min(document.size(), piece_limit));
-            document = document.subspan(piece.size());
-            is_last = document.empty();
+            const std::size_t size = std::clamp(unfinished, smallest_piece, largest_piece);
+            const auto piece = document.subspan(given, std::min(document.size() - given, size));
+            given += piece.size();
+            is_last = given == document.size();
             const auto* text = reinterpret_cast<const char*>(piece.data());
             if (XML_Parse(parser_.get(), text, static_cast<int>(piece.size()), is_last) !=
                 XML_STATUS_OK) {
                 fail();
             }
+            const XML_Index finished = XML_GetCurrentByteIndex(parser_.get());
+            unfinished = given - static_cast<std::size_t>(std::max<XML_Index>(finished, 0));
         }
         return builder_.take_value();
     }

@@ -56,6 +56,39 @@ std::string nested_arrays(int depth) {
     return result;
 }
 
+/// More than is given to the parser at a time.
+constexpr std::size_t several_pieces = 1'000'000;
+
+TEST(property_list_xml_reader, a_long_text_is_read_whole) {
+    const std::string text(several_pieces, 'x');
+    EXPECT_EQ(description("<string>" + text + "</string>"), text);
+}
+
+TEST(property_list_xml_reader, a_long_comment_is_no_content) {
+    const std::string comment = "<!--" + std::string(several_pieces, 'x') + "-->";
+    EXPECT_EQ(description(comment + "<string>be" + comment + "fore</string>" + comment), "before");
+}
+
+TEST(property_list_xml_reader, a_long_document_is_read_to_its_end) {
+    constexpr CFIndex count = several_pieces / 10;
+    std::string content = "<array>";
+    for (CFIndex i = 0; i < count; ++i) {
+        content += "<integer>7</integer>";
+    }
+    const auto value = read(content + "</array>");
+    ASSERT_TRUE(value);
+    EXPECT_EQ(CFArrayGetCount(static_cast<CFArrayRef>(value.get())), 100'000);
+}
+
+TEST(property_list_xml_reader, equal_keys_of_several_dictionaries_each_have_their_value) {
+    const std::string entry = "<dict><key>a</key><integer>1</integer><key>b</key><true/></dict>";
+    EXPECT_EQ(
+        description("<array>" + entry + "<dict><key>b</key><false/></dict>" + entry + "</array>"),
+        "("
+        "{a = 1, b = true}, {b = false}, {a = 1, b = true}"
+        ")");
+}
+
 TEST(property_list_xml_reader, a_document_becomes_its_value) {
     const auto value = read_document(head + "<plist version=\"1.0\">\n"
                                             "<dict>\n"

@@ -52,7 +52,8 @@ CFStringRef CFStringCreateWithBytes(CFAllocatorRef, const std::uint8_t* bytes, C
     if (count < 0 || encoding != kCFStringEncodingUTF8) {
         return nullptr;
     }
-    return simulator::make_string(std::string(bytes, bytes + count));
+    return simulator::make_string(
+        std::string(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(count)));
 }
 
 CFIndex CFStringGetLength(CFStringRef string) {

@@ -1,5 +1,7 @@
 #include "simulator/utf8.h"
 
+#include <cstring>
+
 namespace simulator {
 
 namespace {
@@ -12,11 +14,8 @@ struct sequence {
     unsigned char second_to;
 };
 
-/// Length 0: no sequence begins so.
+/// Length 0: no sequence of several bytes begins so.
 sequence sequence_of(unsigned char first) {
-    if (first < 0x80) {
-        return {1, 0, 0};
-    }
     if (first < 0xC2) {
         return {0, 0, 0};
     }
@@ -41,16 +40,38 @@ bool in_range(char byte, unsigned char from, unsigned char to) {
     return value >= from && value <= to;
 }
 
+/// How many bytes from the first on are ASCII, as nearly all are; looks at eight at a time.
+std::size_t leading_ascii(std::string_view text) {
+    constexpr std::uint64_t high_bits = 0x8080808080808080;
+    std::size_t count = 0;
+    for (std::uint64_t eight = 0; count + sizeof eight <= text.size(); count += sizeof eight) {
+        std::memcpy(&eight, text.data() + count, sizeof eight);
+        if ((eight & high_bits) != 0) {
+            break;
+        }
+    }
+    while (count < text.size() && static_cast<unsigned char>(text[count]) < 0x80) {
+        ++count;
+    }
+    return count;
+}
+
 } // namespace
 
 std::optional<std::int64_t> utf16_length(std::string_view text) {
     std::int64_t length = 0;
-    while (!text.empty()) {
+    for (;;) {
+        const std::size_t ascii = leading_ascii(text);
+        length += static_cast<std::int64_t>(ascii);
+        text.remove_prefix(ascii);
+        if (text.empty()) {
+            return length;
+        }
         const sequence next = sequence_of(static_cast<unsigned char>(text.front()));
         if (next.length == 0 || next.length > text.size()) {
             return std::nullopt;
         }
-        if (next.length > 1 && !in_range(text[1], next.second_from, next.second_to)) {
+        if (!in_range(text[1], next.second_from, next.second_to)) {
             return std::nullopt;
         }
         for (std::size_t i = 2; i < next.length; ++i) {
@@ -61,7 +82,6 @@ std::optional<std::int64_t> utf16_length(std::string_view text) {
         length += next.length == 4 ? 2 : 1;
         text.remove_prefix(next.length);
     }
-    return length;
 }
 
 void append_utf8(std::string& text, char32_t code_point) {

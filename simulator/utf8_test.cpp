@@ -23,6 +23,17 @@ TEST(utf16_length, characters_of_four_bytes_are_two_units) {
     EXPECT_EQ(utf16_length("a\xF0\x9F\x93\xB1z"), 4);
 }
 
+TEST(utf16_length, a_character_may_stand_anywhere_in_a_long_text) {
+    const std::string digits = "0123456789012345678901234567";
+    for (std::size_t place = 0; place <= digits.size(); ++place) {
+        SCOPED_TRACE(place);
+        EXPECT_EQ(utf16_length(std::string(digits).insert(place, "\xF0\x9F\x93\xB1")), 30);
+        EXPECT_EQ(utf16_length(std::string(digits).insert(place, "\xC3\xC3")), std::nullopt);
+        EXPECT_EQ(utf16_length(std::string(digits).insert(place, "\x80")), std::nullopt);
+    }
+    EXPECT_EQ(utf16_length(digits), 28);
+}
+
 TEST(utf16_length, a_zero_byte_is_a_character) {
     EXPECT_EQ(utf16_length(std::string_view("a\0b", 3)), 3);
 }

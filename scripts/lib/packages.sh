@@ -10,6 +10,7 @@ linux_packages=(
 windows_packages=(g++-mingw-w64-x86-64-posix wine wine64)
 test_packages=(libplist-utils mono-mcs)
 fuzz_packages=(clang libclang-rt-dev llvm)
+benchmark_packages=(libbenchmark-dev libplist-dev valgrind)
 
 # install_packages NAME...: installs those that are missing; costs next to nothing when none is.
 install_packages() {
