@@ -122,6 +122,16 @@ TEST_F(native_file_test, tells_a_device_that_cannot_be_opened_as_windows_does) {
     close(descriptor);
 }
 
+TEST_F(native_file_test, makes_a_file_that_its_owner_may_change_and_others_may_read) {
+    const mode_t usual = umask(0);
+    const auto file = native_file::create_for_writing(context, path_of("new"));
+    umask(usual);
+    ASSERT_TRUE(file);
+    struct stat status {};
+    ASSERT_EQ(stat(path_of("new").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0644U);
+}
+
 TEST_F(native_file_test, opens_a_pipe_without_waiting_and_cannot_tell_its_size) {
     ASSERT_EQ(mkfifo(path_of("pipe").c_str(), 0600), 0);
     const auto pipe = native_file::open_for_reading(context, path_of("pipe"));
