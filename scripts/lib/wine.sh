@@ -10,6 +10,10 @@ wine_environment() {
     # No browser engine, no .NET and no menu entries are wanted, nor offers to install them.
     export WINEDLLOVERRIDES='mscoree,mshtml,winemenubuilder.exe='
     unset DISPLAY WAYLAND_DISPLAY
+    # Wine needs one page at an address of its own. Where memory is placed at random, one process in
+    # some two thousand has something else there, and ends without a word.
+    at_usual_addresses=(setarch --addr-no-randomize)
+    "${at_usual_addresses[@]}" true 2>/dev/null || at_usual_addresses=()
 }
 
 make_wine_prefix() {
@@ -21,7 +25,7 @@ make_wine_prefix() {
 }
 
 init_wine_prefix() {
-    wine wineboot --init && wineserver --wait
+    "${at_usual_addresses[@]}" wine wineboot --init && wineserver --wait
 }
 
 # Keeps Wine's server and its services between programs, which then start much faster, until
@@ -29,7 +33,7 @@ init_wine_prefix() {
 start_wine() (
     wine_environment
     wineserver --persistent
-    wine wineboot
+    "${at_usual_addresses[@]}" wine wineboot
 ) </dev/null >/dev/null 2>&1
 
 stop_wine() (
