@@ -2,6 +2,7 @@
 #include "foundation/cf_text.h"
 #include "simulator/accounting.h"
 
+#include <boost/program_options/cmdline.hpp>
 #include <boost/program_options/errors.hpp>
 #include <gtest/gtest.h>
 
@@ -20,8 +21,9 @@ void expect_error(const cf_error_handle& error, CFIndex code, const std::string&
 
 TEST(error_of, an_option_given_twice_is_a_bad_command) {
     po::multiple_occurrences exception;
-    exception.set_option_name("--ecid");
-    expect_error(error_of(exception), 3, "Option 'ecid' may only be specified once");
+    exception.set_option_name("ecid");
+    exception.set_prefix(po::command_line_style::allow_long);
+    expect_error(error_of(exception), 3, "Option '--ecid' may only be specified once");
 }
 
 TEST(error_of, an_unknown_option_is_a_bad_command) {
