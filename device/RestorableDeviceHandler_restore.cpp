@@ -117,7 +117,7 @@ void device_notifier_state::report_restore_status(CFDictionaryRef statusDict) {
         const cf_handle<CFStringRef> name(AMRLocalizedCopyStringForAMROperation(status->operation));
         CFDictionarySetValue(record.get(), CFSTR("Orv_OperationName"), name.get());
     }
-    outputter->print_value("RestoreStatus", record.get());
+    outputter->print_value(CFSTR("RestoreStatus"), record.get());
 
     if (status->operation == 0 && status->progress == 100) {
         log(fmt::format("{}: Notifying restore complete", signature));

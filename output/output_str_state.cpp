@@ -1,15 +1,19 @@
 #include "output/output_str_state.h"
 
 #include <cstdio>
+#include <thread>
 #include <utility>
 
 namespace vandrel {
 
 namespace {
 
-void write_all(std::FILE* stream, const std::string& text) {
-    std::fwrite(text.data(), 1, text.size(), stream);
-}
+/// A batch is mostly out before a thread that sleeps for it could be woken; so often is the lock
+/// tried before sleeping.
+constexpr int most_tries = 50;
+
+/// Diagnostics that are going to be dropped wake the writer only when there are so many.
+constexpr std::size_t most_unheard = 64;
 
 } // namespace
 
@@ -29,11 +33,27 @@ void output_str_state::push_output(std::string text) {
 }
 
 void output_str_state::push(std::string text, bool is_debug) {
+    bool wake = false;
     {
-        const std::lock_guard lock(mutex_);
+        const auto lock = lock_for_push();
         queue_.push_back({std::move(text), is_debug});
+        wake = !is_debug || debug_ || queue_.size() >= most_unheard;
     }
-    wake_.notify_one();
+    if (wake) {
+        wake_.notify_one();
+    }
+}
+
+std::unique_lock<std::mutex> output_str_state::lock_for_push() {
+    std::unique_lock lock(mutex_, std::try_to_lock);
+    for (int tries = 1; !lock && tries < most_tries; ++tries) {
+        std::this_thread::yield();
+        static_cast<void>(lock.try_lock());
+    }
+    if (!lock) {
+        lock.lock();
+    }
+    return lock;
 }
 
 void output_str_state::shutdown() {
@@ -57,28 +77,32 @@ void output_str_state::writer_loop() {
 }
 
 void output_str_state::write_queue() {
-    // The error stream has no buffer: what stands between two records goes there in one piece.
-    std::string diagnostics;
+    // Neighbours of one kind go out in one piece: a call for each, and the reader's waking up for
+    // each, would take longer than making them.
+    std::string piece;
+    bool is_debug = false;
     for (const output_entry& entry : queue_) {
-        if (entry.is_debug) {
-            if (debug_) {
-                diagnostics.append(entry.text) += '\n';
-            }
-        } else {
-            write_all(stderr, diagnostics);
-            diagnostics.clear();
-            write_record(entry.text);
+        if (entry.is_debug && !debug_) {
+            continue;
+        }
+        if (entry.is_debug != is_debug) {
+            write_piece(piece, is_debug);
+            piece.clear();
+            is_debug = entry.is_debug;
+        }
+        piece += entry.text;
+        if (is_debug || !pipe_) {
+            piece += '\n';
         }
     }
-    write_all(stderr, diagnostics);
+    write_piece(piece, is_debug);
 }
 
-void output_str_state::write_record(const std::string& text) {
-    if (pipe_) {
-        pipe_->write(text);
+void output_str_state::write_piece(const std::string& piece, bool is_debug) {
+    if (pipe_ && !is_debug) {
+        pipe_->write(piece);
     } else {
-        write_all(stdout, text);
-        std::fputc('\n', stdout);
+        std::fwrite(piece.data(), 1, piece.size(), is_debug ? stderr : stdout);
     }
 }
 

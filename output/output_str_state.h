@@ -58,8 +58,9 @@ public:
 
 private:
     void push(std::string text, bool is_debug);
+    std::unique_lock<std::mutex> lock_for_push();
     void write_queue();
-    void write_record(const std::string& text);
+    void write_piece(const std::string& piece, bool is_debug);
 
     std::optional<native_pipe> pipe_;
     std::mutex mutex_;

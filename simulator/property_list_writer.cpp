@@ -20,6 +20,9 @@ constexpr std::string_view head = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
                                   "<plist version=\"1.0\">\n";
 constexpr std::string_view tail = "</plist>\n";
 
+/// So many bytes hold nearly every record without growing.
+constexpr std::size_t record_capacity = 1'024;
+
 /// The base64 text of one to three bytes.
 void append_base64_group(std::string& text, std::span<const std::uint8_t> bytes) {
     constexpr std::string_view digits =
@@ -36,14 +39,23 @@ void append_base64_group(std::string& text, std::span<const std::uint8_t> bytes)
 /// Writes values line by line. A value at depth 0 stands at the left margin.
 class xml_writer {
 public:
+    xml_writer() {
+        text.reserve(record_capacity);
+        text += head;
+    }
+
     void write(const object& value, int depth) {
         if (const auto* string = cast<__CFString>(&value)) {
-            element("string", string->utf8, depth);
+            element("<string>", string->utf8, "</string>\n", depth);
         } else if (const auto* number = cast<__CFNumber>(&value)) {
-            const bool is_real = std::holds_alternative<double>(number->value);
-            element(is_real ? "real" : "integer", number_text(number->value), depth);
+            const auto digits = number_text(number->value);
+            if (std::holds_alternative<double>(number->value)) {
+                element("<real>", digits, "</real>\n", depth);
+            } else {
+                element("<integer>", digits, "</integer>\n", depth);
+            }
         } else if (const auto* boolean = cast<__CFBoolean>(&value)) {
-            empty_element(boolean->value ? "true" : "false", depth);
+            line(boolean->value ? "<true/>\n" : "<false/>\n", depth);
         } else if (const auto* date = cast<__CFDate>(&value)) {
             write_date(*date, depth);
         } else if (const auto* data = cast<__CFData>(&value)) {
@@ -57,29 +69,21 @@ public:
         }
     }
 
-    std::string text{head};
+    std::string text;
 
 private:
     void indent(int depth) { text.append(static_cast<std::size_t>(depth), '\t'); }
 
-    void append_tag(std::string_view opening, std::string_view name, std::string_view closing) {
-        text.append(opening).append(name).append(closing);
+    void line(std::string_view content, int depth) {
+        indent(depth);
+        text += content;
     }
 
-    void tag_line(std::string_view opening, std::string_view name, std::string_view closing,
-                  int depth) {
-        indent(depth);
-        append_tag(opening, name, closing);
-        text += '\n';
-    }
-
-    void empty_element(std::string_view name, int depth) { tag_line("<", name, "/>", depth); }
-
-    void element(std::string_view name, std::string_view content, int depth) {
-        indent(depth);
-        append_tag("<", name, ">");
+    void element(std::string_view opening, std::string_view content, std::string_view closing,
+                 int depth) {
+        line(opening, depth);
         append_escaped(content);
-        append_tag("</", name, ">\n");
+        text += closing;
     }
 
     void append_escaped(std::string_view content) {
@@ -100,39 +104,39 @@ private:
         if (!written) {
             throw property_list_error("date outside the years 0 to 9999");
         }
-        element("date", *written, depth);
+        element("<date>", *written, "</date>\n", depth);
     }
 
     void write_data(const __CFData& data, int depth) {
         // Lines get shorter to the right, as if a tab were eight columns wide, down to one group.
         const auto line_length = static_cast<std::size_t>(std::max(76 - 8 * depth, 4));
-        tag_line("<", "data", ">", depth);
+        line("<data>\n", depth);
         const std::size_t line_bytes = line_length / 4 * 3;
         for (auto rest = data.bytes; !rest.empty();) {
-            auto line = rest.first(std::min(rest.size(), line_bytes));
-            rest = rest.subspan(line.size());
+            auto piece = rest.first(std::min(rest.size(), line_bytes));
+            rest = rest.subspan(piece.size());
             indent(depth);
-            while (!line.empty()) {
-                const auto group = line.first(std::min<std::size_t>(line.size(), 3));
+            while (!piece.empty()) {
+                const auto group = piece.first(std::min<std::size_t>(piece.size(), 3));
                 append_base64_group(text, group);
-                line = line.subspan(group.size());
+                piece = piece.subspan(group.size());
             }
             text += '\n';
         }
-        tag_line("</", "data", ">", depth);
+        line("</data>\n", depth);
     }
 
     void write_array(const __CFArray& array, int depth) {
         check_depth(depth);
         if (array.values.empty()) {
-            empty_element("array", depth);
+            line("<array/>\n", depth);
             return;
         }
-        tag_line("<", "array", ">", depth);
+        line("<array>\n", depth);
         for (const auto& value : array.values) {
             write(*value, depth + 1);
         }
-        tag_line("</", "array", ">", depth);
+        line("</array>\n", depth);
     }
 
     void write_dictionary(const __CFDictionary& dictionary, int depth) {
@@ -147,16 +151,16 @@ private:
             entries.emplace_back(string->utf8, value.get());
         }
         if (entries.empty()) {
-            empty_element("dict", depth);
+            line("<dict/>\n", depth);
             return;
         }
         std::ranges::sort(entries);
-        tag_line("<", "dict", ">", depth);
+        line("<dict>\n", depth);
         for (const auto& [key, value] : entries) {
-            element("key", key, depth + 1);
+            element("<key>", key, "</key>\n", depth + 1);
             write(*value, depth + 1);
         }
-        tag_line("</", "dict", ">", depth);
+        line("</dict>\n", depth);
     }
 
     /// What is written can be read back; and a container that holds itself ends here.
