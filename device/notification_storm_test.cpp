@@ -154,13 +154,17 @@ TEST(notification_storm, does_not_reach_a_session_that_went_in_it) {
         channel_capture capture(false);
         auto session =
             std::make_unique<device_notifier_state>(capture.channel(), std::nullopt, std::nullopt);
-        const storm notifications(session.get());
+        storm notifications(session.get());
         const int moment = static_cast<int>(
             random() % (thread_count * static_cast<unsigned>(notifications_per_thread)));
         while (notifications.notifications() < moment) {
             std::this_thread::yield();
         }
         session.reset();
+        capture.channel()->set_debug(true);
+        capture.channel()->push_debug("the session is gone");
+        notifications.wait();
+        EXPECT_EQ(capture.finish().diagnostics.back(), "the session is gone");
     }
 }
 
