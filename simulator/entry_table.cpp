@@ -11,6 +11,11 @@ namespace {
 /// So many entries are found sooner one after the other than by an index.
 constexpr std::size_t most_without_index = 8;
 
+/// How many slots `count` entries need, at least.
+constexpr std::size_t slots_for(std::size_t count) {
+    return count + count / 3 + 1;
+}
+
 } // namespace
 
 void entry_table::set(const object& key, const object* value) {
@@ -27,7 +32,7 @@ void entry_table::set(const object& key, const object* value) {
 void entry_table::reserve(std::size_t count) {
     entries_.reserve(count);
     if (count > most_without_index) {
-        index_.resize(std::bit_ceil(2 * count));
+        index_.resize(std::bit_ceil(slots_for(count)));
     }
 }
 
@@ -59,7 +64,7 @@ std::uint32_t entry_table::hash_of(const object& key) {
 
 void entry_table::index_new_entries() {
     std::size_t next = index_.empty() ? 0 : entries_.size() - 1;
-    if (index_.size() < 2 * entries_.size()) {
+    if (index_.size() < slots_for(entries_.size())) {
         std::vector<slot> smaller(std::max<std::size_t>(4 * most_without_index, 2 * index_.size()));
         smaller.swap(index_);
         for (const slot& kept : smaller) {

@@ -42,8 +42,8 @@ private:
 
     std::vector<entry> entries_;
     /// The entries by their keys' hashes: an entry is in the slot that its hash chooses, or in the
-    /// first after it that was free. A power of two of them, at most half of them taken. Most
-    /// tables are small, and have none.
+    /// first after it that was free. A power of two of them, at most three quarters of them taken.
+    /// Most tables are small, and have none.
     std::vector<slot> index_;
 };
 

@@ -24,7 +24,9 @@ constexpr std::size_t trailer_size = 32;
 /// references each to a million million. Whoever walks over it meets each shared container as often
 /// as it is referred to, so there is a bound on that too: as many values as the file has bytes, or
 /// this many if that is more.
-constexpr std::uint64_t usual_unfolded_limit = 1'000'000;
+constexpr std::size_t usual_unfolded_limit = 1'000'000;
+/// Two of these can be added.
+constexpr std::size_t largest_unfolded_limit = 0x7FFF'FFFF;
 
 using byte_span = std::span<const std::uint8_t>;
 
@@ -164,7 +166,8 @@ public:
             }
         }
         unclaimed_ = table_begin_ - magic.size();
-        unfolded_limit_ = std::max<std::uint64_t>(usual_unfolded_limit, file.size());
+        unfolded_limit_ = static_cast<std::uint32_t>(
+            std::clamp(file.size(), usual_unfolded_limit, largest_unfolded_limit));
     }
 
     owned<const object> read() { return retained(value_at(top_, 0).value.get()); }
@@ -173,9 +176,9 @@ private:
     struct slot {
         owned<const object> value;
         /// How many values stand here when nothing is shared.
-        std::uint64_t unfolded = 1;
+        std::uint32_t unfolded = 1;
         /// How many containers stand inside each other here.
-        int height = 0;
+        std::int16_t height = 0;
         bool is_being_read = false;
     };
 
@@ -291,7 +294,8 @@ private:
     const object& read_element(byte_span references, std::uint64_t i, slot& container, int depth) {
         const byte_span reference = references.subspan(i * reference_size_, reference_size_);
         const slot& element = value_at(unsigned_of(reference), depth + 1);
-        container.height = std::max(container.height, element.height + 1);
+        container.height =
+            std::max(container.height, static_cast<std::int16_t>(element.height + 1));
         container.unfolded += element.unfolded;
         check_depth(container.height - 1);
         if (container.unfolded > unfolded_limit_) {
@@ -312,7 +316,7 @@ private:
     std::uint64_t top_ = 0;
     std::uint64_t table_begin_ = 0;
     std::uint64_t unclaimed_ = 0;
-    std::uint64_t unfolded_limit_ = 0;
+    std::uint32_t unfolded_limit_ = 0;
     std::vector<slot> slots_;
 };
 
