@@ -71,6 +71,11 @@ TEST_F(native_file_test, tells_a_missing_folder_as_windows_does) {
     EXPECT_EQ(creation_error(path_of("missing/file")), 3U);
 }
 
+TEST_F(native_file_test, tells_what_is_missing_without_a_folder_as_windows_does) {
+    EXPECT_EQ(reading_error("no-file-of-the-working-folder"), 2U);
+    EXPECT_EQ(reading_error(""), 3U);
+}
+
 TEST_F(native_file_test, tells_a_missing_right_as_windows_does) {
     const std::string path = make_file("forbidden", 0);
     chmod(folder.path().c_str(), 0755);
