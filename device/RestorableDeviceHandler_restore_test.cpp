@@ -3,6 +3,7 @@
 #include "simulator/object.h"
 #include "simulator/simulation.h"
 #include "tests/channel_capture.h"
+#include "tests/plist_value.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -14,7 +15,7 @@ namespace {
 
 using namespace vandrel;
 using ::testing::ElementsAre;
-using vandrel::testing::channel_capture;
+using namespace vandrel::testing;
 
 const std::string callback_says = "void __cdecl vandrel::device_notifier_state::restoreCallback("
                                   "struct _AMRestorableDevice *,const struct __CFDictionary *,"
@@ -94,6 +95,26 @@ TEST_F(restore_reports, a_report_that_cannot_be_copied_is_only_logged) {
     EXPECT_THAT(callback_diagnostics(), ElementsAre("status Restoring, operation Booting, "
                                                     "progress 0",
                                                     "Could not convert statusDict"));
+}
+
+TEST_F(restore_reports, what_a_property_list_cannot_hold_is_left_out_and_an_error_is_told) {
+    const auto complete = make_report(0, 5);
+    const cf_error_handle error(CFErrorCreate(kCFAllocatorDefault, CFSTR("usb"), 7, nullptr));
+    const cf_handle<CFMutableArrayRef> list(
+        CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks));
+    CFArrayAppendValue(list.get(), kCFNull);
+    CFArrayAppendValue(list.get(), kCFBooleanTrue);
+    CFDictionarySetValue(complete.get(), CFSTR("Error"), error.get());
+    CFDictionarySetValue(complete.get(), CFSTR("List"), list.get());
+    CFDictionarySetValue(complete.get(), CFSTR("Nothing"), kCFNull);
+    CFDictionarySetValue(complete.get(), kCFBooleanTrue, CFSTR("key that is no string"));
+    report(complete.get());
+    EXPECT_EQ(from_xml(capture.finish().records).at("Value"),
+              plist_value(dictionary{{"Error", dictionary{{"Code", 7}, {"Domain", "usb"}}},
+                                     {"List", array{true}},
+                                     {"Operation", 0},
+                                     {"Progress", 5},
+                                     {"Status", "Restoring"}}));
 }
 
 TEST_F(restore_reports, an_operation_without_a_name_is_numbered_in_the_log) {

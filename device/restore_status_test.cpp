@@ -1,5 +1,6 @@
 #include "device/restore_status.h"
 #include "foundation/cf_handle.h"
+#include "simulator/string.h"
 
 #include <gtest/gtest.h>
 
@@ -63,6 +64,11 @@ TEST_F(restore_report, each_of_the_three_has_its_type) {
     EXPECT_FALSE(is_valid(nine.get(), nine.get(), percent.get()));
     EXPECT_FALSE(is_valid(CFSTR("Restoring"), CFSTR("9"), percent.get()));
     EXPECT_FALSE(is_valid(CFSTR("Restoring"), nine.get(), kCFBooleanTrue));
+}
+
+TEST_F(restore_report, a_status_without_a_utf8_form_does_not_convert) {
+    const cf_handle<CFStringRef> status(simulator::make_unpaired_surrogate());
+    EXPECT_FALSE(is_valid(status.get(), nine.get(), percent.get()));
 }
 
 TEST_F(restore_report, an_operation_beyond_32_bits_does_not_convert) {

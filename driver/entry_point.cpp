@@ -51,8 +51,8 @@ int entry_point(int argument_count, const char* const* arguments) {
     }
 
     auto* const runner =
-        new command_runner{parsed.options, parsed.description, std::move(service_context),
-                           std::move(outputter), std::move(writer)};
+        new command_runner{std::move(parsed.options), std::move(parsed.description),
+                           std::move(service_context), std::move(outputter), std::move(writer)};
     std::thread([runner] { run_to_the_end(*runner); }).detach();
     wait_for_process_end();
 }

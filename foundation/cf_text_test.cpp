@@ -1,4 +1,6 @@
 #include "foundation/cf_text.h"
+#include "simulator/accounting.h"
+#include "simulator/string.h"
 
 #include <gtest/gtest.h>
 
@@ -24,6 +26,16 @@ TEST(cfstring_to_string, text_ends_at_the_first_zero_byte) {
     EXPECT_EQ(cfstring_to_string(string.get()), "ab");
 }
 
+TEST(cfstring_to_string, text_without_a_utf8_form_is_the_empty_string) {
+    const cf_handle<CFStringRef> string(simulator::make_unpaired_surrogate());
+    EXPECT_EQ(cfstring_to_string(string.get()), "");
+}
+
+TEST(copy_utf8, text_without_a_utf8_form_is_no_text) {
+    const cf_handle<CFStringRef> string(simulator::make_unpaired_surrogate());
+    EXPECT_EQ(copy_utf8(string.get()), std::nullopt);
+}
+
 TEST(copy_utf8, null_is_no_text) {
     EXPECT_EQ(copy_utf8(nullptr), std::nullopt);
 }
@@ -38,6 +50,11 @@ TEST(make_cfstring, text_that_is_no_utf8_gives_null) {
 
 TEST(describe_cftype, null_is_named_so) {
     EXPECT_EQ(describe_cftype(nullptr), "(null)");
+}
+
+TEST(describe_cftype, what_cannot_be_described_is_named_so) {
+    simulator::fail_creation(1);
+    EXPECT_EQ(describe_cftype(kCFBooleanTrue), "(null)");
 }
 
 TEST(describe_cftype, a_string_describes_itself) {

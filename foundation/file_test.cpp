@@ -1,6 +1,7 @@
 #include "foundation/file.h"
 #include "foundation/win32_error_category.h"
 #include "tests/file_content.h"
+#include "tests/silent_pipe.h"
 #include "tests/system_message.h"
 #include "tests/temporary_folder.h"
 
@@ -87,8 +88,9 @@ TEST_F(file_test, reads_an_empty_file_as_nothing_and_without_an_error) {
 
 TEST_F(file_test, reads_the_same_again) {
     file opened(make_file("again", "abc"));
-    EXPECT_EQ(opened.read_whole(bytes, no_limit).size(), 3U);
+    EXPECT_EQ(opened.read_whole(bytes, no_limit), bytes_of("abc"));
     EXPECT_EQ(opened.size(), 3U);
+    EXPECT_EQ(opened.read_whole(bytes, no_limit), bytes_of("abc"));
 }
 
 TEST_F(file_test, opens_names_with_characters_of_any_script) {
@@ -127,6 +129,18 @@ TEST_F(file_test, measures_files_beyond_four_gibibytes) {
     const fs::path path = make_file("sparse", "");
     fs::resize_file(path, 0x1'4000'0001);
     EXPECT_EQ(file(path).size(), 0x1'4000'0001U);
+}
+
+TEST_F(file_test, gives_nothing_of_what_has_no_size) {
+    const vandrel::testing::silent_pipe pipe;
+    file opened{fs::path(pipe.name())};
+    error_code error;
+    EXPECT_TRUE(opened.read_whole(bytes, no_limit, &error).empty());
+    EXPECT_EQ(windows_code(error), 1);
+
+    const auto thrown = error_of([&] { opened.read_whole(bytes, no_limit); });
+    EXPECT_EQ(thrown.what(),
+              "when getting size of file '" + pipe.name() + "': " + windows_reason(1));
 }
 
 // --- what ends too early

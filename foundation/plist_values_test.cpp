@@ -1,5 +1,6 @@
 #include "foundation/cf_text.h"
 #include "foundation/plist_values.h"
+#include "simulator/accounting.h"
 
 #include <gtest/gtest.h>
 
@@ -72,6 +73,16 @@ TEST(cferror_to_dictionary, an_error_with_texts_has_all_four_keys) {
     EXPECT_TRUE(equal(CFDictionaryGetValue(dictionary.get(), CFSTR("Description")), CFSTR("What")));
     EXPECT_TRUE(
         equal(CFDictionaryGetValue(dictionary.get(), CFSTR("FailureReason")), CFSTR("Why")));
+}
+
+TEST(cferror_to_dictionary, a_code_that_cannot_be_made_is_left_out) {
+    const cf_error_handle error(CFErrorCreate(kCFAllocatorDefault, CFSTR("usb"), 4711, nullptr));
+    // The dictionary is made first.
+    simulator::fail_creation(2);
+    const auto dictionary = cferror_to_dictionary(error.get());
+    ASSERT_TRUE(dictionary);
+    EXPECT_EQ(CFDictionaryGetCount(dictionary.get()), 1);
+    EXPECT_TRUE(equal(CFDictionaryGetValue(dictionary.get(), CFSTR("Domain")), CFSTR("usb")));
 }
 
 // --- make_plist_compatible

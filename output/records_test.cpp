@@ -89,6 +89,16 @@ TEST(print_value, a_record_that_cannot_be_serialised_is_a_diagnostic) {
     expect_diagnostic_only(capture, print_value_says + "CFPropertyListCreateData failed - unknown");
 }
 
+TEST(print_value, what_the_platform_cannot_write_is_a_diagnostic_with_its_reason) {
+    channel_capture capture;
+    const cf_handle<CFDateRef> too_late(CFDateCreate(kCFAllocatorDefault, 1e12));
+    capture.channel()->print_value(CFSTR("DeviceInfo"), too_late.get());
+    expect_diagnostic_only(
+        capture, print_value_says + "CFPropertyListCreateData failed - Error "
+                                    "Domain=NSCocoaErrorDomain Code=3852 \"date outside the years "
+                                    "0 to 9999\"");
+}
+
 TEST(print_value, a_document_that_cannot_become_text_is_a_diagnostic) {
     channel_capture capture;
     simulator::fail_creation(3);

@@ -111,6 +111,8 @@ std::optional<std::uint64_t> native_file::size() const {
 }
 
 void native_file::read(std::span<std::uint8_t> buffer, boost::system::error_code& error) {
+    // Cannot fail for what has a size.
+    lseek(stream_->descriptor.native_handle(), 0, SEEK_SET);
     boost::asio::read(stream_->descriptor, boost::asio::buffer(buffer.data(), buffer.size()),
                       error);
 }

@@ -25,9 +25,20 @@ CFHashCode __CFString::hash() const {
 
 namespace simulator {
 
+namespace {
+
+/// As three bytes of what would be UTF-8 if surrogates were allowed there.
+constexpr const char* unpaired_surrogate = "\xED\xA0\x80";
+
+} // namespace
+
 CFStringRef make_string(std::string utf8) {
     const auto length = utf16_length(utf8);
     return length ? create<__CFString>(std::move(utf8), *length) : nullptr;
+}
+
+CFStringRef make_unpaired_surrogate() {
+    return create<__CFString>(unpaired_surrogate, 1);
 }
 
 std::string_view text_of(CFStringRef string, const char* function) {
@@ -83,7 +94,8 @@ CFRange CFStringFind(CFStringRef string, CFStringRef string_to_find, CFStringCom
 Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex size,
                            CFStringEncoding encoding) {
     const std::string& text = checked(string).utf8;
-    if (encoding != kCFStringEncodingUTF8 || size <= static_cast<CFIndex>(text.size())) {
+    if (encoding != kCFStringEncodingUTF8 || size <= static_cast<CFIndex>(text.size()) ||
+        text == simulator::unpaired_surrogate) {
         return false;
     }
     std::memcpy(buffer, text.c_str(), text.size() + 1);

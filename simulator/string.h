@@ -25,6 +25,9 @@ namespace simulator {
 /// A new string; null when `utf8` is not valid UTF-8, or when it has been told to fail.
 CFStringRef make_string(std::string utf8);
 
+/// A string of one unpaired surrogate, which has no UTF-8 form; null when it has been told to fail.
+CFStringRef make_unpaired_surrogate();
+
 /// The text of a string; valid while the string lives. For functions of the platform, on whose
 /// behalf misuse is reported.
 std::string_view text_of(CFStringRef string, const char* function = __builtin_FUNCTION());

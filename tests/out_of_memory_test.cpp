@@ -72,6 +72,16 @@ TEST_F(out_of_memory, restore_options_are_a_read_error) {
     }
 }
 
+TEST(cfstring_to_string_out_of_memory, ends_the_process) {
+    const auto text = vandrel::make_cfstring(std::string(2'000'000, 'x'));
+    EXPECT_DEATH(
+        {
+            const allocation_limit little_memory(1'000'000);
+            vandrel::cfstring_to_string(text.get());
+        },
+        "");
+}
+
 /// What becomes of a command whose thread gets no larger blocks.
 int run_listing(std::size_t limit, channel_capture& capture) {
     vandrel::start_options options;

@@ -127,6 +127,12 @@ TEST(restore, with_debug_every_step_is_explained) {
                             completion + "AMRestorableDeviceUnregisterForNotifications()"));
 }
 
+TEST(restore, no_cleanup_is_taken_and_the_scratch_folder_is_removed_all_the_same) {
+    const tool_run run = restore(restoring({last_step}), {"--no-cleanup"}).run();
+    EXPECT_EQ(run.status, 0);
+    EXPECT_THAT(run.records, ElementsAre(last_record));
+}
+
 // --- finding the device
 
 TEST(restore, a_device_that_is_not_there_is_a_bad_ecid) {
