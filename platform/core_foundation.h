@@ -8,6 +8,7 @@
 /// belongs to the caller, who releases it once with CFRelease; what others return does not.
 /// Unless said otherwise, every function may be called from any thread.
 
+#include <atomic>
 #include <cstdint>
 
 extern "C" {
@@ -228,9 +229,20 @@ CFPropertyListRef CFPropertyListCreateWithData(CFAllocatorRef allocator, CFDataR
 
 } // extern "C"
 
+/// The constant string of a literal. `place` keeps it, for looking it up takes long; whoever looks
+/// it up at the same time finds the same one.
+inline CFStringRef constant_string(std::atomic<CFStringRef>& place, const char* literal) {
+    CFStringRef constant = place.load(std::memory_order_acquire);
+    if (constant == nullptr) {
+        constant = __CFStringMakeConstantString(literal);
+        place.store(constant, std::memory_order_release);
+    }
+    return constant;
+}
+
 /// The constant string of a literal; looked up once in each place where it stands.
 #define CFSTR(literal)                                                                             \
     ([]() -> CFStringRef {                                                                         \
-        static const CFStringRef constant = __CFStringMakeConstantString("" literal "");           \
-        return constant;                                                                           \
+        static std::atomic<CFStringRef> cfstr_place;                                               \
+        return constant_string(cfstr_place, "" literal "");                                        \
     }())
