@@ -5,7 +5,7 @@ enable_testing()
 set(VANDREL_TEST_PREFIX "" CACHE STRING "What the names of CTest's tests begin with")
 
 # Tests are built quickly rather than fast: what takes their time is what they test.
-set(VANDREL_TEST_OPTIONS ${VANDREL_WARNINGS} -O1 -g1)
+set(VANDREL_TEST_OPTIONS ${VANDREL_WARNINGS} -O0 -g1)
 
 # The main function of all test programs: it fails a test that leaves objects of the platform alive.
 add_library(vandrel_test_main OBJECT ${PROJECT_SOURCE_DIR}/tests/test_main.cpp)
