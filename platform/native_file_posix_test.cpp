@@ -145,6 +145,17 @@ TEST_F(native_file_test, opens_a_pipe_without_waiting_and_cannot_tell_its_size) 
     EXPECT_EQ(native_last_error(), 1U);
 }
 
+TEST_F(native_file_test, tells_what_windows_knows_no_code_for_as_a_general_failure) {
+    // The lowest free number is the one that the file will get.
+    const int descriptor = dup(STDERR_FILENO);
+    close(descriptor);
+    const auto file = native_file::open_for_reading(context, make_file("file"));
+    ASSERT_TRUE(file);
+    close(descriptor);
+    EXPECT_EQ(file->size(), std::nullopt);
+    EXPECT_EQ(native_last_error(), 31U);
+}
+
 TEST_F(native_file_test, notices_a_file_that_has_become_shorter) {
     const std::string path = make_file("file");
     auto file = native_file::open_for_reading(context, path);

@@ -49,7 +49,11 @@ OPERATORS = {
 WORDS = {"true": "false", "false": "true", "break": "continue", "continue": "break"}
 # A statement that is a call and nothing else; and a call of two arguments without parentheses.
 CALL = re.compile(r"(?<=[;{})])(\s+)((?:\w+(?:::|\.|->))*\w+\([^;{}]*\);)(?=\s)")
-TWO_ARGUMENTS = re.compile(r"(?<=\w\()([^(){};,\"]+), ([^(){};,\"]+)(?=\))")
+# The order does not matter to the smaller of two.
+TWO_ARGUMENTS = re.compile(r"(?<=\w\()(?<!std::min\()(?<!std::max\()"
+                           r"([^(){};,\"]+), ([^(){};,\"]+)(?=\))")
+# What has a type before its name is a parameter, not an argument.
+PARAMETER = re.compile(r"\w[\s*&]+\w")
 CONDITION = re.compile(r"\b(?:if|while) \((?!const |auto )((?:[^(){};]|\([^(){};]*\))+)\) \{")
 
 
@@ -99,6 +103,8 @@ def mutants_of(file, source):
     for match in filter(is_code, CALL.finditer(source)):
         yield mutant(file, "removed call", *match.span(2), ";")
     for match in filter(is_code, TWO_ARGUMENTS.finditer(source)):
+        if PARAMETER.search(match[1]) or PARAMETER.search(match[2]):
+            continue
         yield mutant(file, "swapped arguments", *match.span(), f"{match[2]}, {match[1]}")
     for match in filter(is_code, CONDITION.finditer(source)):
         yield mutant(file, "condition", *match.span(1), f"!({match[1]})")
@@ -187,7 +193,7 @@ class workshop:
 
     def passes(self, program):
         return self.succeeds([self.build / "bin" / program, "--gtest_fail_fast", "--gtest_brief=1"],
-                             180)
+                             360)
 
     def survives(self, candidate):
         """None: the compiler refuses it."""
@@ -208,25 +214,25 @@ class workshop:
 
 
 class tally:
-    """Counts; tells of each survivor as soon as it is known."""
+    """Counts; keeps what has become of each mutant as soon as it is known."""
 
     def __init__(self):
         self.lock = threading.Lock()
         self.killed = {}
         self.survived = {}
-        self.survivors = open(WORK / "survivors.txt", "w", encoding="utf-8")
+        self.results = open(WORK / "results.txt", "w", encoding="utf-8")
 
     def add(self, group, candidate, survives):
         with self.lock:
             (self.survived if survives else self.killed).setdefault(group, []).append(candidate)
+            line = candidate.describe(source_of(candidate.file))
+            print("survived" if survives else "killed", line, file=self.results, flush=True)
             if survives:
-                line = candidate.describe(source_of(candidate.file))
-                print(line, file=self.survivors, flush=True)
                 print(f"survived: {line}", flush=True)
 
     def close(self):
         """Prints the table; whether enough are killed."""
-        self.survivors.close()
+        self.results.close()
         print(f"{'':12}  mutants  killed")
         totals = [0, 0]
         for folder in sorted({*self.killed, *self.survived}):
@@ -291,7 +297,8 @@ def main():
         per_group)
 
     WORK.mkdir(parents=True, exist_ok=True)
-    shops = [workshop(number) for number in range(os.cpu_count())]
+    # Tests mostly wait for something.
+    shops = [workshop(number) for number in range(2 * os.cpu_count())]
     print("Building and testing the core as it is ...", flush=True)
     run_in_threads([shop.prepare for shop in shops])
     print("Mutating ...", flush=True)
