@@ -35,6 +35,8 @@ dictionary step(int operation, int progress, const dictionary& more = {}) {
     return {{"After", 0}, {"Report", report}};
 }
 
+const dictionary in_a_long_time{{"After", 1e6}, {"Report", dictionary{}}};
+
 /// A tool that waits for the device as long as it takes.
 tool_call restore_with(const array& reports, const std::string& ecid = some_ecid) {
     return tool_call({"--restore", "x.ipsw", "--ecid", ecid, "--detect-timeout", "1000"})
@@ -76,7 +78,6 @@ std::string read_record(running_tool& tool) {
 } // namespace
 
 TEST(controlling_application, reads_a_record_while_the_tool_goes_on) {
-    const dictionary in_a_long_time{{"After", 1e6}, {"Report", dictionary{}}};
     running_tool tool = restore_with({step(9, 0), in_a_long_time}).start();
     EXPECT_EQ(from_xml(read_record(tool)).at("Value").at("Operation"), plist_value(9));
 }
@@ -94,7 +95,8 @@ TEST(controlling_application, gets_every_byte_when_it_reads_one_at_a_time) {
 }
 
 TEST(controlling_application, that_stops_reading_in_a_record_ends_the_tool_as_a_crash_does) {
-    running_tool tool = restore_with_a_large_record().start();
+    running_tool tool =
+        restore_with({step(13, 1, {{"Log", more_than_the_pipe_holds}}), in_a_long_time}).start();
     EXPECT_EQ(tool.read_pipe(5), "<?xml");
     tool.close_pipe();
     const tool_run run = tool.wait();

@@ -14,6 +14,10 @@ import sys
 import tempfile
 import unittest
 
+sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "launcher"))
+
+from command_lines import wrote_the_same
+
 RECOVERY = "0001A2B3C4D5E6F7"
 RESTORE = ["--speed", "10", "--", "--restore", "example.ipsw", "--ecid", RECOVERY]
 COMMAND_LINES = [
@@ -84,7 +88,10 @@ class records(unittest.TestCase):
             self.skipTest("no program to compare with")
         for arguments in COMMAND_LINES:
             with self.subTest(arguments=arguments):
-                self.assertEqual(run(program, arguments), run([other_program], arguments))
+                status, output = run(program, arguments)
+                other_status, other_output = run([other_program], arguments)
+                self.assertEqual(status, other_status)
+                self.assertTrue(wrote_the_same(arguments, output, other_output), (output, other_output))
 
 
 if __name__ == "__main__":
