@@ -20,11 +20,19 @@ COMMAND_LINES = [
     [],
 ]
 
+# Options with which the tool does not wait for the end of a restore, and what the record holds with
+# which it stops waiting.
+STOPPED_WAITING = {
+    "--enter-restore-mode": b"<string>Booting</string>",
+    "--restore-timeout": b"restore did not complete in 0 seconds",
+}
+
 
 def wrote_the_same(arguments, one, other):
     """Whether two runs of these arguments, of which these are the outputs, did. A restore that the
     tool does not wait for goes on while it ends, and so may its records."""
-    if not {"--enter-restore-mode", "--restore-timeout"}.intersection(arguments):
-        return one == other
-    shorter, longer = sorted((one, other), key=len)
-    return shorter.endswith(b"</plist>\n\n") and longer.startswith(shorter)
+    for option in STOPPED_WAITING.keys() & set(arguments):
+        shorter, longer = sorted((one, other), key=len)
+        return (STOPPED_WAITING[option] in shorter and shorter.endswith(b"</plist>\n\n")
+                and longer.startswith(shorter))
+    return one == other
