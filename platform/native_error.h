@@ -8,7 +8,7 @@ namespace vandrel {
 // Why a call of the system failed, as Windows tells it: a number that the calling thread keeps, and
 // a text for it. A POSIX host gives the numbers that Windows has for the same failures.
 
-/// The number of the calling thread's last failure. Other calls may change it.
+/// The number of the calling thread's last failure, 0 before the first. Other calls may change it.
 std::uint32_t native_last_error();
 void set_native_last_error(std::uint32_t code);
 

@@ -41,6 +41,13 @@ TEST(native_error_text, leaves_the_last_error_alone_when_there_is_one) {
     EXPECT_EQ(native_last_error(), 5U);
 }
 
+TEST(native_last_error, is_0_in_a_thread_in_which_nothing_has_failed) {
+    set_native_last_error(5);
+    std::uint32_t of_the_other_thread = 5;
+    std::thread([&] { of_the_other_thread = native_last_error(); }).join();
+    EXPECT_EQ(of_the_other_thread, 0U);
+}
+
 TEST(native_last_error, belongs_to_its_thread) {
     set_native_last_error(5);
     std::thread([] { set_native_last_error(2); }).join();
