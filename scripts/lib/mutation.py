@@ -25,7 +25,7 @@ WORK = ROOT / "build" / "mutation"
 FOLDERS = ("debug", "device", "driver", "foundation", "output", "platform")
 # Fewer than this many of a hundred killed mutants are too few.
 PROMISED = 95
-PLATFORM = ("platform/core_foundation.h", "platform/mobile_device.h")
+DECLARATIONS = ("platform/core_foundation.h", "platform/mobile_device.h")
 # Tests that do the same as others, at greater length.
 REPEATED_TESTS = r"\.(every_creation_fails_once|product)\.|records_of_many_producers|storm|same_as"
 
@@ -122,7 +122,8 @@ def sources_of(folder):
     listed = subprocess.run(["git", "ls-files", f"{folder}/*.cpp", f"{folder}/*.h"], cwd=ROOT,
                             check=True, capture_output=True, text=True).stdout.split()
     return [name for name in listed
-            if name.count("/") == 1 and name not in PLATFORM and not re.search(r"_(test|windows)\.(cpp|h)$", name)]
+            if name.count("/") == 1 and name not in DECLARATIONS
+            and not re.search(r"_(test|windows)\.(cpp|h)$", name)]
 
 
 def in_even_order(candidates):
