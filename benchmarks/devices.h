@@ -2,7 +2,7 @@
 
 #include "device/RestorableDeviceHandler.h"
 #include "foundation/cf_handle.h"
-#include "simulator/simulation.h"
+#include "simulator/mobile_device/simulation.h"
 
 #include <cstdint>
 #include <utility>

@@ -1,6 +1,6 @@
 #include "device/RestorableDeviceHandler.h"
-#include "simulator/accounting.h"
-#include "simulator/simulation.h"
+#include "simulator/core_foundation/accounting.h"
+#include "simulator/mobile_device/simulation.h"
 #include "tests/channel_capture.h"
 
 #include <gmock/gmock.h>

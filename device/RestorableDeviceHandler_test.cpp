@@ -1,7 +1,7 @@
 #include "device/RestorableDeviceHandler.h"
 #include "foundation/cf_text.h"
-#include "simulator/object.h"
-#include "simulator/simulation.h"
+#include "simulator/core_foundation/object.h"
+#include "simulator/mobile_device/simulation.h"
 #include "tests/channel_capture.h"
 #include "tests/temporary_folder.h"
 

@@ -1,7 +1,7 @@
 #include "device/device_properties.h"
 #include "foundation/cf_text.h"
-#include "simulator/accounting.h"
-#include "simulator/simulation.h"
+#include "simulator/core_foundation/accounting.h"
+#include "simulator/mobile_device/simulation.h"
 #include "tests/plist_value.h"
 
 #include <gtest/gtest.h>

@@ -1,8 +1,8 @@
 /// Notifications from many threads at once, against sessions that wait, list and go.
 
 #include "device/RestorableDeviceHandler.h"
-#include "simulator/object.h"
-#include "simulator/simulation.h"
+#include "simulator/core_foundation/object.h"
+#include "simulator/mobile_device/simulation.h"
 #include "tests/channel_capture.h"
 #include "tests/plist_value.h"
 

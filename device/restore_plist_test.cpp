@@ -1,6 +1,6 @@
 #include "device/restore_plist.h"
 #include "foundation/cf_text.h"
-#include "simulator/accounting.h"
+#include "simulator/core_foundation/accounting.h"
 #include "tests/file_content.h"
 #include "tests/temporary_folder.h"
 

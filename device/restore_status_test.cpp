@@ -1,6 +1,6 @@
 #include "device/restore_status.h"
 #include "foundation/cf_handle.h"
-#include "simulator/string.h"
+#include "simulator/core_foundation/string.h"
 
 #include <gtest/gtest.h>
 

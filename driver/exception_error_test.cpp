@@ -1,6 +1,6 @@
 #include "driver/exception_error.h"
 #include "foundation/cf_text.h"
-#include "simulator/accounting.h"
+#include "simulator/core_foundation/accounting.h"
 
 #include <boost/program_options/cmdline.hpp>
 #include <boost/program_options/errors.hpp>

@@ -1,6 +1,6 @@
 #include "foundation/cf_text.h"
-#include "simulator/accounting.h"
-#include "simulator/string.h"
+#include "simulator/core_foundation/accounting.h"
+#include "simulator/core_foundation/string.h"
 
 #include <gtest/gtest.h>
 

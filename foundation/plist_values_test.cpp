@@ -1,6 +1,6 @@
 #include "foundation/cf_text.h"
 #include "foundation/plist_values.h"
-#include "simulator/accounting.h"
+#include "simulator/core_foundation/accounting.h"
 
 #include <gtest/gtest.h>
 

@@ -3,9 +3,9 @@
 
 #include "fuzzers/fuzzing.h"
 #include "fuzzers/xml_outcome.h"
-#include "simulator/array.h"
-#include "simulator/dictionary.h"
-#include "simulator/property_list.h"
+#include "simulator/core_foundation/array.h"
+#include "simulator/core_foundation/dictionary.h"
+#include "simulator/core_foundation/property_list.h"
 
 namespace vandrel::fuzzing {
 

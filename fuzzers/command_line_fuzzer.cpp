@@ -9,7 +9,7 @@
 #include "driver/parse_arguments.h"
 #include "foundation/cf_text.h"
 #include "fuzzers/fuzzing.h"
-#include "simulator/simulation.h"
+#include "simulator/mobile_device/simulation.h"
 
 #include <boost/filesystem/operations.hpp>
 

@@ -1,7 +1,7 @@
 #include "fuzzers/fuzzing.h"
 
 #include "platform/native_process.h"
-#include "simulator/accounting.h"
+#include "simulator/core_foundation/accounting.h"
 
 #include <cstdio>
 #include <cstdlib>

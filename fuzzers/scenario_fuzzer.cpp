@@ -3,7 +3,7 @@
 
 #include "fuzzers/fuzzing.h"
 #include "fuzzers/memory_file.h"
-#include "simulator/scenario_file.h"
+#include "simulator/mobile_device/scenario_file.h"
 
 #include <algorithm>
 #include <cmath>

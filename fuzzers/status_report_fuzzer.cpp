@@ -6,9 +6,9 @@
 #include "fuzzers/fuzzing.h"
 #include "fuzzers/object_graph.h"
 #include "fuzzers/xml_outcome.h"
-#include "simulator/dictionary.h"
-#include "simulator/number.h"
-#include "simulator/string.h"
+#include "simulator/core_foundation/dictionary.h"
+#include "simulator/core_foundation/number.h"
+#include "simulator/core_foundation/string.h"
 
 #include <boost/filesystem/operations.hpp>
 

@@ -1,12 +1,12 @@
 #include "fuzzers/xml_outcome.h"
 
-#include "simulator/array.h"
-#include "simulator/boolean.h"
-#include "simulator/data.h"
-#include "simulator/date.h"
-#include "simulator/dictionary.h"
-#include "simulator/number.h"
-#include "simulator/string.h"
+#include "simulator/core_foundation/array.h"
+#include "simulator/core_foundation/boolean.h"
+#include "simulator/core_foundation/data.h"
+#include "simulator/core_foundation/date.h"
+#include "simulator/core_foundation/dictionary.h"
+#include "simulator/core_foundation/number.h"
+#include "simulator/core_foundation/string.h"
 
 #include <algorithm>
 #include <cmath>

@@ -3,7 +3,7 @@
 
 #include "fuzzers/fuzzing.h"
 #include "fuzzers/xml_outcome.h"
-#include "simulator/property_list.h"
+#include "simulator/core_foundation/property_list.h"
 
 namespace vandrel::fuzzing {
 

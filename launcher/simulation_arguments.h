@@ -1,6 +1,6 @@
 #pragma once
 
-#include "simulator/simulation.h"
+#include "simulator/mobile_device/simulation.h"
 
 #include <cstdint>
 #include <optional>

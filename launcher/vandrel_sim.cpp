@@ -1,10 +1,10 @@
 #include "driver/entry_point.h"
 #include "launcher/launch.h"
 #include "launcher/simulation_arguments.h"
-#include "simulator/accounting.h"
-#include "simulator/built_in_scenario.h"
-#include "simulator/scenario_file.h"
-#include "simulator/simulation.h"
+#include "simulator/core_foundation/accounting.h"
+#include "simulator/mobile_device/built_in_scenario.h"
+#include "simulator/mobile_device/scenario_file.h"
+#include "simulator/mobile_device/simulation.h"
 
 #include <cstdio>
 #include <cstdlib>

@@ -1,7 +1,7 @@
 #include "driver/tool_error.h"
 #include "foundation/cf_handle.h"
 #include "output/output_str_state.h"
-#include "simulator/accounting.h"
+#include "simulator/core_foundation/accounting.h"
 #include "tests/channel_capture.h"
 
 #include <gtest/gtest.h>

@@ -9,17 +9,17 @@ import unittest
 CHECK = pathlib.Path(__file__).with_name("check-includes")
 
 CLEAN = {
-    "launcher/vandrel_sim.cpp": '#include "driver/entry_point.h"\n#include "simulator/play.h"\n',
+    "launcher/vandrel_sim.cpp": '#include "driver/entry_point.h"\n#include "simulator/mobile_device/play.h"\n',
     "driver/entry_point.h": '#include "device/session.h"\n',
     "driver/ecid.h": '#include "foundation/text.h"\n',
     "device/session.h": '#include "debug/status.h"\n#include "driver/ecid.h"\n',
     "debug/status.h": '#include "output/channel.h"\n',
     "output/channel.h": '#include "driver/ecid.h"\n',
-    "output/channel_test.cpp": '#include "simulator/play.h"\n',
+    "output/channel_test.cpp": '#include "simulator/mobile_device/play.h"\n',
     "foundation/text.h": '#include "platform/core.h"\n',
     "platform/core.h": "#include <cstdint>\n#if defined(NDEBUG)\n#endif\n",
     "platform/forwarding/load.cpp": '#include "platform/core.h"\n',
-    "simulator/play.h": '#include "platform/core.h"\n',
+    "simulator/mobile_device/play.h": '#include "platform/core.h"\n',
     "tests/capture.h": '#include "output/channel.h"\n',
 }
 
@@ -58,8 +58,8 @@ class check_includes(unittest.TestCase):
 
     def test_the_core_does_not_know_who_supplies_the_platform(self):
         self.assert_only_violation(
-            {"device/table.cpp": '#include "simulator/play.h"\n'},
-            "device/table.cpp:1: device may not include simulator (simulator/play.h)")
+            {"device/table.cpp": '#include "simulator/mobile_device/play.h"\n'},
+            "device/table.cpp:1: device may not include simulated MobileDevice (simulator/mobile_device/play.h)")
         self.assert_only_violation(
             {"platform/forwarding/load.h": "",
              "platform/clock.cpp": '#include "platform/forwarding/load.h"\n'},
@@ -72,11 +72,11 @@ class check_includes(unittest.TestCase):
 
     def test_a_supplier_knows_the_platform_only(self):
         self.assert_only_violation(
-            {"simulator/play.cpp": '#include "foundation/text.h"\n'},
-            "simulator/play.cpp:1: simulator may not include foundation (foundation/text.h)")
+            {"simulator/mobile_device/play.cpp": '#include "foundation/text.h"\n'},
+            "simulator/mobile_device/play.cpp:1: simulated MobileDevice may not include foundation (foundation/text.h)")
         self.assert_only_violation(
-            {"platform/forwarding/more.cpp": '#include "simulator/play.h"\n'},
-            "platform/forwarding/more.cpp:1: forwarding may not include simulator (simulator/play.h)")
+            {"platform/forwarding/more.cpp": '#include "simulator/mobile_device/play.h"\n'},
+            "platform/forwarding/more.cpp:1: forwarding may not include simulated MobileDevice (simulator/mobile_device/play.h)")
 
     def test_only_tests_include_what_is_for_tests(self):
         self.assert_only_violation(

@@ -2,7 +2,7 @@
 
 #include "foundation/cf_handle.h"
 #include "foundation/cf_text.h"
-#include "simulator/number.h"
+#include "simulator/core_foundation/number.h"
 
 #include <ostream>
 #include <stdexcept>

@@ -1,5 +1,5 @@
 #include "platform/native_process.h"
-#include "simulator/accounting.h"
+#include "simulator/core_foundation/accounting.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

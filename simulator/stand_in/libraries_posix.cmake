@@ -12,8 +12,10 @@ add_library(stand_in STATIC stand_in.cpp)
 target_include_directories(stand_in PRIVATE ${PROJECT_SOURCE_DIR})
 target_compile_options(stand_in PRIVATE ${VANDREL_WARNINGS})
 add_library(stand_in_core_foundation SHARED ${empty})
-target_link_libraries(stand_in_core_foundation PRIVATE -Wl,--whole-archive vandrel_simulator stand_in
-                                                       -Wl,--no-whole-archive)
+target_link_libraries(
+    stand_in_core_foundation PRIVATE -Wl,--whole-archive simulated_core_foundation
+                                     simulated_mobile_device stand_in
+                                     -Wl,--no-whole-archive)
 # The product has functions of the same names, which none of the library's own calls may reach.
 target_link_options(
     stand_in_core_foundation

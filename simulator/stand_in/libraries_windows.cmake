@@ -12,8 +12,10 @@ file(CONFIGURE OUTPUT mobile_device.def CONTENT "EXPORTS\n    ${mobile_device_ex
 # Initialisers run in the reverse of the order in which they are linked: what plays comes before what
 # it plays with.
 add_library(stand_in_core_foundation MODULE stand_in.cpp ${CMAKE_CURRENT_BINARY_DIR}/core_foundation.def)
-target_link_libraries(stand_in_core_foundation PRIVATE -Wl,--whole-archive vandrel_simulator
-                                                       -Wl,--no-whole-archive)
+target_link_libraries(
+    stand_in_core_foundation PRIVATE -Wl,--whole-archive simulated_mobile_device
+                                     simulated_core_foundation
+                                     -Wl,--no-whole-archive)
 
 add_library(stand_in_mobile_device MODULE ${empty} ${CMAKE_CURRENT_BINARY_DIR}/mobile_device.def)
 

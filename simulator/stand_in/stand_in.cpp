@@ -6,10 +6,10 @@
 ///     VANDREL_JOURNAL    where the calls are recorded
 ///     VANDREL_SPEED, VANDREL_FAIL_CREATION   as vandrel-sim's options of these names
 
-#include "simulator/accounting.h"
-#include "simulator/built_in_scenario.h"
-#include "simulator/scenario_file.h"
-#include "simulator/simulation.h"
+#include "simulator/core_foundation/accounting.h"
+#include "simulator/mobile_device/built_in_scenario.h"
+#include "simulator/mobile_device/scenario_file.h"
+#include "simulator/mobile_device/simulation.h"
 
 #include <cstdio>
 #include <cstdlib>

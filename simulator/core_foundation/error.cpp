@@ -1,0 +1,75 @@
+#include "simulator/core_foundation/dictionary.h"
+#include "simulator/core_foundation/object.h"
+#include "simulator/core_foundation/string.h"
+
+struct __CFError final : simulator::object {
+    __CFError(CFStringRef error_domain, CFIndex error_code, CFDictionaryRef info)
+        : object(static_type()), domain(simulator::retained(error_domain)), code(error_code) {
+        if (info != nullptr) {
+            for (const auto& [key, value] : info->table.entries()) {
+                user_info.set(*key, value.get());
+            }
+        }
+    }
+    static const simulator::runtime_type& static_type() {
+        static const auto& type = *new simulator::runtime_type("CFError");
+        return type;
+    }
+
+    /// Null when there is none, or when it is no string.
+    CFStringRef text(CFStringRef key) const {
+        const auto* entry = user_info.find(*key);
+        return entry == nullptr ? nullptr : simulator::cast<__CFString>(entry->value.get());
+    }
+
+    bool equals(const object& other) const override {
+        const auto& error = static_cast<const __CFError&>(other);
+        return code == error.code && CFEqual(domain.get(), error.domain.get());
+    }
+    CFHashCode hash() const override { return static_cast<CFHashCode>(code); }
+    std::string describe() const override {
+        std::string result = "Error Domain=" + domain->utf8 + " Code=" + std::to_string(code);
+        for (const CFStringRef key :
+             {kCFErrorLocalizedDescriptionKey, kCFErrorLocalizedFailureReasonKey}) {
+            if (const CFStringRef part = text(key)) {
+                result += " \"" + part->utf8 + "\"";
+            }
+        }
+        return result;
+    }
+
+    const simulator::owned<const __CFString> domain;
+    const CFIndex code;
+    simulator::entry_table user_info;
+};
+
+using simulator::checked;
+
+const CFStringRef kCFErrorLocalizedDescriptionKey = CFSTR("NSLocalizedDescription");
+const CFStringRef kCFErrorLocalizedFailureReasonKey = CFSTR("NSLocalizedFailureReason");
+
+CFTypeID CFErrorGetTypeID() {
+    return __CFError::static_type().id();
+}
+
+CFErrorRef CFErrorCreate(CFAllocatorRef, CFStringRef domain, CFIndex code,
+                         CFDictionaryRef user_info) {
+    return simulator::create<__CFError>(&checked(domain), code,
+                                        user_info == nullptr ? nullptr : &checked(user_info));
+}
+
+CFStringRef CFErrorGetDomain(CFErrorRef error) {
+    return checked(error).domain.get();
+}
+
+CFIndex CFErrorGetCode(CFErrorRef error) {
+    return checked(error).code;
+}
+
+CFStringRef CFErrorCopyDescription(CFErrorRef error) {
+    return simulator::copy_reference(checked(error).text(kCFErrorLocalizedDescriptionKey));
+}
+
+CFStringRef CFErrorCopyFailureReason(CFErrorRef error) {
+    return simulator::copy_reference(checked(error).text(kCFErrorLocalizedFailureReasonKey));
+}

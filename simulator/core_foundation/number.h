@@ -1,0 +1,31 @@
+#pragma once
+
+/// Numbers.
+
+#include "simulator/core_foundation/object.h"
+
+#include <string>
+#include <variant>
+
+struct __CFNumber final : simulator::object {
+    /// Whole numbers are signed; unsigned only above what a signed one can hold, which property
+    /// lists allow. So equal whole numbers are of one alternative.
+    using value_type = std::variant<std::int64_t, std::uint64_t, double>;
+
+    explicit __CFNumber(value_type number) : object(static_type()), value(number) {}
+    static const simulator::runtime_type& static_type();
+
+    bool equals(const object& other) const override;
+    CFHashCode hash() const override;
+    std::string describe() const override;
+
+    const value_type value;
+};
+
+namespace simulator {
+
+/// The decimal text of a number. Fractions have the 17 significant digits that give the same number
+/// when read back; what is not finite is "nan", "+infinity" or "-infinity".
+std::string number_text(const __CFNumber::value_type& value);
+
+} // namespace simulator

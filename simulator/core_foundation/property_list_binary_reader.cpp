@@ -1,0 +1,333 @@
+#include "simulator/core_foundation/array.h"
+#include "simulator/core_foundation/boolean.h"
+#include "simulator/core_foundation/data.h"
+#include "simulator/core_foundation/date.h"
+#include "simulator/core_foundation/dictionary.h"
+#include "simulator/core_foundation/number.h"
+#include "simulator/core_foundation/property_list.h"
+#include "simulator/core_foundation/string.h"
+#include "simulator/core_foundation/utf8.h"
+
+#include <algorithm>
+#include <bit>
+#include <limits>
+#include <string_view>
+
+namespace simulator {
+
+namespace {
+
+constexpr std::string_view magic = "bplist00";
+constexpr std::size_t trailer_size = 32;
+
+/// A value in which containers are shared unfolds to far more than the file: thirty arrays of two
+/// references each to a million million. Whoever walks over it meets each shared container as often
+/// as it is referred to, so there is a bound on that too: as many values as the file has bytes, or
+/// this many if that is more.
+constexpr std::size_t usual_unfolded_limit = 1'000'000;
+/// Two of these can be added.
+constexpr std::size_t largest_unfolded_limit = 0x7FFF'FFFF;
+
+using byte_span = std::span<const std::uint8_t>;
+
+[[noreturn]] void fail(const char* what) {
+    throw property_list_error(std::string("binary property list: ") + what);
+}
+
+/// A big-endian number of at most eight bytes.
+std::uint64_t unsigned_of(byte_span bytes) {
+    std::uint64_t result = 0;
+    for (const std::uint8_t byte : bytes) {
+        result = result << 8 | byte;
+    }
+    return result;
+}
+
+/// What stands at an object's offset, read from front to back.
+class object_bytes {
+public:
+    /// `unclaimed` is how many bytes the objects have that no object has claimed yet. Every byte
+    /// belongs to one object at most; a file could make the same ones millions of objects
+    /// otherwise.
+    object_bytes(byte_span bytes, std::uint64_t& unclaimed) : rest_(bytes), unclaimed_(unclaimed) {}
+
+    byte_span take(std::uint64_t count) {
+        if (count > rest_.size()) {
+            fail("object runs past the end of the objects");
+        }
+        if (count > unclaimed_) {
+            fail("objects overlap");
+        }
+        unclaimed_ -= count;
+        const byte_span result = rest_.first(count);
+        rest_ = rest_.subspan(count);
+        return result;
+    }
+
+    /// Takes `count` elements of `size` bytes each.
+    byte_span take_elements(std::uint64_t count, std::uint64_t size) {
+        if (count > rest_.size() / size) {
+            fail("object runs past the end of the objects");
+        }
+        return take(count * size);
+    }
+
+    /// The count that the low half of a marker gives: 15 says that an integer follows with it.
+    std::uint64_t take_count(unsigned low) {
+        if (low != 0xF) {
+            return low;
+        }
+        const unsigned marker = take(1).front();
+        if (marker >> 4 != 0x1 || (marker & 0xF) > 3) {
+            fail("bad count");
+        }
+        return unsigned_of(take(std::uint64_t{1} << (marker & 0xF)));
+    }
+
+private:
+    byte_span rest_;
+    std::uint64_t& unclaimed_;
+};
+
+owned<const object> create_integer(byte_span bytes) {
+    // Up to four bytes are unsigned, eight signed; sixteen hold what is unsigned and needs all of
+    // 64 bits.
+    if (bytes.size() > 8) {
+        const std::uint64_t high = unsigned_of(bytes.first(8));
+        const std::uint64_t low = unsigned_of(bytes.subspan(8));
+        const bool is_large = low > std::numeric_limits<std::int64_t>::max();
+        if (high == 0 && is_large) {
+            return create_value<__CFNumber>(low);
+        }
+        if (high != (is_large ? std::numeric_limits<std::uint64_t>::max() : 0)) {
+            fail("integer beyond 64 bits");
+        }
+        bytes = bytes.subspan(8);
+    }
+    return create_value<__CFNumber>(static_cast<std::int64_t>(unsigned_of(bytes)));
+}
+
+double real_of(byte_span bytes) {
+    return bytes.size() == 4 ? std::bit_cast<float>(static_cast<std::uint32_t>(unsigned_of(bytes)))
+                             : std::bit_cast<double>(unsigned_of(bytes));
+}
+
+owned<const object> create_ascii_string(byte_span bytes) {
+    if (std::ranges::any_of(bytes, [](std::uint8_t byte) { return byte > 0x7F; })) {
+        fail("text that is not ASCII");
+    }
+    return create_string_value(
+        std::string(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
+}
+
+owned<const object> create_utf16_string(byte_span bytes) {
+    std::string text;
+    while (!bytes.empty()) {
+        auto code_point = static_cast<char32_t>(unsigned_of(bytes.first(2)));
+        bytes = bytes.subspan(2);
+        if (code_point >= 0xD800 && code_point < 0xE000) {
+            const auto low = static_cast<char32_t>(bytes.empty() ? 0 : unsigned_of(bytes.first(2)));
+            if (code_point >= 0xDC00 || low < 0xDC00 || low > 0xDFFF) {
+                fail("text that is not UTF-16");
+            }
+            bytes = bytes.subspan(2);
+            code_point = 0x10000 + ((code_point - 0xD800) << 10) + (low - 0xDC00);
+        }
+        append_utf8(text, code_point);
+    }
+    return create_string_value(std::move(text));
+}
+
+/// Reads from the top object down. Every object is made once, when it is first referred to.
+class binary_reader {
+public:
+    explicit binary_reader(byte_span file) : file_(file) {
+        if (file.size() < magic.size() + trailer_size) {
+            fail("no room for a trailer");
+        }
+        const byte_span trailer = file.last(trailer_size);
+        offset_size_ = trailer[6];
+        reference_size_ = trailer[7];
+        const std::uint64_t count = unsigned_of(trailer.subspan(8, 8));
+        top_ = unsigned_of(trailer.subspan(16, 8));
+        table_begin_ = unsigned_of(trailer.subspan(24, 8));
+        const std::uint64_t table_end = file.size() - trailer_size;
+        if (offset_size_ < 1 || offset_size_ > 8 || reference_size_ < 1 || reference_size_ > 8) {
+            fail("bad size of offsets or references");
+        }
+        if (table_begin_ < magic.size() || table_begin_ > table_end ||
+            count > (table_end - table_begin_) / offset_size_) {
+            fail("offset table outside the file");
+        }
+        slots_.resize(count);
+        for (std::uint64_t index = 0; index < count; ++index) {
+            if (offset_of(index) < magic.size() || offset_of(index) >= table_begin_) {
+                fail("object outside the objects");
+            }
+        }
+        unclaimed_ = table_begin_ - magic.size();
+        unfolded_limit_ = static_cast<std::uint32_t>(
+            std::clamp(file.size(), usual_unfolded_limit, largest_unfolded_limit));
+    }
+
+    owned<const object> read() { return retained(value_at(top_, 0).value.get()); }
+
+private:
+    struct slot {
+        owned<const object> value;
+        /// How many values stand here when nothing is shared.
+        std::uint32_t unfolded = 1;
+        /// How many containers stand inside each other here.
+        std::int16_t height = 0;
+        bool is_being_read = false;
+    };
+
+    std::uint64_t offset_of(std::uint64_t index) const {
+        return unsigned_of(file_.subspan(table_begin_ + index * offset_size_, offset_size_));
+    }
+
+    /// `depth`: how many containers this is in.
+    const slot& value_at(std::uint64_t index, int depth) {
+        if (index >= slots_.size()) {
+            fail("reference to no object");
+        }
+        slot& result = slots_[index];
+        if (result.is_being_read) {
+            fail("container inside itself");
+        }
+        if (!result.value) {
+            result.is_being_read = true;
+            const std::uint64_t offset = offset_of(index);
+            object_bytes bytes(file_.subspan(offset, table_begin_ - offset), unclaimed_);
+            read_value(bytes, result, depth);
+            result.is_being_read = false;
+        }
+        return result;
+    }
+
+    void read_value(object_bytes& bytes, slot& result, int depth) {
+        const unsigned marker = bytes.take(1).front();
+        const unsigned low = marker & 0xF;
+        switch (marker >> 4) {
+        case 0xA:
+            read_array(bytes, low, result, depth);
+            return;
+        case 0xD:
+            read_dictionary(bytes, low, result, depth);
+            return;
+        default:
+            result.value = read_scalar(bytes, marker);
+        }
+    }
+
+    owned<const object> read_scalar(object_bytes& bytes, unsigned marker) {
+        const unsigned low = marker & 0xF;
+        switch (marker) {
+        case 0x08:
+            return owned<const object>(kCFBooleanFalse);
+        case 0x09:
+            return owned<const object>(kCFBooleanTrue);
+        case 0x10:
+        case 0x11:
+        case 0x12:
+        case 0x13:
+        case 0x14:
+            return create_integer(bytes.take(std::uint64_t{1} << low));
+        case 0x22:
+        case 0x23:
+            return create_value<__CFNumber>(real_of(bytes.take(std::uint64_t{1} << low)));
+        case 0x33:
+            return create_value<__CFDate>(real_of(bytes.take(8)));
+        default:
+            break;
+        }
+        switch (marker >> 4) {
+        case 0x4: {
+            const byte_span content = bytes.take(bytes.take_count(low));
+            return create_value<__CFData>(
+                std::vector<std::uint8_t>(content.begin(), content.end()));
+        }
+        case 0x5:
+            return create_ascii_string(bytes.take(bytes.take_count(low)));
+        case 0x6:
+            return create_utf16_string(bytes.take_elements(bytes.take_count(low), 2));
+        default:
+            // Null, sets and unique ids among them, which an XML property list does not know.
+            fail("unknown type of object");
+        }
+    }
+
+    void read_array(object_bytes& bytes, unsigned low, slot& result, int depth) {
+        const std::uint64_t count = bytes.take_count(low);
+        const byte_span references = bytes.take_elements(count, reference_size_);
+        check_depth(depth);
+        result.height = 1;
+        auto array = create_value<__CFArray>();
+        array->values.reserve(count);
+        for (std::uint64_t i = 0; i < count; ++i) {
+            array->values.push_back(retained(&read_element(references, i, result, depth)));
+        }
+        result.value = std::move(array);
+    }
+
+    /// Of two equal keys the last wins.
+    void read_dictionary(object_bytes& bytes, unsigned low, slot& result, int depth) {
+        const std::uint64_t count = bytes.take_count(low);
+        const byte_span keys = bytes.take_elements(count, reference_size_);
+        const byte_span values = bytes.take_elements(count, reference_size_);
+        check_depth(depth);
+        result.height = 1;
+        auto dictionary = create_value<__CFDictionary>();
+        // Not for keys that the same object stands for.
+        dictionary->table.reserve(std::min<std::uint64_t>(count, slots_.size()));
+        for (std::uint64_t i = 0; i < count; ++i) {
+            const object& key = read_element(keys, i, result, depth);
+            if (cast<__CFString>(&key) == nullptr) {
+                fail("key that is no string");
+            }
+            dictionary->table.set(key, &read_element(values, i, result, depth));
+        }
+        result.value = std::move(dictionary);
+    }
+
+    /// The object that the `i`-th of `references` refers to, as an element of `container`.
+    const object& read_element(byte_span references, std::uint64_t i, slot& container, int depth) {
+        const byte_span reference = references.subspan(i * reference_size_, reference_size_);
+        const slot& element = value_at(unsigned_of(reference), depth + 1);
+        container.height =
+            std::max(container.height, static_cast<std::int16_t>(element.height + 1));
+        container.unfolded += element.unfolded;
+        check_depth(container.height - 1);
+        if (container.unfolded > unfolded_limit_) {
+            fail("shared containers unfold too far");
+        }
+        return *element.value;
+    }
+
+    static void check_depth(int depth) {
+        if (depth >= property_list_depth_limit) {
+            fail("containers nested too deep");
+        }
+    }
+
+    const byte_span file_;
+    std::uint64_t offset_size_ = 0;
+    std::uint64_t reference_size_ = 0;
+    std::uint64_t top_ = 0;
+    std::uint64_t table_begin_ = 0;
+    std::uint64_t unclaimed_ = 0;
+    std::uint32_t unfolded_limit_ = 0;
+    std::vector<slot> slots_;
+};
+
+} // namespace
+
+bool is_binary_property_list(std::span<const std::uint8_t> bytes) {
+    return std::ranges::equal(bytes.first(std::min(bytes.size(), magic.size())), magic);
+}
+
+owned<const object> read_binary_property_list(std::span<const std::uint8_t> bytes) {
+    return binary_reader(bytes).read();
+}
+
+} // namespace simulator

@@ -1,0 +1,293 @@
+#include "simulator/core_foundation/accounting.h"
+#include "simulator/core_foundation/number.h"
+#include "simulator/core_foundation/test_objects.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+namespace {
+
+using namespace simulator::test;
+
+const std::string head = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                         "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
+                         "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n";
+
+handle<CFPropertyListRef> read_document(const std::string& document, CFErrorRef* error = nullptr) {
+    return handle<CFPropertyListRef>(CFPropertyListCreateWithData(
+        kCFAllocatorDefault, make_data(document).get(), kCFPropertyListImmutable, nullptr, error));
+}
+
+/// The value of a document of which only the content of <plist> is given.
+handle<CFPropertyListRef> read(const std::string& content) {
+    return read_document(head + "<plist version=\"1.0\">" + content + "</plist>");
+}
+
+/// What the error of a document says.
+std::string refusal_of(const std::string& document) {
+    CFErrorRef error = nullptr;
+    const auto value = read_document(document, &error);
+    const handle<CFErrorRef> owned_error(error);
+    if (value || !owned_error) {
+        return "(not refused)";
+    }
+    return text_of(handle<CFStringRef>(CFErrorCopyDescription(error)).get());
+}
+
+/// The same for the content of <plist>, which begins on line 1.
+std::string refusal(const std::string& content) {
+    return refusal_of("<plist>" + content + "</plist>");
+}
+
+std::string description(const std::string& content) {
+    const auto value = read(content);
+    return value ? description_of(value.get()) : "(nothing)";
+}
+
+std::string nested_arrays(int depth) {
+    std::string result;
+    for (int i = 0; i < depth; ++i) {
+        result += "<array>";
+    }
+    for (int i = 0; i < depth; ++i) {
+        result += "</array>";
+    }
+    return result;
+}
+
+/// More than is given to the parser at a time.
+constexpr std::size_t several_pieces = 1'000'000;
+
+TEST(property_list_xml_reader, a_long_text_is_read_whole) {
+    const std::string text(several_pieces, 'x');
+    EXPECT_EQ(description("<string>" + text + "</string>"), text);
+}
+
+TEST(property_list_xml_reader, a_long_comment_is_no_content) {
+    const std::string comment = "<!--" + std::string(several_pieces, 'x') + "-->";
+    EXPECT_EQ(description(comment + "<string>be" + comment + "fore</string>" + comment), "before");
+}
+
+TEST(property_list_xml_reader, a_long_document_is_read_to_its_end) {
+    constexpr CFIndex count = several_pieces / 10;
+    std::string content = "<array>";
+    for (CFIndex i = 0; i < count; ++i) {
+        content += "<integer>7</integer>";
+    }
+    const auto value = read(content + "</array>");
+    ASSERT_TRUE(value);
+    EXPECT_EQ(CFArrayGetCount(static_cast<CFArrayRef>(value.get())), 100'000);
+}
+
+TEST(property_list_xml_reader, equal_keys_of_several_dictionaries_each_have_their_value) {
+    const std::string entry = "<dict><key>a</key><integer>1</integer><key>b</key><true/></dict>";
+    EXPECT_EQ(
+        description("<array>" + entry + "<dict><key>b</key><false/></dict>" + entry + "</array>"),
+        "("
+        "{a = 1, b = true}, {b = false}, {a = 1, b = true}"
+        ")");
+}
+
+TEST(property_list_xml_reader, a_document_becomes_its_value) {
+    const auto value = read_document(head + "<plist version=\"1.0\">\n"
+                                            "<dict>\n"
+                                            "\t<key>Name</key>\n"
+                                            "\t<string>a &amp; b</string>\n"
+                                            "\t<key>List</key>\n"
+                                            "\t<array>\n"
+                                            "\t\t<integer>-1</integer>\n"
+                                            "\t\t<true/>\n"
+                                            "\t</array>\n"
+                                            "</dict>\n"
+                                            "</plist>\n");
+    const auto expected = make_dictionary(
+        {{CFSTR("Name"), CFSTR("a & b")},
+         {CFSTR("List"), make_array({make_number(-1).get(), kCFBooleanTrue}).get()}});
+    ASSERT_TRUE(value);
+    EXPECT_TRUE(CFEqual(value.get(), expected.get()));
+}
+
+TEST(property_list_xml_reader, the_format_is_told) {
+    CFPropertyListFormat format = 0;
+    const handle<CFPropertyListRef> value(
+        CFPropertyListCreateWithData(kCFAllocatorDefault, make_data("<plist><true/></plist>").get(),
+                                     kCFPropertyListImmutable, &format, nullptr));
+    ASSERT_TRUE(value);
+    EXPECT_EQ(format, 100);
+}
+
+TEST(property_list_xml_reader, strings_keep_all_their_characters) {
+    EXPECT_EQ(description("<string> a\n\tb </string>"), " a\n\tb ");
+    EXPECT_EQ(description("<string></string>"), "");
+    EXPECT_EQ(description("<string/>"), "");
+    EXPECT_EQ(description("<string>&lt;&#x1F4F1;&#228;&gt;&quot;&apos;</string>"),
+              "<\xF0\x9F\x93\xB1\xC3\xA4>\"'");
+    EXPECT_EQ(description("<string>a<![CDATA[<b>&]]>c</string>"), "a<b>&c");
+    EXPECT_EQ(description("<string>a<!-- no -->b</string>"), "ab");
+}
+
+TEST(property_list_xml_reader, numbers_are_read_between_white_space) {
+    EXPECT_TRUE(CFEqual(read("<integer>\n -12 </integer>").get(), make_number(-12).get()));
+    EXPECT_TRUE(CFEqual(read("<integer>0x1F</integer>").get(), make_number(31).get()));
+    EXPECT_TRUE(CFEqual(read("<real> 0.1\n</real>").get(), make_real(0.1).get()));
+    EXPECT_TRUE(CFEqual(read("<real>-infinity</real>").get(), make_real(-INFINITY).get()));
+    EXPECT_EQ(description("<integer>18446744073709551615</integer>"), "18446744073709551615");
+}
+
+TEST(property_list_xml_reader, a_whole_real_stays_a_real) {
+    const auto value = read("<real>2</real>");
+    ASSERT_TRUE(value);
+    const handle<CFDataRef> document(CFPropertyListCreateData(
+        kCFAllocatorDefault, value.get(), kCFPropertyListXMLFormat_v1_0, 0, nullptr));
+    ASSERT_TRUE(document);
+    EXPECT_NE(text_of(document.get()).find("<real>2</real>"), std::string::npos);
+}
+
+TEST(property_list_xml_reader, booleans_are_the_two_constants) {
+    EXPECT_EQ(read("<true/>").get(), kCFBooleanTrue);
+    EXPECT_EQ(read("<false></false>").get(), kCFBooleanFalse);
+}
+
+TEST(property_list_xml_reader, dates_and_data_are_read) {
+    EXPECT_TRUE(CFEqual(read("<date>2001-01-01T00:00:10Z</date>").get(), make_date(10).get()));
+    EXPECT_TRUE(CFEqual(read("<data>\n\tZm9v\n\tYg==\n\t</data>").get(), make_data("foob").get()));
+    EXPECT_TRUE(CFEqual(read("<data/>").get(), make_data("").get()));
+}
+
+TEST(property_list_xml_reader, empty_containers_are_read) {
+    EXPECT_TRUE(CFEqual(read("<array/>").get(), make_array().get()));
+    EXPECT_TRUE(CFEqual(read("<dict></dict>").get(), make_dictionary().get()));
+}
+
+TEST(property_list_xml_reader, of_two_equal_keys_the_last_wins) {
+    EXPECT_EQ(description("<dict><key>a</key><integer>1</integer>"
+                          "<key>a</key><integer>2</integer></dict>"),
+              "{a = 2}");
+}
+
+TEST(property_list_xml_reader, comments_and_instructions_are_passed_over) {
+    EXPECT_EQ(description("<!-- a --><array><?b?><true/><!-- c --></array><!-- d -->"), "(true)");
+}
+
+TEST(property_list_xml_reader, utf16_is_read) {
+    const std::string text = "<plist><string>\xE4</string></plist>";
+    std::string document = "\xFF\xFE";
+    for (const char c : text) {
+        document += c;
+        document += '\0';
+    }
+    const auto value = read_document(document);
+    ASSERT_TRUE(value);
+    EXPECT_EQ(description_of(value.get()), "\xC3\xA4");
+}
+
+TEST(property_list_xml_reader, utf8_may_begin_with_a_mark) {
+    EXPECT_TRUE(read_document("\xEF\xBB\xBF<plist><true/></plist>"));
+}
+
+TEST(property_list_xml_reader, five_hundred_and_twelve_containers_may_nest) {
+    EXPECT_TRUE(read(nested_arrays(512)));
+    EXPECT_EQ(refusal(nested_arrays(513)), "line 1: containers nested too deep");
+    EXPECT_EQ(refusal(nested_arrays(1'000'000)), "line 1: containers nested too deep");
+}
+
+TEST(property_list_xml_reader, a_scalar_may_stand_in_the_deepest_container) {
+    std::string document = nested_arrays(512);
+    document.insert(std::string("<array>").size() * 512, "<true/>");
+    EXPECT_TRUE(read(document));
+}
+
+TEST(property_list_xml_reader, an_error_names_domain_code_and_line) {
+    CFErrorRef error = nullptr;
+    EXPECT_FALSE(read_document("<plist>\n<dict>\n<true/>\n</dict></plist>", &error));
+    const handle<CFErrorRef> owned_error(error);
+    ASSERT_TRUE(owned_error);
+    EXPECT_EQ(text_of(CFErrorGetDomain(error)), "NSCocoaErrorDomain");
+    EXPECT_EQ(CFErrorGetCode(error), 3840);
+    EXPECT_EQ(text_of(handle<CFStringRef>(CFErrorCopyDescription(error)).get()),
+              "line 3: value without a key");
+}
+
+TEST(property_list_xml_reader, what_is_not_xml_is_refused) {
+    EXPECT_EQ(refusal_of(""), "line 1: no element found");
+    EXPECT_EQ(refusal_of("\n{ a = b; }"), "line 2: not well-formed (invalid token)");
+    EXPECT_EQ(refusal_of("<plist><true/>"), "line 1: no element found");
+    EXPECT_EQ(refusal_of("<plist><true/></plist><plist/>"), "line 1: junk after document element");
+    EXPECT_EQ(refusal("<string>\xFF</string>"), "line 1: not well-formed (invalid token)");
+    EXPECT_EQ(refusal("<string>&#0;</string>"), "line 1: reference to invalid character number");
+}
+
+TEST(property_list_xml_reader, other_elements_are_refused) {
+    EXPECT_EQ(refusal("<null/>"), "line 1: unknown element <null>");
+    EXPECT_EQ(refusal_of("<html><true/></html>"), "line 1: unknown element <html>");
+    EXPECT_EQ(refusal_of("<true/>"),
+              "line 1: <plist> must be the outermost element, and only that");
+    EXPECT_EQ(refusal("<plist><true/></plist>"),
+              "line 1: <plist> must be the outermost element, and only that");
+    EXPECT_EQ(refusal("<string>a<true/></string>"), "line 1: element <true> inside a scalar");
+}
+
+TEST(property_list_xml_reader, there_is_exactly_one_value) {
+    EXPECT_EQ(refusal(""), "no value");
+    EXPECT_EQ(refusal("<true/><true/>"), "line 1: second value in <plist>");
+}
+
+TEST(property_list_xml_reader, keys_and_values_take_turns) {
+    EXPECT_EQ(refusal("<dict><true/></dict>"), "line 1: value without a key");
+    EXPECT_EQ(refusal("<dict><key>a</key></dict>"), "line 1: key without a value");
+    EXPECT_EQ(refusal("<dict><key>a</key><key>b</key></dict>"),
+              "line 1: key where a value must come");
+    EXPECT_EQ(refusal("<array><key>a</key></array>"), "line 1: key where a value must come");
+    EXPECT_EQ(refusal("<key>a</key>"), "line 1: key where a value must come");
+}
+
+TEST(property_list_xml_reader, text_outside_a_value_is_refused) {
+    EXPECT_EQ(refusal("a<true/>"), "line 1: text outside a value");
+    EXPECT_EQ(refusal("<array>a</array>"), "line 1: text outside a value");
+    EXPECT_EQ(refusal("<true>a</true>"), "line 1: text in a boolean");
+}
+
+TEST(property_list_xml_reader, broken_scalars_are_refused) {
+    EXPECT_EQ(refusal("<integer>1.5</integer>"), "line 1: bad integer");
+    EXPECT_EQ(refusal("<integer/>"), "line 1: bad integer");
+    EXPECT_EQ(refusal("<real>one</real>"), "line 1: bad real");
+    EXPECT_EQ(refusal("<date>2001-01-01</date>"), "line 1: bad date");
+    EXPECT_EQ(refusal("<data>Zg</data>"), "line 1: bad data");
+}
+
+TEST(property_list_xml_reader, entities_cannot_be_declared) {
+    EXPECT_EQ(refusal_of("<!DOCTYPE plist [<!ENTITY a \"aaaaaaaa\">]>"
+                         "<plist><string>&a;</string></plist>"),
+              "line 1: declarations in the document type");
+    EXPECT_EQ(refusal_of("<!DOCTYPE plist [<!ENTITY a SYSTEM \"file:///etc/passwd\">]>"
+                         "<plist><string>&a;</string></plist>"),
+              "line 1: declarations in the document type");
+}
+
+TEST(property_list_xml_reader, entities_that_nobody_declared_are_refused) {
+    EXPECT_EQ(refusal_of("<!DOCTYPE plist SYSTEM \"file:///somewhere\">"
+                         "<plist><string>a&b;c</string></plist>"),
+              "line 1: unknown entity &b;");
+    EXPECT_EQ(refusal("<string>&b;</string>"), "line 1: undefined entity");
+}
+
+TEST(property_list_xml_reader, a_refusal_leaves_nothing_behind) {
+    EXPECT_FALSE(read("<dict><key>a</key><array><string>b</string><true></array></dict>"));
+    EXPECT_EQ(simulator::live_object_count(), 0);
+}
+
+TEST(property_list_xml_reader, any_of_its_creations_can_fail_without_an_error) {
+    const auto document = make_data("<plist><dict><key>a</key><array><integer>1</integer>"
+                                    "<string>b</string><data/></array></dict></plist>");
+    for (int n = 1; n <= 6; ++n) {
+        CFErrorRef error = nullptr;
+        simulator::fail_creation(n);
+        const handle<CFPropertyListRef> value(CFPropertyListCreateWithData(
+            kCFAllocatorDefault, document.get(), kCFPropertyListImmutable, nullptr, &error));
+        EXPECT_FALSE(value) << n;
+        EXPECT_EQ(error, nullptr);
+    }
+}
+
+} // namespace

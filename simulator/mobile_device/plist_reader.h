@@ -1,0 +1,85 @@
+#pragma once
+
+/// Typed access to a dictionary of a scenario. Every complaint names its place.
+
+#include "simulator/core_foundation/object.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <initializer_list>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace simulator {
+
+/// Throws scenario_error: at `place` there is `is`, but there should be `should_be`.
+[[noreturn]] void complain(const std::string& place, const std::string& is,
+                           const std::string& should_be);
+
+/// `text` on one line, with nothing that a terminal would take for a command.
+std::string one_line(std::string text);
+
+/// `text` as a complaint shows it: in quotes, on one line, shortened when long.
+std::string quoted(std::string text);
+
+/// A value of a scenario as a complaint shows it.
+std::string shown(CFTypeRef value);
+
+/// A word that stands for a number.
+struct numbered_word {
+    const char* word;
+    std::uint32_t number;
+};
+
+/// Reads one dictionary:
+///
+///     plist_reader device("Devices[2]", value, {"Name", "ECID"});
+///     const std::string name = device.text("Name");
+///
+/// Functions with `optional` in their name give nothing, and the integers their default, when the
+/// key is absent; the others need it. All throw scenario_error for a value of the wrong type or
+/// outside the range.
+class plist_reader {
+public:
+    /// `place` is empty for the top level. Throws scenario_error when `value` is no dictionary, or
+    /// has a key that is none of `keys`.
+    plist_reader(std::string place, CFTypeRef value, std::initializer_list<std::string_view> keys);
+
+    /// Null when the key is absent.
+    CFTypeRef find(const std::string& key) const;
+    std::string place_of(const std::string& key) const;
+
+    std::string text(const std::string& key) const;
+    std::optional<std::string> optional_text(const std::string& key) const;
+    bool optional_truth(const std::string& key, bool otherwise) const;
+    std::int64_t integer(const std::string& key) const;
+    std::int64_t optional_integer(const std::string& key, std::int64_t least,
+                                  std::int64_t most) const;
+    /// Zero or more.
+    double seconds(const std::string& key) const;
+    std::uint64_t hexadecimal(const std::string& key) const;
+    /// One of `words`, or any number of 32 bits without a sign.
+    std::uint32_t word_or_number(const std::string& key,
+                                 std::initializer_list<numbered_word> words) const;
+
+    /// Calls `visit(place, element)` for each element of an array, in order; not at all when the
+    /// key is absent.
+    template<class Visit>
+    void each(const std::string& key, Visit visit) const {
+        const CFArrayRef array = optional_array(key);
+        const CFIndex count = array == nullptr ? 0 : CFArrayGetCount(array);
+        for (CFIndex i = 0; i < count; ++i) {
+            visit(place_of(key) + "[" + std::to_string(i) + "]", CFArrayGetValueAtIndex(array, i));
+        }
+    }
+
+private:
+    CFTypeRef required(const std::string& key, const std::string& should_be) const;
+    CFArrayRef optional_array(const std::string& key) const;
+
+    std::string place_;
+    CFDictionaryRef dictionary_;
+};
+
+} // namespace simulator

@@ -1,0 +1,83 @@
+#include "simulator/mobile_device/restorable_device.h"
+
+#include "simulator/mobile_device/running_simulation.h"
+#include "simulator/core_foundation/string.h"
+
+#include <utility>
+
+using simulator::checked;
+using simulator::device_description;
+
+_AMRestorableDevice::_AMRestorableDevice(device_description about)
+    : object(static_type()), description(std::move(about)) {}
+
+const simulator::runtime_type& _AMRestorableDevice::static_type() {
+    static const auto& type = *new simulator::runtime_type("AMRestorableDevice");
+    return type;
+}
+
+std::string _AMRestorableDevice::describe() const {
+    return "<AMRestorableDevice " + description.name + ">";
+}
+
+namespace {
+
+/// What there is to know about a device of which `function` is asked.
+const device_description& recorded(_AMRestorableDevice* device,
+                                   const char* function = __builtin_FUNCTION()) {
+    const device_description& description = checked(device, function).description;
+    simulator::running().record(function, &description.name);
+    return description;
+}
+
+CFStringRef string_or_null(const std::optional<std::string>& text) {
+    return text ? simulator::make_string(*text) : nullptr;
+}
+
+} // namespace
+
+std::uint32_t AMRestorableDeviceGetState(_AMRestorableDevice* device) {
+    return recorded(device).state;
+}
+
+std::uint64_t AMRestorableDeviceGetECID(_AMRestorableDevice* device) {
+    return recorded(device).ecid;
+}
+
+std::uint16_t AMRestorableDeviceGetProductID(_AMRestorableDevice* device) {
+    return recorded(device).product_id;
+}
+
+std::uint32_t AMRestorableDeviceGetBoardID(_AMRestorableDevice* device) {
+    return recorded(device).board_id;
+}
+
+std::uint32_t AMRestorableDeviceGetChipID(_AMRestorableDevice* device) {
+    return recorded(device).chip_id;
+}
+
+std::uint32_t AMRestorableDeviceGetProductType(_AMRestorableDevice* device) {
+    return recorded(device).product_type;
+}
+
+std::uint32_t AMRestorableDeviceGetFusingInfo(_AMRestorableDevice* device) {
+    return recorded(device).fusing_info;
+}
+
+std::uint32_t AMRestorableDeviceGetLocationID(_AMRestorableDevice* device) {
+    return recorded(device).location_id;
+}
+
+CFStringRef AMRestorableDeviceCopySerialNumber(_AMRestorableDevice* device) {
+    return string_or_null(recorded(device).serial_number);
+}
+
+CFStringRef AMRestorableDeviceCopyProductString(_AMRestorableDevice* device) {
+    return string_or_null(recorded(device).product_string);
+}
+
+_AMRecoveryModeDevice* AMRestorableDeviceCopyRecoveryModeDevice(_AMRestorableDevice* device) {
+    const device_description& description = recorded(device);
+    return description.has_recovery_device ? simulator::create<_AMRecoveryModeDevice>(description)
+                                           : nullptr;
+}

@@ -1,0 +1,73 @@
+#include "platform/mobile_device.h"
+#include "simulator/core_foundation/dictionary.h"
+#include "simulator/mobile_device/running_simulation.h"
+#include "simulator/core_foundation/string.h"
+#include "simulator/mobile_device/utf8_path.h"
+
+#include <filesystem>
+#include <fstream>
+#include <system_error>
+
+namespace simulator {
+
+namespace {
+
+constexpr std::int32_t bad_argument = 1;
+constexpr std::int32_t unable_to_open_file = 12;
+
+/// The real platform keeps the bundle that it personalises for the device in the folder that the
+/// options name. Here a file of a few bytes stands for it, so that there is something to clean up.
+/// Whether that worked shows in the folder alone.
+void make_personalized_bundle(const __CFDictionary& options) {
+    const auto* const value =
+        cast<__CFString>(CFDictionaryGetValue(&options, CFSTR("PersonalizedRestoreBundlePath")));
+    if (value == nullptr) {
+        return;
+    }
+    const std::filesystem::path folder = utf8_path(value->utf8);
+    std::error_code ignored;
+    std::filesystem::create_directories(folder, ignored);
+    std::ofstream(folder / "PersonalizedBundle.txt", std::ios::binary)
+        << "Simulated personalized restore bundle\n";
+}
+
+} // namespace
+
+} // namespace simulator
+
+using simulator::checked;
+using simulator::running;
+
+CFMutableDictionaryRef AMRestoreCreateDefaultOptions(CFAllocatorRef allocator) {
+    running().record(__func__);
+    const auto& options = running().played().default_restore_options;
+    return options ? CFDictionaryCreateMutableCopy(allocator, 0, options.get()) : nullptr;
+}
+
+std::int32_t AMRestorableDeviceRestore(_AMRestorableDevice* device, CFDictionaryRef options,
+                                       AMRestorableDeviceRestoreCallback callback, void* context) {
+    _AMRestorableDevice& restored = checked(device);
+    running().record(__func__, &restored.description.name,
+                     {{"Options", static_cast<const simulator::object*>(options)}});
+    if (options == nullptr || callback == nullptr) {
+        return simulator::bad_argument;
+    }
+    simulator::make_personalized_bundle(checked(options));
+    running().add_restore(restored, callback, context);
+    return restored.description.restore.result;
+}
+
+std::int32_t AMRestoreEnableFileLogging(const char* path) {
+    if (path == nullptr) {
+        running().record(__func__);
+        return simulator::bad_argument;
+    }
+    running().record(__func__, nullptr, {{"Path", std::string(path)}});
+    const std::int32_t result = running().played().enable_file_logging_result;
+    if (result != 0) {
+        return result;
+    }
+    std::ofstream log(simulator::utf8_path(path), std::ios::binary | std::ios::app);
+    log << "Simulated restore log\n" << std::flush;
+    return log ? 0 : simulator::unable_to_open_file;
+}

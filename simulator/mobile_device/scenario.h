@@ -1,0 +1,80 @@
+#pragma once
+
+/// What is attached to the simulated machine, and what happens to it.
+
+#include "simulator/core_foundation/dictionary.h"
+#include "simulator/core_foundation/object.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace simulator {
+
+/// A report of a running restore.
+struct restore_report {
+    /// Seconds since the report before, or since the call.
+    double after = 0;
+    /// What the callback is given; may be null.
+    owned<const object> report;
+};
+
+struct restore_plan {
+    /// What the call returns. The reports come whatever it is.
+    std::int32_t result = 0;
+    std::vector<restore_report> reports;
+};
+
+struct device_description {
+    /// Unlike that of every other device of its scenario.
+    std::string name;
+    std::uint64_t ecid = 0;
+    /// 0 unknown, 1 DFU, 2 Recovery, 3 restore operating system, 4 booted.
+    std::uint32_t state = 0;
+    std::uint16_t product_id = 0;
+    std::uint32_t board_id = 0;
+    std::uint32_t chip_id = 0;
+    std::uint32_t product_type = 0;
+    std::uint32_t fusing_info = 0;
+    std::uint32_t location_id = 0;
+    std::optional<std::string> serial_number;
+    std::optional<std::string> product_string;
+    bool has_recovery_device = true;
+    std::int32_t set_auto_boot_result = 0;
+    std::int32_t reboot_result = 0;
+    restore_plan restore;
+};
+
+struct device_event {
+    /// Seconds since the registration for notifications.
+    double at = 0;
+    /// Position among the scenario's devices; none: the callback is given a null device.
+    std::optional<std::size_t> device;
+    /// 0 connected, 1 disconnected.
+    std::uint32_t type = 0;
+};
+
+/// The error that registering for notifications fails with.
+struct registration_failure {
+    std::string domain;
+    std::int64_t code = 0;
+    std::optional<std::string> description;
+    std::optional<std::string> failure_reason;
+};
+
+struct scenario {
+    std::vector<device_description> devices;
+    /// In any order. None: every device connects at registration, in the order of `devices`.
+    std::optional<std::vector<device_event>> events;
+    std::optional<registration_failure> registration_error;
+    std::int32_t enable_file_logging_result = 0;
+    /// Null: the platform has no default options to give.
+    owned<const __CFDictionary> default_restore_options = plausible_restore_options();
+
+    /// What is taken when nothing is said about them. New.
+    static owned<const __CFDictionary> plausible_restore_options();
+};
+
+} // namespace simulator

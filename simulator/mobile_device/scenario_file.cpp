@@ -1,0 +1,198 @@
+#include "simulator/mobile_device/scenario_file.h"
+
+#include "simulator/core_foundation/data.h"
+#include "simulator/core_foundation/dictionary.h"
+#include "simulator/mobile_device/plist_reader.h"
+#include "simulator/core_foundation/string.h"
+#include "simulator/mobile_device/utf8_path.h"
+
+#include <cerrno>
+#include <fstream>
+#include <limits>
+#include <system_error>
+#include <unordered_map>
+#include <utility>
+
+namespace simulator {
+
+namespace {
+
+using positions = std::unordered_map<std::string, std::size_t>;
+
+std::uint32_t unsigned_32(const plist_reader& reader, const std::string& key) {
+    return static_cast<std::uint32_t>(
+        reader.optional_integer(key, 0, std::numeric_limits<std::uint32_t>::max()));
+}
+
+std::int32_t signed_32(const plist_reader& reader, const std::string& key) {
+    using limits = std::numeric_limits<std::int32_t>;
+    return static_cast<std::int32_t>(reader.optional_integer(key, limits::min(), limits::max()));
+}
+
+restore_plan parse_restore(const std::string& place, CFTypeRef value) {
+    const plist_reader reader(place, value, {"Result", "Reports"});
+    restore_plan plan;
+    plan.result = signed_32(reader, "Result");
+    reader.each("Reports", [&plan](const std::string& element_place, CFTypeRef element) {
+        const plist_reader report(element_place, element, {"After", "Report"});
+        const auto* const content = static_cast<const object*>(report.find("Report"));
+        plan.reports.push_back({report.seconds("After"), retained(content)});
+    });
+    return plan;
+}
+
+device_description parse_device(const std::string& place, CFTypeRef value) {
+    const plist_reader reader(place, value,
+                              {"Name", "ECID", "State", "ProductID", "BoardID", "ChipID",
+                               "ProductType", "FusingInfo", "LocationID", "SerialNumber",
+                               "ProductString", "HasRecoveryDevice", "SetAutoBootResult",
+                               "RebootResult", "Restore"});
+    device_description device;
+    device.name = reader.text("Name");
+    device.ecid = reader.hexadecimal("ECID");
+    device.state = reader.word_or_number(
+        "State", {{"Unknown", 0}, {"DFU", 1}, {"Recovery", 2}, {"RestoreOS", 3}, {"BootedOS", 4}});
+    device.product_id = static_cast<std::uint16_t>(
+        reader.optional_integer("ProductID", 0, std::numeric_limits<std::uint16_t>::max()));
+    device.board_id = unsigned_32(reader, "BoardID");
+    device.chip_id = unsigned_32(reader, "ChipID");
+    device.product_type = unsigned_32(reader, "ProductType");
+    device.fusing_info = unsigned_32(reader, "FusingInfo");
+    device.location_id = unsigned_32(reader, "LocationID");
+    device.serial_number = reader.optional_text("SerialNumber");
+    device.product_string = reader.optional_text("ProductString");
+    device.has_recovery_device = reader.optional_truth("HasRecoveryDevice", true);
+    device.set_auto_boot_result = signed_32(reader, "SetAutoBootResult");
+    device.reboot_result = signed_32(reader, "RebootResult");
+    if (const CFTypeRef restore = reader.find("Restore")) {
+        device.restore = parse_restore(reader.place_of("Restore"), restore);
+    }
+    return device;
+}
+
+device_event parse_event(const std::string& place, CFTypeRef value, const positions& devices) {
+    const plist_reader reader(place, value, {"At", "Device", "Type"});
+    device_event event;
+    event.at = reader.seconds("At");
+    event.type = reader.word_or_number("Type", {{"connected", 0}, {"disconnected", 1}});
+    if (const auto name = reader.optional_text("Device")) {
+        const auto found = devices.find(*name);
+        if (found == devices.end()) {
+            complain(reader.place_of("Device"), shown(reader.find("Device")),
+                     "the Name of one of the Devices");
+        }
+        event.device = found->second;
+    }
+    return event;
+}
+
+registration_failure parse_registration_error(const std::string& place, CFTypeRef value) {
+    const plist_reader reader(place, value, {"Domain", "Code", "Description", "FailureReason"});
+    return {reader.text("Domain"), reader.integer("Code"), reader.optional_text("Description"),
+            reader.optional_text("FailureReason")};
+}
+
+owned<const __CFDictionary> parse_default_options(const std::string& place, CFTypeRef value) {
+    const auto* const options = cast<__CFDictionary>(value);
+    if (options == nullptr && value != kCFBooleanFalse) {
+        complain(place, shown(value), "a dictionary or false");
+    }
+    return retained(options);
+}
+
+[[noreturn]] void complain_of_unreadable_file() {
+    complain("file", "unreadable (" + std::generic_category().message(errno) + ")",
+             "a file that can be read");
+}
+
+std::vector<std::uint8_t> read_whole_file(const std::string& path) {
+    errno = 0;
+    std::ifstream file(utf8_path(path), std::ios::binary);
+    if (!file) {
+        complain_of_unreadable_file();
+    }
+    std::vector<std::uint8_t> bytes;
+    std::vector<char> block(65536);
+    // The stream reports a folder only when it is read.
+    file.exceptions(std::ios::badbit);
+    try {
+        while (file.read(block.data(), static_cast<std::streamsize>(block.size())) ||
+               file.gcount() > 0) {
+            bytes.insert(bytes.end(), block.begin(), block.begin() + file.gcount());
+        }
+    } catch (const std::ios::failure&) {
+        complain_of_unreadable_file();
+    }
+    return bytes;
+}
+
+owned<const object> adopted(CFTypeRef reference) {
+    return owned<const object>(static_cast<const object*>(reference));
+}
+
+std::string reason_of(CFErrorRef error) {
+    for (const auto copy : {CFErrorCopyFailureReason, CFErrorCopyDescription}) {
+        const owned<const __CFString> text(error == nullptr ? nullptr : copy(error));
+        if (text) {
+            return " (" + one_line(text->utf8) + ")";
+        }
+    }
+    return {};
+}
+
+owned<const object> read_property_list(const std::vector<std::uint8_t>& bytes) {
+    const owned<const __CFData> data(
+        CFDataCreate(kCFAllocatorDefault, bytes.data(), static_cast<CFIndex>(bytes.size())));
+    CFErrorRef error_out = nullptr;
+    auto plist = adopted(CFPropertyListCreateWithData(
+        kCFAllocatorDefault, data.get(), kCFPropertyListImmutable, nullptr, &error_out));
+    const auto error = adopted(error_out);
+    if (!plist) {
+        complain("file", "no property list" + reason_of(error_out),
+                 "an XML or binary property list");
+    }
+    return plist;
+}
+
+} // namespace
+
+scenario parse_scenario(CFTypeRef plist) {
+    const plist_reader reader("", plist,
+                              {"Devices", "Events", "RegistrationError", "EnableFileLoggingResult",
+                               "DefaultRestoreOptions"});
+    scenario result;
+    positions devices;
+    reader.each("Devices", [&](const std::string& place, CFTypeRef element) {
+        result.devices.push_back(parse_device(place, element));
+        if (!devices.emplace(result.devices.back().name, devices.size()).second) {
+            complain(place + ".Name", quoted(result.devices.back().name) + " once more",
+                     "a name that no other device has");
+        }
+    });
+    if (reader.find("Events") != nullptr) {
+        result.events.emplace();
+        reader.each("Events", [&](const std::string& place, CFTypeRef element) {
+            result.events->push_back(parse_event(place, element, devices));
+        });
+    }
+    if (const CFTypeRef error = reader.find("RegistrationError")) {
+        result.registration_error =
+            parse_registration_error(reader.place_of("RegistrationError"), error);
+    }
+    result.enable_file_logging_result = signed_32(reader, "EnableFileLoggingResult");
+    if (const CFTypeRef options = reader.find("DefaultRestoreOptions")) {
+        result.default_restore_options =
+            parse_default_options(reader.place_of("DefaultRestoreOptions"), options);
+    }
+    return result;
+}
+
+scenario read_scenario(const std::string& path) {
+    try {
+        return parse_scenario(read_property_list(read_whole_file(path)).get());
+    } catch (const scenario_error& error) {
+        throw scenario_error(path + ": " + error.what());
+    }
+}
+
+} // namespace simulator

@@ -1,0 +1,27 @@
+#pragma once
+
+/// Scenarios as people write them: property lists. docs/scenario.md has the format.
+
+#include "simulator/mobile_device/scenario.h"
+
+#include <stdexcept>
+#include <string>
+
+namespace simulator {
+
+/// A scenario that cannot be used. The text is one line: the file if there is one, the place in it,
+/// what is wrong there, what would be right, as in
+/// `demo.plist: Devices[2].ECID: is "12AB"; should be a string of 16 hexadecimal digits`.
+class scenario_error : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// `plist` is not null. Values that go to the tool as they stand are retained. Throws
+/// scenario_error.
+scenario parse_scenario(CFTypeRef plist);
+
+/// `path` is UTF-8. Throws scenario_error, also when the file cannot be read.
+scenario read_scenario(const std::string& path);
+
+} // namespace simulator

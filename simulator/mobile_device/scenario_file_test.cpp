@@ -1,0 +1,446 @@
+#include "simulator/mobile_device/scenario_file.h"
+#include "simulator/core_foundation/test_objects.h"
+#include "simulator/mobile_device/test_temporary_folder.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <string>
+
+namespace simulator {
+
+namespace {
+
+test::handle<CFTypeRef> plist(const std::string& xml) {
+    const auto data = test::make_data("<plist version=\"1.0\">" + xml + "</plist>");
+    test::handle<CFTypeRef> result(CFPropertyListCreateWithData(
+        kCFAllocatorDefault, data.get(), kCFPropertyListImmutable, nullptr, nullptr));
+    EXPECT_NE(result, nullptr) << xml;
+    return result;
+}
+
+scenario parse(const std::string& xml) {
+    return parse_scenario(plist(xml).get());
+}
+
+/// A scenario whose one device has `keys` besides those that it needs.
+std::string with_device(const std::string& keys) {
+    return "<dict><key>Devices</key><array><dict><key>Name</key><string>d</string>"
+           "<key>ECID</key><string>0000000000000001</string>"
+           "<key>State</key><string>DFU</string>" +
+           keys + "</dict></array></dict>";
+}
+
+/// A scenario with two devices, "a" and "b", and the events `events`.
+std::string with_events(const std::string& events) {
+    return "<dict><key>Devices</key><array>"
+           "<dict><key>Name</key><string>a</string><key>ECID</key><string>0000000000000001</string>"
+           "<key>State</key><string>DFU</string></dict>"
+           "<dict><key>Name</key><string>b</string><key>ECID</key><string>0000000000000002</string>"
+           "<key>State</key><string>DFU</string></dict>"
+           "</array><key>Events</key><array>" +
+           events + "</array></dict>";
+}
+
+std::string complaint(const std::string& xml) {
+    try {
+        parse(xml);
+    } catch (const scenario_error& error) {
+        return error.what();
+    }
+    return "(none)";
+}
+
+std::string complaint_of_file(const std::string& path) {
+    try {
+        read_scenario(path);
+    } catch (const scenario_error& error) {
+        return error.what();
+    }
+    return "(none)";
+}
+
+} // namespace
+
+TEST(scenario_file, may_say_nothing_at_all) {
+    const scenario result = parse("<dict/>");
+    EXPECT_TRUE(result.devices.empty());
+    EXPECT_EQ(result.events, std::nullopt);
+    EXPECT_FALSE(result.registration_error.has_value());
+    EXPECT_EQ(result.enable_file_logging_result, 0);
+    ASSERT_NE(result.default_restore_options, nullptr);
+    EXPECT_NE(CFDictionaryGetValue(result.default_restore_options.get(), CFSTR("BootImageType")),
+              nullptr);
+}
+
+TEST(scenario_file, describes_every_property_of_a_device) {
+    const scenario result = parse("<dict><key>Devices</key><array><dict>"
+                                  "<key>Name</key><string>iPhone</string>"
+                                  "<key>ECID</key><string>80ab00000000CDEF</string>"
+                                  "<key>State</key><string>Recovery</string>"
+                                  "<key>ProductID</key><integer>65535</integer>"
+                                  "<key>BoardID</key><integer>4294967295</integer>"
+                                  "<key>ChipID</key><integer>3</integer>"
+                                  "<key>ProductType</key><integer>4</integer>"
+                                  "<key>FusingInfo</key><integer>5</integer>"
+                                  "<key>LocationID</key><integer>6</integer>"
+                                  "<key>SerialNumber</key><string>S1</string>"
+                                  "<key>ProductString</key><string>P1</string>"
+                                  "<key>HasRecoveryDevice</key><false/>"
+                                  "<key>SetAutoBootResult</key><integer>-7</integer>"
+                                  "<key>RebootResult</key><integer>2147483647</integer>"
+                                  "</dict></array></dict>");
+    ASSERT_EQ(result.devices.size(), 1U);
+    const device_description& device = result.devices[0];
+    EXPECT_EQ(device.name, "iPhone");
+    EXPECT_EQ(device.ecid, 0x80AB00000000CDEFU);
+    EXPECT_EQ(device.state, 2U);
+    EXPECT_EQ(device.product_id, 65535U);
+    EXPECT_EQ(device.board_id, 4294967295U);
+    EXPECT_EQ(device.chip_id, 3U);
+    EXPECT_EQ(device.product_type, 4U);
+    EXPECT_EQ(device.fusing_info, 5U);
+    EXPECT_EQ(device.location_id, 6U);
+    EXPECT_EQ(device.serial_number, "S1");
+    EXPECT_EQ(device.product_string, "P1");
+    EXPECT_FALSE(device.has_recovery_device);
+    EXPECT_EQ(device.set_auto_boot_result, -7);
+    EXPECT_EQ(device.reboot_result, 2147483647);
+}
+
+TEST(scenario_file, takes_zero_or_nothing_for_what_a_device_leaves_out) {
+    const scenario result = parse(with_device(""));
+    ASSERT_EQ(result.devices.size(), 1U);
+    const device_description& device = result.devices[0];
+    EXPECT_EQ(device.product_id, 0U);
+    EXPECT_EQ(device.board_id, 0U);
+    EXPECT_EQ(device.location_id, 0U);
+    EXPECT_EQ(device.serial_number, std::nullopt);
+    EXPECT_EQ(device.product_string, std::nullopt);
+    EXPECT_TRUE(device.has_recovery_device);
+    EXPECT_EQ(device.set_auto_boot_result, 0);
+    EXPECT_EQ(device.reboot_result, 0);
+    EXPECT_EQ(device.restore.result, 0);
+    EXPECT_TRUE(device.restore.reports.empty());
+}
+
+TEST(scenario_file, knows_the_states_by_word_and_by_number) {
+    const auto state = [](const std::string& xml) {
+        return parse("<dict><key>Devices</key><array><dict><key>Name</key><string>d</string>"
+                     "<key>ECID</key><string>0000000000000001</string><key>State</key>" +
+                     xml + "</dict></array></dict>")
+            .devices.at(0)
+            .state;
+    };
+    EXPECT_EQ(state("<string>Unknown</string>"), 0U);
+    EXPECT_EQ(state("<string>DFU</string>"), 1U);
+    EXPECT_EQ(state("<string>Recovery</string>"), 2U);
+    EXPECT_EQ(state("<string>RestoreOS</string>"), 3U);
+    EXPECT_EQ(state("<string>BootedOS</string>"), 4U);
+    EXPECT_EQ(state("<integer>7</integer>"), 7U);
+    EXPECT_EQ(state("<integer>4294967295</integer>"), 4294967295U);
+}
+
+TEST(scenario_file, gives_a_restore_its_result_and_its_reports) {
+    const scenario result = parse(
+        with_device("<key>Restore</key><dict><key>Result</key><integer>-1</integer>"
+                    "<key>Reports</key><array>"
+                    "<dict><key>After</key><integer>2</integer><key>Report</key>"
+                    "<dict><key>Status</key><string>x</string></dict></dict>"
+                    "<dict><key>After</key><real>0.25</real><key>Report</key><string>any</string>"
+                    "</dict>"
+                    "<dict><key>After</key><real>0</real></dict>"
+                    "</array></dict>"));
+    const restore_plan& plan = result.devices.at(0).restore;
+    EXPECT_EQ(plan.result, -1);
+    ASSERT_EQ(plan.reports.size(), 3U);
+    EXPECT_EQ(plan.reports[0].after, 2);
+    EXPECT_EQ(plan.reports[0].report->describe(), "{Status = x}");
+    EXPECT_EQ(plan.reports[1].after, 0.25);
+    EXPECT_EQ(plan.reports[1].report->describe(), "any");
+    EXPECT_EQ(plan.reports[2].after, 0);
+    EXPECT_EQ(plan.reports[2].report, nullptr);
+}
+
+TEST(scenario_file, may_let_a_restore_fail_without_reports) {
+    const scenario result = parse(
+        with_device("<key>Restore</key><dict><key>Result</key><integer>2001</integer></dict>"));
+    EXPECT_EQ(result.devices.at(0).restore.result, 2001);
+    EXPECT_TRUE(result.devices.at(0).restore.reports.empty());
+}
+
+TEST(scenario_file, lets_events_name_their_device) {
+    const scenario result =
+        parse(with_events("<dict><key>At</key><real>1.5</real><key>Device</key><string>b</string>"
+                          "<key>Type</key><string>disconnected</string></dict>"
+                          "<dict><key>At</key><integer>0</integer><key>Device</key>"
+                          "<string>a</string><key>Type</key><string>connected</string></dict>"));
+    ASSERT_TRUE(result.events.has_value());
+    ASSERT_EQ(result.events->size(), 2U);
+    EXPECT_EQ(result.events->at(0).at, 1.5);
+    EXPECT_EQ(result.events->at(0).device, 1U);
+    EXPECT_EQ(result.events->at(0).type, 1U);
+    EXPECT_EQ(result.events->at(1).at, 0);
+    EXPECT_EQ(result.events->at(1).device, 0U);
+    EXPECT_EQ(result.events->at(1).type, 0U);
+}
+
+TEST(scenario_file, lets_an_event_have_no_device_and_a_type_of_any_number) {
+    const scenario result = parse(with_events("<dict><key>At</key><integer>0</integer>"
+                                              "<key>Type</key><integer>9</integer></dict>"));
+    ASSERT_EQ(result.events.value().size(), 1U);
+    EXPECT_EQ(result.events->at(0).device, std::nullopt);
+    EXPECT_EQ(result.events->at(0).type, 9U);
+}
+
+TEST(scenario_file, tells_no_events_from_none_said) {
+    EXPECT_EQ(parse(with_events("")).events.value().size(), 0U);
+}
+
+TEST(scenario_file, may_make_registration_fail) {
+    const scenario result =
+        parse("<dict><key>RegistrationError</key><dict><key>Domain</key><string>d</string>"
+              "<key>Code</key><integer>-402653052</integer>"
+              "<key>Description</key><string>what</string>"
+              "<key>FailureReason</key><string>why</string></dict></dict>");
+    ASSERT_TRUE(result.registration_error.has_value());
+    EXPECT_EQ(result.registration_error->domain, "d");
+    EXPECT_EQ(result.registration_error->code, -402653052);
+    EXPECT_EQ(result.registration_error->description, "what");
+    EXPECT_EQ(result.registration_error->failure_reason, "why");
+}
+
+TEST(scenario_file, may_make_registration_fail_without_texts) {
+    const scenario result =
+        parse("<dict><key>RegistrationError</key><dict><key>Domain</key><string>d</string>"
+              "<key>Code</key><integer>3</integer></dict></dict>");
+    EXPECT_EQ(result.registration_error.value().description, std::nullopt);
+    EXPECT_EQ(result.registration_error.value().failure_reason, std::nullopt);
+}
+
+TEST(scenario_file, sets_the_result_of_file_logging) {
+    EXPECT_EQ(parse("<dict><key>EnableFileLoggingResult</key><integer>12</integer></dict>")
+                  .enable_file_logging_result,
+              12);
+}
+
+TEST(scenario_file, sets_the_default_restore_options) {
+    const scenario result = parse("<dict><key>DefaultRestoreOptions</key><dict><key>Own</key>"
+                                  "<true/></dict></dict>");
+    ASSERT_NE(result.default_restore_options, nullptr);
+    EXPECT_EQ(result.default_restore_options->describe(), "{Own = true}");
+}
+
+TEST(scenario_file, takes_the_default_restore_options_away) {
+    EXPECT_EQ(
+        parse("<dict><key>DefaultRestoreOptions</key><false/></dict>").default_restore_options,
+        nullptr);
+}
+
+struct wrong {
+    const char* name;
+    std::string xml;
+    const char* complaint;
+};
+
+class wrong_scenario : public ::testing::TestWithParam<wrong> {};
+
+TEST_P(wrong_scenario, is_complained_of_with_its_place) {
+    EXPECT_EQ(complaint(GetParam().xml), GetParam().complaint);
+}
+
+constexpr auto unknown_device_key =
+    "Devices[0]: is a dictionary with the unknown key \"Ecid\"; should be one with no other keys "
+    "than Name, ECID, State, ProductID, BoardID, ChipID, ProductType, FusingInfo, LocationID, "
+    "SerialNumber, ProductString, HasRecoveryDevice, SetAutoBootResult, RebootResult or Restore";
+
+const std::string device_start = "<dict><key>Devices</key><array><dict><key>Name</key>"
+                                 "<string>d</string><key>ECID</key>";
+const std::string dfu_end = "<key>State</key><string>DFU</string></dict></array></dict>";
+
+INSTANTIATE_TEST_SUITE_P(
+    scenario_file, wrong_scenario,
+    ::testing::Values(
+        wrong{"no_dictionary", "<array/>", "top level: is an array; should be a dictionary"},
+        wrong{"unknown_key", "<dict><key>devices</key><array/></dict>",
+              "top level: is a dictionary with the unknown key \"devices\"; should be one with no "
+              "other keys than Devices, Events, RegistrationError, EnableFileLoggingResult or "
+              "DefaultRestoreOptions"},
+        wrong{"devices_of_the_wrong_type", "<dict><key>Devices</key><dict/></dict>",
+              "Devices: is a dictionary; should be an array"},
+        wrong{"device_of_the_wrong_type", "<dict><key>Devices</key><array><true/></array></dict>",
+              "Devices[0]: is true; should be a dictionary"},
+        wrong{"unknown_device_key", with_device("<key>Ecid</key><string>1</string>"),
+              unknown_device_key},
+        wrong{"missing_name", "<dict><key>Devices</key><array><dict/></array></dict>",
+              "Devices[0].Name: is missing; should be a string"},
+        wrong{"missing_ecid",
+              "<dict><key>Devices</key><array><dict><key>Name</key><string>d</string>"
+              "</dict></array></dict>",
+              "Devices[0].ECID: is missing; should be a string of 16 hexadecimal digits"},
+        wrong{"missing_state",
+              device_start + "<string>0000000000000001</string></dict></array></dict>",
+              "Devices[0].State: is missing; should be Unknown, DFU, Recovery, RestoreOS, BootedOS "
+              "or a whole number from 0 to 4294967295"},
+        wrong{"short_ecid", device_start + "<string>000000000000001</string>" + dfu_end,
+              "Devices[0].ECID: is \"000000000000001\"; should be a string of 16 hexadecimal "
+              "digits"},
+        wrong{"long_ecid", device_start + "<string>00000000000000001</string>" + dfu_end,
+              "Devices[0].ECID: is \"00000000000000001\"; should be a string of 16 hexadecimal "
+              "digits"},
+        wrong{"prefixed_ecid", device_start + "<string>0x00000000000001</string>" + dfu_end,
+              "Devices[0].ECID: is \"0x00000000000001\"; should be a string of 16 hexadecimal "
+              "digits"},
+        wrong{"ecid_as_a_number", device_start + "<integer>12</integer>" + dfu_end,
+              "Devices[0].ECID: is 12; should be a string of 16 hexadecimal digits"},
+        wrong{"unknown_state",
+              device_start + "<string>0000000000000001</string><key>State</key>"
+                             "<string>dfu</string></dict></array></dict>",
+              "Devices[0].State: is \"dfu\"; should be Unknown, DFU, Recovery, RestoreOS, BootedOS "
+              "or a whole number from 0 to 4294967295"},
+        wrong{"negative_state",
+              device_start + "<string>0000000000000001</string><key>State</key>"
+                             "<integer>-1</integer></dict></array></dict>",
+              "Devices[0].State: is -1; should be Unknown, DFU, Recovery, RestoreOS, BootedOS "
+              "or a whole number from 0 to 4294967295"},
+        wrong{"big_product_id", with_device("<key>ProductID</key><integer>65536</integer>"),
+              "Devices[0].ProductID: is 65536; should be a whole number from 0 to 65535"},
+        wrong{"negative_board_id", with_device("<key>BoardID</key><integer>-1</integer>"),
+              "Devices[0].BoardID: is -1; should be a whole number from 0 to 4294967295"},
+        wrong{"big_chip_id", with_device("<key>ChipID</key><integer>4294967296</integer>"),
+              "Devices[0].ChipID: is 4294967296; should be a whole number from 0 to 4294967295"},
+        wrong{"fractional_product_type", with_device("<key>ProductType</key><real>1.5</real>"),
+              "Devices[0].ProductType: is 1.5; should be a whole number from 0 to 4294967295"},
+        wrong{"fusing_info_as_text", with_device("<key>FusingInfo</key><string>3</string>"),
+              "Devices[0].FusingInfo: is \"3\"; should be a whole number from 0 to 4294967295"},
+        wrong{"location_as_boolean", with_device("<key>LocationID</key><false/>"),
+              "Devices[0].LocationID: is false; should be a whole number from 0 to 4294967295"},
+        wrong{"serial_number_as_data", with_device("<key>SerialNumber</key><data></data>"),
+              "Devices[0].SerialNumber: is data; should be a string"},
+        wrong{"product_string_as_date",
+              with_device("<key>ProductString</key><date>2001-01-01T00:00:00Z</date>"),
+              "Devices[0].ProductString: is a date; should be a string"},
+        wrong{"recovery_device_as_number",
+              with_device("<key>HasRecoveryDevice</key><integer>1</integer>"),
+              "Devices[0].HasRecoveryDevice: is 1; should be true or false"},
+        wrong{"big_result", with_device("<key>RebootResult</key><integer>2147483648</integer>"),
+              "Devices[0].RebootResult: is 2147483648; should be a whole number from -2147483648 "
+              "to 2147483647"},
+        wrong{"restore_of_the_wrong_type", with_device("<key>Restore</key><array/>"),
+              "Devices[0].Restore: is an array; should be a dictionary"},
+        wrong{"report_without_a_time",
+              with_device("<key>Restore</key><dict><key>Reports</key><array><dict/></array>"
+                          "</dict>"),
+              "Devices[0].Restore.Reports[0].After: is missing; should be a number of seconds, "
+              "zero or more"},
+        wrong{"report_in_the_past",
+              with_device("<key>Restore</key><dict><key>Reports</key><array><dict>"
+                          "<key>After</key><real>-0.5</real></dict></array></dict>"),
+              "Devices[0].Restore.Reports[0].After: is -0.5; should be a number of seconds, zero "
+              "or more"},
+        wrong{"unknown_report_key",
+              with_device("<key>Restore</key><dict><key>Reports</key><array><dict>"
+                          "<key>at</key><real>1</real></dict></array></dict>"),
+              "Devices[0].Restore.Reports[0]: is a dictionary with the unknown key \"at\"; should "
+              "be one with no other keys than After or Report"},
+        wrong{"name_given_twice",
+              "<dict><key>Devices</key><array>"
+              "<dict><key>Name</key><string>a</string><key>ECID</key>"
+              "<string>0000000000000001</string><key>State</key><integer>1</integer></dict>"
+              "<dict><key>Name</key><string>a</string><key>ECID</key>"
+              "<string>0000000000000002</string><key>State</key><integer>1</integer></dict>"
+              "</array></dict>",
+              "Devices[1].Name: is \"a\" once more; should be a name that no other device has"},
+        wrong{"event_of_an_unknown_device",
+              with_events("<dict><key>At</key><integer>0</integer><key>Device</key>"
+                          "<string>c</string><key>Type</key><integer>0</integer></dict>"),
+              "Events[0].Device: is \"c\"; should be the Name of one of the Devices"},
+        wrong{"event_without_a_time",
+              with_events("<dict><key>Type</key><integer>0</integer></dict>"),
+              "Events[0].At: is missing; should be a number of seconds, zero or more"},
+        wrong{"event_at_no_time",
+              with_events("<dict><key>At</key><real>nan</real><key>Type</key>"
+                          "<integer>0</integer></dict>"),
+              "Events[0].At: is nan; should be a number of seconds, zero or more"},
+        wrong{"event_without_a_type", with_events("<dict><key>At</key><integer>0</integer></dict>"),
+              "Events[0].Type: is missing; should be connected, disconnected or a whole number "
+              "from 0 to 4294967295"},
+        wrong{"event_of_an_unknown_type",
+              with_events("<dict><key>At</key><integer>0</integer><key>Type</key>"
+                          "<string>attached</string></dict>"),
+              "Events[0].Type: is \"attached\"; should be connected, disconnected or a whole "
+              "number from 0 to 4294967295"},
+        wrong{"registration_error_without_a_domain",
+              "<dict><key>RegistrationError</key><dict><key>Code</key><integer>1</integer>"
+              "</dict></dict>",
+              "RegistrationError.Domain: is missing; should be a string"},
+        wrong{"registration_error_without_a_code",
+              "<dict><key>RegistrationError</key><dict><key>Domain</key><string>d</string>"
+              "</dict></dict>",
+              "RegistrationError.Code: is missing; should be a whole number"},
+        wrong{"default_options_true", "<dict><key>DefaultRestoreOptions</key><true/></dict>",
+              "DefaultRestoreOptions: is true; should be a dictionary or false"}),
+    [](const auto& instance) { return std::string(instance.param.name); });
+
+TEST(scenario_file, is_complained_of_on_one_line_whatever_it_holds) {
+    const std::string text = complaint("<dict><key>a&#10;b&#127;</key><true/></dict>");
+    EXPECT_EQ(text.substr(0, 54), "top level: is a dictionary with the unknown key \"a?b?\"");
+}
+
+TEST(scenario_file, is_complained_of_without_long_quotations) {
+    std::string euros;
+    for (int i = 0; i < 30; ++i) {
+        euros += "\xE2\x82\xAC";
+    }
+    EXPECT_EQ(complaint(with_device("<key>BoardID</key><string>a" + euros + "</string>")),
+              "Devices[0].BoardID: is \"a" + euros.substr(0, 57) +
+                  "...\"; should be a whole number from 0 to 4294967295");
+}
+
+TEST(scenario_file, is_read_from_disk) {
+    const test::temporary_folder folder;
+    const std::string path = folder / "scenario.plist";
+    test::write_file(path, "<plist>" + with_device("") + "</plist>");
+    EXPECT_EQ(read_scenario(path).devices.at(0).name, "d");
+}
+
+TEST(scenario_file, is_named_in_complaints) {
+    const test::temporary_folder folder;
+    const std::string path = folder / "scenario.plist";
+    test::write_file(path, "<plist><array/></plist>");
+    EXPECT_EQ(complaint_of_file(path), path + ": top level: is an array; should be a dictionary");
+}
+
+TEST(scenario_file, must_exist) {
+    const std::string text = complaint_of_file("no-such-folder/no-such-file.plist");
+    EXPECT_TRUE(text.starts_with("no-such-folder/no-such-file.plist: file: is unreadable (No such "
+                                 "file or directory)"))
+        << text;
+    EXPECT_TRUE(text.ends_with("; should be a file that can be read")) << text;
+}
+
+TEST(scenario_file, must_not_be_a_folder) {
+    const std::string folder = std::filesystem::temp_directory_path().string();
+    const std::string text = complaint_of_file(folder);
+    EXPECT_TRUE(text.starts_with(folder + ": file: is unreadable (")) << text;
+}
+
+TEST(scenario_file, must_be_a_property_list) {
+    const test::temporary_folder folder;
+    const std::string path = folder / "scenario.plist";
+    test::write_file(path, "Devices: none\n");
+    const std::string text = complaint_of_file(path);
+    EXPECT_TRUE(text.starts_with(path + ": file: is no property list")) << text;
+    EXPECT_TRUE(text.ends_with("; should be an XML or binary property list")) << text;
+    EXPECT_EQ(std::ranges::count(text, '\n'), 0) << text;
+}
+
+TEST(scenario_file, must_not_be_empty) {
+    const test::temporary_folder folder;
+    const std::string path = folder / "scenario.plist";
+    test::write_file(path, "");
+    EXPECT_TRUE(complaint_of_file(path).starts_with(path + ": file: is no property"));
+}
+
+} // namespace simulator
