@@ -2,6 +2,7 @@
 
 #include "tests/file_content.h"
 
+#include <boost/algorithm/string/replace.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -46,6 +47,55 @@ std::string variable_of(std::string option) {
         return c == '-' ? '_' : static_cast<char>(c - 'a' + 'A');
     });
     return "VANDREL_" + option;
+}
+
+/// `word` for a POSIX shell.
+std::string quoted(const std::string& word) {
+    return "'" + boost::replace_all_copy(word, "'", "'\\''") + "'";
+}
+
+/// The shell command that repeats the run, with further arguments, from the folder in which it is
+/// kept.
+std::string repeating_command(const temporary_folder& folder, const program_call& call) {
+    std::string command = "cd \"$(dirname \"$0\")\" && env";
+    for (const auto& [name, value] : call.environment) {
+        if (name.starts_with("VANDREL_")) {
+            command += " " + quoted(name + "=" + value);
+        }
+    }
+    command += " " + quoted(call.program);
+    for (const std::string& argument : call.arguments) {
+        command += " " + quoted(argument);
+    }
+    const std::string in_folder =
+        folder.path().string() + static_cast<char>(fs::path::preferred_separator);
+    return boost::replace_all_copy(command, in_folder, "") + " \"$@\"\n";
+}
+
+/// Copies what a run got and wrote to "SUITE.TEST.N" in the folder that VANDREL_KEEP_RUNS names.
+void keep_run(const temporary_folder& folder, const program_result& result) {
+    const char* const kept = std::getenv("VANDREL_KEEP_RUNS");
+    const auto* const test = ::testing::UnitTest::GetInstance()->current_test_info();
+    if (kept == nullptr || test == nullptr) {
+        return;
+    }
+    const std::string name = std::string(test->test_suite_name()) + "." + test->name() + ".";
+    int number = 1;
+    while (fs::exists(fs::path(kept) / (name + std::to_string(number)))) {
+        ++number;
+    }
+    const fs::path target = fs::path(kept) / (name + std::to_string(number));
+    fs::create_directories(target);
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder.path())) {
+        if (fs::is_regular_file(entry.path())) {
+            fs::copy_file(entry.path(), target / entry.path().filename());
+        }
+    }
+    write_file(target / "standard_output", result.standard_output);
+    write_file(target / "standard_error", result.standard_error);
+    if (!result.pipe.empty()) {
+        write_file(target / "pipe", result.pipe);
+    }
 }
 
 } // namespace
@@ -117,6 +167,7 @@ running_tool tool_call::start() const {
         }
     }
     call.arguments.insert(call.arguments.end(), arguments_.begin(), arguments_.end());
+    write_file(folder->path() / "command", repeating_command(*folder, call));
     if (with_pipe_) {
         call.arguments.insert(call.arguments.end(), {"--output-pipe", "{pipe}"});
     }
@@ -192,6 +243,7 @@ void running_tool::close_pipe() {
 
 tool_run running_tool::wait() {
     const program_result result = program_.wait();
+    keep_run(*folder_, result);
     tool_run run;
     run.status = result.status;
     run.standard_output = result.standard_output;

@@ -45,6 +45,9 @@ class running_tool;
 ///
 /// With VANDREL_TESTED_PROGRAM=vandrel in the environment it is a run of the product, which needs
 /// to find the simulator under the names of Apple's libraries.
+///
+/// With VANDREL_KEEP_RUNS=FOLDER in the environment, what the run got and wrote is kept in
+/// FOLDER/SUITE.TEST.N, with the shell script `command`, which repeats it.
 class tool_call {
 public:
     explicit tool_call(std::vector<std::string> arguments);
