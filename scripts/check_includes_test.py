@@ -70,6 +70,14 @@ class check_includes(unittest.TestCase):
             {"samples/run.cpp": '#include "foundation/text.h"\n'},
             "samples/run.cpp:1: samples may not include foundation (foundation/text.h)")
 
+    def test_the_station_knows_nothing_of_the_core(self):
+        for target, zone in [("output/channel.h", "output"), ("driver/ecid.h", "driver values"),
+                             ("platform/core.h", "platform")]:
+            with self.subTest(target):
+                self.assert_only_violation(
+                    {"station/bench.cpp": f'#include "{target}"\n'},
+                    f"station/bench.cpp:1: station may not include {zone} ({target})")
+
     def test_a_supplier_knows_the_platform_only(self):
         self.assert_only_violation(
             {"simulator/mobile_device/play.cpp": '#include "foundation/text.h"\n'},

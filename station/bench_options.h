@@ -1,0 +1,91 @@
+#pragma once
+
+/// What a run is asked to do.
+
+#include "station/device.h"
+#include "station/events.h"
+
+#include <chrono>
+#include <cstddef>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace vandrel::station {
+
+/// The times that the rules are made of. Nobody has to change them; tests of whole programs make
+/// them shorter.
+struct bench_times {
+    using time = awake_time;
+    /// A report is due this often; later the device is shown as quiet.
+    time quiet = std::chrono::minutes(10);
+    /// The first report is due by then.
+    time never_began = std::chrono::minutes(5);
+    /// After a failing report the tool is ended by then, whatever else it reports.
+    time linger_at_most = std::chrono::minutes(5);
+    /// How long a tool may take to go when it is ended.
+    time give_up = std::chrono::seconds(30);
+    /// How long the stream may outlive the process.
+    time stream_after_process = std::chrono::seconds(2);
+    /// From the end of the old process to the next try, at least.
+    time retry_pause = std::chrono::seconds(20);
+    /// From the end of the old process, for lists to show the device again.
+    time retry_wait = std::chrono::minutes(5);
+    /// No list is begun for so long after a tool's start.
+    time list_after_start = std::chrono::seconds(5);
+    time list_limit = std::chrono::seconds(30);
+    /// A visit ends when the device has been away for so long, and in two lists.
+    time away = std::chrono::seconds(60);
+    /// A restored device that is back sooner did not start.
+    time came_back = std::chrono::minutes(10);
+    /// Two turns are never so far apart when nothing is wrong with the clock or the computer.
+    time clock_gap = std::chrono::seconds(5);
+    /// For the third Ctrl-C after the second.
+    time third_cancel = std::chrono::seconds(10);
+};
+
+struct bench_options {
+    command what = command::restore;
+    /// Devices lose everything: their number has to be typed, or `yes` given.
+    bool erase = false;
+
+    /// Which devices: these ECIDs (normalized); these ECIDs or serial numbers; all. Together they
+    /// add up.
+    std::set<std::string> ecids;
+    std::set<std::string> only;
+    bool all = false;
+
+    /// For which devices the bundle is; absent when there is none, and then every device fits.
+    std::optional<std::vector<build_identity>> identities;
+    /// Works on devices of `ecids` that do not fit.
+    bool any_bundle = false;
+
+    bool yes = false;
+    /// Whether there is a terminal on which to ask.
+    bool terminal = false;
+    bool dry_run = false;
+    /// How many devices have to be chosen.
+    std::optional<std::size_t> expect;
+
+    bool watch = false;
+    awake_time poll = std::chrono::seconds(30);
+    /// A watch begins no more than so many devices.
+    std::optional<std::size_t> count;
+    /// `--for`: it begins none later than this.
+    std::optional<awake_time> watch_time;
+
+    std::size_t at_once = 8;
+    awake_time stagger = std::chrono::seconds(2);
+    int retries = 0;
+    /// 0: never.
+    std::size_t stop_after = 5;
+    awake_time stall_timeout = std::chrono::minutes(30);
+    awake_time linger = std::chrono::seconds(30);
+    /// The station's own limit for each try; absent when the tool keeps it.
+    std::optional<awake_time> time_limit;
+
+    bench_times times;
+};
+
+} // namespace vandrel::station

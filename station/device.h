@@ -1,0 +1,56 @@
+#pragma once
+
+/// What the station knows of a device before it works on it, and which devices a bundle is for.
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vandrel::station {
+
+/// 1 to 16 hexadecimal digits of either case, with or without "0x" before them, as 16 upper-case
+/// digits; nothing for any other text.
+std::optional<std::string> normalized_ecid(std::string_view text);
+
+/// What `vandrel --device-info` reports of one device. Texts are untrusted: whoever shows them
+/// replaces control characters first.
+struct device_properties {
+    /// Unsigned: the low 32 bits of what the record has. 0 is a device that does not report it.
+    std::uint32_t chip_id = 0;
+    std::uint32_t board_id = 0;
+    std::uint32_t location_id = 0;
+    std::string serial_number;
+    std::string product_string;
+    /// The name of the USB port in the slot file; empty without one.
+    std::string slot;
+    /// The product type in the bundle, such as "iPhone14,2"; empty when the bundle has none for it.
+    std::string model;
+
+    bool operator==(const device_properties&) const = default;
+};
+
+/// One device in a list.
+struct listed_device {
+    /// As the record has it; the bench normalizes it and refuses a list with anything else.
+    std::string ecid;
+    /// Absent when they were not asked for, or could not be had.
+    std::optional<device_properties> properties;
+
+    bool operator==(const listed_device&) const = default;
+};
+
+/// For which devices one build identity of a bundle is.
+struct build_identity {
+    std::uint32_t chip_id = 0;
+    std::uint32_t board_id = 0;
+
+    bool operator==(const build_identity&) const = default;
+};
+
+/// Whether any of `identities` has the chip and the board of the device. A device that reports no
+/// chip fits nothing.
+bool fits(const device_properties& device, const std::vector<build_identity>& identities);
+
+} // namespace vandrel::station
