@@ -196,9 +196,8 @@ TEST(timed_out_restore, reports_that_come_after_the_session_touch_nothing) {
     device.ecid = 0xAB;
     device.state = 2;
     for (int report = 0; report < 500; ++report) {
-        const CFTypeRef status = make_report(13, 1).release();
         device.restore.reports.push_back(
-            {0.0002, simulator::owned<const simulator::object>(&simulator::checked(status))});
+            {0.0002, simulator::cf_handle<CFTypeRef>(make_report(13, 1).release())});
     }
     scenario.devices.push_back(std::move(device));
     simulator::start(std::move(scenario));

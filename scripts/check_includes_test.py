@@ -19,7 +19,14 @@ CLEAN = {
     "foundation/text.h": '#include "platform/core.h"\n',
     "platform/core.h": "#include <cstdint>\n#if defined(NDEBUG)\n#endif\n",
     "platform/forwarding/load.cpp": '#include "platform/core.h"\n',
-    "simulator/mobile_device/play.h": '#include "platform/core.h"\n',
+    "simulator/core_foundation/object.h": '#include "simulator/core_foundation/accounting.h"\n',
+    "simulator/core_foundation/accounting.h": "",
+    "simulator/core_foundation/number.h": '#include "simulator/core_foundation/object.h"\n',
+    "simulator/core_foundation/test_objects.h": '#include "platform/core.h"\n',
+    "simulator/mobile_device/play.h": '#include "simulator/core_foundation/object.h"\n',
+    "simulator/mobile_device/play_test.cpp": '#include "simulator/core_foundation/test_objects.h"\n',
+    "simulator/mobile_device/test_play.h": '#include "simulator/core_foundation/test_objects.h"\n',
+    "tests/value.cpp": '#include "simulator/core_foundation/number.h"\n',
     "tests/capture.h": '#include "output/channel.h"\n',
 }
 
@@ -85,6 +92,23 @@ class check_includes(unittest.TestCase):
         self.assert_only_violation(
             {"platform/forwarding/more.cpp": '#include "simulator/mobile_device/play.h"\n'},
             "platform/forwarding/more.cpp:1: forwarding may not include simulated MobileDevice (simulator/mobile_device/play.h)")
+
+    def test_one_library_of_the_simulator_sees_one_header_of_the_other(self):
+        for path in ["simulator/mobile_device/journal.cpp", "simulator/mobile_device/journal_test.cpp",
+                     "simulator/mobile_device/test_journal.h"]:
+            for target in ["simulator/core_foundation/number.h",
+                           "simulator/core_foundation/accounting.h"]:
+                with self.subTest(path=path, target=target):
+                    self.assert_only_violation(
+                        {path: f'#include "{target}"\n'},
+                        f"{path}:1: simulated MobileDevice may not see {target}, "
+                        "which simulated CoreFoundation keeps to itself")
+
+    def test_the_other_library_of_the_simulator_sees_nothing_of_the_first(self):
+        self.assert_only_violation(
+            {"simulator/core_foundation/number.cpp": '#include "simulator/mobile_device/play.h"\n'},
+            "simulator/core_foundation/number.cpp:1: simulated CoreFoundation may not include "
+            "simulated MobileDevice (simulator/mobile_device/play.h)")
 
     def test_only_tests_include_what_is_for_tests(self):
         self.assert_only_violation(

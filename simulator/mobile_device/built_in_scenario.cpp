@@ -1,8 +1,6 @@
 #include "simulator/mobile_device/built_in_scenario.h"
 
-#include "simulator/core_foundation/boolean.h"
-#include "simulator/core_foundation/number.h"
-#include "simulator/core_foundation/string.h"
+#include "simulator/mobile_device/cf_values.h"
 
 #include <utility>
 
@@ -17,23 +15,6 @@ constexpr std::uint32_t restore_os = 3;
 constexpr std::uint32_t booted = 4;
 
 constexpr std::uint32_t connected = 0;
-
-void set_number(__CFDictionary& dictionary, const char* key, std::int64_t value) {
-    const owned<const __CFString> name(make_string(key));
-    const owned<const __CFNumber> number(create<__CFNumber>(value));
-    dictionary.table.set(*name, number.get());
-}
-
-void set_text(__CFDictionary& dictionary, const char* key, const char* value) {
-    const owned<const __CFString> name(make_string(key));
-    const owned<const __CFString> text(make_string(value));
-    dictionary.table.set(*name, text.get());
-}
-
-void set_true(__CFDictionary& dictionary, const char* key) {
-    const owned<const __CFString> name(make_string(key));
-    dictionary.table.set(*name, kCFBooleanTrue);
-}
 
 struct step {
     double after;
@@ -87,11 +68,11 @@ constexpr step steps[] = {
 };
 constexpr step last_step = {0.15, 0, 100};
 
-owned<__CFDictionary> make_report(const step& from, const char* status) {
-    owned<__CFDictionary> report(create<__CFDictionary>());
-    set_text(*report, "Status", status);
-    set_number(*report, "Operation", from.operation);
-    set_number(*report, "Progress", from.progress);
+cf_handle<CFMutableDictionaryRef> make_report(const step& from, const char* status) {
+    auto report = cf_dictionary();
+    cf_set_text(report.get(), "Status", status);
+    cf_set_integer(report.get(), "Operation", from.operation);
+    cf_set_integer(report.get(), "Progress", from.progress);
     return report;
 }
 
@@ -101,12 +82,12 @@ restore_plan successful_restore() {
     for (const step& next : steps) {
         auto report = make_report(next, "Restoring");
         if (next.operation == restoring_image) {
-            set_text(*report, "Image", "System");
+            cf_set_text(report.get(), "Image", "System");
         }
         plan.reports.push_back({next.after, std::move(report)});
     }
     auto report = make_report(last_step, "Successful");
-    set_number(*report, "Error", 0);
+    cf_set_integer(report.get(), "Error", 0);
     plan.reports.push_back({last_step.after, std::move(report)});
     return plan;
 }
@@ -186,16 +167,16 @@ scenario built_in_scenario() {
     return result;
 }
 
-owned<const __CFDictionary> scenario::plausible_restore_options() {
-    owned<__CFDictionary> options(create<__CFDictionary>());
-    set_text(*options, "AuthInstallSigningServerURL", "http://localhost/");
-    set_text(*options, "BootImageType", "User");
-    set_true(*options, "CreateFilesystemPartitions");
-    set_true(*options, "FlashNOR");
-    set_text(*options, "KernelCacheType", "Release");
-    set_text(*options, "NORImageType", "production");
-    set_text(*options, "RestoreBootArgs", "rd=md0 nand-enable-reformat=1 -progress");
-    set_true(*options, "UpdateBaseband");
+cf_handle<CFDictionaryRef> scenario::plausible_restore_options() {
+    auto options = cf_dictionary();
+    cf_set_text(options.get(), "AuthInstallSigningServerURL", "http://localhost/");
+    cf_set_text(options.get(), "BootImageType", "User");
+    cf_set(options.get(), "CreateFilesystemPartitions", kCFBooleanTrue);
+    cf_set(options.get(), "FlashNOR", kCFBooleanTrue);
+    cf_set_text(options.get(), "KernelCacheType", "Release");
+    cf_set_text(options.get(), "NORImageType", "production");
+    cf_set_text(options.get(), "RestoreBootArgs", "rd=md0 nand-enable-reformat=1 -progress");
+    cf_set(options.get(), "UpdateBaseband", kCFBooleanTrue);
     return options;
 }
 

@@ -1,5 +1,6 @@
-#include "simulator/mobile_device/built_in_scenario.h"
 #include "simulator/core_foundation/test_objects.h"
+#include "simulator/mobile_device/built_in_scenario.h"
+#include "simulator/mobile_device/cf_values.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -12,11 +13,15 @@ namespace simulator {
 
 namespace {
 
+CFTypeRef value_of(const restore_report& report, CFStringRef key) {
+    const auto dictionary = cf_cast<CFDictionaryRef>(report.report.get(), CFDictionaryGetTypeID());
+    return CFDictionaryGetValue(dictionary, key);
+}
+
 /// A number of a report; -1 when it is not there.
 std::int64_t number(const restore_report& report, CFStringRef key) {
     std::int64_t result = -1;
-    const auto* const dictionary = cast<__CFDictionary>(report.report.get());
-    if (const void* value = CFDictionaryGetValue(dictionary, key)) {
+    if (const CFTypeRef value = value_of(report, key)) {
         CFNumberGetValue(static_cast<CFNumberRef>(value), kCFNumberSInt64Type, &result);
     }
     return result;
@@ -92,8 +97,7 @@ TEST(built_in_scenario, has_reports_with_a_status_an_operation_and_a_progress) {
         EXPECT_GE(number(report, CFSTR("Operation")), 0);
         EXPECT_GE(number(report, CFSTR("Progress")), 0);
         EXPECT_LE(number(report, CFSTR("Progress")), 100);
-        EXPECT_NE(CFDictionaryGetValue(cast<__CFDictionary>(report.report.get()), CFSTR("Status")),
-                  nullptr);
+        EXPECT_NE(value_of(report, CFSTR("Status")), nullptr);
     }
 }
 
@@ -106,9 +110,7 @@ TEST(built_in_scenario, completes_a_restore_with_its_last_report_and_none_before
         1);
     EXPECT_EQ(number(reports.back(), CFSTR("Operation")), 0);
     EXPECT_EQ(number(reports.back(), CFSTR("Progress")), 100);
-    EXPECT_EQ(test::text_of(static_cast<CFStringRef>(CFDictionaryGetValue(
-                  cast<__CFDictionary>(reports.back().report.get()), CFSTR("Status")))),
-              "Successful");
+    EXPECT_EQ(test::description_of(value_of(reports.back(), CFSTR("Status"))), "Successful");
 }
 
 TEST(built_in_scenario, boots_the_restore_operating_system_on_the_way) {

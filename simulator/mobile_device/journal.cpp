@@ -1,11 +1,7 @@
 #include "simulator/mobile_device/journal.h"
 
-#include "simulator/core_foundation/accounting.h"
-#include "simulator/core_foundation/boolean.h"
-#include "simulator/core_foundation/data.h"
-#include "simulator/core_foundation/dictionary.h"
-#include "simulator/core_foundation/number.h"
-#include "simulator/core_foundation/string.h"
+#include "simulator/core_foundation/object.h"
+#include "simulator/mobile_device/cf_values.h"
 #include "simulator/mobile_device/utf8_path.h"
 
 #include <cerrno>
@@ -16,49 +12,44 @@ namespace simulator {
 
 namespace {
 
-/// Makes the object that stands for an argument's value in an entry; null when there is none.
-struct value_maker {
-    owned<const object> operator()(bool truth) const {
-        return retained<const object>(truth ? kCFBooleanTrue : kCFBooleanFalse);
+/// Puts an argument's value into a dictionary, under its name.
+struct argument_setter {
+    void operator()(bool truth) const {
+        cf_set(dictionary, key, truth ? kCFBooleanTrue : kCFBooleanFalse);
     }
-    owned<const object> operator()(std::int64_t number) const {
-        return owned<const object>(create<__CFNumber>(number));
-    }
-    owned<const object> operator()(const std::string& text) const {
-        return owned<const object>(make_string(text));
-    }
-    owned<const object> operator()(const object* reference) const {
-        const bool as_text = describing && reference != nullptr;
-        return as_text ? (*this)(reference->describe()) : retained(reference);
+    void operator()(std::int64_t number) const { cf_set_integer(dictionary, key, number); }
+    void operator()(const std::string& text) const { cf_set_text(dictionary, key, text); }
+    void operator()(CFTypeRef value) const {
+        if (describing && value != nullptr) {
+            const cf_handle<CFStringRef> text(CFCopyDescription(value));
+            cf_set(dictionary, key, text.get());
+        } else {
+            cf_set(dictionary, key, value);
+        }
     }
 
+    CFMutableDictionaryRef dictionary;
+    const char* key;
     /// Whether objects are described, for no property list can hold them.
     bool describing;
 };
 
-void set(__CFDictionary& dictionary, const char* key, const owned<const object>& value) {
-    if (value) {
-        const owned<const __CFString> name(make_string(key));
-        dictionary.table.set(*name, value.get());
-    }
-}
-
 /// Null when no property list can hold one of the arguments.
-owned<const __CFData> make_entry(const char* call, const std::string* device,
-                                 std::initializer_list<argument> arguments, double time,
-                                 value_maker make_value) {
-    const owned<__CFDictionary> arguments_made(create<__CFDictionary>());
+cf_handle<CFDataRef> make_entry(const char* call, const std::string* device,
+                                std::initializer_list<argument> arguments, double time,
+                                bool describing) {
+    const auto arguments_made = cf_dictionary();
     for (const argument& given : arguments) {
-        set(*arguments_made, given.name, std::visit(make_value, given.value));
+        std::visit(argument_setter{arguments_made.get(), given.name, describing}, given.value);
     }
-    const owned<__CFDictionary> entry(create<__CFDictionary>());
-    set(*entry, "Call", make_value(std::string(call)));
+    const auto entry = cf_dictionary();
+    cf_set_text(entry.get(), "Call", call);
     if (device != nullptr) {
-        set(*entry, "Device", make_value(*device));
+        cf_set_text(entry.get(), "Device", *device);
     }
-    set(*entry, "Arguments", retained<const object>(arguments_made.get()));
-    set(*entry, "Time", owned<const object>(create<__CFNumber>(time)));
-    return owned<const __CFData>(CFPropertyListCreateData(
+    cf_set(entry.get(), "Arguments", arguments_made.get());
+    cf_set_real(entry.get(), "Time", time);
+    return cf_handle<CFDataRef>(CFPropertyListCreateData(
         kCFAllocatorDefault, entry.get(), kCFPropertyListXMLFormat_v1_0, 0, nullptr));
 }
 
@@ -80,15 +71,15 @@ void journal::record(const char* call, const std::string* device,
     const std::lock_guard lock(mutex_);
     const double time =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
-    auto entry = make_entry(call, device, arguments, time, {.describing = false});
+    auto entry = make_entry(call, device, arguments, time, false);
     if (!entry) {
-        entry = make_entry(call, device, arguments, time, {.describing = true});
+        entry = make_entry(call, device, arguments, time, true);
     }
     if (!file_) {
         return;
     }
-    file_.write(reinterpret_cast<const char*>(entry->bytes.data()),
-                static_cast<std::streamsize>(entry->bytes.size()));
+    file_.write(reinterpret_cast<const char*>(CFDataGetBytePtr(entry.get())),
+                static_cast<std::streamsize>(CFDataGetLength(entry.get())));
     if (!file_) {
         std::fprintf(stderr, "vandrel-sim: %s: journal cannot be written any further\n",
                      path_.c_str());

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "simulator/core_foundation/object.h"
+#include "platform/core_foundation.h"
 
 #include <chrono>
 #include <cstdint>
@@ -16,7 +16,7 @@ namespace simulator {
 struct argument {
     const char* name;
     /// An object may be null; it is then left out.
-    std::variant<bool, std::int64_t, std::string, const object*> value;
+    std::variant<bool, std::int64_t, std::string, CFTypeRef> value;
 };
 
 /// The run seen from the platform: one XML property list for each call, back to back, in the order

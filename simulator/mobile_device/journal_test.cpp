@@ -1,4 +1,5 @@
 #include "platform/mobile_device.h"
+#include "simulator/core_foundation/object.h"
 #include "simulator/mobile_device/journal.h"
 #include "simulator/mobile_device/test_scenarios.h"
 #include "simulator/mobile_device/test_temporary_folder.h"
@@ -146,7 +147,7 @@ TEST(journal, has_times_that_never_go_back) {
 TEST(journal, leaves_out_an_argument_that_is_null) {
     const journal_file file;
     journal written(file.path());
-    written.record("Call1", nullptr, {{"Options", static_cast<const object*>(nullptr)}});
+    written.record("Call1", nullptr, {{"Options", static_cast<CFTypeRef>(nullptr)}});
     EXPECT_THAT(file.lines(), ElementsAre("Call1 {}"));
 }
 
@@ -161,7 +162,7 @@ TEST(journal, describes_an_argument_that_no_property_list_can_hold) {
     const journal_file file;
     journal written(file.path());
     const auto options = test::make_dictionary({{CFSTR("Key"), kCFNull}});
-    written.record("Call1", nullptr, {{"Options", static_cast<const object*>(options.get())}});
+    written.record("Call1", nullptr, {{"Options", static_cast<CFTypeRef>(options.get())}});
     const std::string text = test::description_of(options.get());
     EXPECT_THAT(file.lines(), ElementsAre("Call1 {Options = " + text + "}"));
 }

@@ -1,7 +1,6 @@
 #include "platform/mobile_device.h"
-#include "simulator/core_foundation/dictionary.h"
+#include "simulator/mobile_device/cf_values.h"
 #include "simulator/mobile_device/running_simulation.h"
-#include "simulator/core_foundation/string.h"
 
 /// A subscription to booted devices, of which the simulation has none to tell: nothing is in it.
 struct _AMDeviceNotification {};
@@ -10,23 +9,23 @@ namespace simulator {
 
 namespace {
 
-void set_text(__CFDictionary& dictionary, CFStringRef key, const std::optional<std::string>& text) {
+void set_text(CFMutableDictionaryRef dictionary, CFStringRef key,
+              const std::optional<std::string>& text) {
     if (text) {
-        const owned<const __CFString> value(make_string(*text));
-        dictionary.table.set(*key, value.get());
+        CFDictionarySetValue(dictionary, key, cf_string(*text).get());
     }
 }
 
 CFErrorRef create_error(const registration_failure& failure) {
-    owned<const __CFString> domain;
-    owned<__CFDictionary> user_info;
+    cf_handle<CFStringRef> domain;
+    cf_handle<CFMutableDictionaryRef> user_info;
     {
         // Only the error itself is the caller's.
         const unaccounted_scope scope;
-        domain.reset(make_string(failure.domain));
-        user_info.reset(create<__CFDictionary>());
-        set_text(*user_info, kCFErrorLocalizedDescriptionKey, failure.description);
-        set_text(*user_info, kCFErrorLocalizedFailureReasonKey, failure.failure_reason);
+        domain = cf_string(failure.domain);
+        user_info = cf_dictionary();
+        set_text(user_info.get(), kCFErrorLocalizedDescriptionKey, failure.description);
+        set_text(user_info.get(), kCFErrorLocalizedFailureReasonKey, failure.failure_reason);
     }
     return CFErrorCreate(kCFAllocatorDefault, domain.get(), failure.code, user_info.get());
 }

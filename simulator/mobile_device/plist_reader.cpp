@@ -1,11 +1,7 @@
 #include "simulator/mobile_device/plist_reader.h"
 
-#include "simulator/core_foundation/array.h"
-#include "simulator/core_foundation/boolean.h"
-#include "simulator/core_foundation/dictionary.h"
-#include "simulator/core_foundation/number.h"
+#include "simulator/mobile_device/cf_values.h"
 #include "simulator/mobile_device/scenario_file.h"
-#include "simulator/core_foundation/string.h"
 
 #include <algorithm>
 #include <array>
@@ -13,6 +9,7 @@
 #include <cmath>
 #include <limits>
 #include <utility>
+#include <vector>
 
 namespace simulator {
 
@@ -30,9 +27,33 @@ std::string range_text(std::int64_t least, std::int64_t most) {
     return "a whole number from " + std::to_string(least) + " to " + std::to_string(most);
 }
 
+CFStringRef as_string(CFTypeRef value) {
+    return cf_cast<CFStringRef>(value, CFStringGetTypeID());
+}
+
+CFNumberRef as_number(CFTypeRef value) {
+    return cf_cast<CFNumberRef>(value, CFNumberGetTypeID());
+}
+
+CFBooleanRef as_boolean(CFTypeRef value) {
+    return cf_cast<CFBooleanRef>(value, CFBooleanGetTypeID());
+}
+
+/// Borrowed from `dictionary`.
+std::vector<CFTypeRef> keys_of(CFDictionaryRef dictionary) {
+    std::vector<CFTypeRef> result;
+    CFDictionaryApplyFunction(
+        dictionary,
+        [](const void* key, const void*, void* keys) {
+            static_cast<std::vector<CFTypeRef>*>(keys)->push_back(key);
+        },
+        &result);
+    return result;
+}
+
 std::optional<std::int64_t> whole_number(CFTypeRef value) {
     std::int64_t result = 0;
-    const auto* const number = cast<__CFNumber>(value);
+    const CFNumberRef number = as_number(value);
     const bool fits =
         number != nullptr && CFNumberGetValue(number, kCFNumberSInt64Type, &result) != 0;
     return fits ? std::optional(result) : std::nullopt;
@@ -67,14 +88,14 @@ std::string shown(CFTypeRef value) {
     if (value == nullptr) {
         return "missing";
     }
-    if (const auto* string = cast<__CFString>(value)) {
-        return quoted(string->utf8);
+    if (const CFStringRef string = as_string(value)) {
+        return quoted(cf_text(string));
     }
-    if (const auto* number = cast<__CFNumber>(value)) {
-        return number_text(number->value);
+    if (as_number(value) != nullptr) {
+        return cf_description(value);
     }
-    if (const auto* boolean = cast<__CFBoolean>(value)) {
-        return boolean->value ? "true" : "false";
+    if (const CFBooleanRef boolean = as_boolean(value)) {
+        return CFBooleanGetValue(boolean) != 0 ? "true" : "false";
     }
     const std::array<std::pair<CFTypeID, const char*>, 4> others = {
         {{CFArrayGetTypeID(), "an array"},
@@ -91,23 +112,23 @@ std::string shown(CFTypeRef value) {
 
 plist_reader::plist_reader(std::string place, CFTypeRef value,
                            std::initializer_list<std::string_view> keys)
-    : place_(std::move(place)), dictionary_(cast<__CFDictionary>(value)) {
+    : place_(std::move(place)),
+      dictionary_(cf_cast<CFDictionaryRef>(value, CFDictionaryGetTypeID())) {
     const std::string own_place = place_.empty() ? "top level" : place_;
     if (dictionary_ == nullptr) {
         complain(own_place, shown(value), "a dictionary");
     }
-    for (const auto& entry : dictionary_->table.entries()) {
-        const auto* const key = cast<__CFString>(entry.key.get());
-        if (key == nullptr || std::ranges::find(keys, key->utf8) == keys.end()) {
-            complain(own_place, "a dictionary with the unknown key " + shown(entry.key.get()),
+    for (const CFTypeRef key : keys_of(dictionary_)) {
+        const CFStringRef name = as_string(key);
+        if (name == nullptr || std::ranges::find(keys, cf_text(name)) == keys.end()) {
+            complain(own_place, "a dictionary with the unknown key " + shown(key),
                      "one with no other keys than " + listed({keys.begin(), keys.end()}));
         }
     }
 }
 
 CFTypeRef plist_reader::find(const std::string& key) const {
-    const auto name = owned<const __CFString>(make_string(key));
-    return CFDictionaryGetValue(dictionary_, name.get());
+    return CFDictionaryGetValue(dictionary_, cf_string(key).get());
 }
 
 std::string plist_reader::place_of(const std::string& key) const {
@@ -132,11 +153,11 @@ std::optional<std::string> plist_reader::optional_text(const std::string& key) c
     if (value == nullptr) {
         return std::nullopt;
     }
-    const auto* const string = cast<__CFString>(value);
+    const CFStringRef string = as_string(value);
     if (string == nullptr) {
         complain(place_of(key), shown(value), "a string");
     }
-    return string->utf8;
+    return cf_text(string);
 }
 
 bool plist_reader::optional_truth(const std::string& key, bool otherwise) const {
@@ -144,11 +165,11 @@ bool plist_reader::optional_truth(const std::string& key, bool otherwise) const 
     if (value == nullptr) {
         return otherwise;
     }
-    const auto* const boolean = cast<__CFBoolean>(value);
+    const CFBooleanRef boolean = as_boolean(value);
     if (boolean == nullptr) {
         complain(place_of(key), shown(value), "true or false");
     }
-    return boolean->value;
+    return CFBooleanGetValue(boolean) != 0;
 }
 
 std::int64_t plist_reader::integer(const std::string& key) const {
@@ -173,7 +194,7 @@ std::int64_t plist_reader::optional_integer(const std::string& key, std::int64_t
 double plist_reader::seconds(const std::string& key) const {
     constexpr auto should_be = "a number of seconds, zero or more";
     const CFTypeRef value = required(key, should_be);
-    const auto* const number = cast<__CFNumber>(value);
+    const CFNumberRef number = as_number(value);
     double result = -1;
     if (number != nullptr) {
         CFNumberGetValue(number, kCFNumberFloat64Type, &result);
@@ -187,16 +208,16 @@ double plist_reader::seconds(const std::string& key) const {
 std::uint64_t plist_reader::hexadecimal(const std::string& key) const {
     constexpr auto should_be = "a string of 16 hexadecimal digits";
     const CFTypeRef value = required(key, should_be);
-    const auto* const string = cast<__CFString>(value);
+    const CFStringRef string = as_string(value);
+    const std::string digits = string == nullptr ? "" : cf_text(string);
     std::uint64_t result = 0;
-    if (string == nullptr || string->utf8.size() != 16 ||
-        !std::ranges::all_of(string->utf8, [](char character) {
+    if (digits.size() != 16 || !std::ranges::all_of(digits, [](char character) {
             return std::string_view("0123456789abcdefABCDEF").find(character) !=
                    std::string_view::npos;
         })) {
         complain(place_of(key), shown(value), should_be);
     }
-    std::from_chars(string->utf8.data(), string->utf8.data() + string->utf8.size(), result, 16);
+    std::from_chars(digits.data(), digits.data() + digits.size(), result, 16);
     return result;
 }
 
@@ -210,9 +231,10 @@ std::uint32_t plist_reader::word_or_number(const std::string& key,
     allowed.push_back(range_text(0, most));
     const CFTypeRef value = required(key, listed(allowed));
 
-    if (const auto* string = cast<__CFString>(value)) {
+    if (const CFStringRef string = as_string(value)) {
+        const std::string word = cf_text(string);
         for (const numbered_word& candidate : words) {
-            if (string->utf8 == candidate.word) {
+            if (word == candidate.word) {
                 return candidate.number;
             }
         }
@@ -226,7 +248,7 @@ std::uint32_t plist_reader::word_or_number(const std::string& key,
 
 CFArrayRef plist_reader::optional_array(const std::string& key) const {
     const CFTypeRef value = find(key);
-    const auto* const array = cast<__CFArray>(value);
+    const auto array = cf_cast<CFArrayRef>(value, CFArrayGetTypeID());
     if (value != nullptr && array == nullptr) {
         complain(place_of(key), shown(value), "an array");
     }

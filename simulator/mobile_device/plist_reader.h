@@ -2,7 +2,7 @@
 
 /// Typed access to a dictionary of a scenario. Every complaint names its place.
 
-#include "simulator/core_foundation/object.h"
+#include "platform/core_foundation.h"
 
 #include <cstddef>
 #include <cstdint>

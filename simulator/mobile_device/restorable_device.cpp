@@ -1,7 +1,7 @@
 #include "simulator/mobile_device/restorable_device.h"
 
+#include "simulator/mobile_device/cf_values.h"
 #include "simulator/mobile_device/running_simulation.h"
-#include "simulator/core_foundation/string.h"
 
 #include <utility>
 
@@ -31,7 +31,7 @@ const device_description& recorded(_AMRestorableDevice* device,
 }
 
 CFStringRef string_or_null(const std::optional<std::string>& text) {
-    return text ? simulator::make_string(*text) : nullptr;
+    return text ? simulator::cf_string(*text).release() : nullptr;
 }
 
 } // namespace

@@ -1,5 +1,5 @@
 #include "platform/mobile_device.h"
-#include "simulator/core_foundation/accounting.h"
+#include "simulator/core_foundation/object.h"
 #include "simulator/mobile_device/test_scenarios.h"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,6 @@
 #include "platform/mobile_device.h"
-#include "simulator/core_foundation/dictionary.h"
+#include "simulator/mobile_device/cf_values.h"
 #include "simulator/mobile_device/running_simulation.h"
-#include "simulator/core_foundation/string.h"
 #include "simulator/mobile_device/utf8_path.h"
 
 #include <filesystem>
@@ -18,13 +17,13 @@ constexpr std::int32_t unable_to_open_file = 12;
 /// The real platform keeps the bundle that it personalises for the device in the folder that the
 /// options name. Here a file of a few bytes stands for it, so that there is something to clean up.
 /// Whether that worked shows in the folder alone.
-void make_personalized_bundle(const __CFDictionary& options) {
-    const auto* const value =
-        cast<__CFString>(CFDictionaryGetValue(&options, CFSTR("PersonalizedRestoreBundlePath")));
+void make_personalized_bundle(CFDictionaryRef options) {
+    const auto value = cf_cast<CFStringRef>(
+        CFDictionaryGetValue(options, CFSTR("PersonalizedRestoreBundlePath")), CFStringGetTypeID());
     if (value == nullptr) {
         return;
     }
-    const std::filesystem::path folder = utf8_path(value->utf8);
+    const std::filesystem::path folder = utf8_path(cf_text(value));
     std::error_code ignored;
     std::filesystem::create_directories(folder, ignored);
     std::ofstream(folder / "PersonalizedBundle.txt", std::ios::binary)
@@ -48,11 +47,11 @@ std::int32_t AMRestorableDeviceRestore(_AMRestorableDevice* device, CFDictionary
                                        AMRestorableDeviceRestoreCallback callback, void* context) {
     _AMRestorableDevice& restored = checked(device);
     running().record(__func__, &restored.description.name,
-                     {{"Options", static_cast<const simulator::object*>(options)}});
+                     {{"Options", static_cast<CFTypeRef>(options)}});
     if (options == nullptr || callback == nullptr) {
         return simulator::bad_argument;
     }
-    simulator::make_personalized_bundle(checked(options));
+    simulator::make_personalized_bundle(options);
     running().add_restore(restored, callback, context);
     return restored.description.restore.result;
 }

@@ -1,5 +1,5 @@
 #include "platform/mobile_device.h"
-#include "simulator/core_foundation/accounting.h"
+#include "simulator/core_foundation/object.h"
 #include "simulator/mobile_device/test_event_log.h"
 #include "simulator/mobile_device/test_scenarios.h"
 #include "simulator/mobile_device/test_temporary_folder.h"
@@ -186,7 +186,7 @@ TEST(default_restore_options, are_a_new_dictionary_each_time) {
 TEST(default_restore_options, are_those_of_the_scenario) {
     scenario content;
     const auto options = test::make_dictionary({{CFSTR("Own"), kCFBooleanTrue}});
-    content.default_restore_options = retained<const __CFDictionary>(options.get());
+    content.default_restore_options = cf_retained<CFDictionaryRef>(options.get());
     const test::played simulation(std::move(content));
     const test::handle<CFMutableDictionaryRef> given(
         AMRestoreCreateDefaultOptions(kCFAllocatorDefault));

@@ -2,8 +2,7 @@
 
 /// What is attached to the simulated machine, and what happens to it.
 
-#include "simulator/core_foundation/dictionary.h"
-#include "simulator/core_foundation/object.h"
+#include "simulator/mobile_device/cf_values.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -18,7 +17,7 @@ struct restore_report {
     /// Seconds since the report before, or since the call.
     double after = 0;
     /// What the callback is given; may be null.
-    owned<const object> report;
+    cf_handle<CFTypeRef> report;
 };
 
 struct restore_plan {
@@ -71,10 +70,10 @@ struct scenario {
     std::optional<registration_failure> registration_error;
     std::int32_t enable_file_logging_result = 0;
     /// Null: the platform has no default options to give.
-    owned<const __CFDictionary> default_restore_options = plausible_restore_options();
+    cf_handle<CFDictionaryRef> default_restore_options = plausible_restore_options();
 
     /// What is taken when nothing is said about them. New.
-    static owned<const __CFDictionary> plausible_restore_options();
+    static cf_handle<CFDictionaryRef> plausible_restore_options();
 };
 
 } // namespace simulator

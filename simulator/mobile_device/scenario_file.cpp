@@ -1,9 +1,7 @@
 #include "simulator/mobile_device/scenario_file.h"
 
-#include "simulator/core_foundation/data.h"
-#include "simulator/core_foundation/dictionary.h"
+#include "simulator/mobile_device/cf_values.h"
 #include "simulator/mobile_device/plist_reader.h"
-#include "simulator/core_foundation/string.h"
 #include "simulator/mobile_device/utf8_path.h"
 
 #include <cerrno>
@@ -35,8 +33,7 @@ restore_plan parse_restore(const std::string& place, CFTypeRef value) {
     plan.result = signed_32(reader, "Result");
     reader.each("Reports", [&plan](const std::string& element_place, CFTypeRef element) {
         const plist_reader report(element_place, element, {"After", "Report"});
-        const auto* const content = static_cast<const object*>(report.find("Report"));
-        plan.reports.push_back({report.seconds("After"), retained(content)});
+        plan.reports.push_back({report.seconds("After"), cf_retained(report.find("Report"))});
     });
     return plan;
 }
@@ -92,12 +89,12 @@ registration_failure parse_registration_error(const std::string& place, CFTypeRe
             reader.optional_text("FailureReason")};
 }
 
-owned<const __CFDictionary> parse_default_options(const std::string& place, CFTypeRef value) {
-    const auto* const options = cast<__CFDictionary>(value);
+cf_handle<CFDictionaryRef> parse_default_options(const std::string& place, CFTypeRef value) {
+    const auto options = cf_cast<CFDictionaryRef>(value, CFDictionaryGetTypeID());
     if (options == nullptr && value != kCFBooleanFalse) {
         complain(place, shown(value), "a dictionary or false");
     }
-    return retained(options);
+    return cf_retained(options);
 }
 
 [[noreturn]] void complain_of_unreadable_file() {
@@ -126,29 +123,25 @@ std::vector<std::uint8_t> read_whole_file(const std::string& path) {
     return bytes;
 }
 
-owned<const object> adopted(CFTypeRef reference) {
-    return owned<const object>(static_cast<const object*>(reference));
-}
-
 std::string reason_of(CFErrorRef error) {
     for (const auto copy : {CFErrorCopyFailureReason, CFErrorCopyDescription}) {
-        const owned<const __CFString> text(error == nullptr ? nullptr : copy(error));
+        const cf_handle<CFStringRef> text(error == nullptr ? nullptr : copy(error));
         if (text) {
-            return " (" + one_line(text->utf8) + ")";
+            return " (" + one_line(cf_text(text.get())) + ")";
         }
     }
     return {};
 }
 
-owned<const object> read_property_list(const std::vector<std::uint8_t>& bytes) {
-    const owned<const __CFData> data(
+cf_handle<CFTypeRef> read_property_list(const std::vector<std::uint8_t>& bytes) {
+    const cf_handle<CFDataRef> data(
         CFDataCreate(kCFAllocatorDefault, bytes.data(), static_cast<CFIndex>(bytes.size())));
     CFErrorRef error_out = nullptr;
-    auto plist = adopted(CFPropertyListCreateWithData(
+    cf_handle<CFTypeRef> plist(CFPropertyListCreateWithData(
         kCFAllocatorDefault, data.get(), kCFPropertyListImmutable, nullptr, &error_out));
-    const auto error = adopted(error_out);
+    const cf_handle<CFErrorRef> error(error_out);
     if (!plist) {
-        complain("file", "no property list" + reason_of(error_out),
+        complain("file", "no property list" + reason_of(error.get()),
                  "an XML or binary property list");
     }
     return plist;

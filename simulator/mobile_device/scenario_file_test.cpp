@@ -1,5 +1,5 @@
-#include "simulator/mobile_device/scenario_file.h"
 #include "simulator/core_foundation/test_objects.h"
+#include "simulator/mobile_device/scenario_file.h"
 #include "simulator/mobile_device/test_temporary_folder.h"
 
 #include <gtest/gtest.h>
@@ -156,9 +156,9 @@ TEST(scenario_file, gives_a_restore_its_result_and_its_reports) {
     EXPECT_EQ(plan.result, -1);
     ASSERT_EQ(plan.reports.size(), 3U);
     EXPECT_EQ(plan.reports[0].after, 2);
-    EXPECT_EQ(plan.reports[0].report->describe(), "{Status = x}");
+    EXPECT_EQ(test::description_of(plan.reports[0].report.get()), "{Status = x}");
     EXPECT_EQ(plan.reports[1].after, 0.25);
-    EXPECT_EQ(plan.reports[1].report->describe(), "any");
+    EXPECT_EQ(test::description_of(plan.reports[1].report.get()), "any");
     EXPECT_EQ(plan.reports[2].after, 0);
     EXPECT_EQ(plan.reports[2].report, nullptr);
 }
@@ -229,7 +229,7 @@ TEST(scenario_file, sets_the_default_restore_options) {
     const scenario result = parse("<dict><key>DefaultRestoreOptions</key><dict><key>Own</key>"
                                   "<true/></dict></dict>");
     ASSERT_NE(result.default_restore_options, nullptr);
-    EXPECT_EQ(result.default_restore_options->describe(), "{Own = true}");
+    EXPECT_EQ(test::description_of(result.default_restore_options.get()), "{Own = true}");
 }
 
 TEST(scenario_file, takes_the_default_restore_options_away) {

@@ -1,4 +1,4 @@
-#include "simulator/core_foundation/accounting.h"
+#include "simulator/core_foundation/object.h"
 #include "simulator/mobile_device/simulation.h"
 #include "simulator/mobile_device/test_event_log.h"
 #include "simulator/mobile_device/test_scenarios.h"

@@ -2,8 +2,9 @@
 
 /// Short ways for tests to make and play scenarios.
 
-#include "simulator/mobile_device/simulation.h"
 #include "simulator/core_foundation/test_objects.h"
+#include "simulator/mobile_device/cf_values.h"
+#include "simulator/mobile_device/simulation.h"
 
 #include <cstdint>
 #include <optional>
@@ -47,7 +48,7 @@ inline scenario with_device() {
 /// A report that has nothing but a number under "Operation".
 inline restore_report report(double after, std::int64_t operation) {
     const auto content = make_dictionary({{CFSTR("Operation"), make_number(operation).get()}});
-    return {after, retained<const object>(content.get())};
+    return {after, cf_retained<CFTypeRef>(content.get())};
 }
 
 } // namespace simulator::test

@@ -1,0 +1,58 @@
+#pragma once
+
+/// Short ways to make and read CoreFoundation's values. They go through the functions that the
+/// platform declares, as the tool does, so that how CoreFoundation is made can change without this
+/// library.
+
+#include "platform/core_foundation.h"
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+namespace simulator {
+
+struct cf_release {
+    void operator()(CFTypeRef reference) const { CFRelease(reference); }
+};
+
+/// Owns one reference, as in `cf_handle<CFStringRef>`.
+template<class Ref>
+using cf_handle = std::unique_ptr<std::remove_pointer_t<Ref>, cf_release>;
+
+/// A new reference to `reference`, which may be null.
+template<class Ref>
+cf_handle<Ref> cf_retained(Ref reference) {
+    if (reference != nullptr) {
+        CFRetain(reference);
+    }
+    return cf_handle<Ref>(reference);
+}
+
+/// `value` as what it is; null when it is null or not of the type `type`. Borrowed, as in
+/// `cf_cast<CFStringRef>(value, CFStringGetTypeID())`.
+template<class Ref>
+Ref cf_cast(CFTypeRef value, CFTypeID type) {
+    return value != nullptr && CFGetTypeID(value) == type ? static_cast<Ref>(value) : nullptr;
+}
+
+/// A new string; null when `utf8` is not valid UTF-8.
+cf_handle<CFStringRef> cf_string(std::string_view utf8);
+
+/// The text of `string`, up to its first zero byte; empty when it has no UTF-8 form.
+std::string cf_text(CFStringRef string);
+
+/// A text for diagnostics.
+std::string cf_description(CFTypeRef value);
+
+cf_handle<CFMutableDictionaryRef> cf_dictionary();
+
+/// Each puts a value under a name in its place in `dictionary`. One that is null, or a text that is
+/// not valid UTF-8, is left out.
+void cf_set(CFMutableDictionaryRef dictionary, std::string_view key, CFTypeRef value);
+void cf_set_text(CFMutableDictionaryRef dictionary, std::string_view key, std::string_view utf8);
+void cf_set_integer(CFMutableDictionaryRef dictionary, std::string_view key, std::int64_t number);
+void cf_set_real(CFMutableDictionaryRef dictionary, std::string_view key, double number);
+
+} // namespace simulator
