@@ -1,12 +1,16 @@
 #include "debug/status_text.h"
 
 #include "foundation/cf_text.h"
+#include "foundation/code_table.h"
+
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
 #include <initializer_list>
 #include <span>
 #include <string_view>
+#include <utility>
 
 namespace vandrel {
 
@@ -20,7 +24,7 @@ struct status_text {
 // In ascending order of their codes. The blank at the end of 2102 and the "%d" of 208 belong to
 // the texts; several operations share a name.
 
-constexpr std::array<status_text, 155> error_texts{{
+constexpr auto error_texts = std::to_array<status_text>({
     {1, "Bad argument"},
     {2, "Unable to connect to device"},
     {3, "Device is not in restore mode"},
@@ -176,9 +180,10 @@ constexpr std::array<status_text, 155> error_texts{{
     {3504, "HTTP not found error"},
     {3507, "HTTP proxy authentication needed error"},
     {3600, "HTTP internal server error"},
-}};
+});
+static_assert(is_ordered_by_code(error_texts));
 
-constexpr std::array<status_text, 86> operation_texts{{
+constexpr auto operation_texts = std::to_array<status_text>({
     {2, "DFU download"},
     {3, "Connecting to device"},
     {4, "Connected to device"},
@@ -265,26 +270,27 @@ constexpr std::array<status_text, 86> operation_texts{{
     {211, "Showing Unlock Device UI"},
     {212, "Hiding Unlock Device UI"},
     {213, "Regenerating dyld shared cache"},
-}};
+});
+static_assert(is_ordered_by_code(operation_texts));
 
-CFStringRef copyString(CFStringRef constant) {
-    return static_cast<CFStringRef>(CFRetain(constant));
+cf_handle<CFStringRef> copyString(CFStringRef constant) {
+    return cf_handle<CFStringRef>(static_cast<CFStringRef>(CFRetain(constant)));
 }
 
-CFStringRef copy_text_of(std::span<const status_text> table, std::int32_t code) {
-    const auto found = std::ranges::lower_bound(table, code, {}, &status_text::code);
-    return copyString(found != table.end() && found->code == code
-                          ? __CFStringMakeConstantString(found->text)
-                          : CFSTR("Unknown"));
+cf_handle<CFStringRef> copy_text(std::span<const status_text> table, std::int32_t code) {
+    const status_text* const found = find_code(table, code);
+    return copyString(found == nullptr ? CFSTR("Unknown")
+                                       : __CFStringMakeConstantString(found->text));
 }
 
-/// The text as UTF-8, unless it could not be converted or is one of those that say nothing.
-std::string meaningful_text(CFStringRef owned, std::initializer_list<std::string_view> meaningless,
-                            std::string_view fallback, std::int32_t code) {
-    const cf_handle<CFStringRef> string(owned);
-    auto text = copy_utf8(string.get());
-    if (text && std::ranges::find(meaningless, *text) == meaningless.end()) {
-        return *std::move(text);
+/// `text` in UTF-8. When it cannot be converted, or is one of the `meaningless`, `fallback` and the
+/// code.
+std::string text_or_number(const cf_handle<CFStringRef>& text,
+                           std::initializer_list<std::string_view> meaningless,
+                           std::string_view fallback, std::int32_t code) {
+    auto utf8 = copy_utf8(text.get());
+    if (utf8 && std::ranges::find(meaningless, *utf8) == meaningless.end()) {
+        return *std::move(utf8);
     }
     return fmt::format("{} {}", fallback, code);
 }
@@ -292,25 +298,25 @@ std::string meaningful_text(CFStringRef owned, std::initializer_list<std::string
 } // namespace
 
 CFStringRef AMRLocalizedCopyStringForAMRError(std::int32_t code) {
-    return copy_text_of(error_texts, code);
+    return copy_text(error_texts, code).release();
 }
 
 CFStringRef AMRLocalizedCopyStringForAMROperation(std::int32_t code) {
-    return copy_text_of(operation_texts, code);
+    return copy_text(operation_texts, code).release();
 }
 
 std::string amr_error_text(std::int32_t code) {
-    return meaningful_text(AMRLocalizedCopyStringForAMRError(code),
-                           {"Unknown", "Unrecognized error", "Unrecognized server error"},
-                           "Unknown error", code);
+    return text_or_number(cf_handle<CFStringRef>(AMRLocalizedCopyStringForAMRError(code)),
+                          {"Unknown", "Unrecognized error", "Unrecognized server error"},
+                          "Unknown error", code);
 }
 
 std::string amr_operation_text(std::int32_t code) {
-    return meaningful_text(AMRLocalizedCopyStringForAMROperation(code),
-                           {"Unknown", "Unrecognized operation"}, "Unknown operation", code);
+    return text_or_number(cf_handle<CFStringRef>(AMRLocalizedCopyStringForAMROperation(code)),
+                          {"Unknown", "Unrecognized operation"}, "Unknown operation", code);
 }
 
-std::string display_name(device_state state) {
+std::string format_as(device_state state) {
     switch (state) {
     case device_state::Unknown:
         return "Unknown";
@@ -326,7 +332,7 @@ std::string display_name(device_state state) {
     return fmt::format("<invalid device state {}>", static_cast<std::int32_t>(state));
 }
 
-std::string display_name(notification_type type) {
+std::string format_as(notification_type type) {
     switch (type) {
     case notification_type::connected:
         return "connected";

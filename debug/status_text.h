@@ -1,38 +1,23 @@
 #pragma once
 
-/// The words for the numbers that the restore framework and the device notifications speak in.
-/// The tables are the tool's own, in English only. Everything here may be called from any thread.
+/// Texts for restore errors, restore operations, device states and kinds of notification. The
+/// tables are the tool's own, in English only, although the names say "Localized" and begin like
+/// those of MobileDevice's functions. Everything here may be called from any thread.
 
+#include "debug/device_state.h"
 #include "platform/core_foundation.h"
-
-#include <fmt/format.h>
 
 #include <cstdint>
 #include <string>
 
 namespace vandrel {
 
-/// What a restorable device is doing, as AMRestorableDeviceGetState tells.
-enum class device_state : std::uint32_t {
-    Unknown = 0,
-    DFU = 1,
-    Recovery = 2,
-    RestoreOS = 3,
-    BootedOS = 4,
-};
-
-/// What a notification tells of its device.
-enum class notification_type : std::uint32_t {
-    connected = 0,
-    disconnected = 1,
-};
-
-/// A restore error's number, for messages.
+/// A restore error in a message: the code is written as its text.
 struct amr_error {
     std::int32_t code;
 };
 
-/// A restore operation's number, for messages.
+/// A restore operation in a message: the code is written as its name.
 struct amr_operation {
     std::int32_t code;
 };
@@ -51,44 +36,21 @@ std::string amr_error_text(std::int32_t code);
 /// The name of an AMR operation code in UTF-8; "Unknown operation N" for a code without one.
 std::string amr_operation_text(std::int32_t code);
 
+// In messages, states, kinds, errors and operations are texts: what follows the colon of a
+// placeholder is a format specification for strings.
+
 /// "Recovery", or "<invalid device state N>".
-std::string display_name(device_state state);
+std::string format_as(device_state state);
 
 /// "connected", or "<invalid notification type N>".
-std::string display_name(notification_type type);
+std::string format_as(notification_type type);
+
+inline std::string format_as(amr_error error) {
+    return amr_error_text(error.code);
+}
+
+inline std::string format_as(amr_operation operation) {
+    return amr_operation_text(operation.code);
+}
 
 } // namespace vandrel
-
-/// In messages all four are texts: what may follow a colon is what strings take.
-template<>
-struct fmt::formatter<vandrel::device_state> : fmt::formatter<std::string_view> {
-    template<class Context>
-    auto format(vandrel::device_state state, Context& context) const {
-        return formatter<std::string_view>::format(vandrel::display_name(state), context);
-    }
-};
-
-template<>
-struct fmt::formatter<vandrel::notification_type> : fmt::formatter<std::string_view> {
-    template<class Context>
-    auto format(vandrel::notification_type type, Context& context) const {
-        return formatter<std::string_view>::format(vandrel::display_name(type), context);
-    }
-};
-
-template<>
-struct fmt::formatter<vandrel::amr_error> : fmt::formatter<std::string_view> {
-    template<class Context>
-    auto format(vandrel::amr_error error, Context& context) const {
-        return formatter<std::string_view>::format(vandrel::amr_error_text(error.code), context);
-    }
-};
-
-template<>
-struct fmt::formatter<vandrel::amr_operation> : fmt::formatter<std::string_view> {
-    template<class Context>
-    auto format(vandrel::amr_operation operation, Context& context) const {
-        return formatter<std::string_view>::format(vandrel::amr_operation_text(operation.code),
-                                                   context);
-    }
-};

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "debug/status_text.h"
+#include "debug/device_state.h"
 #include "device/callback_gate.h"
 #include "device/device_operation.h"
 #include "device/device_table.h"

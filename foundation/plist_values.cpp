@@ -6,7 +6,7 @@ namespace vandrel {
 
 namespace {
 
-enum class plist_type { scalar, array, dictionary, set, none };
+enum class value_kind { string, other_scalar, array, dictionary, set, error, unknown };
 
 /// Known at run time only; asking for all of them once keeps the walks cheap.
 struct type_ids {
@@ -18,26 +18,32 @@ struct type_ids {
     CFTypeID array = CFArrayGetTypeID();
     CFTypeID dictionary = CFDictionaryGetTypeID();
     CFTypeID set = CFSetGetTypeID();
+    CFTypeID error = CFErrorGetTypeID();
 };
 
-plist_type classify(CFTypeRef value) {
+value_kind kind_of(CFTypeRef value) {
     static const type_ids ids;
     const CFTypeID type = CFGetTypeID(value);
-    if (type == ids.string || type == ids.number || type == ids.boolean || type == ids.date ||
-        type == ids.data) {
-        return plist_type::scalar;
+    if (type == ids.string) {
+        return value_kind::string;
+    }
+    if (type == ids.number || type == ids.boolean || type == ids.date || type == ids.data) {
+        return value_kind::other_scalar;
     }
     if (type == ids.array) {
-        return plist_type::array;
+        return value_kind::array;
     }
     if (type == ids.dictionary) {
-        return plist_type::dictionary;
+        return value_kind::dictionary;
     }
-    return type == ids.set ? plist_type::set : plist_type::none;
+    if (type == ids.set) {
+        return value_kind::set;
+    }
+    return type == ids.error ? value_kind::error : value_kind::unknown;
 }
 
 bool is_string(CFTypeRef value) {
-    return value != nullptr && CFGetTypeID(value) == CFStringGetTypeID();
+    return value != nullptr && kind_of(value) == value_kind::string;
 }
 
 cf_handle<CFMutableDictionaryRef> make_dictionary() {
@@ -146,20 +152,21 @@ cf_handle<CFTypeRef> make_plist_compatible(CFTypeRef value, std::int32_t strict)
     if (value == nullptr) {
         return nullptr;
     }
-    switch (classify(value)) {
-    case plist_type::scalar:
+    switch (kind_of(value)) {
+    case value_kind::string:
+    case value_kind::other_scalar:
         return cf_handle<CFTypeRef>(CFRetain(value));
-    case plist_type::array:
+    case value_kind::array:
         return copy_array(static_cast<CFArrayRef>(value), strict);
-    case plist_type::dictionary:
+    case value_kind::dictionary:
         return copy_dictionary(static_cast<CFDictionaryRef>(value), strict);
-    case plist_type::set:
-    case plist_type::none:
-        break;
-    }
-    if (CFGetTypeID(value) == CFErrorGetTypeID()) {
+    case value_kind::error: {
         const auto error = static_cast<CFErrorRef>(const_cast<void*>(value));
         return cf_handle<CFTypeRef>(cferror_to_dictionary(error).release());
+    }
+    case value_kind::set:
+    case value_kind::unknown:
+        break;
     }
     return nullptr;
 }
@@ -177,24 +184,26 @@ bool is_valid_plist_value(CFTypeRef value, CFPropertyListFormat format) {
         return false;
     }
     check_walk walk{format};
-    switch (classify(value)) {
-    case plist_type::scalar:
+    switch (kind_of(value)) {
+    case value_kind::string:
+    case value_kind::other_scalar:
         return true;
-    case plist_type::array: {
+    case value_kind::array: {
         const auto array = static_cast<CFArrayRef>(value);
         CFArrayApplyFunction(array, CFRange{0, CFArrayGetCount(array)}, check_element, &walk);
         return walk.valid;
     }
-    case plist_type::dictionary:
+    case value_kind::dictionary:
         CFDictionaryApplyFunction(static_cast<CFDictionaryRef>(value), check_entry, &walk);
         return walk.valid;
-    case plist_type::set:
+    case value_kind::set:
         if (format == kCFPropertyListXMLFormat_v1_0) {
             return false;
         }
         CFSetApplyFunction(static_cast<CFSetRef>(value), check_element, &walk);
         return walk.valid;
-    case plist_type::none:
+    case value_kind::error:
+    case value_kind::unknown:
         break;
     }
     return false;

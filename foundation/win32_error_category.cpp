@@ -1,25 +1,27 @@
 #include "foundation/win32_error_category.h"
 
+#include "foundation/code_table.h"
 #include "foundation/system_text.h"
 #include "platform/native_error.h"
 
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <iterator>
+#include <array>
+#include <cstdint>
+#include <span>
 
 namespace vandrel {
 
 namespace {
 
-struct meaning {
-    int code;
+struct portable_condition {
+    std::int32_t code;
     std::errc condition;
 };
 
-/// What Windows and Winsock codes mean portably. An interrupted call (10004) is one to be made
-/// again; whoever handles these conditions relies on that.
-constexpr meaning meanings[] = {
+/// What Windows and Winsock codes mean portably. An interrupted call (10004) counts as one to be
+/// made again, not as `interrupted`: those who handle these conditions rely on that.
+constexpr auto conditions = std::to_array<portable_condition>({
     {1, std::errc::function_not_supported},
     {2, std::errc::no_such_file_or_directory},
     {3, std::errc::no_such_file_or_directory},
@@ -115,7 +117,8 @@ constexpr meaning meanings[] = {
     {10111, std::errc::operation_canceled},
     {10112, std::errc::connection_refused},
     {11002, std::errc::resource_unavailable_try_again},
-};
+});
+static_assert(is_ordered_by_code(conditions));
 
 } // namespace
 
@@ -139,9 +142,9 @@ std::string win32_error_category::message(int code) const {
 }
 
 std::error_condition win32_error_category::default_error_condition(int code) const noexcept {
-    const auto* const found = std::ranges::find(meanings, code, &meaning::code);
-    return found == std::end(meanings) ? std::error_condition(code, *this)
-                                       : std::make_error_condition(found->condition);
+    const auto* const found = find_code(std::span<const portable_condition>(conditions), code);
+    return found == nullptr ? std::error_condition(code, *this)
+                            : std::make_error_condition(found->condition);
 }
 
 boost::system::error_code last_win32_error() {

@@ -1,6 +1,7 @@
 #include "platform/native_error.h"
 
 #include <algorithm>
+#include <array>
 #include <string_view>
 
 namespace vandrel {
@@ -14,7 +15,7 @@ struct system_text {
 };
 
 /// Windows' English texts for the numbers that this host's calls give.
-constexpr system_text system_texts[] = {
+constexpr auto system_texts = std::to_array<system_text>({
     {1, "Incorrect function."},
     {2, "The system cannot find the file specified."},
     {3, "The system cannot find the path specified."},
@@ -31,7 +32,7 @@ constexpr system_text system_texts[] = {
     {317, "The system cannot find message text for message number 0x%1 in the message file for "
           "%2."},
     {1921, "The name of the file cannot be resolved by the system."},
-};
+});
 
 constexpr std::uint32_t message_not_found = 317;
 
@@ -48,8 +49,8 @@ void set_native_last_error(std::uint32_t code) {
 }
 
 std::string native_error_text_in_local_encoding(std::int32_t code) {
-    const auto* const found = std::ranges::find(system_texts, code, &system_text::code);
-    if (found == std::end(system_texts)) {
+    const auto found = std::ranges::find(system_texts, code, &system_text::code);
+    if (found == system_texts.end()) {
         set_native_last_error(message_not_found);
         return {};
     }

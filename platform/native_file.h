@@ -15,24 +15,25 @@ class io_context;
 
 namespace vandrel {
 
-/// An open file, read and written through the I/O library: on Windows a handle opened for
-/// overlapped operation. Closed with the object. One thread at a time.
+/// An open file, read and written through Boost.Asio: on Windows a handle opened for overlapped
+/// operation. Closed with the object. One thread at a time.
 class native_file {
 public:
-    /// Nothing when the file cannot be opened: native_last_error tells why. `context` outlives the
-    /// file; nobody runs it. Throws boost::system::system_error with the operation "assign" when
-    /// the open file cannot be bound to it. On Windows nobody else can write to the file while it
-    /// is open.
+    /// Nothing when the file cannot be opened; native_last_error then has the reason. `context`
+    /// outlives the file; nobody runs it. Throws boost::system::system_error with the operation
+    /// "assign" when the open file cannot be bound to it. While the file is open, others can read
+    /// and delete it; on Windows they cannot write to it, and a file that somebody writes to cannot
+    /// be opened. POSIX has no such exclusion.
     static std::optional<native_file> open_for_reading(boost::asio::io_context& context,
                                                        const boost::filesystem::path& path);
-    /// The same for a new file; one that exists is not opened.
+    /// The same for a new file; one that exists is left alone, which is a failure.
     static std::optional<native_file> create_for_writing(boost::asio::io_context& context,
                                                          const boost::filesystem::path& path);
     native_file(native_file&&) noexcept;
     native_file& operator=(native_file&&) noexcept;
     ~native_file();
 
-    /// In bytes. Nothing when it cannot be told: native_last_error tells why.
+    /// In bytes. Nothing when the file has no size; native_last_error then has the reason.
     std::optional<std::uint64_t> size() const;
 
     /// Fills `buffer` from the start of the file. A file that ends before is an error.

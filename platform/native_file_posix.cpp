@@ -20,6 +20,9 @@
 namespace vandrel {
 
 struct native_file::stream {
+    static std::optional<native_file> open(boost::asio::io_context& context,
+                                           const boost::filesystem::path& path, int flags);
+
     boost::asio::posix::stream_descriptor descriptor;
 };
 
@@ -53,8 +56,11 @@ bool is_folder_missing(const boost::filesystem::path& path) {
            (path.has_parent_path() && !boost::filesystem::exists(path.parent_path(), ignored));
 }
 
-std::optional<boost::asio::posix::stream_descriptor>
-open(boost::asio::io_context& context, const boost::filesystem::path& path, int flags) {
+} // namespace
+
+std::optional<native_file> native_file::stream::open(boost::asio::io_context& context,
+                                                     const boost::filesystem::path& path,
+                                                     int flags) {
     // Opening a pipe must not wait for its other end.
     const int opened = ::open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK,
                               S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH);
@@ -75,25 +81,17 @@ open(boost::asio::io_context& context, const boost::filesystem::path& path, int 
         set_last_error_from(EISDIR);
         return std::nullopt;
     }
-    return descriptor;
+    return native_file(std::make_unique<stream>(stream{std::move(descriptor)}));
 }
-
-} // namespace
 
 std::optional<native_file> native_file::open_for_reading(boost::asio::io_context& context,
                                                          const boost::filesystem::path& path) {
-    auto descriptor = open(context, path, O_RDONLY);
-    return descriptor ? std::optional(
-                            native_file(std::make_unique<stream>(stream{std::move(*descriptor)})))
-                      : std::nullopt;
+    return stream::open(context, path, O_RDONLY);
 }
 
 std::optional<native_file> native_file::create_for_writing(boost::asio::io_context& context,
                                                            const boost::filesystem::path& path) {
-    auto descriptor = open(context, path, O_WRONLY | O_CREAT | O_EXCL | O_APPEND);
-    return descriptor ? std::optional(
-                            native_file(std::make_unique<stream>(stream{std::move(*descriptor)})))
-                      : std::nullopt;
+    return stream::open(context, path, O_WRONLY | O_CREAT | O_EXCL | O_APPEND);
 }
 
 std::optional<std::uint64_t> native_file::size() const {

@@ -14,23 +14,28 @@
 namespace vandrel {
 
 struct native_file::stream {
+    static std::optional<native_file> open(boost::asio::io_context& context,
+                                           const boost::filesystem::path& path, DWORD access,
+                                           DWORD disposition, DWORD flags);
+
     boost::asio::windows::random_access_handle handle;
 };
 
 namespace {
 
-/// Readers and a deletion do no harm; writers would change the file under us.
+/// Readers and a deletion do no harm; a writer would change the file while it is read.
 constexpr DWORD share = FILE_SHARE_READ | FILE_SHARE_DELETE;
 
-/// Owns a handle until the I/O library does.
+/// Owns a handle until Boost.Asio does.
 struct handle_closer {
     void operator()(HANDLE handle) const { CloseHandle(handle); }
 };
 
-std::optional<boost::asio::windows::random_access_handle> open(boost::asio::io_context& context,
-                                                               const boost::filesystem::path& path,
-                                                               DWORD access, DWORD disposition,
-                                                               DWORD flags) {
+} // namespace
+
+std::optional<native_file> native_file::stream::open(boost::asio::io_context& context,
+                                                     const boost::filesystem::path& path,
+                                                     DWORD access, DWORD disposition, DWORD flags) {
     const HANDLE opened = CreateFileW(path.c_str(), access, share, nullptr, disposition,
                                       flags | FILE_FLAG_OVERLAPPED, nullptr);
     if (opened == nullptr || opened == INVALID_HANDLE_VALUE) {
@@ -43,25 +48,19 @@ std::optional<boost::asio::windows::random_access_handle> open(boost::asio::io_c
     if (error) {
         throw boost::system::system_error(error.value(), error.category(), "assign");
     }
-    // NOLINTNEXTLINE(bugprone-unused-return-value): the I/O library owns it now
+    // NOLINTNEXTLINE(bugprone-unused-return-value): Boost.Asio owns it now
     owner.release();
-    return handle;
+    return native_file(std::make_unique<stream>(stream{std::move(handle)}));
 }
-
-} // namespace
 
 std::optional<native_file> native_file::open_for_reading(boost::asio::io_context& context,
                                                          const boost::filesystem::path& path) {
-    auto handle = open(context, path, GENERIC_READ, OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN);
-    return handle ? std::optional(native_file(std::make_unique<stream>(stream{std::move(*handle)})))
-                  : std::nullopt;
+    return stream::open(context, path, GENERIC_READ, OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN);
 }
 
 std::optional<native_file> native_file::create_for_writing(boost::asio::io_context& context,
                                                            const boost::filesystem::path& path) {
-    auto handle = open(context, path, GENERIC_WRITE, CREATE_NEW, 0);
-    return handle ? std::optional(native_file(std::make_unique<stream>(stream{std::move(*handle)})))
-                  : std::nullopt;
+    return stream::open(context, path, GENERIC_WRITE, CREATE_NEW, 0);
 }
 
 std::optional<std::uint64_t> native_file::size() const {

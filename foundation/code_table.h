@@ -1,0 +1,27 @@
+#pragma once
+
+/// Tables that are looked up by a number.
+
+#include <algorithm>
+#include <cstdint>
+#include <functional>
+#include <span>
+
+namespace vandrel {
+
+/// Whether the entries of `table` stand in ascending order of their `code`, each code once:
+/// what find_code relies on. For a static_assert beside the table.
+template<class Table>
+consteval bool is_ordered_by_code(const Table& table) {
+    return std::ranges::adjacent_find(table, std::ranges::greater_equal(),
+                                      &Table::value_type::code) == table.end();
+}
+
+/// The entry of `code` in a table that is_ordered_by_code; null when there is none.
+template<class Entry>
+constexpr const Entry* find_code(std::span<const Entry> table, std::int32_t code) {
+    const auto found = std::ranges::lower_bound(table, code, {}, &Entry::code);
+    return found != table.end() && found->code == code ? &*found : nullptr;
+}
+
+} // namespace vandrel
