@@ -1,12 +1,8 @@
 #include "foundation/hresult_error_category.h"
 
-#include "foundation/system_text.h"
 #include "platform/native_error.h"
 
 #include <fmt/format.h>
-
-#include <cstdint>
-#include <utility>
 
 namespace vandrel {
 
@@ -34,9 +30,21 @@ const char* hresult_error_category::name() const noexcept {
 }
 
 std::string hresult_error_category::message(int result) const {
-    std::string text = native_error_text_in_local_encoding(result);
-    return text.empty() ? number_text(static_cast<std::uint32_t>(result))
-                        : without_line_break(std::move(text));
+    return com_message(native_error_text_in_local_encoding(result),
+                       static_cast<std::uint32_t>(result));
+}
+
+std::string com_message(std::string system_text, std::uint32_t result) {
+    if (system_text.empty()) {
+        return number_text(result);
+    }
+    if (system_text.size() > 1 && system_text.back() == '\n') {
+        system_text.pop_back();
+        if (system_text.back() == '\r') {
+            system_text.pop_back();
+        }
+    }
+    return system_text;
 }
 
 } // namespace vandrel

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <system_error>
 
@@ -13,12 +14,16 @@ public:
 
     /// "HRESULT Error".
     const char* name() const noexcept override;
-    /// The system's text, in the system's 8-bit encoding and without the line break at its end, or
-    /// the number where it has none. What COM's own error class says.
+    /// The com_message of the system's text, which is in the system's own 8-bit encoding.
     std::string message(int result) const override;
 
 private:
     hresult_error_category() = default;
 };
+
+/// What COM's own error class gives for `result` when the system has `system_text` for it: that
+/// text without the line break at its end ("\r\n" or "\n", one at most; a line feed that is all of
+/// the text stays). When `system_text` is empty, a text with the number.
+std::string com_message(std::string system_text, std::uint32_t result);
 
 } // namespace vandrel

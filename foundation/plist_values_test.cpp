@@ -116,19 +116,47 @@ TEST(make_plist_compatible, a_strict_array_with_one_bad_element_is_null) {
     EXPECT_EQ(make_plist_compatible(array.get(), strict), nullptr);
 }
 
-TEST(make_plist_compatible, what_follows_a_bad_element_does_not_mend_a_strict_array) {
+TEST(make_plist_compatible, what_follows_a_bad_element_does_not_repair_a_strict_array) {
     const auto set = make_set(CFSTR("member"));
     const auto array = make_array({set.get(), CFSTR("good"), set.get()});
     EXPECT_EQ(make_plist_compatible(array.get(), strict), nullptr);
 }
 
-TEST(make_plist_compatible, what_follows_a_bad_entry_does_not_mend_a_strict_dictionary) {
+TEST(make_plist_compatible, what_follows_a_bad_entry_does_not_repair_a_strict_dictionary) {
     const auto set = make_set(CFSTR("member"));
     const auto dictionary = make_dictionary();
     CFDictionarySetValue(dictionary.get(), CFSTR("first"), set.get());
     CFDictionarySetValue(dictionary.get(), CFSTR("second"), CFSTR("good"));
     CFDictionarySetValue(dictionary.get(), CFSTR("third"), set.get());
     EXPECT_EQ(make_plist_compatible(dictionary.get(), strict), nullptr);
+}
+
+TEST(make_plist_compatible, nothing_is_converted_after_the_first_failure_in_a_strict_array) {
+    const auto bad = make_array({kCFNull});
+    const auto array = make_array({bad.get(), bad.get(), bad.get()});
+    const auto before = simulator::creation_count();
+    EXPECT_EQ(make_plist_compatible(array.get(), strict), nullptr);
+    // The copy of the whole, and that of the first element.
+    EXPECT_EQ(simulator::creation_count() - before, 2);
+}
+
+TEST(make_plist_compatible, nothing_is_converted_after_the_first_failure_in_a_strict_dictionary) {
+    const auto bad = make_array({kCFNull});
+    const auto dictionary = make_dictionary();
+    CFDictionarySetValue(dictionary.get(), CFSTR("first"), bad.get());
+    CFDictionarySetValue(dictionary.get(), CFSTR("second"), bad.get());
+    CFDictionarySetValue(dictionary.get(), CFSTR("third"), bad.get());
+    const auto before = simulator::creation_count();
+    EXPECT_EQ(make_plist_compatible(dictionary.get(), strict), nullptr);
+    EXPECT_EQ(simulator::creation_count() - before, 2);
+}
+
+TEST(make_plist_compatible, everything_is_converted_after_a_failure_in_a_lenient_array) {
+    const auto bad = make_array({kCFNull});
+    const auto array = make_array({bad.get(), kCFNull, bad.get()});
+    const auto before = simulator::creation_count();
+    EXPECT_TRUE(make_plist_compatible(array.get(), lenient));
+    EXPECT_EQ(simulator::creation_count() - before, 3);
 }
 
 TEST(make_plist_compatible, any_flag_but_zero_is_strict) {
@@ -261,6 +289,15 @@ TEST(is_valid_plist_value, a_set_is_valid_in_binary_and_not_in_xml) {
     const auto set = make_set(CFSTR("member"));
     EXPECT_TRUE(is_valid_plist_value(set.get(), binary));
     EXPECT_FALSE(is_valid_plist_value(set.get(), xml));
+}
+
+TEST(is_valid_plist_value, a_set_is_valid_in_every_format_but_xml_and_openstep) {
+    const auto set = make_set(CFSTR("member"));
+    for (const CFPropertyListFormat format : {0, 2, 99, 101, 200, -1}) {
+        EXPECT_TRUE(is_valid_plist_value(set.get(), format)) << format;
+        EXPECT_TRUE(is_valid_plist_value(make_array({set.get()}).get(), format)) << format;
+    }
+    EXPECT_FALSE(is_valid_plist_value(make_array({set.get()}).get(), xml));
 }
 
 TEST(is_valid_plist_value, a_set_with_a_bad_member_is_not_valid) {

@@ -29,22 +29,12 @@ std::string readable_utf8(std::u16string_view text) {
 }
 
 std::string without_trailing_space(std::string text) {
-    const std::locale locale;
-    const auto& type = std::use_facet<std::ctype<char>>(locale);
+    const std::locale global;
+    const auto& type = std::use_facet<std::ctype<char>>(global);
     constexpr auto white_space =
         static_cast<std::ctype_base::mask>(std::ctype_base::space | std::ctype_base::blank);
     while (!text.empty() && type.is(white_space, text.back())) {
         text.pop_back();
-    }
-    return text;
-}
-
-std::string without_line_break(std::string text) {
-    if (text.size() > 1 && text.back() == '\n') {
-        text.pop_back();
-        if (text.back() == '\r') {
-            text.pop_back();
-        }
     }
     return text;
 }

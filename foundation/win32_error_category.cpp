@@ -133,18 +133,20 @@ const char* win32_error_category::name() const noexcept {
 
 std::string win32_error_category::message(int code) const {
     std::string text = system_text(code);
-    if (!text.empty()) {
-        return text;
-    }
+    // The number is taken before anything else can change it.
     const std::uint32_t error = native_last_error();
-    return fmt::format("Can't generate error string for code {} (error {}: {})", code, error,
-                       system_text(static_cast<std::int32_t>(error)));
+    return text.empty() ? message_without_text(code, error) : text;
 }
 
 std::error_condition win32_error_category::default_error_condition(int code) const noexcept {
     const auto* const found = find_code(std::span<const portable_condition>(conditions), code);
     return found == nullptr ? std::error_condition(code, *this)
                             : std::make_error_condition(found->condition);
+}
+
+std::string message_without_text(std::int32_t code, std::uint32_t error) {
+    return fmt::format("Can't generate error string for code {} (error {}: {})", code, error,
+                       system_text(static_cast<std::int32_t>(error)));
 }
 
 boost::system::error_code last_win32_error() {

@@ -2,6 +2,7 @@
 
 #include <boost/system/error_code.hpp>
 
+#include <cstdint>
 #include <string>
 #include <system_error>
 
@@ -15,7 +16,7 @@ public:
 
     /// "Win32 Error".
     const char* name() const noexcept override;
-    /// The system's text, or a text of our own that tells the code when the system has none.
+    /// The system's text. When it has none, the message_without_text of the code.
     std::string message(int code) const override;
     /// The portable condition that a code stands for; a code without one stays itself.
     std::error_condition default_error_condition(int code) const noexcept override;
@@ -24,9 +25,13 @@ private:
     win32_error_category() = default;
 };
 
-/// Why the calling thread's last call of the system failed. To be asked before any other call.
-/// Wraps a std::error_code of win32_error_category, which tells the number by itself; the value of
-/// the wrapper is not that number.
+/// The message of a code that the system has no text for: `error` is the last-error number that the
+/// search for a text has left, and stands in the message together with its own text, if any.
+std::string message_without_text(std::int32_t code, std::uint32_t error);
+
+/// The calling thread's last-error number. To be taken right after the call that failed, before any
+/// other call can change it. The result wraps a std::error_code of win32_error_category, whose
+/// value is that number; the value of the wrapper itself is another.
 boost::system::error_code last_win32_error();
 
 } // namespace vandrel

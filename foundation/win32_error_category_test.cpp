@@ -22,11 +22,11 @@ TEST(win32_error_category, is_named_for_windows) {
     EXPECT_STREQ(category().name(), "Win32 Error");
 }
 
-TEST(win32_error_category, says_what_the_system_says_without_the_line_break) {
+TEST(win32_error_category, has_the_systems_text_without_its_line_break) {
     EXPECT_EQ(category().message(2), testing::system_message(2));
 }
 
-TEST(win32_error_category, tells_the_number_and_the_reason_for_a_code_without_a_message) {
+TEST(win32_error_category, writes_the_code_and_the_last_error_for_a_code_without_a_text) {
     EXPECT_EQ(category().message(15999), "Can't generate error string for code 15999 (error 317: " +
                                              testing::system_message(317) + ")");
 }
@@ -37,7 +37,18 @@ TEST(win32_error_category, writes_a_negative_code_with_its_sign) {
                   testing::system_message(317) + ")");
 }
 
-TEST(win32_error_category, means_these_conditions_and_no_others) {
+TEST(message_without_text, has_the_code_the_error_and_the_errors_text) {
+    EXPECT_EQ(message_without_text(15999, 5), "Can't generate error string for code 15999 (error "
+                                              "5: " +
+                                                  testing::system_message(5) + ")");
+}
+
+TEST(message_without_text, writes_the_code_signed_and_the_error_unsigned) {
+    EXPECT_EQ(message_without_text(-1, 0xFFFFFFFF),
+              "Can't generate error string for code -1 (error 4294967295: )");
+}
+
+TEST(win32_error_category, maps_these_codes_to_conditions_and_no_others) {
     const std::vector<std::pair<std::errc, std::vector<int>>> codes_of = {
         {std::errc::function_not_supported, {1, 120}},
         {std::errc::no_such_file_or_directory, {2, 3, 51, 53}},
@@ -106,7 +117,7 @@ TEST(win32_error_category, means_these_conditions_and_no_others) {
     }
 }
 
-TEST(win32_error_category, takes_an_interrupted_call_for_one_to_be_made_again) {
+TEST(win32_error_category, maps_an_interrupted_call_to_one_to_be_made_again) {
     EXPECT_TRUE(std::error_code(10004, category()) == std::errc::resource_unavailable_try_again);
     EXPECT_FALSE(std::error_code(10004, category()) == std::errc::interrupted);
 }
