@@ -167,6 +167,25 @@ TEST_F(native_file_test, notices_a_file_that_has_become_shorter) {
     EXPECT_EQ(error, boost::asio::error::eof);
 }
 
+TEST_F(native_file_test, opens_a_file_that_somebody_else_writes_for_this_host_excludes_nobody) {
+    auto writer = native_file::create_for_writing(context, path_of("file"));
+    auto reader = native_file::open_for_reading(context, path_of("file"));
+    ASSERT_TRUE(reader);
+    writer->append("written later");
+    EXPECT_EQ(reader->size(), 13U);
+}
+
+TEST_F(native_file_test, lets_others_delete_a_file_that_it_reads) {
+    const std::string path = make_file("file");
+    auto reader = native_file::open_for_reading(context, path);
+    ASSERT_EQ(unlink(path.c_str()), 0);
+    std::vector<std::uint8_t> bytes(7);
+    boost::system::error_code error;
+    reader->read(bytes, error);
+    EXPECT_FALSE(error);
+    EXPECT_EQ(std::string(bytes.begin(), bytes.end()), "content");
+}
+
 TEST_F(native_file_test, leaves_no_descriptor_to_programs_that_are_started) {
     const auto file = native_file::open_for_reading(context, make_file("file"));
     const int next = open("/dev/null", O_RDONLY);

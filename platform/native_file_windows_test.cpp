@@ -35,6 +35,21 @@ protected:
 
 } // namespace
 
+TEST_F(native_file_test, keeps_other_writers_out_while_it_writes) {
+    const auto path = folder.path() / "file";
+    const auto file = native_file::create_for_writing(context, path);
+    ASSERT_TRUE(file);
+    EXPECT_EQ(other_opening_error(path, GENERIC_WRITE), DWORD{ERROR_SHARING_VIOLATION});
+}
+
+TEST_F(native_file_test, lets_others_read_and_delete_while_it_writes) {
+    const auto path = folder.path() / "file";
+    const auto file = native_file::create_for_writing(context, path);
+    ASSERT_TRUE(file);
+    EXPECT_EQ(other_opening_error(path, GENERIC_READ), 0U);
+    EXPECT_EQ(other_opening_error(path, DELETE), 0U);
+}
+
 TEST_F(native_file_test, keeps_writers_out_while_it_reads) {
     const auto path = folder.path() / "file";
     native_file::create_for_writing(context, path);
@@ -43,7 +58,7 @@ TEST_F(native_file_test, keeps_writers_out_while_it_reads) {
     EXPECT_EQ(other_opening_error(path, GENERIC_WRITE), DWORD{ERROR_SHARING_VIOLATION});
 }
 
-TEST_F(native_file_test, lets_others_read_and_delete_meanwhile) {
+TEST_F(native_file_test, lets_others_read_and_delete_while_it_reads) {
     const auto path = folder.path() / "file";
     native_file::create_for_writing(context, path);
     const auto file = native_file::open_for_reading(context, path);
