@@ -195,7 +195,7 @@ struct tool_over {
     std::string ecid;
 };
 
-/// The process will not go. Do not wait for it, not even at the end; `process_ended` is still
+/// The process has not gone. Do not wait for it, not even at the end; `process_ended` is still
 /// wanted should it go after all.
 struct give_up_tool {
     tool_id tool = 0;

@@ -111,6 +111,8 @@ struct device_found {
     std::optional<device_properties> properties;
 };
 
+/// Nothing is done to the device, at least for now. In a watch it can be worked on later: when the
+/// other station has let go of it, or in a new visit.
 struct device_left_alone {
     end_reason reason = end_reason::unfit;
     /// The process number of the station that holds it, with `held`.
@@ -183,6 +185,8 @@ struct try_ended : try_result {
     bool will_retry = false;
 };
 
+/// The device's final state, unless a new visit follows in a watch. For one that is left alone,
+/// `device_left_alone` stands in its place.
 struct device_ended {
     final_state state = final_state::failed;
     end_reason reason = end_reason::tool_crashed;
@@ -244,7 +248,10 @@ using event_body = std::variant<run_started, device_found, device_left_alone, tr
 
 /// Whom an event is about.
 struct event_device {
+    /// Empty for a device that was named by its serial number and never seen.
     std::string ecid;
+    /// Empty when it is not known.
+    std::string serial_number;
     /// Empty and 0 as long as the device's properties are not known.
     std::string slot;
     std::uint32_t location_id = 0;

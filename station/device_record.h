@@ -1,0 +1,84 @@
+#pragma once
+
+/// What the bench knows of one device that was asked for.
+
+#include "station/bench.h"
+#include "station/device.h"
+#include "station/events.h"
+#include "station/tool_run.h"
+
+#include <optional>
+#include <string>
+
+namespace vandrel::station {
+
+enum class stage {
+    /// Fits; its lock is awaited.
+    locking,
+    /// Chosen and locked; it is begun when there is room.
+    waiting,
+    running,
+    /// Waits for its next try.
+    retrying,
+    /// Its final state is known, until a new visit.
+    ended,
+};
+
+struct final_verdict {
+    final_state state;
+    end_reason reason;
+};
+
+struct device_record {
+    /// Empty for one that was named by its serial number and never seen.
+    std::string ecid;
+    std::optional<device_properties> properties;
+    /// Asked for by ECID or serial number, not only by `all`.
+    bool named = false;
+
+    stage at = stage::locking;
+    /// With stage::ended.
+    std::optional<final_verdict> verdict;
+    bool locked = false;
+    /// The process of the other station, when this device is left to it.
+    std::optional<std::int64_t> holder;
+    /// Not to be touched again in this run.
+    bool barred = false;
+
+    int visit = 1;
+    int tries = 0;
+    std::optional<try_result> last_try;
+
+    // The tool, with stage::running.
+    tool_id tool = 0;
+    std::optional<tool_run> run;
+
+    // Whether it is there. Lists that were begun before its tool was over say nothing.
+    list_id ignore_through = 0;
+    bool present = true;
+    awake_time away_since{};
+    int lists_without = 0;
+    int lists_with = 0;
+    bool visit_over = false;
+    /// When the process of the last try ended, and when the device ended.
+    awake_time process_gone{};
+    awake_time ended_at{};
+
+    bool restored() const { return verdict && verdict->state == final_state::restored; }
+    bool left_alone_for(end_reason reason) const {
+        return verdict && verdict->state == final_state::left_alone && verdict->reason == reason;
+    }
+};
+
+/// Whether the device was restored and is back too soon to have started. To be asked when a list
+/// shows a device that the last did not.
+bool came_back(const device_record& device, const bench_times& times, awake_time now);
+
+/// Whether the lists say that a device without a tool has left.
+bool has_left(const device_record& device, const bench_times& times, awake_time now);
+
+/// Whether a device that waits for its next try may be begun, and whether it has waited too long.
+bool ready_again(const device_record& device, const bench_times& times, awake_time now);
+bool not_back(const device_record& device, const bench_times& times, awake_time now);
+
+} // namespace vandrel::station

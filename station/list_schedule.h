@@ -1,0 +1,55 @@
+#pragma once
+
+/// When the list of devices is asked for: never two at a time, never soon after a tool's start.
+
+#include "station/bench.h"
+#include "station/bench_options.h"
+
+#include <optional>
+
+namespace vandrel::station {
+
+class list_schedule {
+public:
+    explicit list_schedule(const bench_options& options) : options_(options) {}
+
+    /// A list is wanted as soon as one may be asked for.
+    void want() { wanted_ = true; }
+
+    void tool_started(awake_time now) { last_tool_start_ = now; }
+
+    /// The number of the list to be begun now. `regularly`: one is due every poll.
+    std::optional<list_id> begin(awake_time now, bool regularly);
+
+    /// The number of the list that has taken too long, once.
+    std::optional<list_id> overdue(awake_time now);
+
+    /// It goes on; its time begins anew.
+    void continued(list_id number, awake_time now);
+
+    /// It has come to an end, well or not. Whether anybody still waited for it.
+    bool ended(list_id number);
+
+    /// Whether one is under way.
+    bool under_way() const { return current_.has_value(); }
+    std::optional<list_id> current() const;
+
+    /// The last one that was begun; 0 before the first.
+    list_id last() const { return last_; }
+
+private:
+    struct list {
+        list_id number;
+        awake_time since;
+        bool given_up;
+    };
+
+    const bench_options& options_;
+    bool wanted_ = false;
+    std::optional<list> current_;
+    list_id last_ = 0;
+    std::optional<awake_time> last_begun_;
+    std::optional<awake_time> last_tool_start_;
+};
+
+} // namespace vandrel::station

@@ -1,0 +1,27 @@
+#pragma once
+
+/// The exit status of a run.
+
+namespace vandrel::station {
+
+/// What the exit status depends on.
+struct outcome {
+    /// Consent is missing, or not as many devices are chosen as were expected; nothing was touched.
+    bool refused = false;
+    /// The first list could not be had.
+    bool cannot_work = false;
+    /// No device was there that was asked for, fits and is nobody else's; or one that was named by
+    /// its ECID does not fit.
+    bool nothing_fits = false;
+    /// The user or the end of the session has cut the run short.
+    bool cancelled = false;
+    /// Every device that was asked for is restored.
+    bool all_done = true;
+    /// The run's own record has a hole.
+    bool log_incomplete = false;
+};
+
+/// 2, 4, 3, 130, 1, 5 or 0: the first that applies.
+int exit_status_of(const outcome& outcome);
+
+} // namespace vandrel::station

@@ -1,0 +1,105 @@
+#pragma once
+
+/// One run of the tool on one device: what is known of it, when it has to be ended, and how it
+/// ended.
+
+#include "station/bench.h"
+#include "station/bench_options.h"
+#include "station/events.h"
+
+#include <optional>
+#include <vector>
+
+namespace vandrel::station {
+
+class tool_run {
+public:
+    tool_run(const bench_options& options, awake_time now);
+
+    // Each takes in what has happened, and gives what is to be logged.
+    std::vector<event_body> take(const restore_report& report, awake_time now);
+    std::vector<event_body> take(const error_details& internal_error, awake_time now);
+    std::vector<event_body> take_unreadable(awake_time now);
+    std::vector<event_body> take_success(awake_time now);
+    void take_not_started(std::string text);
+    void take_process_end(std::int64_t exit_status, awake_time now);
+    void take_stream_end() { stream_ended_ = true; }
+
+    /// quiet, once a silence. Nothing as long as reports come often enough.
+    std::optional<event_body> quiet_event(awake_time now);
+
+    /// Counts silence anew; gives quiet_over when one was shown.
+    std::optional<event_body> restart_silence(awake_time now);
+
+    /// Why the tool has to be ended now, if it has to be and has not been.
+    std::optional<end_tool_why> limit_reached(awake_time now) const;
+
+    /// The tool is being ended. The first reason counts.
+    void end(end_tool_why why, awake_time now);
+    /// Whether there is a process that nobody has ended yet.
+    bool can_be_ended() const { return !ending_ && !process_ended_ && !not_started_; }
+
+    /// It has been ended, and does not go.
+    bool is_stuck(awake_time now) const;
+    void give_up() { given_up_ = true; }
+    bool given_up() const { return given_up_; }
+
+    /// Process and stream have ended, or the process long enough ago.
+    bool over(awake_time now) const;
+
+    bool writes_firmware() const { return is_firmware_operation(current_operation_); }
+
+    /// Of a run that is over or given up.
+    try_result result(awake_time now) const;
+    /// When the process ended; for a run without one, the start.
+    awake_time process_gone() const { return process_ended_.value_or(started_); }
+    /// What is to be logged when it is over besides its result.
+    std::optional<event_body> last_warning() const;
+
+private:
+    struct verdict {
+        final_state state;
+        end_reason reason;
+    };
+    verdict judge() const;
+    std::vector<event_body> sign_of_life(awake_time now);
+    void take_failure(const restore_report& report, awake_time now,
+                      std::vector<event_body>& events);
+    void take_place(const restore_report& report, std::vector<event_body>& events);
+
+    const bench_options& options_;
+    awake_time started_;
+    awake_time last_record_;
+    bool quiet_shown_ = false;
+    bool began_ = false;
+    std::int32_t current_operation_ = 0;
+    std::optional<operation_progress> last_operation_;
+
+    bool succeeded_ = false;
+    /// Of the first report that said so.
+    std::optional<awake_time> failing_since_;
+    /// An error that neither completes nor fails counts as a failure unless the restore succeeds.
+    bool error_seen_ = false;
+    std::optional<error_details> device_error_;
+    bool device_error_from_failure_ = false;
+    std::optional<error_details> tool_error_;
+    bool tool_timed_out_ = false;
+    std::size_t unreadable_ = 0;
+
+    std::optional<std::string> not_started_;
+    std::optional<awake_time> process_ended_;
+    std::int64_t exit_status_ = 0;
+    bool stream_ended_ = false;
+    bool given_up_ = false;
+
+    struct ending {
+        end_tool_why why;
+        awake_time since;
+    };
+    std::optional<ending> ending_;
+};
+
+/// Whether a try that ended so may be followed by another.
+bool may_be_tried_again(const try_result& result);
+
+} // namespace vandrel::station
