@@ -9,6 +9,7 @@
 #include "driver/parse_arguments.h"
 #include "foundation/cf_text.h"
 #include "fuzzers/fuzzing.h"
+#include "simulator/core_foundation/accounting.h"
 #include "simulator/mobile_device/simulation.h"
 
 #include <boost/filesystem/operations.hpp>
@@ -70,23 +71,27 @@ std::vector<std::string> written_out(const start_options& options) {
     const auto add_number = [&add_text](const char* name, const auto& number) {
         add_text(name, number ? std::optional(std::to_string(*number)) : std::nullopt);
     };
-    add_switch("--debug", options.debug);
-    add_switch("--debug-dump", options.debug_dump);
-    add_switch("--help", options.help);
-    add_switch("--no-cleanup", options.no_cleanup);
-    add_text("--amr-logfile", options.amr_logfile);
-    add_number("--detect-timeout", options.detect_timeout);
-    add_text("--ecid", options.ecid);
-    add_switch("--list-devices", options.list_devices);
-    add_switch("--device-info", options.device_info);
-    add_switch("--exit-recovery", options.exit_recovery);
-    add_switch("--no-exit-recovery", options.no_exit_recovery);
-    add_text("--restore", options.restore);
-    add_number("--restore-timeout", options.restore_timeout);
-    add_switch("--erase", options.erase);
-    add_text("--restore-plist", options.restore_plist);
-    add_switch("--enter-restore-mode", options.enter_restore_mode);
-    add_number("--output-pipe", options.output_pipe);
+    // All fields, so that a further one does not compile.
+    const auto& [debug, debug_dump, help, no_cleanup, amr_logfile, detect_timeout, ecid,
+                 list_devices, device_info, exit_recovery, no_exit_recovery, restore,
+                 restore_timeout, erase, restore_plist, enter_restore_mode, output_pipe] = options;
+    add_switch("--debug", debug);
+    add_switch("--debug-dump", debug_dump);
+    add_switch("--help", help);
+    add_switch("--no-cleanup", no_cleanup);
+    add_text("--amr-logfile", amr_logfile);
+    add_number("--detect-timeout", detect_timeout);
+    add_text("--ecid", ecid);
+    add_switch("--list-devices", list_devices);
+    add_switch("--device-info", device_info);
+    add_switch("--exit-recovery", exit_recovery);
+    add_switch("--no-exit-recovery", no_exit_recovery);
+    add_text("--restore", restore);
+    add_number("--restore-timeout", restore_timeout);
+    add_switch("--erase", erase);
+    add_text("--restore-plist", restore_plist);
+    add_switch("--enter-restore-mode", enter_restore_mode);
+    add_number("--output-pipe", output_pipe);
     return result;
 }
 

@@ -12,6 +12,7 @@ COMMAND_LINES = [
     ["--exit-recovery", "--ecid", "000A11B22C33D44E"],
     ["--no-exit-recovery", "--ecid", RECOVERY],
     ["--restore", "firmware.ipsw", "--ecid", RECOVERY],
+    ["--restore", "firmware.ipsw", "--ecid", RECOVERY, "--erase", "--no-cleanup"],
     ["--restore", "firmware.ipsw", "--ecid", RECOVERY, "--enter-restore-mode"],
     ["--restore", "firmware.ipsw", "--ecid", RECOVERY, "--restore-timeout", "0"],
     ["--restore-plist", "missing.plist", "--ecid", RECOVERY],

@@ -1,8 +1,8 @@
-// Starts vandrel with a pipe, and prints each record as it comes:
+// Starts vandrel with a pipe, and prints each record when it arrives:
 //
 //     run_with_pipe.exe C:\vandrel\vandrel.exe --list-devices
 //
-// What vandrel says elsewhere goes to the error stream. The result is that of vandrel.
+// vandrel's other output goes to standard error. The exit status is that of vandrel.
 
 #include <array>
 #include <cstddef>
@@ -46,7 +46,7 @@ struct record_pipe {
     unique_handle writer;
 };
 
-// The writing end is overlapped and inheritable, which vandrel needs; the reading end is neither.
+// vandrel needs a write end that is overlapped and inheritable; the read end is neither.
 record_pipe make_record_pipe() {
     static int count = 0;
     const std::wstring name = L"\\\\.\\pipe\\vandrel-records-" +
@@ -81,7 +81,7 @@ unique_handle inheritable_error_stream() {
     return unique_handle(copy);
 }
 
-// As the C run-time takes command lines apart.
+// Quotes a word as the C run-time's parser of command lines expects it.
 std::wstring quoted(const std::wstring& word) {
     std::wstring result = L"\"";
     std::size_t backslashes = 0;
@@ -96,7 +96,7 @@ std::wstring quoted(const std::wstring& word) {
     return result + L'"';
 }
 
-// The handles that a program is to inherit: these, and no other inheritable one of ours.
+// The only handles of ours that the program inherits.
 class inherited_handles {
 public:
     explicit inherited_handles(std::vector<HANDLE> handles) : handles_(std::move(handles)) {
@@ -148,7 +148,7 @@ unique_handle start(std::wstring command_line, HANDLE pipe) {
 
 using record_handler = std::function<void(std::string_view)>;
 
-// Pieces of the stream begin and end anywhere; records end with </plist> and a line feed.
+// A read may return any part of the stream; each record ends with </plist> and a line feed.
 void read_records(HANDLE reader, const record_handler& handle_record) {
     constexpr std::string_view end = "</plist>\n";
     std::string text;
@@ -165,7 +165,7 @@ void read_records(HANDLE reader, const record_handler& handle_record) {
         fail("ReadFile");
     }
     if (!text.empty()) {
-        std::cerr << "The last record is not complete.\n";
+        std::cerr << "The last record is incomplete.\n";
     }
 }
 
@@ -178,7 +178,7 @@ DWORD run(const std::vector<std::wstring>& words, const record_handler& handle_r
     const auto number = reinterpret_cast<std::intptr_t>(pipe.writer.get());
     command_line += L"--output-pipe " + std::to_wstring(number);
     const unique_handle process = start(command_line, pipe.writer.get());
-    // vandrel's copy is the only one from now on: when it is closed, the stream ends.
+    // From here on, only vandrel has the write end open; when it closes it, the stream ends.
     pipe.writer.reset();
     read_records(pipe.reader.get(), handle_record);
     WaitForSingleObject(process.get(), INFINITE);

@@ -1,8 +1,8 @@
-// Starts vandrel with a pipe, and prints each record as it comes:
+// Starts vandrel with a pipe, and prints each record when it arrives:
 //
 //     run_with_pipe.exe C:\vandrel\vandrel.exe --list-devices
 //
-// What vandrel says elsewhere goes to the error stream. The result is that of vandrel.
+// vandrel's other output goes to standard error. The exit status is that of vandrel.
 
 using System;
 using System.Collections.Generic;
@@ -34,7 +34,7 @@ static class RunWithPipe
     static extern SafeFileHandle CreateFileW(string name, uint access, uint sharing,
         ref SecurityAttributes security, uint disposition, uint flags, IntPtr template);
 
-    // The writing end, overlapped and inheritable, which vandrel needs.
+    // vandrel needs a write end that is overlapped and inheritable.
     static SafeFileHandle OpenWriter(string pipeName)
     {
         var security = new SecurityAttributes();
@@ -47,7 +47,7 @@ static class RunWithPipe
         return writer;
     }
 
-    // As the C run-time takes command lines apart.
+    // Quotes a word as the C run-time's parser of command lines expects it.
     static string Quoted(string word)
     {
         var result = new StringBuilder("\"");
@@ -62,8 +62,8 @@ static class RunWithPipe
         return result.Append('\\', backslashes).Append('"').ToString();
     }
 
-    // Process lets the program inherit every inheritable handle of this one: start no other program
-    // between OpenWriter and the writer's Dispose, which would keep the stream from ending.
+    // A program started by Process inherits every inheritable handle. Start no other program between
+    // OpenWriter and the writer's Dispose: it would keep the stream from ending.
     static Process Start(string program, IEnumerable<string> arguments, SafeFileHandle writer)
     {
         var words = arguments.Select(Quoted).ToList();
@@ -74,21 +74,21 @@ static class RunWithPipe
         start.RedirectStandardOutput = true;
         start.RedirectStandardError = true;
         var process = new Process { StartInfo = start };
-        process.OutputDataReceived += (sender, line) => Tell(line.Data);
-        process.ErrorDataReceived += (sender, line) => Tell(line.Data);
+        process.OutputDataReceived += (sender, line) => WriteError(line.Data);
+        process.ErrorDataReceived += (sender, line) => WriteError(line.Data);
         process.Start();
         process.BeginOutputReadLine();
         process.BeginErrorReadLine();
         return process;
     }
 
-    static void Tell(string line)
+    static void WriteError(string line)
     {
         if (line != null)
             Console.Error.WriteLine(line);
     }
 
-    // Each document of the stream, as soon as it is complete.
+    // Yields each document of the stream as soon as it is complete.
     static IEnumerable<string> Documents(TextReader reader)
     {
         var document = new StringBuilder();
@@ -102,10 +102,10 @@ static class RunWithPipe
             document.Clear();
         }
         if (document.Length > 0)
-            Tell("The last record is not complete.");
+            WriteError("The last record is incomplete.");
     }
 
-    // The document type is named, not needed: it must be neither refused nor fetched.
+    // The document refers to a document type, which is neither refused nor fetched.
     static XmlDocument Parse(string document)
     {
         var settings = new XmlReaderSettings();
@@ -128,7 +128,7 @@ static class RunWithPipe
                 pipe.WaitForConnection();
                 process = Start(program, arguments, writer);
             }
-            // vandrel's copy is the only one from now on: when it is closed, the stream ends.
+            // From here on, only vandrel has the write end open; when it closes it, the stream ends.
             using (process)
             using (var reader = new StreamReader(pipe, new UTF8Encoding(false)))
             {

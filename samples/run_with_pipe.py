@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Starts vandrel with a pipe, and prints each record as it comes.
+"""Starts vandrel with a pipe, and prints each record when it arrives.
 
     run_with_pipe.py C:\\vandrel\\vandrel.exe --list-devices
 
-What vandrel says elsewhere goes to the error stream. The result is that of vandrel.
+vandrel's other output goes to standard error. The exit status is that of vandrel.
 """
 import os
 import plistlib
@@ -40,7 +40,7 @@ if sys.platform == "win32":
         return handle
 
     def make_pipe():
-        """A stream to read, and the number of the writing end, which is overlapped."""
+        """A stream to read, and the number of the write end, which is overlapped."""
         name = r"\\.\pipe\vandrel-records-" + str(uuid.uuid4())
         reader = checked(kernel32.CreateNamedPipeW(
             name, PIPE_ACCESS_INBOUND | FILE_FLAG_FIRST_PIPE_INSTANCE, PIPE_REJECT_REMOTE_CLIENTS,
@@ -50,7 +50,7 @@ if sys.platform == "win32":
         return os.fdopen(msvcrt.open_osfhandle(reader, os.O_RDONLY), "rb"), writer
 
     def inheriting(handle):
-        """What Popen needs so that this handle is inherited, and no other."""
+        """The arguments with which Popen passes this handle on, and no other."""
         os.set_handle_inheritable(handle, True)
         return {"startupinfo": subprocess.STARTUPINFO(lpAttributeList={"handle_list": [handle]})}
 
@@ -58,19 +58,19 @@ if sys.platform == "win32":
 else:
 
     def make_pipe():
-        """A stream to read, and the number of the writing end."""
+        """A stream to read, and the number of the write end."""
         reader, writer = os.pipe()
         return os.fdopen(reader, "rb"), writer
 
     def inheriting(descriptor):
-        """What Popen needs so that this descriptor is inherited."""
+        """The arguments with which Popen passes this descriptor on."""
         return {"pass_fds": [descriptor]}
 
     close = os.close
 
 
 def records(stream):
-    """Each record of the stream, as soon as it is complete."""
+    """Yields each record of the stream as soon as it is complete."""
     document = b""
     for line in stream:
         document += line
@@ -78,11 +78,11 @@ def records(stream):
             yield plistlib.loads(document)
             document = b""
     if document:
-        print("The last record is not complete.", file=sys.stderr)
+        print("The last record is incomplete.", file=sys.stderr)
 
 
 def run(words, handle_record):
-    """The result of the program and arguments that these words are."""
+    """Runs these words as a command. Returns its exit status."""
     stream, writer = make_pipe()
     with stream:
         try:
@@ -91,7 +91,7 @@ def run(words, handle_record):
                 stdin=subprocess.DEVNULL, stdout=sys.stderr, stderr=sys.stderr,
                 **inheriting(writer))
         finally:
-            # vandrel's copy is the only one from now on: when it is closed, the stream ends.
+            # From here on, only vandrel has the write end open; when it closes it, the stream ends.
             close(writer)
         for record in records(stream):
             handle_record(record)

@@ -1,0 +1,44 @@
+#!/usr/bin/env python3
+"""Whether each option of the tool is also where a list of all options is: options_test.py ROOT VANDREL-SIM."""
+import pathlib
+import re
+import subprocess
+import sys
+import unittest
+
+# Tests leave nothing among the sources.
+sys.dont_write_bytecode = True
+root = pathlib.Path(sys.argv[1])
+sys.path.insert(0, str(root / "launcher"))
+
+from command_lines import COMMAND_LINES
+
+# Their output differs from run to run, or they need a file or a pipe of the test's own.
+COMPARED_ELSEWHERE = {"--debug", "--amr-logfile", "--output-pipe"}
+
+
+def options_of_the_tool():
+    help_text = subprocess.run([sys.argv[2], "--help"], capture_output=True, text=True, check=True).stderr
+    return set(re.findall(r"^  (--[a-z-]+)", help_text, re.MULTILINE))
+
+
+class options(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.all = options_of_the_tool()
+
+    def test_are_in_the_tables_of_the_windows_page(self):
+        page = (root / "docs" / "windows.md").read_text("utf-8")
+        self.assertEqual(set(re.findall(r"^\| `(--[a-z-]+)[` ]", page, re.MULTILINE)), self.all)
+
+    def test_are_in_the_dictionary_of_the_fuzzer(self):
+        dictionary = (root / "fuzzers" / "command_line.dict").read_text("utf-8")
+        self.assertEqual(set(re.findall(r'^"(--[a-z-]+)"$', dictionary, re.MULTILINE)), self.all)
+
+    def test_are_in_the_command_lines_that_both_programs_run(self):
+        used = {word for words in COMMAND_LINES for word in words if word.startswith("--")}
+        self.assertEqual(self.all - used, COMPARED_ELSEWHERE)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1], verbosity=2)
