@@ -1,13 +1,15 @@
 #!/usr/bin/env python3
-"""Tests the tests: see scripts/mutation, which installs what this needs.
+"""Runs a mutation campaign: see scripts/mutation, which installs what this needs.
 
-A mutant is the core with one change. It is killed when a test fails, or does not come to its end;
-it survives when all tests pass. What the compiler refuses is no mutant. Which changes are tried is
-the same in every run over the same sources.
+A mutant is the core with one change (mutants.py). A test that fails, or that does not end, kills it. It
+survives if all tests pass. A change that does not compile is no mutant. The choice of mutants is the same
+in every run with the same sources.
 """
 import argparse
 import functools
+import hashlib
 import itertools
+import json
 import os
 import random
 import re
@@ -17,99 +19,20 @@ import signal
 import subprocess
 import sys
 import threading
-from dataclasses import dataclass
+import time
 from pathlib import Path
+
+sys.dont_write_bytecode = True
+from mutants import mutants_of
 
 ROOT = Path(__file__).resolve().parents[2]
 WORK = ROOT / "build" / "mutation"
 FOLDERS = ("debug", "device", "driver", "foundation", "output", "platform")
-# Fewer than this many of a hundred killed mutants are too few.
+# The percentage of mutants that the tests must kill.
 PROMISED = 95
 DECLARATIONS = ("platform/core_foundation.h", "platform/mobile_device.h")
-# Tests that do the same as others, at greater length.
+# Tests that repeat others, at greater length.
 REPEATED_TESTS = r"\.(every_creation_fails_once|product)\.|records_of_many_producers|storm|same_as"
-
-# What a change is looked for in: code without comments, whose strings are kept as they are.
-TOKENS = re.compile(
-    r"""(?P<comment>//[^\n]*)
-      | (?P<directive>^\#[^\n]*)
-      | (?P<text>"(?:[^"\\\n]|\\.)*")
-      | (?P<character>'(?:[^'\\\n]|\\.)+')
-      | (?P<number>(?<![\w.])(?:0x[0-9A-Fa-f']+|\d[\d']*)[uUlL]*(?![\w.]))
-      | (?P<operator>(?<=\s)(?:==|!=|<=|>=|<|>|&&|\|\||\+=|-=|\+|-|\*|/|%|&|\||\^)(?=\s)|\+\+|--|!(?=[\w(:]))
-      | (?P<word>\b(?:true|false|break|continue)\b)
-    """,
-    re.VERBOSE | re.MULTILINE,
-)
-OPERATORS = {
-    "==": ["!="], "!=": ["=="], "<": ["<=", ">="], "<=": ["<", ">"], ">": [">=", "<="],
-    ">=": [">", "<"], "&&": ["||"], "||": ["&&"], "+": ["-"], "-": ["+"], "*": ["/"], "/": ["*"],
-    "%": ["*"], "&": ["|"], "|": ["&"], "^": ["&"], "+=": ["-="], "-=": ["+="], "++": ["--"],
-    "--": ["++"], "!": [""],
-}
-WORDS = {"true": "false", "false": "true", "break": "continue", "continue": "break"}
-# A statement that is a call and nothing else; and a call of two arguments without parentheses.
-CALL = re.compile(r"(?<=[;{})])(\s+)((?:\w+(?:::|\.|->))*\w+\([^;{}]*\);)(?=\s)")
-# The order does not matter to the smaller of two.
-TWO_ARGUMENTS = re.compile(r"(?<=\w\()(?<!std::min\()(?<!std::max\()"
-                           r"([^(){};,\"]+), ([^(){};,\"]+)(?=\))")
-# What has a type before its name is a parameter, not an argument.
-PARAMETER = re.compile(r"\w[\s*&]+\w")
-CONDITION = re.compile(r"\b(?:if|while) \((?!const |auto )((?:[^(){};]|\([^(){};]*\))+)\) \{")
-
-
-@dataclass(frozen=True)
-class mutant:
-    file: str
-    kind: str
-    begin: int
-    end: int
-    replacement: str
-
-    def change(self, source):
-        return source[: self.begin] + self.replacement + source[self.end :]
-
-    def describe(self, source):
-        line = source.count("\n", 0, self.begin) + 1
-        before = " ".join(source[self.begin : self.end].split())
-        return f"{self.file}:{line}: {self.kind}: {before}  ->  {self.replacement or '(nothing)'}"
-
-
-def mutants_of_token(match):
-    kind, text = match.lastgroup, match.group()
-    if kind == "operator":
-        return [("operator", replacement) for replacement in OPERATORS[text]]
-    if kind == "word":
-        return [("constant", WORDS[text])]
-    if kind == "number":
-        return [("constant", f"({text} + 1)")]
-    if kind == "text":
-        return [("constant", '"?"' if text == '""' else '""')]
-    return []
-
-
-def mutants_of(file, source):
-    """All changes that may be made to `source`, in no particular order."""
-    skipped = []
-    for match in TOKENS.finditer(source):
-        if match.lastgroup in ("comment", "directive"):
-            skipped.append(match.span())
-            continue
-        for kind, replacement in mutants_of_token(match):
-            yield mutant(file, kind, *match.span(), replacement)
-
-    def is_code(match):
-        return all(match.end() <= begin or match.start() >= end for begin, end in skipped)
-
-    for match in filter(is_code, CALL.finditer(source)):
-        yield mutant(file, "removed call", *match.span(2), ";")
-    for match in filter(is_code, TWO_ARGUMENTS.finditer(source)):
-        if PARAMETER.search(match[1]) or PARAMETER.search(match[2]):
-            continue
-        yield mutant(file, "swapped arguments", *match.span(), f"{match[2]}, {match[1]}")
-    for match in filter(is_code, CONDITION.finditer(source)):
-        yield mutant(file, "condition", *match.span(1), f"!({match[1]})")
-
 
 @functools.cache
 def source_of(file):
@@ -117,8 +40,8 @@ def source_of(file):
 
 
 def sources_of(folder):
-    """Those that the Linux build compiles, without the declarations of the platform's functions: a
-    change there changes the simulator too."""
+    """Those that the Linux build compiles, except the declarations of Apple's functions: a change there
+    would change the simulator too."""
     listed = subprocess.run(["git", "ls-files", f"{folder}/*.cpp", f"{folder}/*.h"], cwd=ROOT,
                             check=True, capture_output=True, text=True).stdout.split()
     return [name for name in listed
@@ -127,7 +50,7 @@ def sources_of(folder):
 
 
 def in_even_order(candidates):
-    """The kinds take turns; within a kind chance decides, the same way in every run."""
+    """Kinds alternate; the order within a kind is random, but the same in every run."""
     chance = random.Random(0)
     kinds = {}
     for candidate in candidates:
@@ -136,6 +59,16 @@ def in_even_order(candidates):
         chance.shuffle(same_kind)
     turns = itertools.zip_longest(*(kinds[kind] for kind in sorted(kinds)))
     return [candidate for turn in turns for candidate in turn if candidate]
+
+
+def nearest_suites(file):
+    """The filter of GoogleTest for the suites in the tests next to a source."""
+    folder, name = os.path.split(file)
+    stem = name.split(".")[0].removesuffix("_posix")
+    tests = [path for path in (ROOT / folder).glob("*_test.cpp") if path.name.startswith(stem)]
+    suites = {suite for path in tests
+              for suite in re.findall(r"^(?:TEST|TEST_F|TEST_P)\((\w+),", path.read_text("utf-8"), re.MULTILINE)}
+    return ":".join(f"{suite}.*:*/{suite}.*" for suite in sorted(suites))
 
 
 class workshop:
@@ -156,8 +89,9 @@ class workshop:
                 shutil.copy(ROOT / file, target)
         if not (self.tree / ".deps").exists():
             (self.tree / ".deps").symlink_to(ROOT / ".deps")
+        linker = ["-DCMAKE_%s_LINKER_FLAGS=-fuse-ld=lld" % kind for kind in ("EXE", "SHARED", "MODULE")]
         self.require(["cmake", "-S", ".", "--preset", "linux", "-DCMAKE_BUILD_TYPE=",
-                      "-DCMAKE_CXX_FLAGS=-w"])
+                      "-DCMAKE_CXX_FLAGS=-w", *(linker if shutil.which("ld.lld") else [])])
         self.require(["ninja", "-C", "build/linux", "-j1"])
         for folder in FOLDERS:
             self.require([self.build / "bin" / f"{folder}_tests"])
@@ -167,14 +101,15 @@ class workshop:
         if not self.succeeds(command, 3600, WORK / "prepare.log"):
             sys.exit(f"error: {' '.join(map(str, command))} failed: see {WORK / 'prepare.log'}")
 
-    def succeeds(self, command, seconds, log=os.devnull):
-        """False when it fails, or goes on for longer than these seconds."""
-        shutil.rmtree(self.temporary, ignore_errors=True)
-        self.temporary.mkdir(parents=True)
+    def succeeds(self, command, seconds, log=os.devnull, shard=None):
+        """False when it fails, or runs for longer than this. Shard 1 of 4 is one quarter of the tests."""
+        environment = {**os.environ, "TMPDIR": str(self.temporary)}
+        if shard:
+            environment.update(GTEST_SHARD_INDEX=str(shard[0]), GTEST_TOTAL_SHARDS=str(shard[1]))
         with open(log, "a", encoding="utf-8") as output:
             process = subprocess.Popen(
                 command, cwd=self.tree, stdin=subprocess.DEVNULL, stdout=output, stderr=output,
-                start_new_session=True, env={**os.environ, "TMPDIR": str(self.temporary)},
+                start_new_session=True, env=environment,
                 preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_AS, (1 << 33, 1 << 33)))
             try:
                 return process.wait(seconds) == 0
@@ -189,123 +124,172 @@ class workshop:
 
     def all_tests(self):
         return ["ctest", "--test-dir", "build/linux", "--stop-on-failure", "--timeout", "60",
-                "--exclude-regex", REPEATED_TESTS]
+                "--parallel", "2", "--exclude-regex", REPEATED_TESTS]
 
     def builds(self, *targets):
         return self.succeeds(["ninja", "-C", "build/linux", "-j1", *targets], 600)
 
-    def passes(self, program):
-        return self.succeeds([self.build / "bin" / program, "--gtest_fail_fast", "--gtest_brief=1"],
-                             360)
+    def passes(self, program, suites="*", shards=1):
+        """Whether these suites of a program pass. Tests mostly wait, so shards run at the same time."""
+        results = []
+        command = [self.build / "bin" / program, "--gtest_fail_fast", "--gtest_brief=1",
+                   f"--gtest_filter={suites}"]
+        run_in_threads([lambda i=i: results.append(self.succeeds(command, 360, shard=(i, shards)))
+                        for i in range(shards)])
+        return all(results)
 
     def survives(self, candidate):
-        """None: the compiler refuses it."""
+        """None: it does not compile."""
         source = source_of(candidate.file)
         path = self.tree / candidate.file
+        shutil.rmtree(self.temporary, ignore_errors=True)
+        self.temporary.mkdir(parents=True)
         path.write_text(candidate.change(source), encoding="utf-8")
         try:
             if not self.builds("vandrel_core"):
                 return None
-            # The quickest first.
+            # The nearest and quickest first; most mutants do not get beyond.
             unit_tests = candidate.file.split("/")[0] + "_tests"
-            for program in (unit_tests, "program_tests"):
-                if not self.builds(program) or not self.passes(program):
-                    return False
+            suites = nearest_suites(candidate.file)
+            if not self.builds(unit_tests) or (suites and not self.passes(unit_tests, suites)):
+                return False
+            if not self.passes(unit_tests):
+                return False
+            if not self.builds("program_tests") or not self.passes("program_tests", shards=4):
+                return False
             return self.builds() and self.succeeds(self.all_tests(), 1200)
         finally:
             path.write_text(source, encoding="utf-8")
 
 
+def identity(candidate):
+    """What stays the same as long as the mutant's file does."""
+    source = source_of(candidate.file)
+    key = json.dumps([source, candidate.begin, candidate.end, candidate.replacement])
+    return hashlib.sha256(key.encode()).hexdigest()
+
+
 class tally:
-    """Counts; keeps what has become of each mutant as soon as it is known."""
+    """Keeps the result of each mutant as soon as it is known, also for later runs."""
 
-    def __init__(self):
+    def __init__(self, again):
         self.lock = threading.Lock()
-        self.killed = {}
-        self.survived = {}
-        self.results = open(WORK / "results.txt", "w", encoding="utf-8")
+        self.path = WORK / "results.jsonl"
+        self.known = {}
+        self.this_run = {}
+        if self.path.exists() and "all" not in again:
+            for line in self.path.read_text("utf-8").splitlines():
+                entry = json.loads(line)
+                self.known[entry["identity"]] = entry
+        if "survivors" in again:
+            self.known = {key: entry for key, entry in self.known.items() if entry["result"] != "survived"}
+        self.path.write_text("".join(json.dumps(entry) + "\n" for entry in self.known.values()), "utf-8")
 
-    def add(self, group, candidate, survives):
+    def recall(self, group, candidate):
+        """The result of an earlier run: "killed", "survived", "refused", or None."""
         with self.lock:
-            (self.survived if survives else self.killed).setdefault(group, []).append(candidate)
-            line = candidate.describe(source_of(candidate.file))
-            print("survived" if survives else "killed", line, file=self.results, flush=True)
-            if survives:
-                print(f"survived: {line}", flush=True)
+            entry = self.known.get(identity(candidate))
+            if entry:
+                self.this_run[entry["identity"]] = {**entry, "group": group}
+            return entry and entry["result"]
+
+    def add(self, group, candidate, result, seconds):
+        with self.lock:
+            description = candidate.describe(source_of(candidate.file))
+            entry = {"identity": identity(candidate), "group": group, "result": result,
+                     "seconds": round(seconds, 1), "mutant": description}
+            self.this_run[entry["identity"]] = entry
+            with open(self.path, "a", encoding="utf-8") as results:
+                print(json.dumps(entry), file=results)
+            if result == "survived":
+                print(f"survived: {description}", flush=True)
 
     def close(self):
         """Prints the table; whether enough are killed."""
-        self.results.close()
+        entries = list(self.this_run.values())
         print(f"{'':12}  mutants  killed")
         totals = [0, 0]
-        for folder in sorted({*self.killed, *self.survived}):
-            killed = len(self.killed.get(folder, []))
-            mutants = killed + len(self.survived.get(folder, []))
-            totals = [totals[0] + mutants, totals[1] + killed]
-            print(f"{folder:12}  {mutants:7}  {killed:6}")
+        for group in sorted({entry["group"] for entry in entries}):
+            results = [entry["result"] for entry in entries if entry["group"] == group]
+            killed, survived = results.count("killed"), results.count("survived")
+            totals = [totals[0] + killed + survived, totals[1] + killed]
+            print(f"{group:12}  {killed + survived:7}  {killed:6}")
         print(f"{'in all':12}  {totals[0]:7}  {totals[1]:6}"
               f"  {100 * totals[1] / max(totals[0], 1):.1f} %")
+        for result in ("killed", "survived", "refused"):
+            times = [entry["seconds"] for entry in entries if entry["result"] == result]
+            if times:
+                print(f"{result}: {len(times)}, {sum(times) / len(times):.1f} seconds each")
         return 100 * totals[1] >= PROMISED * totals[0] > 0
 
 
 class selection:
-    """What is still to be tried: of each group so many mutants that the compiler takes."""
+    """The mutants still to be tried: so many that compile, as evenly from each group as it has them."""
 
-    def __init__(self, groups, per_group):
+    def __init__(self, groups, count):
         self.lock = threading.Lock()
         self.candidates = groups
-        self.wanted = dict.fromkeys(groups, per_group)
+        self.taken = dict.fromkeys(groups, 0)
+        self.wanted = count
 
     def take(self):
-        """A group and one of its candidates, of the group that lacks the most."""
+        """A group and one of its candidates, of the group with the fewest so far."""
         with self.lock:
-            open_groups = [group for group in self.candidates
-                           if self.wanted[group] > 0 and self.candidates[group]]
-            if not open_groups:
+            open_groups = [group for group in self.candidates if self.candidates[group]]
+            if self.wanted <= 0 or not open_groups:
                 return None
-            group = max(open_groups, key=self.wanted.get)
-            self.wanted[group] -= 1
+            group = min(open_groups, key=self.taken.get)
+            self.wanted -= 1
+            self.taken[group] += 1
             return group, self.candidates[group].pop(0)
 
     def give_back(self, group):
         with self.lock:
-            self.wanted[group] += 1
+            self.wanted += 1
+            self.taken[group] -= 1
 
 
 def work_off(shop, candidates, results):
     while taken := candidates.take():
         group, candidate = taken
-        survives = shop.survives(candidate)
-        if survives is None:
+        result = results.recall(group, candidate)
+        if result is None:
+            begin = time.monotonic()
+            survives = shop.survives(candidate)
+            result = {None: "refused", True: "survived", False: "killed"}[survives]
+            results.add(group, candidate, result, time.monotonic() - begin)
+        if result == "refused":
             candidates.give_back(group)
-        else:
-            results.add(group, candidate, survives)
 
 
 def main():
     parser = argparse.ArgumentParser(prog="scripts/mutation")
-    parser.add_argument("--per-folder", type=int, default=35, metavar="N")
+    parser.add_argument("--count", type=int, default=210, metavar="N")
+    parser.add_argument("--jobs", type=int, default=2 * os.cpu_count(), metavar="N")
+    parser.add_argument("--again", choices=["all", "survivors"], action="append", default=[])
+    parser.add_argument("--list", action="store_true")
     parser.add_argument("files", nargs="*", metavar="FILE")
     options = parser.parse_args()
 
     groups = {folder: sources_of(folder) for folder in FOLDERS}
-    per_group = options.per_folder
+    count = options.count
     if options.files:
         groups = {file: [file] for file in options.files}
-        per_group = sys.maxsize
-    candidates = selection(
-        {group: in_even_order(candidate for file in files
-                              for candidate in mutants_of(file, source_of(file)))
-         for group, files in groups.items()},
-        per_group)
+        count = sys.maxsize
+    groups = {group: in_even_order(candidate for file in files
+                                   for candidate in mutants_of(file, source_of(file)))
+              for group, files in groups.items()}
+    if options.list:
+        for candidate in itertools.chain(*groups.values()):
+            print(candidate.describe(source_of(candidate.file)))
+        return 0
 
     WORK.mkdir(parents=True, exist_ok=True)
-    # Tests mostly wait for something.
-    shops = [workshop(number) for number in range(2 * os.cpu_count())]
-    print("Building and testing the core as it is ...", flush=True)
+    shops = [workshop(number) for number in range(options.jobs)]
+    print("Building and testing the core without a change ...", flush=True)
     run_in_threads([shop.prepare for shop in shops])
     print("Mutating ...", flush=True)
-    results = tally()
+    candidates, results = selection(groups, count), tally(options.again)
     run_in_threads([lambda shop=shop: work_off(shop, candidates, results) for shop in shops])
     return 0 if results.close() else 1
 
