@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Measures what docs/performance.md tells, and writes its table.
+"""Measures the figures of docs/performance.md, and writes its table.
 
     benchmark.py BIN WORK [--only WORD] [--runs N]
     benchmark.py BIN WORK --quick [--write]
@@ -33,7 +33,7 @@ def say(text):
     print(text, file=sys.stderr, flush=True)
 
 
-# --- what is read
+# --- inputs
 
 def options_of(count):
     """A flat dictionary of `count` small ones."""
@@ -46,7 +46,7 @@ def write_plist(path, value, form=plistlib.FMT_XML):
 
 
 def write_options(work, name, count):
-    """The same options as XML and as a binary property list. Made once."""
+    """The same options as XML and as a binary property list. Created once."""
     paths = work / f"{name}.xml", work / f"{name}.bplist"
     if not all(path.exists() for path in paths):
         say(f"Writing {name} ...")
@@ -59,7 +59,7 @@ def write_options(work, name, count):
 
 
 def write_scenario(path, reports):
-    """One device, whose restore reports that often, as fast as it can, and then completes."""
+    """One device, whose restore sends that many reports without delay, and then completes."""
     steps = [{"Status": "Restoring", "Operation": 14, "Progress": i % 100}
              for i in range(reports - 1)]
     steps.append({"Status": "Successful", "Operation": 0, "Progress": 100})
@@ -70,7 +70,7 @@ def write_scenario(path, reports):
     return path
 
 
-# --- ways to measure
+# --- measuring
 
 class programs:
     def __init__(self, folder):
@@ -80,8 +80,8 @@ class programs:
         return str(self.folder / name)
 
     def run(self, command, *, runs=1, copies=1, stream=1, status=0, scenario=None):
-        """The median seconds that a program takes, and its peak memory in bytes. What it writes to
-        `stream` goes to a pipe that is emptied."""
+        """The median seconds that a program takes, and its peak memory in bytes. Its `stream` is a pipe that is
+        emptied."""
         environment = dict(os.environ)
         if scenario is not None:
             environment["VANDREL_SCENARIO"] = str(scenario)
@@ -100,7 +100,7 @@ class programs:
         return lambda: self.run(command, **how)[1]
 
     def inside(self, program, name, *arguments):
-        """The seconds of one of a program's benchmarks, by the library that they are written with."""
+        """The seconds of one of a program's benchmarks, measured by Google Benchmark."""
         def run():
             written = subprocess.run(
                 [self.path(program), f"--benchmark_filter=^{name}(/|$)", "--benchmark_format=json",
@@ -125,7 +125,7 @@ def plistlib_timed(path):
                                         stdout=subprocess.PIPE, text=True).stdout)
 
 
-# --- what is measured
+# --- the rows
 
 def rows(bin_folder, work):
     run = programs(bin_folder)
@@ -195,7 +195,7 @@ def rows(bin_folder, work):
 
 
 def machine():
-    """The machine in words."""
+    """A description of the machine."""
     cpu = re.search(r"^model name\s*: (.*)$", pathlib.Path("/proc/cpuinfo").read_text(), re.M)
     memory = int(re.search(r"^MemTotal: *(\d+) kB$", pathlib.Path("/proc/meminfo").read_text(),
                            re.M)[1])
@@ -218,10 +218,10 @@ def measure_all(bin_folder, work, only, runs):
     return 1 if any(figure.misses_must for figure in figures) else 0
 
 
-# --- instructions, which are the same on a busy machine
+# --- instruction counts, which do not depend on the load
 
 def instructions(work, command, function=None):
-    """How many instructions a program takes; in one function only, if one is named."""
+    """The number of instructions of a program, or of one function in it."""
     out = work / "callgrind.out"
     only = [] if function is None else ["--collect-atstart=no", f"--toggle-collect={function}*"]
     done = subprocess.run(["valgrind", "--tool=callgrind", f"--callgrind-out-file={out}", *only,

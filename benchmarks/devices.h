@@ -12,7 +12,7 @@ namespace vandrel::benchmarks {
 
 using simulated_device = cf_handle<_AMRestorableDevice*>;
 
-/// `count` devices in Recovery mode; their ECIDs follow each other from `first_ecid` on.
+/// `count` devices in Recovery mode with consecutive ECIDs, starting with `first_ecid`.
 inline std::vector<simulated_device> make_devices(std::uint64_t first_ecid, std::int64_t count) {
     std::vector<simulated_device> devices;
     for (std::int64_t i = 0; i < count; ++i) {

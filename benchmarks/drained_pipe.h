@@ -10,7 +10,7 @@
 
 namespace vandrel::benchmarks {
 
-/// A pipe whose other end a thread empties as fast as it can, and counts.
+/// A pipe that a thread empties as fast as it can. It counts the bytes.
 class drained_pipe {
 public:
     drained_pipe() {
@@ -28,10 +28,10 @@ public:
     drained_pipe& operator=(const drained_pipe&) = delete;
     ~drained_pipe() { close(ends_[0]); }
 
-    /// The end to write to. Whoever writes closes it.
+    /// The write end; the caller closes it.
     int write_end() const { return ends_[1]; }
 
-    /// How many bytes came. To be called once, when the end to write to is closed.
+    /// The number of bytes. Called once, after the write end is closed.
     std::size_t finish() {
         reader_.join();
         return count_;
@@ -43,7 +43,7 @@ private:
     std::thread reader_;
 };
 
-/// All of `bytes`, with as few calls as it takes.
+/// Writes all of `bytes` with as few calls as possible.
 inline void write_all(int descriptor, std::string_view bytes) {
     while (!bytes.empty()) {
         const ssize_t written = write(descriptor, bytes.data(), bytes.size());

@@ -1,4 +1,4 @@
-"""Pairs measurements with their yardsticks, judges them, and writes them down as a table."""
+"""Pairs measurements with their yardsticks, compares them with their limits, and writes a table."""
 import dataclasses
 import statistics
 
@@ -11,10 +11,10 @@ class Row:
     against: str
     ours: object
     yardstick: object
-    # Either of these marks may be missing.
+    # Either of these limits may be missing.
     must: float = None
     aim: float = None
-    # How a figure follows from the two, and how it and they are written.
+    # How a figure is computed from the two, and how the three are formatted.
     compare: object = lambda ours, yardstick: ours / yardstick
     show: object = lambda figure: f"{figure:.3g} x"
     show_measured: object = lambda seconds: time_text(seconds)
@@ -22,7 +22,7 @@ class Row:
 
 @dataclasses.dataclass(frozen=True)
 class Figure:
-    """What a row came to: medians, and the spread of the pairs."""
+    """The result of a row: medians, and the spread of the pairs."""
 
     row: Row
     median: float
@@ -67,7 +67,7 @@ def mark_text(figure, mark, is_missed):
 
 
 def table(figures):
-    """A table of Markdown."""
+    """A Markdown table."""
     lines = ["| what | yardstick | ours | yardstick's | figure (lowest to highest) | must | aim |",
              "| --- | --- | --- | --- | --- | --- | --- |"]
     for figure in figures:
@@ -83,7 +83,7 @@ def table(figures):
 
 
 def between_markers(page, begin, end, text):
-    """The page with `text` in place of all between the two marker lines."""
+    """The page with `text` between the two marker lines, instead of what is there."""
     before, found_begin, rest = page.partition(begin + "\n")
     _, found_end, after = rest.partition(end + "\n")
     if not found_begin or not found_end:
@@ -92,8 +92,7 @@ def between_markers(page, begin, end, text):
 
 
 def grown(counts, kept, margin):
-    """What a job's count has grown to, for those that have grown by more than `margin` or are new:
-    pairs of the job and a sentence."""
+    """The jobs whose count has grown by more than `margin`, and new jobs, each with a sentence."""
     complaints = []
     for job, count in counts.items():
         if job not in kept:

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Pairing, judging and writing down, without measuring anything."""
+"""Pairing, comparing and writing, without measuring anything."""
 import unittest
 
 from figures import Figure, Row, between_markers, grown, measure, table, time_text

@@ -1,5 +1,5 @@
-/// Notifications of devices: what one costs with how many devices in the table, and how long it
-/// takes to reach the worker that waits for the device.
+/// Device notifications: the cost of one, depending on the number of devices in the table, and the
+/// time until the worker that waits for the device runs.
 
 #include "benchmarks/devices.h"
 #include "benchmarks/reports.h"
@@ -24,7 +24,7 @@ using namespace vandrel::benchmarks;
 constexpr auto connected = notification_type::connected;
 constexpr auto disconnected = notification_type::disconnected;
 
-/// A session whose diagnostics are dropped by a writer of their own, as in a run without --debug.
+/// A session with a writer that drops its diagnostics, as in a run without --debug.
 struct running_session {
     running_session() : writer([this] { channel->writer_loop(); }) {}
     running_session(const running_session&) = delete;
@@ -40,7 +40,7 @@ struct running_session {
     std::thread writer;
 };
 
-/// One of 64 devices that come connects, and is taken out again beside the clock.
+/// Connects one of 64 devices, and removes it again while the clock is stopped.
 void connect(benchmark::State& state) {
     const auto there = make_devices(1, state.range(0));
     const auto coming = make_devices(1U << 30, 64);
@@ -61,8 +61,8 @@ BENCHMARK(connect)->Arg(10)->Arg(1'000)->Arg(100'000)->UseManualTime()->Iteratio
 
 constexpr int handovers = 2'000;
 
-/// Seconds from the call of `hand_over` to the return of `wait` on a thread that had begun it some
-/// time before, the median of many. `take_back` makes ready for the next.
+/// The median of the seconds from the call of `hand_over` to the return of `wait` on a thread that
+/// was already waiting. `take_back` prepares the next round.
 template<class Wait, class HandOver, class TakeBack>
 double median_handover(Wait wait, HandOver hand_over, TakeBack take_back) {
     using clock = std::chrono::steady_clock;

@@ -1,5 +1,5 @@
-/// options_file_benchmark [OPTIONS OF THE LIBRARY] FILE: reads an options file by several ways. The
-/// time ends when the result is there; taking it down is not counted.
+/// options_file_benchmark [OPTIONS OF GOOGLE BENCHMARK] FILE: reads an options file in several
+/// ways. Releasing the result is not counted.
 
 #include "benchmarks/stopwatch.h"
 #include "device/restore_plist.h"
@@ -51,7 +51,7 @@ struct parser_deleter {
     void operator()(XML_Parser parser) const { XML_ParserFree(parser); }
 };
 
-/// With handlers that do nothing, on the file as it is read piece by piece.
+/// With handlers that do nothing; the file is read in pieces.
 void expat(benchmark::State& state) {
     time_reading(state, [] {
         constexpr int piece_size = 1 << 16;

@@ -1,9 +1,9 @@
-/// process_timer RUNS COPIES STREAM PROGRAM [ARGUMENTS...]: runs COPIES of a program at once, RUNS
-/// times. What each writes to its STREAM (1: output, 2: errors) goes to a pipe of its own, which is
-/// emptied here. Writes the median time in seconds from the first start to the last end, the
-/// largest peak memory in bytes, and the exit status, the same of all, in one line.
+/// process_timer RUNS COPIES STREAM PROGRAM [ARGUMENTS...]: runs COPIES of a program at the same
+/// time, RUNS times. The STREAM of each (1: standard output, 2: standard error) is a pipe, which is
+/// emptied here. Prints one line: the median time in seconds from the first start to the last end,
+/// the largest peak memory in bytes, and the exit status, which must be the same for all.
 ///
-/// It is kept small, for a program's peak counts what it was started from too.
+/// It is small, because a program's peak memory includes that of the process that started it.
 
 #include <algorithm>
 #include <cerrno>
@@ -61,7 +61,7 @@ running_copy start(int stream, char** program) {
     return copy;
 }
 
-/// Returns when all of them have ended, or closed their ends at least.
+/// Returns when all of them have ended or closed their pipes.
 void drain(const std::vector<running_copy>& copies) {
     static char piece[1 << 16];
     std::vector<pollfd> open;

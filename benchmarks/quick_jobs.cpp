@@ -1,5 +1,5 @@
-/// quick_jobs JOB [ARGUMENT]: does one thing whose instructions are counted, on one thread, so that
-/// it takes as many every time.
+/// quick_jobs JOB [ARGUMENT]: runs one job whose instructions are counted, on one thread, so that
+/// the count is the same in every run.
 ///
 ///     dump             what --debug-dump writes
 ///     reports          5,000 reports of a restore, to their records
@@ -26,12 +26,12 @@ namespace {
 using namespace vandrel;
 using namespace vandrel::benchmarks;
 
-/// What is counted: the rest is before it.
+/// The part that is counted.
 [[gnu::noinline]] void counted(const std::function<void()>& job) {
     job();
 }
 
-/// Writes what is queued: after a shutdown the writer returns as soon as that is done.
+/// Writes the queue: after a shutdown the writer returns when that is done.
 void write_queued(output_str_state& channel) {
     channel.shutdown();
     channel.writer_loop();

@@ -1,5 +1,5 @@
-/// Reports of a restore on their way into a pipe: from the platform's callback through the tool;
-/// the same records by another library; and their bytes alone.
+/// Writes the records of a restore to a pipe: from the callback through the tool; the same records
+/// with another library; and only their bytes.
 
 #include "benchmarks/drained_pipe.h"
 #include "benchmarks/reports.h"
@@ -23,7 +23,7 @@ using namespace vandrel::benchmarks;
 
 constexpr std::size_t sent = 100'000;
 
-/// Times what `send` does with the pipe's end to write to, which it closes.
+/// Times `send`, which gets the write end of the pipe and closes it.
 template<class Send>
 void time_sending(benchmark::State& state, std::size_t size_of_all, Send send) {
     for (auto _ : state) {
@@ -36,7 +36,7 @@ void time_sending(benchmark::State& state, std::size_t size_of_all, Send send) {
     state.SetItemsProcessed(static_cast<std::int64_t>(sent));
 }
 
-/// Sends every report as often as it takes, and closes `descriptor`. Seconds from the first
+/// Sends all reports, repeatedly, and closes `descriptor`. Returns the seconds from the first
 /// callback to the last byte.
 double send_reports(const std::vector<cf_handle<CFDictionaryRef>>& reports, std::size_t count,
                     int descriptor) {
@@ -56,7 +56,7 @@ double send_reports(const std::vector<cf_handle<CFDictionaryRef>>& reports, std:
     return watch.seconds();
 }
 
-/// The record that each report becomes.
+/// The record of each report.
 std::vector<std::string> make_records() {
     std::vector<std::string> records;
     for (std::int64_t progress = 0; progress < report_count; ++progress) {

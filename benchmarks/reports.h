@@ -13,13 +13,13 @@
 
 namespace vandrel::benchmarks {
 
-/// What the reports hold, ours and those that other libraries write.
+/// The content of the reports, also of those that other libraries write.
 inline constexpr const char* report_status = "Restoring";
 inline constexpr std::int32_t report_operation = 14;
 inline constexpr const char* report_operation_name = "Verifying restore";
 inline constexpr std::int64_t report_count = 100;
 
-/// Reports of a running restore, of progress 0 to 99.
+/// Reports of a running restore, with a progress from 0 to 99.
 inline std::vector<cf_handle<CFDictionaryRef>> make_reports() {
     std::vector<cf_handle<CFDictionaryRef>> reports;
     const cf_handle<CFStringRef> status(
@@ -39,7 +39,7 @@ inline std::vector<cf_handle<CFDictionaryRef>> make_reports() {
     return reports;
 }
 
-/// A session that leaves nothing on disk.
+/// A session that writes nothing to disk.
 inline std::unique_ptr<device_notifier_state>
 make_session(const std::shared_ptr<output_str_state>& channel) {
     return std::make_unique<device_notifier_state>(

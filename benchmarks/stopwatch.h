@@ -4,7 +4,7 @@
 
 namespace vandrel::benchmarks {
 
-/// Runs from its making.
+/// Measures the time since its construction.
 class stopwatch {
 public:
     double seconds() const {

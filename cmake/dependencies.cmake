@@ -4,10 +4,10 @@ find_package(EXPAT REQUIRED)
 find_package(GTest 1.12 REQUIRED CONFIG)
 
 if(WIN32)
-    # expat's header has to know that the library is a static one.
+    # expat's header needs to know that the library is static.
     set_property(TARGET EXPAT::EXPAT APPEND PROPERTY INTERFACE_COMPILE_DEFINITIONS XML_STATIC)
 
-    # Boost's own CMake files, by which it is built for Windows, make a package of each library.
+    # Boost is built for Windows with its own CMake files, which make a package for each library.
     find_package(boost_filesystem 1.76 REQUIRED CONFIG)
     find_package(boost_program_options 1.76 REQUIRED CONFIG)
     add_library(Boost::headers INTERFACE IMPORTED)

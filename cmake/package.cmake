@@ -1,5 +1,5 @@
-# The release: the target "package" makes one archive of the product and one of its debug symbols.
-# Both unpack into the same folder, where debuggers find the symbols.
+# The release: the target "package" builds one archive of the product and one of its debug symbols. Both unpack
+# into the same folder, where debuggers find the symbols.
 install(
     TARGETS vandrel vandrel_library
     RUNTIME DESTINATION . COMPONENT product
@@ -22,8 +22,8 @@ install(
     DESTINATION .
     COMPONENT debug-symbols)
 
-# install_licence(NAME TEXT ORIGIN): packs the file TEXT as licences/NAME.txt. Where it is missing,
-# everything builds but the package.
+# install_licence(NAME TEXT ORIGIN) packs the file TEXT as licences/NAME.txt. If it is missing, only the package
+# fails to build.
 function(install_licence name text origin)
     if(EXISTS "${text}")
         install(
@@ -37,8 +37,8 @@ function(install_licence name text origin)
     endif()
 endfunction()
 
-# install_debian_licence(NAME FOLDER FILE PACKAGE): FOLDER/FILE comes with Debian's PACKAGE; on
-# another system VANDREL_LICENCE_<NAME> says which file it is.
+# install_debian_licence(NAME FOLDER FILE PACKAGE) packs FOLDER/FILE, a file of the Debian PACKAGE. On other
+# systems, VANDREL_LICENCE_<NAME> is the path of the file.
 function(install_debian_licence name folder file package)
     string(MAKE_C_IDENTIFIER "VANDREL_LICENCE_${name}" variable)
     find_file(
@@ -51,15 +51,15 @@ function(install_debian_licence name folder file package)
         "Debian's package ${package} has it as ${folder}/${file}. Install that, or set ${variable}.")
 endfunction()
 
-# What the product's files have inside: Boost, fmt, and the run-time of MinGW-w64 (with winpthreads)
-# and of GCC. The texts of the last two refer to the GNU licences.
+# The libraries linked into the product: Boost, fmt, and the run-times of MinGW-w64 (with winpthreads) and of
+# GCC. The texts of the last two refer to the GNU licences.
 install_debian_licence(boost /usr/share/doc/libboost1.81-dev copyright libboost1.81-dev)
 install_debian_licence(mingw-w64 /usr/share/doc/mingw-w64-x86-64-dev copyright mingw-w64-x86-64-dev)
 install_debian_licence(gcc /usr/share/doc/gcc-mingw-w64-base copyright gcc-mingw-w64-base)
 install_debian_licence(GPL-3 /usr/share/common-licenses GPL-3 base-files)
 install_debian_licence(LGPL-2.1 /usr/share/common-licenses LGPL-2.1 base-files)
 
-# fmt's is the comment that its main header begins with.
+# fmt's licence is the comment at the start of its main header.
 get_target_property(fmt_include fmt::fmt INTERFACE_INCLUDE_DIRECTORIES)
 set(fmt_header ${fmt_include}/fmt/format.h)
 set(fmt_licence ${CMAKE_CURRENT_BINARY_DIR}/fmt-licence.txt)

@@ -1,8 +1,8 @@
-# What makes a Windows program a file of the product.
+# The properties of a Windows program or library that is released.
 
-# No file tells where it was built: messages name sources from the project's root, and debuggers
-# look for them under /vandrel, which they can be told to find elsewhere. Of two options that fit, the
-# later one counts; CMake follows .deps where it is a link.
+# Build paths are removed: messages name sources relative to the project's root, and symbols refer to sources
+# under /vandrel, for which debuggers can substitute another folder. If two options match, the later one is
+# used. CMake resolves .deps if it is a link.
 if(WIN32)
     file(REAL_PATH ${PROJECT_SOURCE_DIR}/.deps dependencies)
     foreach(
@@ -15,11 +15,10 @@ if(WIN32)
     endforeach()
 endif()
 
-# vandrel_windows_product(TARGET FILE_NAME): gives the program or library its version and manifest,
-# asks for all that Windows does against misuse of its memory, and moves its debug symbols into
-# FILE_NAME.debug beside it.
+# vandrel_windows_product(TARGET FILE_NAME) adds version and manifest to the program or library, enables all of
+# Windows' memory protections, and moves the debug symbols into FILE_NAME.debug in the same folder.
 function(vandrel_windows_product target file_name)
-    # The numbers under which Windows looks for a program's manifest, and for a library's.
+    # The resource numbers of the manifests of programs and of libraries.
     get_target_property(type ${target} TYPE)
     if(type STREQUAL EXECUTABLE)
         set(manifest_id 1)
@@ -34,7 +33,7 @@ function(vandrel_windows_product target file_name)
     set_source_files_properties(${resources} PROPERTIES OBJECT_DEPENDS ${manifest})
     target_sources(${target} PRIVATE ${resources})
 
-    # These are newer linkers' defaults; a linker that does not know them had better fail.
+    # Defaults of newer linkers. An older linker that does not know them must fail.
     target_link_options(
         ${target}
         PRIVATE

@@ -1,4 +1,4 @@
-# Warnings are errors, on both hosts; for targets of our own only. Windows' resources are compiled by
-# a program that does not know these options.
+# Warnings are errors on both hosts, for our own targets only. The resource compiler for Windows does not know
+# these options.
 set(VANDREL_WARNINGS
     "$<$<COMPILE_LANGUAGE:CXX>:-Wall;-Wextra;-Wpedantic;-Wshadow;-Wconversion;-Werror>")

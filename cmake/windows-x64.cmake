@@ -6,13 +6,13 @@ set(CMAKE_C_COMPILER x86_64-w64-mingw32-gcc-posix)
 set(CMAKE_CXX_COMPILER x86_64-w64-mingw32-g++-posix)
 set(CMAKE_RC_COMPILER x86_64-w64-mingw32-windres)
 
-# Windows 10; no other version is asked for.
+# Windows 10 or later.
 add_compile_definitions(_WIN32_WINNT=0x0A00 UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX)
 
-# The system's error texts come in UTF-8 as well, whatever the machine's language.
+# The system's error texts are UTF-8 too, whatever the machine's code page.
 add_compile_definitions(BOOST_SYSTEM_USE_UTF8)
 
-# The compiler's run-time goes into each program: nothing has to be shipped beside it.
+# The compiler's run-time is linked statically, so that nothing else has to be released.
 foreach(kind EXE SHARED MODULE)
     set(CMAKE_${kind}_LINKER_FLAGS_INIT -static)
 endforeach()

@@ -1,5 +1,5 @@
-/// CFPropertyListCreateWithData on binary property lists: a value or an error. What is read is
-/// written as XML, and read again to the same value, as far as XML can hold it.
+/// CFPropertyListCreateWithData with binary property lists. The result is a value or an error; a
+/// value that is written as XML and read again is equal, as far as XML can represent it.
 
 #include "fuzzers/fuzzing.h"
 #include "fuzzers/xml_outcome.h"
@@ -11,8 +11,8 @@ namespace vandrel::fuzzing {
 
 namespace {
 
-/// Takes as many off `allowance` as there are values when nothing is shared; false when there are
-/// more.
+/// Subtracts the number of values, with shared values counted each time, from `allowance`; false if
+/// there are more.
 bool unfolds_within(CFTypeRef value, int& allowance) {
     if (--allowance < 0) {
         return false;
@@ -40,7 +40,7 @@ void try_input(input bytes) {
     if (!simulator::is_binary_property_list(bytes)) {
         return;
     }
-    // A small file can share its parts so often that writing it takes a second.
+    // A small file can share its parts so often that writing them takes a second.
     int allowance = 2'000;
     const auto value = read_property_list(bytes);
     if (value && unfolds_within(value.get(), allowance)) {

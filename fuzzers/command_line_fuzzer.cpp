@@ -1,7 +1,6 @@
-/// parse_arguments and configure_session on a command line, whose arguments are the lines of the
-/// input. What is parsed is parsed to the same options when it is written out in full; and which
-/// rule a command line breaks, if any, is found out here once more, by the rules as they are
-/// documented.
+/// parse_arguments and configure_session with a command line, whose arguments are the lines of the
+/// input. Writing the parsed options out in full and parsing them again yields the same options.
+/// The rule that a command line breaks is compared with an independent implementation of the rules.
 
 #include "device/RestorableDeviceHandler.h"
 #include "driver/command_line_log.h"
@@ -19,7 +18,7 @@
 
 namespace vandrel {
 
-// In place of driver/command_line_log.cpp, which would make files of any name here.
+// Replaces driver/command_line_log.cpp, which would create files of any name here.
 void log_command_line(const std::string&, int argument_count, const char* const*) noexcept {
     fuzzing::require(argument_count > 0, "the program's name for the log");
 }
@@ -32,7 +31,7 @@ std::vector<std::string> split_lines(std::string_view text) {
     std::vector<std::string> lines{"vandrel"};
     while (!text.empty()) {
         const std::size_t length = std::min(text.find('\n'), text.size());
-        // As the system does it: a zero byte ends an argument.
+        // Like the system: a zero byte ends an argument.
         lines.emplace_back(std::string(text.substr(0, length)).c_str());
         text.remove_prefix(std::min(length + 1, text.size()));
     }
@@ -71,7 +70,7 @@ std::vector<std::string> written_out(const start_options& options) {
     const auto add_number = [&add_text](const char* name, const auto& number) {
         add_text(name, number ? std::optional(std::to_string(*number)) : std::nullopt);
     };
-    // All fields, so that a further one does not compile.
+    // Names all fields, so that another one does not compile before it is added here.
     const auto& [debug, debug_dump, help, no_cleanup, amr_logfile, detect_timeout, ecid,
                  list_devices, device_info, exit_recovery, no_exit_recovery, restore,
                  restore_timeout, erase, restore_plist, enter_restore_mode, output_pipe] = options;
@@ -95,7 +94,7 @@ std::vector<std::string> written_out(const start_options& options) {
     return result;
 }
 
-/// An error as far as it is looked at.
+/// The parts of an error that are compared.
 struct failure {
     std::string domain;
     CFIndex code = 0;
@@ -109,8 +108,8 @@ failure failure_of(CFErrorRef error) {
             cfstring_to_string(reason.get())};
 }
 
-/// What a session ends with that has a command: the platform that is played refuses to tell of its
-/// devices, so no time is spent on waiting for one.
+/// The failure of every valid command: the simulator refuses the registration for notifications, so
+/// that no time is spent on waiting for a device.
 const failure& refused_registration() {
     static const auto& result = *new failure{"fuzzer", 99, "no devices today"};
     return result;
@@ -168,7 +167,7 @@ failure expected_failure(const start_options& options) {
     return refused_registration();
 }
 
-/// Runs a session with these options to its end, which is a failure.
+/// Runs a session with these options until it fails.
 failure run_session(const start_options& options) {
     static const auto& scratch = *new boost::filesystem::path(
         boost::filesystem::temp_directory_path() / "vandrel-fuzzer-makes-no-such-folder");
@@ -188,7 +187,7 @@ void try_options(const start_options& options) {
     play_refusing_platform();
     const failure expected = expected_failure(options);
     const failure actual = run_session(options);
-    // Whether there is a file of that name is not for us to say.
+    // The file may or may not exist.
     const bool cannot_read = expected == refused_registration() && options.restore_plist &&
                              actual.domain == "vandrel" && actual.code == 8;
     const bool is_no_text =

@@ -1,5 +1,6 @@
-/// Orv::ecid: 16 hexadecimal digits, whatever their case, are taken and come back in upper case;
-/// all other texts are refused with the text. Every number has a text, and the text that number.
+/// Orv::ecid accepts 16 hexadecimal digits of either case and returns them in upper case. It
+/// refuses all other texts, with the text in the message. Every number has a text, which has that
+/// number.
 
 #include "driver/ecid.h"
 #include "fuzzers/fuzzing.h"

@@ -20,7 +20,7 @@ void require(bool holds, const char* what) {
 // The two functions that libFuzzer calls.
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    // As the tool does: paths in UTF-8.
+    // Like the tool: paths are UTF-8.
     vandrel::prepare_process();
     return 0;
 }

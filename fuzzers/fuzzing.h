@@ -1,6 +1,6 @@
 #pragma once
 
-/// The frame of every fuzzer.
+/// The parts that all fuzzers share.
 
 #include <cstdint>
 #include <span>
@@ -10,12 +10,12 @@ namespace vandrel::fuzzing {
 
 using input = std::span<const std::uint8_t>;
 
-/// What each fuzzer consists of: it tries one input, and requires what has to hold for it. That no
-/// object of the platform stays alive is looked at afterwards, for all fuzzers.
+/// Each fuzzer defines this function: it tries one input and requires its properties. For all
+/// fuzzers, the caller then checks that no CoreFoundation object was leaked.
 void try_input(input bytes);
 
-/// Ends the process when `holds` is false; the input at hand is then a finding. `what` is what
-/// should have been.
+/// Ends the process if `holds` is false, so that libFuzzer stores the input. `what` is the expected
+/// property.
 void require(bool holds, const char* what);
 
 inline std::string_view text_of(input bytes) {

@@ -6,7 +6,7 @@
 
 namespace vandrel::fuzzing {
 
-/// A file that is on no disk but has a path, for functions that take one.
+/// A file in memory that has a path, for functions that take one.
 class memory_file {
 public:
     memory_file();
@@ -15,7 +15,7 @@ public:
     memory_file& operator=(const memory_file&) = delete;
 
     const std::string& path() const { return path_; }
-    /// Replaces what is in it.
+    /// Replaces the content.
     void fill(input bytes) const;
 
 private:

@@ -10,7 +10,7 @@ namespace vandrel::fuzzing {
 
 namespace {
 
-/// Deeper than property lists may be, and far from the end of the stack.
+/// Deeper than property lists may be, but not so deep that the stack overflows.
 constexpr int deepest = 600;
 
 cf_handle<CFTypeRef> adopt(CFTypeRef object) {
@@ -52,13 +52,13 @@ Number number_of(std::string_view text) {
     return result;
 }
 
-/// Every property list may hold it.
+/// A value that every property list can hold.
 described_value scalar(cf_handle<CFTypeRef> value) {
     auto compatible = adopt(CFRetain(value.get()));
     return {std::move(value), std::move(compatible)};
 }
 
-/// No property list may hold it.
+/// A value that no property list can hold.
 described_value incompatible(cf_handle<CFTypeRef> value) {
     return {std::move(value), nullptr, false, false, false};
 }
@@ -67,7 +67,7 @@ class graph_reader {
 public:
     explicit graph_reader(std::string_view text) : rest_(text) {}
 
-    /// `depth`: how many containers this is in.
+    /// `depth`: the number of containers around it.
     std::optional<described_value> next(int depth) {
         while (!rest_.empty()) {
             const char first = rest_.front();
@@ -114,7 +114,7 @@ public:
     }
 
 private:
-    /// What stands before the closing quote, or before the end of all.
+    /// The text up to the closing quote, or to the end.
     std::string_view take_quoted() {
         const std::size_t length = std::min(rest_.find('\''), rest_.size());
         const std::string_view result = rest_.substr(0, length);
@@ -163,7 +163,8 @@ private:
             CFDictionarySetValue(details.get(), kCFErrorLocalizedFailureReasonKey, reason.get());
             CFDictionarySetValue(compatible.get(), CFSTR("FailureReason"), reason.get());
         }
-        // It becomes a dictionary, so nothing is dropped; but an error as such is not valid.
+        // A copy has a dictionary instead, so nothing is dropped; but the error itself is not
+        // valid.
         return {adopt(CFErrorCreate(kCFAllocatorDefault, CFSTR("fuzzer"), -5, details.get())),
                 adopt(compatible.release()), true, false, false};
     }
@@ -210,7 +211,8 @@ private:
             if (!value) {
                 break;
             }
-            // Of two equal keys the first counts, or else what the second replaces would count too.
+            // Of two equal keys, only the first is used; the expectation would otherwise include a
+            // value that the second has replaced.
             if (CFDictionaryGetValue(dictionary.get(), key->value.get()) != nullptr) {
                 continue;
             }

@@ -1,13 +1,13 @@
 #pragma once
 
-/// Values of any kind of object, made out of text:
+/// Builds values of any type of object from a text:
 ///
 ///     {'Status''Restoring' 'Operation'9 'Extra'[t f n u (1 2) e'reason' b'bytes' d86400]}
 ///
-/// Strings stand in single quotes; [] is an array, {} a dictionary of keys and values by turns, ()
-/// a set; t and f are booleans, n null, u a URL; e is an error, b data, each with a string if
-/// there is one; d is a date, with a number if there is one; i is an infinite number. All else,
-/// blanks for instance, means nothing; what is not closed ends with the text.
+/// Strings are in single quotes. [] is an array, {} a dictionary of alternating keys and values, ()
+/// a set; t and f are booleans, n is null, u a URL. An optional string follows e, an error, and b,
+/// data; an optional number follows d, a date. i is an infinite number. All other characters, such
+/// as spaces, are ignored; the end of the text closes everything.
 
 #include "foundation/cf_handle.h"
 
@@ -16,20 +16,20 @@
 
 namespace vandrel::fuzzing {
 
-/// A value, with what is to be expected of it. That is put together along with the value, from what
-/// the parts are, and never asked of the functions under test.
+/// A value with the expected results. They are computed while the value is built, from its parts,
+/// and never with the functions under test.
 struct described_value {
     cf_handle<CFTypeRef> value;
-    /// What a copy has that keeps what fits a property list, and drops the rest; null when the
-    /// value itself does not.
+    /// The copy without the parts that a property list cannot hold; null if it cannot hold the
+    /// value itself.
     cf_handle<CFTypeRef> compatible;
-    /// Whether nothing had to be dropped.
+    /// Whether nothing is dropped.
     bool is_compatible = true;
     bool is_valid_in_xml = true;
     bool is_valid_in_binary = true;
 };
 
-/// The first value in `text`, if there is one.
+/// The first value in `text`, or none.
 std::optional<described_value> make_described_value(std::string_view text);
 
 } // namespace vandrel::fuzzing

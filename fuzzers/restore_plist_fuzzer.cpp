@@ -1,5 +1,5 @@
-/// read_restore_plist on a whole file: a dictionary, the one that is in the file; or an error of
-/// the code 8 with the reason why there is none.
+/// read_restore_plist with a whole file. The result is the dictionary in the file, or an error of
+/// code 8 with the right reason.
 
 #include "device/restore_plist.h"
 #include "driver/tool_error.h"
@@ -12,7 +12,7 @@ namespace vandrel::fuzzing {
 
 namespace {
 
-/// The words after those that every failure begins with.
+/// The reason without the words with which every failure begins.
 std::string expected_refusal(input bytes, CFPropertyListRef content) {
     if (bytes.empty()) {
         return "Empty file";
@@ -32,7 +32,7 @@ void try_input(input bytes) {
     try {
         const auto options = read_restore_plist(file.path());
         require(refusal.empty(), "only a dictionary is taken");
-        // A number that is none equals nothing, not even itself.
+        // A not-a-number is not equal to itself.
         require(!outcome_in_xml(content.get()).is_equal ||
                     CFEqual(options.get(), content.get()) != 0,
                 "the dictionary of the file");

@@ -1,5 +1,5 @@
-/// read_scenario on a whole file: a scenario that the simulator can play, or a complaint that is
-/// one line about this file.
+/// read_scenario with a whole file. The result is a scenario that the simulator can use, or an
+/// error of one line about this file.
 
 #include "fuzzers/fuzzing.h"
 #include "fuzzers/memory_file.h"

@@ -1,6 +1,7 @@
-/// restoreCallback with reports of any content (object_graph.h): a valid one gives one record, a
-/// whole document that holds what of the report fits, and the operation's name if there is one; all
-/// others give none. The report that completes the command does so once.
+/// restoreCallback with reports of any content (object_graph.h). A valid report makes one record, a
+/// whole document with the parts of the report that a property list can hold, and the operation's
+/// name if it has one. Other reports make no record. A completing report completes the command
+/// once.
 
 #include "device/RestorableDeviceHandler.h"
 #include "fuzzers/fuzzing.h"
@@ -23,7 +24,7 @@ namespace vandrel::fuzzing {
 
 namespace {
 
-/// Standard output goes to memory while it lives.
+/// Redirects standard output to memory during its lifetime.
 class captured_output {
 public:
     captured_output() : before_(stdout) { stdout = open_memstream(&text_, &size_); }
@@ -35,7 +36,7 @@ public:
     captured_output(const captured_output&) = delete;
     captured_output& operator=(const captured_output&) = delete;
 
-    /// What has been written and flushed.
+    /// The output that was flushed so far.
     input bytes() const { return {reinterpret_cast<const std::uint8_t*>(text_), size_}; }
 
 private:
@@ -44,7 +45,7 @@ private:
     std::size_t size_ = 0;
 };
 
-/// The value of a key, if it is a number without a fraction that fits an Integer.
+/// The value of a key if it is a whole number that fits an Integer.
 template<class Integer>
 std::optional<Integer> integer_at(const __CFDictionary& report, CFStringRef key) {
     const auto* const number = simulator::cast<__CFNumber>(CFDictionaryGetValue(&report, key));
@@ -64,7 +65,7 @@ std::optional<Integer> integer_at(const __CFDictionary& report, CFStringRef key)
                : std::nullopt;
 }
 
-/// What the tool has to see in a report.
+/// The parts of a report that the tool must read.
 struct expectation {
     bool is_valid = false;
     std::int32_t operation = 0;
@@ -90,7 +91,8 @@ struct expectation {
     }
 };
 
-/// The record that the report gives: what of it fits, and a name for its operation.
+/// The expected record of a report: the parts that a property list can hold, and the operation's
+/// name.
 cf_handle<CFMutableDictionaryRef> expected_record(const described_value& report,
                                                   const expectation& expected) {
     const auto make_copy = [](CFDictionaryRef dictionary) {
@@ -132,8 +134,8 @@ void require_one_record(input written, const described_value& report, const expe
         require(written.empty(), "no record of what has no XML form");
         return;
     }
-    // Standard output has a line feed after each record. A text of the report that XML cannot hold
-    // spoils its record.
+    // Standard output has a line feed after each record. A string that XML cannot represent makes
+    // its record unreadable.
     require(!written.empty() && written.back() == '\n', "a record");
     if (outcome.is_read) {
         require_document(written.first(written.size() - 1), record.get());
@@ -151,7 +153,7 @@ void try_report(const described_value& report, device_operation command) {
 
     const captured_output output;
     require(!is_completed_already(report, session), "the first report that completes the command");
-    // The writer ends as soon as it has written what is queued, so it needs no thread.
+    // After a shutdown the writer returns when the queue is written, so it needs no thread.
     channel->shutdown();
     channel->writer_loop();
     require_one_record(output.bytes(), report, expected);

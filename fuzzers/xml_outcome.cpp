@@ -37,7 +37,7 @@ void foresee_text(std::string_view utf8, xml_outcome& outcome) {
     outcome.is_equal = outcome.is_equal && utf8.find('\r') == utf8.npos;
 }
 
-/// `depth`: how many containers this is in.
+/// `depth`: the number of containers around it.
 void foresee(CFTypeRef value, int depth, xml_outcome& outcome) {
     if (const auto* string = cast<__CFString>(value)) {
         foresee_text(string->utf8, outcome);

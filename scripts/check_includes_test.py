@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Plants violations in small trees, and sees that check-includes finds each of them."""
+"""Puts violations into small source trees, and checks that check-includes finds each of them."""
 import pathlib
 import subprocess
 import sys
@@ -33,7 +33,7 @@ CLEAN = {
 
 class check_includes(unittest.TestCase):
     def check(self, files):
-        """The exit status of check-includes on the clean tree with these files, and what it says."""
+        """The exit status and output of check-includes for the clean tree with these files."""
         with tempfile.TemporaryDirectory() as folder:
             for name, text in {**CLEAN, **files}.items():
                 path = pathlib.Path(folder, name)

@@ -1,8 +1,8 @@
-# Building presets.
+# Configuring and building presets.
 # shellcheck source=dependencies.sh
 . "$(dirname "${BASH_SOURCE[0]}")/dependencies.sh"
 
-# configure PRESET: when that is due. A build configures anew by itself when CMake's files change.
+# configure PRESET: configures it if necessary. A build configures by itself when CMake's files change.
 configure() {
     local preset=$1 stamp=$root/build/$1/configured
     [[ -f $stamp && ! $root/CMakePresets.json -nt $stamp ]] && return
@@ -11,7 +11,7 @@ configure() {
     touch "$stamp"
 }
 
-# build PRESET [TARGET...]
+# build PRESET [TARGET...]: configures it if necessary, and builds these targets, or all.
 build() {
     configure "$1"
     say "Building $1 ..."

@@ -1,5 +1,5 @@
-# Shared by the scripts of this folder: where things are, and how a script speaks and waits.
-# What a script says of itself goes to standard error.
+# Shared by the scripts of this folder: paths, messages and the lock. A script's own messages go to standard
+# error.
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 deps=$root/.deps
@@ -13,8 +13,8 @@ fail() {
     exit 1
 }
 
-# step WHAT LOG COMMAND...: says WHAT, and runs COMMAND with its whole output in .deps/log/LOG.log;
-# from CI's machine nobody fetches that, so there the end of it is shown.
+# step WHAT LOG COMMAND...: prints WHAT, and runs COMMAND with its output in .deps/log/LOG.log. On a CI machine,
+# where nobody can read that file, a failure prints its end.
 step() {
     local what=$1 log=.deps/log/$2.log
     shift 2
@@ -25,7 +25,7 @@ step() {
     fail "$what failed; its output is in $log"
 }
 
-# with_lock COMMAND...: runs COMMAND while no other script does so in this checkout.
+# with_lock COMMAND...: runs COMMAND when no other script of this checkout runs one with the lock.
 with_lock() (
     mkdir -p "$deps"
     exec 9>"$deps/lock"

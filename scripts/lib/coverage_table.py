@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Prints the coverage of each folder, out of gcovr's summary:
+"""Prints the coverage of each folder, from gcovr's summary:
 
     coverage_table.py SUMMARY_JSON
 
-Exits with 1 when the core as a whole has less than is promised.
+Exits with 1 if the core has less than the promised coverage.
 """
 import json
 import sys

@@ -1,9 +1,10 @@
-# Libraries that Debian 12 does not have as we need them, built into .deps/linux and .deps/windows.
+# Builds the libraries that Debian 12 does not have in the required version or for Windows, into .deps/linux
+# and .deps/windows.
 # shellcheck source=packages.sh
 . "$(dirname "${BASH_SOURCE[0]}")/packages.sh"
 
-# Fetches Debian source packages without touching the machine's own apt configuration, but from
-# the mirror that it names; apt checks Debian's signature.
+# Runs apt-get for source packages, with a configuration of our own and the mirror of the machine's
+# configuration. apt checks Debian's signature.
 source_apt() {
     apt-get -oDir::Etc::SourceList="$deps/apt/sources.list" -oDir::Etc::SourceParts=/dev/null \
         -oDir::State::Lists="$deps/apt/lists" -oDir::Cache="$deps/apt/cache" \
@@ -31,7 +32,7 @@ download_source() (
     cd "$3" && source_apt source --download-only "$2/$1"
 )
 
-# unpack_source FOLDER: unpacks what was downloaded into FOLDER, as FOLDER/source.
+# unpack_source FOLDER: unpacks the source package in FOLDER into FOLDER/source.
 unpack_source() {
     dpkg-source --extract "$1"/*.dsc "$1/source"
 }
@@ -42,9 +43,9 @@ cmake_install() {
         cmake --build "$2" && cmake --install "$2"
 }
 
-# dependency HOST NAME SOURCE ARGUMENTS...: builds one library with CMake and these ARGUMENTS.
-# SOURCE is SUITE/PACKAGE[/FOLDER], in a source package of Debian's, or a folder of this machine. What is built is not built
-# again until one of these changes; what was interrupted begins anew.
+# dependency HOST NAME SOURCE ARGUMENTS...: builds one library with CMake and these ARGUMENTS. SOURCE is a folder
+# of this machine, or SUITE/PACKAGE[/FOLDER] for a Debian source package. A library is built again only when
+# one of these changes; an interrupted build starts again.
 dependency() {
     local host=$1 name=$2 source=$3 arguments=("${@:4}")
     local stamp=$deps/$host/$name.recipe work=$deps/unfinished/$host-$name

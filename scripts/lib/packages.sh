@@ -1,4 +1,4 @@
-# Debian packages: what each job needs, and their installation.
+# The Debian packages that each job needs, and their installation.
 # shellcheck source=common.sh
 . "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
@@ -12,7 +12,7 @@ test_packages=(libplist-utils mono-mcs)
 fuzz_packages=(clang libclang-rt-dev llvm)
 benchmark_packages=(libbenchmark-dev libplist-dev valgrind)
 
-# install_packages NAME...: installs those that are missing; costs next to nothing when none is.
+# install_packages NAME...: installs the missing ones. It is fast if none is missing.
 install_packages() {
     local installed name missing=()
     installed=$(dpkg-query --show --showformat '${Package} ${db:Status-Status}\n' "$@" 2>/dev/null) || true

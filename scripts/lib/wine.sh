@@ -1,17 +1,17 @@
-# Wine, with a prefix of the checkout's own.
+# Wine, with a prefix for this checkout only.
 # shellcheck source=common.sh
 . "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 wine_environment() {
-    # Tests that install things choose a prefix of their own.
+    # Tests that install something use another prefix.
     export WINEPREFIX=${VANDREL_WINEPREFIX:-$deps/wine} WINEARCH=win64 WINEDEBUG=-all
-    # English texts, and file names of any characters, wherever this runs.
+    # English texts, and file names with any characters, whatever the machine's locale.
     export LC_ALL=C.UTF-8
-    # No browser engine, no .NET and no menu entries are wanted, nor offers to install them.
+    # Disables the browser engine, .NET and menu entries, and offers to install them.
     export WINEDLLOVERRIDES='mscoree,mshtml,winemenubuilder.exe='
     unset DISPLAY WAYLAND_DISPLAY
-    # Wine needs one page at an address of its own. Where memory is placed at random, one process in
-    # some two thousand has something else there, and ends without a word.
+    # Wine needs one page at a fixed address. With address randomisation, about one process in two thousand
+    # has something else there and ends without a message.
     at_usual_addresses=(setarch --addr-no-randomize)
     "${at_usual_addresses[@]}" true 2>/dev/null || at_usual_addresses=()
 }
@@ -28,8 +28,8 @@ init_wine_prefix() {
     "${at_usual_addresses[@]}" wine wineboot --init && wineserver --wait
 }
 
-# Keeps Wine's server and its services between programs, which then start much faster, until
-# stop_wine. The services keep the handles that they were started with, so these lead nowhere.
+# Keeps Wine's server and services running until stop_wine, so that programs start much faster. The services
+# keep the handles with which they were started, so these refer to the null device.
 start_wine() (
     wine_environment
     wineserver --persistent
