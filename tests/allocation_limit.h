@@ -4,8 +4,8 @@
 
 namespace vandrel::testing {
 
-/// While one lives, its thread gets no block of memory that is larger: `new` throws std::bad_alloc.
-/// For test programs that have allocation_limit.cpp among their sources.
+/// During its lifetime, `new` throws std::bad_alloc on this thread for larger blocks. For test
+/// programs that have allocation_limit.cpp among their sources.
 class allocation_limit {
 public:
     explicit allocation_limit(std::size_t bytes);

@@ -9,19 +9,19 @@
 
 namespace vandrel::testing {
 
-/// What a channel has written.
+/// The output of a channel.
 struct written {
     /// Standard output, byte for byte.
     std::string records;
-    /// The lines of the standard error stream.
+    /// The lines of standard error.
     std::vector<std::string> diagnostics;
 };
 
-/// A channel with its writer, whose output a test looks at. The standard streams are captured from
-/// construction to finish; one capture at a time.
+/// A channel with its writer thread, for tests that check its output. The standard streams are
+/// captured from construction to `finish`. Only one capture may exist at a time.
 class channel_capture {
 public:
-    /// With diagnostics switched on, unless told otherwise.
+    /// `debug`: whether diagnostics are written.
     explicit channel_capture(bool debug = true);
     ~channel_capture();
     channel_capture(const channel_capture&) = delete;
@@ -29,7 +29,7 @@ public:
 
     const std::shared_ptr<output_str_state>& channel() const { return channel_; }
 
-    /// Shuts the channel down and waits for the writer. Once.
+    /// Shuts the channel down, waits for the writer and returns the output. Called once.
     written finish();
 
 private:

@@ -13,7 +13,8 @@
 #include <string>
 #include <string_view>
 
-// What the tests of run_program run. The first argument says what it does, the others with what.
+// The program that the tests of run_program run. The first argument selects what it does with the
+// others.
 
 namespace vandrel {
 
@@ -27,7 +28,7 @@ std::int64_t number(const char* text) {
     return result;
 }
 
-/// Prints each argument with its size, so that none can be mistaken for two.
+/// Prints each argument with its size, so that one argument cannot look like two.
 int print_arguments(int count, const char* const* texts) {
     for (int i = 0; i < count; ++i) {
         std::printf("%zu:%s\n", std::strlen(texts[i]), texts[i]);
@@ -43,7 +44,7 @@ int print_variables(int count, const char* const* names) {
     return 0;
 }
 
-/// Writes that many bytes to each stream, in turns.
+/// Writes that many bytes to each stream, alternately.
 int flood(int, const char* const* texts) {
     const std::string piece(1'000, 'x');
     for (std::int64_t left = number(texts[0]); left > 0; left -= 1'000) {
@@ -53,7 +54,7 @@ int flood(int, const char* const* texts) {
     return 0;
 }
 
-/// Writes a text to the pipe of that number, as the tool does.
+/// Writes a text to the pipe with that number, like the tool.
 int write_pipe(int, const char* const* texts) {
     boost::asio::io_context context;
     native_pipe(context, number(texts[0])).write(texts[1]);

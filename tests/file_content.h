@@ -9,7 +9,8 @@
 
 namespace vandrel::testing {
 
-// Whole files, byte for byte. The standard library's paths find names of any script on Windows.
+// Reading and writing whole files, byte for byte. The paths of the standard library support names
+// in any script on Windows.
 
 inline void write_file(const boost::filesystem::path& path, const std::string& content) {
     std::ofstream(std::filesystem::path(path.native()), std::ios::binary) << content;

@@ -6,12 +6,12 @@
 
 namespace vandrel::testing {
 
-/// A descriptor or handle that programs can inherit, and that is no writing end of a pipe.
+/// An inheritable descriptor or handle that is not the write end of a pipe.
 class foreign_handle {
 public:
-    /// Of a new file, opened for the kind of writing that a pipe gets.
+    /// A new file, opened with the same mode of writing as a pipe.
     static foreign_handle of_file(const boost::filesystem::path& path);
-    /// Of something that nothing can be written to.
+    /// An object that cannot be written.
     static foreign_handle of_another_kind();
 
     ~foreign_handle();

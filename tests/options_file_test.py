@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Restores with options files that are large, and with files made to do harm.
+"""Restores with large options files, and with malicious ones.
 
     options_file_test.py [--instrumented] [EMULATOR...] PROGRAM
 
-PROGRAM is a vandrel-sim. Python's plistlib judges what reached the device. Time and memory are
-bounded generously: what these bounds find is a program out of proportion, not a slow machine.
+PROGRAM is a vandrel-sim. Python's plistlib checks the options that reached the device. The limits of time and
+memory are generous: they find a program with the wrong complexity, not a slow machine.
 --instrumented: PROGRAM is slow, and needs more address space than a limit would leave it; the files
 that are read whole are a tenth as large.
 """
@@ -42,7 +42,7 @@ instrumented = False
 
 
 class result:
-    """One run of the tool: its status, records, journal and peak memory in bytes."""
+    """One run of the tool: its exit status, records, journal and peak memory in bytes."""
 
     def __init__(self, folder, options_file, address_space=None):
         scenario, journal, output = (
@@ -97,7 +97,7 @@ def nested_xml(levels):
 
 
 def nested_binary(levels):
-    """plistlib recurses, so this is put together by hand: object 0 the dictionary, 1 the key."""
+    """Built without plistlib, which recurses: object 0 is the dictionary, 1 the key."""
     objects = [b"\xd1" + struct.pack(">HH", 1, 2), b"\x54Deep"]
     for number in range(2, levels + 1):
         objects.append(b"\xa1" + struct.pack(">H", number + 1) if number < levels else b"\xa0")
@@ -175,7 +175,7 @@ class options_file(unittest.TestCase):
         self.assertEqual(run.journal[2:], [])
 
     def expect_refusal(self, content, reason="Invalid format"):
-        """The file is refused with hardly more memory than a file that is missing."""
+        """The file is refused, with little more memory than for a missing file."""
         self.write(content)
         run = self.run_tool()
         self.expect_read_error(run, reason)
@@ -185,7 +185,7 @@ class options_file(unittest.TestCase):
     def expect_options(self, options):
         run = self.run_tool()
         self.assertEqual(run.status, 0)
-        # Not assertEqual, which would show what differs in 100 MB.
+        # assertEqual would print the difference of 100 MB.
         self.assertTrue(run.restore_options() == options)
         return run
 
@@ -209,7 +209,7 @@ class options_file(unittest.TestCase):
             self.write(content)
             run = self.run_tool()
             self.assertEqual(run.status, 0)
-            # Around these levels the journal has no room for its own, and describes them.
+            # With the levels of the journal around them, these are too many, so the journal describes them.
             self.assertTrue(run.restore_options().startswith("{Deep = ((("))
 
     def test_513_levels_are_refused(self):

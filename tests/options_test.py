@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Whether each option of the tool is also where a list of all options is: options_test.py ROOT VANDREL-SIM."""
+"""Checks that every list of the options is complete: options_test.py ROOT VANDREL-SIM."""
 import pathlib
 import re
 import subprocess
@@ -13,7 +13,7 @@ sys.path.insert(0, str(root / "launcher"))
 
 from command_lines import COMMAND_LINES
 
-# Their output differs from run to run, or they need a file or a pipe of the test's own.
+# Their output differs between runs, or they need a file or a pipe.
 COMPARED_ELSEWHERE = {"--debug", "--amr-logfile", "--output-pipe"}
 
 

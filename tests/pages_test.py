@@ -1,14 +1,13 @@
 #!/usr/bin/env python3
-"""Plays the console sessions that the pages show, and compares what comes out.
+"""Runs the console examples on the pages, and compares their output.
 
     pages_test.py [--write] PAGES... -- [EMULATOR...] PROGRAM
 
-PROGRAM is a vandrel-sim. A page shows a session as a block of the kind "console", in which a line
-that begins with "$ " is a command and what follows is what it wrote. An xml block after a line that
-ends in "`NAME.plist`:" is a file for the sessions that follow on the page. "[...]" on a line of its
-own stands for lines left out. What differs from run to run, and from host to host, is compared as
-if it were the same. With --write, the pages' sessions are replaced by what really comes out; lines
-that were left out have to be left out anew.
+PROGRAM is a vandrel-sim. An example is a block of the language "console", in which a line that begins with
+"$ " is a command, followed by its output. An xml block after a line that ends in "`NAME.plist`:" is a file
+for the examples that follow on the page. "[...]" on a line of its own stands for omitted lines. Parts that
+differ between runs or hosts are not compared. With --write, the real output replaces that of the examples;
+omit lines again after that.
 """
 import os
 import pathlib
@@ -38,7 +37,7 @@ def same(text):
 
 
 class session:
-    """What a reader of one page would see who types its commands."""
+    """The shell of a reader who types the commands of one page."""
 
     def __init__(self, folder):
         self.folder = folder
@@ -52,7 +51,7 @@ class session:
             (name,) = words[1:]
             return (self.folder / name).read_text("utf-8")
         if words.pop(0) not in ("vandrel-sim", "scripts/run"):
-            raise ValueError(f"not a command that pages may show: {command}")
+            raise ValueError(f"not a command for pages: {command}")
         merged = words[-1] == "2>&1"
         result = subprocess.run(
             program + words[: len(words) - merged],
@@ -67,14 +66,14 @@ class session:
         return result.stdout.decode("utf-8")
 
     def play(self, block):
-        """The block's commands, each with what it writes now."""
+        """The block's commands, each with its output."""
         return "".join(
             f"{line}\n{self.run(line[2:])}" for line in block.splitlines() if line.startswith("$ ")
         )
 
 
 def transcripts(page, folder):
-    """Each console block of the page, as it stands and as it is played."""
+    """Yields each console block of the page, and the same block with the real output."""
     text = page.read_text("utf-8")
     reader = session(pathlib.Path(folder))
     for block in BLOCK.finditer(text):

@@ -71,7 +71,7 @@ plist_value to_value(CFTypeRef object) {
         return CFBooleanGetValue(static_cast<CFBooleanRef>(object)) != 0;
     }
     if (type == CFNumberGetTypeID()) {
-        // CoreFoundation's own functions take 1.0 and 1 for the same.
+        // CoreFoundation's own functions treat 1.0 and 1 as equal.
         const auto& number = static_cast<CFNumberRef>(object)->value;
         if (const auto* const real = std::get_if<double>(&number)) {
             return *real;

@@ -11,7 +11,7 @@
 
 namespace vandrel::testing {
 
-/// A property list as a test writes it down and compares it:
+/// A property list as a test writes and compares it:
 ///
 ///     dictionary{{"Type", "DeviceList"}, {"Value", array{"00000000000000AB"}}}
 struct plist_value;
@@ -33,7 +33,7 @@ struct date {
 
 struct plist_value {
     plist_value() = default;
-    // Implicit, so that literals stand for themselves.
+    // Implicit, so that tests can write literals.
     plist_value(const char* text) : value(std::string(text)) {}
     plist_value(std::string text) : value(std::move(text)) {}
     plist_value(int number) : value(std::int64_t{number}) {}
@@ -47,24 +47,24 @@ struct plist_value {
 
     bool operator==(const plist_value&) const = default;
 
-    /// The value of a dictionary's key. Throws when this is no dictionary, or the key is absent.
+    /// The value of a dictionary's key. Throws if this is not a dictionary or lacks the key.
     const plist_value& at(const std::string& key) const;
     bool has(const std::string& key) const;
 
     std::variant<std::string, std::int64_t, double, bool, data, date, array, dictionary> value;
 };
 
-/// For a test's failure messages.
+/// For GoogleTest's failure messages.
 std::ostream& operator<<(std::ostream& stream, const plist_value& value);
 
 /// The XML property list with that content.
 std::string to_xml(const plist_value& value);
 
-/// The content of one XML document. Throws std::runtime_error when it is not one.
+/// The content of one XML document. Throws std::runtime_error if it is not one.
 plist_value from_xml(const std::string& document);
 
-/// The documents of a stream in which each but the first directly follows the one before and
-/// `separator`, which also follows the last. Throws std::runtime_error when anything else is there.
+/// The documents of a stream in which `separator` follows each document. Throws std::runtime_error
+/// if the stream has anything else.
 std::vector<std::string> split_documents(const std::string& stream, const std::string& separator);
 
 } // namespace vandrel::testing

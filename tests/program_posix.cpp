@@ -62,7 +62,7 @@ struct stream {
 
     bool is_open() const { return reader.number() >= 0; }
 
-    /// Takes at most so many of the bytes that are there, and closes the stream at its end.
+    /// Reads at most so many of the available bytes, and closes the stream at its end.
     std::string read_some(std::size_t most) {
         std::array<char, 65536> buffer{};
         const ssize_t count = read(reader.number(), buffer.data(), std::min(most, buffer.size()));
@@ -108,7 +108,7 @@ pid_t spawn(const program_call& call, const stream& output, const stream& error,
     posix_spawn_file_actions_adddup2(&actions, output.writer.number(), STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, error.writer.number(), STDERR_FILENO);
     if (call.inherits_pipe) {
-        // Onto itself, which lets the program have it.
+        // Duplicating it onto itself lets the program inherit it.
         posix_spawn_file_actions_adddup2(&actions, pipe.writer.number(), pipe.writer.number());
     }
     for (const std::intptr_t each : call.inherited) {
@@ -165,9 +165,9 @@ struct running_program::system_process {
 
     bool has_open_streams() const { return output.is_open() || error.is_open() || pipe.is_open(); }
 
-    /// Waits until anything can be read and reads it; gives what came from the pipe.
+    /// Waits until anything can be read and reads it. Returns the bytes of the pipe.
     std::string read_some(std::size_t most_of_the_pipe) {
-        // poll passes over those that are closed.
+        // poll ignores closed streams.
         std::array<pollfd, 3> waiting{{{output.reader.number(), POLLIN, 0},
                                        {error.reader.number(), POLLIN, 0},
                                        {pipe.reader.number(), POLLIN, 0}}};

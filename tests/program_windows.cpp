@@ -47,7 +47,7 @@ std::string to_utf8(const std::wstring& wide) {
     return text;
 }
 
-/// A named pipe from the program to the test. The writing end can be inherited.
+/// A named pipe from the program to the test. The write end is inheritable.
 struct stream {
     unique_handle reader;
     unique_handle writer;
@@ -67,7 +67,7 @@ struct stream {
                          "CreateFileW");
     }
 
-    /// Waits for bytes and takes at most so many; none at the end.
+    /// Waits for bytes and returns at most so many; none at the end.
     std::string read_some(std::size_t most) {
         std::array<char, 65536> buffer{};
         DWORD count = 0;
@@ -85,7 +85,7 @@ struct stream {
     }
 };
 
-/// By the rules by which CommandLineToArgvW takes a command line apart.
+/// Quotes a word as CommandLineToArgvW expects it.
 std::wstring quoted(const std::wstring& argument) {
     std::wstring result = L"\"";
     std::size_t backslashes = 0;
@@ -179,7 +179,7 @@ unique_handle spawn(const program_call& call, const stream& output, const stream
 struct running_program::system_process {
     explicit system_process(const program_call& started)
         : call(started), process(spawn(call, output, error, pipe)) {
-        // The program's copies of the writing ends are the only ones now, and end the streams.
+        // From here on, only the program has the write ends open; the streams end with it.
         for (stream* each : {&output, &error, &pipe}) {
             each->writer.reset();
         }

@@ -1,5 +1,6 @@
-/// record_producers PIPE COUNT: eight threads write COUNT records through one channel into the
-/// inherited pipe, as many each. A record tells its producer and its place among that producer's.
+/// record_producers PIPE COUNT: eight threads write COUNT records, the same number each, through
+/// one channel into the inherited pipe. A record has its producer and its number among that
+/// producer's.
 
 #include "foundation/cf_handle.h"
 #include "output/output_str_state.h"

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Many records from eight producers at once, through a pipe to a reader that is slower than they are.
+"""Reads many records of eight concurrent producers from a pipe, more slowly than they write.
 
     record_stress_test.py RECORD_PRODUCERS COUNT
 
@@ -18,7 +18,7 @@ program, count = "", 0
 
 
 def records(descriptor):
-    """Each record that comes out of the pipe, as a value. What follows the last is an error."""
+    """Yields each record from the pipe as a value. Anything after the last one is an error."""
     rest = b""
     while piece := os.read(descriptor, 65536):
         *documents, rest = (rest + piece).split(LAST_LINE)

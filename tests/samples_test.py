@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
-"""The controlling applications of samples/.
+"""Tests the controlling applications in samples/.
 
     samples_test.py page PAGE SAMPLES
-        The page shows each of the files in the folder SAMPLES whole, and the language is that of the
-        oldest compiler or interpreter for which it is meant.
+        PAGE has each file of the folder SAMPLES in full, and each is valid for the oldest compiler or
+        interpreter that it supports.
     samples_test.py run documents|literals SAMPLE... -- PROGRAM
-        SAMPLE, which may take several words to start, controls PROGRAM, a vandrel-sim. It prints
-        records as documents, or as types and Python literals.
+        SAMPLE, one or more words, is the command that starts a sample, which controls PROGRAM, a
+        vandrel-sim. It prints records as documents, or as types and Python literals.
 """
 import ast
 import os
@@ -45,7 +45,7 @@ def records(stream):
 
 
 def environment():
-    """Ours, but that a Python program writes when it is told to, as others do."""
+    """Our environment, without the variable that makes Python write immediately."""
     return {name: value for name, value in os.environ.items() if name != "PYTHONUNBUFFERED"}
 
 
@@ -55,24 +55,24 @@ def a_report(after, operation, progress):
 
 
 class shown_samples(unittest.TestCase):
-    def test_stand_whole_on_the_page(self):
+    def test_are_on_the_page_in_full(self):
         text = page.read_text("utf-8")
         for name, kind in (("run_with_pipe.cpp", "cpp"), ("run_with_pipe.py", "python"), ("run_with_pipe.cs", "csharp")):
             with self.subTest(name=name):
                 content = (samples / name).read_text("utf-8")
                 self.assertEqual(text.count(f"```{kind}\n{content}```\n"), 1)
 
-    def test_the_page_shows_all_of_them(self):
+    def test_are_all_on_the_page(self):
         names = {path.name for path in samples.iterdir()} - {"CMakeLists.txt"}
         self.assertEqual(names, {"run_with_pipe.cpp", "run_with_pipe.py", "run_with_pipe.cs"})
 
-    def test_the_python_one_is_written_for_3_8(self):
+    def test_in_python_are_valid_for_3_8(self):
         ast.parse((samples / "run_with_pipe.py").read_text("utf-8"), feature_version=(3, 8))
 
-    def test_the_csharp_one_suits_the_compiler_that_windows_has(self):
+    def test_in_csharp_compile_with_the_compiler_of_windows(self):
         with tempfile.TemporaryDirectory() as folder:
             compiled = os.path.join(folder, "run_with_pipe.exe")
-            # C# 5 is what the compiler of the .NET Framework, a part of Windows, understands.
+            # The compiler of the .NET Framework, which is part of Windows, supports C# 5.
             result = subprocess.run(
                 ["mcs", "-langversion:5", "-warn:4", "-warnaserror+", f"-out:{compiled}", samples / "run_with_pipe.cs"],
                 stdout=subprocess.PIPE,
@@ -91,7 +91,7 @@ class running_sample(unittest.TestCase):
         self.folder = pathlib.Path(temporary.name)
 
     def run_sample(self, *words):
-        """The records, the other output and the result."""
+        """The records, standard error and the exit status."""
         result = subprocess.run(
             [*sample, program, *words],
             cwd=self.folder,
@@ -103,7 +103,7 @@ class running_sample(unittest.TestCase):
         )
         return list(records(result.stdout.splitlines(True))), result.stderr.decode("utf-8"), result.returncode
 
-    def test_gives_every_record_of_a_restore(self):
+    def test_prints_every_record_of_a_restore(self):
         found, other, status = self.run_sample(
             "--speed", "20", "--", "--restore", "firmware.ipsw", "--ecid", RECOVERY)
         self.assertEqual((status, other), (0, ""))
@@ -113,7 +113,7 @@ class running_sample(unittest.TestCase):
             "Status": "Restoring", "Operation": 201, "Progress": 0, "Orv_OperationName": "Unzipping IPSW"})
         self.assertEqual(found[-1]["Value"], {"Status": "Successful", "Operation": 0, "Progress": 100, "Error": 0})
 
-    def test_gives_the_record_and_the_code_of_a_failing_command(self):
+    def test_prints_the_record_of_a_failing_command_and_exits_with_its_code(self):
         found, other, status = self.run_sample(
             "--device-info", "--ecid", "00000000000000AB", "--detect-timeout", "0")
         self.assertEqual((status, other), (4, ""))
@@ -124,13 +124,13 @@ class running_sample(unittest.TestCase):
             "FailureReason": "Failed to find device with ecid 00000000000000AB after 0 seconds",
         }}])
 
-    def test_passes_what_does_not_go_to_the_pipe_to_the_error_stream(self):
+    def test_passes_other_output_on_to_standard_error(self):
         found, other, status = self.run_sample("--frobnicate")
         self.assertEqual((found, status), ([], 3))
-        told = plistlib.loads(other.strip().encode("utf-8"))
-        self.assertEqual((told["Type"], told["Value"]["Code"]), ("InternalError", 3))
+        record = plistlib.loads(other.strip().encode("utf-8"))
+        self.assertEqual((record["Type"], record["Value"]["Code"]), ("InternalError", 3))
 
-    def test_passes_every_word_as_it_is(self):
+    def test_passes_every_argument_unchanged(self):
         words = ["--restore", 'two words "and\\" ends in \\', "--ecid", RECOVERY, "--erase"]
         log = "a log.txt"
         _, _, status = self.run_sample("--speed", "20", "--", "--amr-logfile", log, *words)
@@ -138,8 +138,8 @@ class running_sample(unittest.TestCase):
         first_line = (self.folder / log).read_text("utf-8").splitlines()[0]
         self.assertIn(" ".join(["", "--amr-logfile", log, *words, "--output-pipe "]), first_line)
 
-    def test_gives_a_record_while_the_program_runs(self):
-        # So few that no buffer is full before the run ends, by its own time limit.
+    def test_prints_a_record_while_the_program_runs(self):
+        # Too few to fill a buffer before the run ends by its own timeout.
         reports = [a_report(0, 201, 0), a_report(2, 13, 50), a_report(20, 13, 99)]
         (self.folder / "endless.plist").write_bytes(plistlib.dumps(
             {"Devices": [
@@ -159,7 +159,7 @@ class running_sample(unittest.TestCase):
             finally:
                 process.kill()
                 later = process.stdout.read()
-                # The program finds its reader gone at the next record, and ends.
+                # At the next record the program finds that its reader has gone, and ends.
                 other = process.stderr.read()
         self.assertIsNotNone(first, other)
         self.assertNotIn(b"InternalError", later)

@@ -5,7 +5,7 @@
 
 namespace vandrel::testing {
 
-/// A pipe with a name in the file system, to which nobody ever writes.
+/// A named pipe to which nobody ever writes.
 class silent_pipe {
 public:
     silent_pipe();

@@ -5,9 +5,8 @@
 
 namespace vandrel::testing {
 
-/// What this host's system says of a Windows error code, without the line break at its end: on
-/// Windows asked of the system itself, elsewhere kept by hand. Fails the test for a code that is
-/// not kept.
+/// The system's text for a Windows error code, without the line break at its end: on Windows from
+/// the system, on POSIX from a list. Fails the test if a code is not in the list.
 std::string system_message(std::uint32_t code);
 
 } // namespace vandrel::testing

@@ -6,7 +6,7 @@
 
 namespace vandrel::testing {
 
-/// A new folder of a test's own, removed with all in it at the end.
+/// A new folder for a test. The destructor removes it with its content.
 class temporary_folder {
 public:
     temporary_folder()
@@ -23,8 +23,8 @@ public:
 
     const boost::filesystem::path& path() const { return path_; }
 
-    /// A new folder in this one whose path has more than 260 characters, as many as Windows once
-    /// allowed.
+    /// A new folder in this one whose path is longer than 260 characters, once the limit of
+    /// Windows.
     boost::filesystem::path make_deep_folder() const {
         boost::filesystem::path deep = path_;
         for (const char level : {'a', 'b', 'c'}) {

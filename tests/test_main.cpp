@@ -11,8 +11,8 @@
 
 namespace {
 
-/// Fails every test that ends with more or fewer live objects of the platform than it started with:
-/// one leaked, or one given back that was somebody else's.
+/// Fails every test that ends with more or fewer live CoreFoundation objects than it started with:
+/// one was leaked, or released once too often.
 class leak_listener : public testing::EmptyTestEventListener {
     void OnTestStart(const testing::TestInfo&) override { before_ = simulator::live_objects(); }
 
@@ -36,7 +36,7 @@ class leak_listener : public testing::EmptyTestEventListener {
 } // namespace
 
 int main(int argc, char** argv) {
-    // As the tool does: paths in UTF-8.
+    // Like the tool: paths are UTF-8.
     vandrel::prepare_process();
     testing::InitGoogleMock(&argc, argv);
     testing::UnitTest::GetInstance()->listeners().Append(new leak_listener);

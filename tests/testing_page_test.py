@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Every test that docs/testing.md or docs/reliability.md names is the name of a test.
+"""Checks that every test named in docs/testing.md or docs/reliability.md exists.
 
     testing_page_test.py ROOT
 """
@@ -32,20 +32,20 @@ def names_on(page):
     return {name for name in NAME_ON_PAGE.findall(rows) if not name.endswith((".cpp", ".py"))}
 
 
-class testing_page(unittest.TestCase):
+class named_tests(unittest.TestCase):
     def expect_tests_on(self, page, more_than):
-        there = set()
+        existing = set()
         for folder in root.iterdir():
             if folder.is_dir() and folder.name != "build" and not folder.name.startswith("."):
-                there |= tests_of(folder)
+                existing |= tests_of(folder)
         named = names_on(page)
         self.assertGreater(len(named), more_than)
-        self.assertEqual(sorted(named - there), [])
+        self.assertEqual(sorted(named - existing), [])
 
-    def test_names_tests_that_exist(self):
+    def test_of_the_testing_page_exist(self):
         self.expect_tests_on("testing.md", more_than=94)
 
-    def test_of_the_platforms_failures_are_there_too(self):
+    def test_of_the_reliability_page_exist(self):
         self.expect_tests_on("reliability.md", more_than=15)
 
 

@@ -41,7 +41,8 @@ fs::path journal_of(const temporary_folder& folder) {
     return folder.path() / "journal";
 }
 
-/// "fail-creation" is VANDREL_FAIL_CREATION where options cannot be given.
+/// The environment variable of the stand-in libraries for an option of vandrel-sim: "fail-creation"
+/// is VANDREL_FAIL_CREATION.
 std::string variable_of(std::string option) {
     std::ranges::transform(option, option.begin(), [](char c) {
         return c == '-' ? '_' : static_cast<char>(c - 'a' + 'A');
@@ -54,8 +55,8 @@ std::string quoted(const std::string& word) {
     return "'" + boost::replace_all_copy(word, "'", "'\\''") + "'";
 }
 
-/// The shell command that repeats the run, with further arguments, from the folder in which it is
-/// kept.
+/// The shell command that repeats the run in the folder in which it is kept. Its arguments are
+/// added to those of the tool.
 std::string repeating_command(const temporary_folder& folder, const program_call& call) {
     std::string command = "cd \"$(dirname \"$0\")\" && env";
     for (const auto& [name, value] : call.environment) {
@@ -72,7 +73,8 @@ std::string repeating_command(const temporary_folder& folder, const program_call
     return boost::replace_all_copy(command, in_folder, "") + " \"$@\"\n";
 }
 
-/// Copies what a run got and wrote to "SUITE.TEST.N" in the folder that VANDREL_KEEP_RUNS names.
+/// Copies the input and output of a run to "SUITE.TEST.N" in the folder that VANDREL_KEEP_RUNS
+/// names.
 void keep_run(const temporary_folder& folder, const program_result& result) {
     const char* const kept = std::getenv("VANDREL_KEEP_RUNS");
     const auto* const test = ::testing::UnitTest::GetInstance()->current_test_info();
@@ -184,8 +186,8 @@ tool_run tool_call::run() const {
     return result;
 }
 
-/// The same call, but one that ends in a short time when the report that completes a restore is
-/// lost, and that leaves the log file of this one alone.
+/// The same call, but it ends soon even if the completing report is lost, and it uses another log
+/// file.
 tool_call tool_call::bounded() const {
     tool_call call = *this;
     const auto find = [&call](const char* option) {
@@ -196,7 +198,7 @@ tool_call tool_call::bounded() const {
         *std::next(log) += ".failing";
     }
     if (find("--restore-plist") != end && call.scenario_) {
-        // Takes no time limit, so the last report comes once more.
+        // This option does not allow a timeout, so the last report is sent again.
         for (auto& device : std::get<array>(call.scenario_->at("Devices").value)) {
             auto& restore =
                 std::get<dictionary>(std::get<dictionary>(device.value)["Restore"].value);

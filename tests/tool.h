@@ -12,59 +12,65 @@
 
 namespace vandrel::testing {
 
-/// What a run of the tool over simulated devices came to.
+/// The result of a run of the tool with simulated devices.
 struct tool_run {
-    /// The process result.
+    /// The exit status.
     int status = -1;
-    /// The records, wherever they went, as they were written and as values.
+    /// The records, from the pipe or from standard output, as they were written and as values.
     std::vector<std::string> documents;
     std::vector<plist_value> records;
-    /// Byte for byte.
+    /// The three streams, byte for byte.
     std::string standard_output;
     std::string standard_error;
     std::string pipe;
-    /// The lines of the error stream.
+    /// The lines of standard error.
     std::vector<std::string> diagnostics;
-    /// Every call of the platform: dictionaries with Call, Device, Arguments and Time.
+    /// Every call of MobileDevice: dictionaries with Call, Device, Arguments and Time.
     std::vector<plist_value> journal;
-    /// The folder that the tool had for temporary files. What it left there was removed.
+    /// The tool's folder for temporary files, which has been removed.
     std::string temporary_folder;
 
-    /// How often the platform's function of that name was called.
+    /// How often the MobileDevice function of that name was called.
     int calls(const std::string& function) const;
 };
 
 class running_tool;
 
-/// A run of vandrel-sim: `tool_call({"--list-devices"}).run()`. The tool gets a folder of its own
-/// for temporary files.
+/// Runs vandrel-sim with a scenario and collects everything that it writes:
 ///
-/// With VANDREL_FAIL_CREATIONS in the environment, run goes on with the same run once for each
-/// object of CoreFoundation that it makes, which then cannot be made: the tool has to end by itself
-/// with one of its results, and to leave nothing behind.
+///     const std::string ecid = "00000000000000AB";
+///     const tool_run run = tool_call({"--exit-recovery", "--ecid", ecid})
+///                              .scenario({{"Devices", array{recovery_device(ecid)}}})
+///                              .run();
+///     EXPECT_EQ(run.calls("AMRecoveryModeDeviceReboot"), 1);
 ///
-/// With VANDREL_TESTED_PROGRAM=vandrel in the environment it is a run of the product, which needs
-/// to find the simulator under the names of Apple's libraries.
+/// Each run has a new folder for temporary files. Three environment variables change all runs:
 ///
-/// With VANDREL_KEEP_RUNS=FOLDER in the environment, what the run got and wrote is kept in
-/// FOLDER/SUITE.TEST.N, with the shell script `command`, which repeats it.
+///     VANDREL_KEEP_RUNS=FOLDER         keeps scenario, journal and output in FOLDER/SUITE.TEST.N,
+///                                      with the shell script `command`, which repeats the run
+///     VANDREL_TESTED_PROGRAM=vandrel   runs the product, which must find the simulator under the
+///                                      names of Apple's libraries
+///     VANDREL_FAIL_CREATIONS=1         repeats each run once for each CoreFoundation object that
+///                                      it creates, failing that creation: the tool must end by
+///                                      itself with one of its exit statuses, and leave nothing
 class tool_call {
 public:
     explicit tool_call(std::vector<std::string> arguments);
 
-    /// The built-in scenario plays otherwise.
+    /// The default is the built-in scenario.
     tool_call& scenario(const dictionary& scenario);
-    /// All times of the scenario pass that many times as fast.
+    /// Divides all times of the scenario by `factor`.
     tool_call& speed(int factor);
-    /// The n-th CoreFoundation object that the run is about to create is not created.
+    /// Fails the n-th creation of a CoreFoundation object.
     tool_call& fail_creation(int n);
-    /// Records go to an inherited pipe: adds `--output-pipe`.
+    /// Adds `--output-pipe` with an inherited pipe.
     tool_call& with_pipe();
-    /// The tool inherits this descriptor or handle of the test's under the same number.
+    /// The tool inherits this descriptor or handle of the test, under the same number.
     tool_call& inheriting(std::intptr_t number);
 
-    /// Fails the test when the tool leaves anything among the temporary files.
+    /// Returns when the tool has ended. Fails the test if the tool leaves any temporary file.
     tool_run run() const;
+    /// Returns while the tool runs.
     running_tool start() const;
 
 private:
@@ -79,21 +85,21 @@ private:
     std::vector<std::intptr_t> inherited_;
 };
 
-/// A tool that may still run. Its pipe is the test's to read.
+/// A tool that may still be running. The test reads its pipe.
 class running_tool {
 public:
-    /// `folder` is for the run alone, and has what `call` names of it.
+    /// `folder` belongs to this run and has the files that `call` names.
     running_tool(std::unique_ptr<temporary_folder> folder, const program_call& call);
 
-    /// As running_program has them.
+    /// See running_program.
     std::string read_pipe(std::size_t most) { return program_.read_pipe(most); }
     void close_pipe();
 
-    /// Waits until the tool has ended. Throws when anything but whole records came; of a pipe that
-    /// the test closed, no records are given.
+    /// Waits until the tool has ended. Throws if it wrote anything but whole records. If the test
+    /// closed the pipe, the result has no records.
     tool_run wait();
 
-    /// What the tool has among the temporary files.
+    /// The names in the tool's folder for temporary files.
     std::vector<std::string> temporary_files() const;
 
 private:
@@ -105,10 +111,10 @@ private:
 /// The name of the program that tool_call runs.
 std::string tested_program();
 
-/// A device's entry in a scenario, in Recovery mode unless told otherwise.
+/// A device's entry in a scenario: in Recovery mode, unless `more` has another state.
 dictionary recovery_device(const std::string& ecid, const dictionary& more = {});
 
-/// The record of an error of the tool itself.
+/// The record of one of the tool's own errors.
 plist_value tool_error_record(int code, const std::string& description,
                               const std::string& failure_reason);
 

@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""Plays the sessions of a Command Prompt that docs/windows.md shows, and compares what comes out.
+"""Runs the Command Prompt examples in docs/windows.md, and compares their output.
 
     windows_page_test.py PAGE EMULATOR VANDREL.EXE VANDREL.DLL VANDREL-SIM.EXE
 
-A session is a block of the kind "bat", in which a line that begins with the prompt is a command. Up
-to the heading below, Apple's libraries are not installed, as in EMULATOR's prefix; from there on
-they are, and VANDREL-SIM.EXE plays vandrel.
+An example is a block of the language "bat", in which a line that begins with the prompt is a command. Up to
+HEADING_OF_INSTALLED, Apple's libraries are not installed, as in EMULATOR's prefix; after it they are, and
+VANDREL-SIM.EXE takes the place of vandrel.exe.
 """
 import pathlib
 import re
@@ -24,13 +24,13 @@ page, emulator, vandrel, vandrel_library, vandrel_sim = sys.argv[1:]
 HEADING_OF_INSTALLED = "## The first command\n"
 PROMPT = "C:\\vandrel>"
 MARK = "=== the next command"
-# Wine has other words for it.
+# Wine's text differs from that of Windows.
 MODULE_NOT_FOUND = "(Module not found)", "(The specified module could not be found)"
 ADDRESS = re.compile(r"\(0x[0-9a-f]+\)")
 
 
 def play(block, folder):
-    """The block's commands, each with what it writes now."""
+    """The block's commands, each with its output."""
     commands = [line[len(PROMPT) :] for line in block.splitlines() if line.startswith(PROMPT)]
     batch = ["@echo off"]
     for command in commands:

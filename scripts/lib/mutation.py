@@ -89,9 +89,9 @@ class workshop:
                 shutil.copy(ROOT / file, target)
         if not (self.tree / ".deps").exists():
             (self.tree / ".deps").symlink_to(ROOT / ".deps")
-        linker = ["-DCMAKE_%s_LINKER_FLAGS=-fuse-ld=lld" % kind for kind in ("EXE", "SHARED", "MODULE")]
+        linker = ["-DCMAKE_%s_LINKER_FLAGS=-fuse-ld=gold" % kind for kind in ("EXE", "SHARED", "MODULE")]
         self.require(["cmake", "-S", ".", "--preset", "linux", "-DCMAKE_BUILD_TYPE=",
-                      "-DCMAKE_CXX_FLAGS=-w", *(linker if shutil.which("ld.lld") else [])])
+                      "-DCMAKE_CXX_FLAGS=-w", *(linker if shutil.which("ld.gold") else [])])
         self.require(["ninja", "-C", "build/linux", "-j1"])
         for folder in FOLDERS:
             self.require([self.build / "bin" / f"{folder}_tests"])
