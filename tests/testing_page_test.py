@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Checks that every test named in docs/testing.md or docs/reliability.md exists.
+"""Checks that every test named in docs/testing.md or docs/reliability.md exists, and so do the targets of links.
 
     testing_page_test.py ROOT
 """
@@ -47,6 +47,26 @@ class named_tests(unittest.TestCase):
 
     def test_of_the_reliability_page_exist(self):
         self.expect_tests_on("reliability.md", more_than=15)
+
+
+def anchors_of(page):
+    """The anchors of a page's headings, as code hosting sites make them."""
+    headings = re.findall(r"^#+ (.*)$", re.sub(r"^```.*?^```$", "", page.read_text("utf-8"), flags=re.M | re.S), re.M)
+    return {re.sub(r"[^\w -]", "", heading).strip().lower().replace(" ", "-") for heading in headings}
+
+
+class links(unittest.TestCase):
+    def test_between_pages_lead_to_a_file_and_a_heading(self):
+        count = 0
+        for page in [*root.glob("*.md"), *(root / "docs").glob("*.md")]:
+            for target in re.findall(r"\]\((?!https?:)([^)\s]*)\)", page.read_text("utf-8")):
+                name, _, anchor = target.partition("#")
+                file = page.parent / name if name else page
+                with self.subTest(page=page.name, target=target):
+                    count += 1
+                    self.assertTrue(file.exists())
+                    self.assertTrue(not anchor or anchor in anchors_of(file), sorted(anchors_of(file)))
+        self.assertGreater(count, 30)
 
 
 if __name__ == "__main__":
