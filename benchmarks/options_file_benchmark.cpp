@@ -2,7 +2,7 @@
 /// ways. Releasing the result is not counted.
 
 #include "benchmarks/stopwatch.h"
-#include "device/restore_plist.h"
+#include "device/restore_options.h"
 #include "foundation/file.h"
 
 #include <benchmark/benchmark.h>

@@ -9,7 +9,7 @@
 #include "benchmarks/devices.h"
 #include "benchmarks/reports.h"
 #include "debug/MobileDeviceDebug.h"
-#include "device/restore_plist.h"
+#include "device/restore_options.h"
 
 #include <boost/asio/io_context.hpp>
 

@@ -1,14 +1,13 @@
 #include "device/RestorableDeviceHandler.h"
 
 #include "debug/status_text.h"
-#include "foundation/assertion.h"
 #include "foundation/cf_text.h"
 #include "foundation/monotonic_clock.h"
+#include "output/diagnostic_names.h"
 
 #include <boost/filesystem/operations.hpp>
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <chrono>
 #include <utility>
 
@@ -16,21 +15,7 @@ namespace vandrel {
 
 namespace {
 
-constexpr auto source = "device/RestorableDeviceHandler.cpp";
-
-constexpr auto constructor_signature =
-    "__cdecl vandrel::device_notifier_state::device_notifier_state("
-    "class std::shared_ptr<class vandrel::output_str_state>,"
-    "const class std::optional<class boost::filesystem::path> &,"
-    "const class std::optional<class boost::filesystem::path> &)";
-constexpr auto destructor_signature =
-    "__cdecl vandrel::device_notifier_state::~device_notifier_state(void)";
-constexpr auto notification_signature =
-    "void __cdecl vandrel::device_notifier_state::deviceNotificationCallback("
-    "struct _AMRestorableDevice *,enum vandrel::notification_type,void *)";
-constexpr auto wait_for_device_signature =
-    "class std::shared_ptr<struct _AMRestorableDevice> __cdecl "
-    "vandrel::device_notifier_state::waitForDevice(const class Orv::ecid &)";
+namespace names = diagnostic_names;
 
 /// A first subscription starts MobileDevice's USB service, on which restorable devices depend too.
 void prime_mobile_device() {
@@ -42,13 +27,13 @@ void prime_mobile_device() {
 
 void enable_restore_log(output_str_state& outputter, const boost::filesystem::path& file) {
     const std::string& path = file.string();
-    outputter.push_debug(
-        fmt::format("{}: AMRestoreEnableFileLogging({})", constructor_signature, path));
+    outputter.push_debug(fmt::format("{}: AMRestoreEnableFileLogging({})",
+                                     names::session_constructor.signature, path));
     const std::int32_t result = AMRestoreEnableFileLogging(path.c_str());
     if (result != 0) {
         const cf_handle<CFStringRef> text(AMRLocalizedCopyStringForAMRError(result));
         outputter.push_debug(fmt::format("{}: AMRestoreEnableFileLogging failed ({}: {})",
-                                         constructor_signature, result,
+                                         names::session_constructor.signature, result,
                                          cfstring_to_string(text.get())));
     }
 }
@@ -67,9 +52,9 @@ device_notifier_state::device_notifier_state(
     const std::optional<boost::filesystem::path>& scratchOverride)
     : outputter(std::move(output_channel)) {
     if (!outputter) {
-        fail_assertion(source, 138, constructor_signature, "this->outputter");
+        fail_session_assertion(names::session_constructor, "this->outputter");
     }
-    outputter->push_debug(fmt::format("{}: initializing", constructor_signature));
+    outputter->push_debug(fmt::format("{}: initializing", names::session_constructor.signature));
     scratchLocation = scratchOverride && !scratchOverride->empty()
                           ? *scratchOverride
                           : boost::filesystem::temp_directory_path() /
@@ -84,20 +69,20 @@ device_notifier_state::device_notifier_state(
 device_notifier_state::~device_notifier_state() {
     gate().close(this);
     if (scratchLocation.empty()) {
-        fail_assertion(source, 170, destructor_signature, "!scratchLocation.empty()");
+        fail_session_assertion(names::session_destructor, "!scratchLocation.empty()");
     }
     constexpr auto failed = static_cast<boost::uintmax_t>(-1);
     boost::system::error_code error;
     if (boost::filesystem::remove_all(scratchLocation, error) == failed) {
         outputter->push_debug(fmt::format("{}: Failed to clean scratch location ({})",
-                                          destructor_signature, error.message()));
+                                          names::session_destructor.signature, error.message()));
     }
 }
 
 void device_notifier_state::deviceNotificationCallback(_AMRestorableDevice* device,
                                                        notification_type type, void* context) {
     if (context == nullptr) {
-        fail_assertion(source, 179, notification_signature, "context");
+        fail_session_assertion(names::deviceNotificationCallback, "context");
     }
     const auto visit = gate().enter(context);
     if (!visit) {
@@ -105,21 +90,21 @@ void device_notifier_state::deviceNotificationCallback(_AMRestorableDevice* devi
     }
     auto& session = *static_cast<device_notifier_state*>(context);
     if (device == nullptr) {
-        session.outputter->push_debug(
-            fmt::format("{}: called with null device", notification_signature));
+        session.outputter->push_debug(fmt::format("{}: called with null device",
+                                                  names::deviceNotificationCallback.signature));
         return;
     }
     if (session.update_devices(device, type)) {
-        session.devicesChanged.notify_all();
+        session.devices.notify_all();
     }
 }
 
 bool device_notifier_state::update_devices(_AMRestorableDevice* device, notification_type type) {
-    constexpr auto signature = notification_signature;
+    constexpr auto signature = names::deviceNotificationCallback.signature;
     const auto log = [this](std::string line) { outputter->push_debug(std::move(line)); };
 
-    const std::lock_guard lock(stateMutex);
-    if (inTeardown) {
+    auto table = devices.lock();
+    if (table.in_teardown()) {
         log(fmt::format("{}: Ignoring notification, inTeardown", signature));
         return false;
     }
@@ -135,22 +120,22 @@ bool device_notifier_state::update_devices(_AMRestorableDevice* device, notifica
     }
     switch (type) {
     case notification_type::connected:
-        if (devices.contains(ecid)) {
+        if (table.contains(ecid)) {
             log(fmt::format("{}: Connected AMRestorableDevice, but '{}' already present", signature,
                             ecid));
         }
         log(fmt::format("{}: Adding '{}' ({})", signature, ecid, fmt::ptr(device)));
         CFRetain(device);
-        devices.insert_or_assign(ecid, device_handle(device, CFTypeDeleter()));
+        table.insert_or_assign(ecid, device_handle(device, CFTypeDeleter()));
         break;
     case notification_type::disconnected:
         // The wording speaks of absence where presence is found; readers of the log know it so.
-        if (devices.contains(ecid)) {
+        if (table.contains(ecid)) {
             log(fmt::format("{}: Disconnected AMRestorableDevice, but '{}' not present", signature,
                             ecid));
         }
         log(fmt::format("{}: Removing '{}'", signature, ecid));
-        devices.erase(ecid);
+        table.erase(ecid);
         break;
     default:
         log(fmt::format("{}: called with invalid notification type {}", signature,
@@ -160,29 +145,24 @@ bool device_notifier_state::update_devices(_AMRestorableDevice* device, notifica
 }
 
 device_handle device_notifier_state::waitForDevice(const Orv::ecid& ecid) {
-    constexpr auto signature = wait_for_device_signature;
-    // Deadlines near the end of time would overflow inside the library's own clock arithmetic.
-    constexpr std::int64_t longest_single_wait = 3'600'000'000'000;
+    constexpr auto signature = names::waitForDevice.signature;
 
     outputter->push_debug(fmt::format("{}: Looking for device '{}'", signature, ecid));
-    std::unique_lock lock(stateMutex);
-    auto found = devices.find(ecid);
-    if (found != devices.end()) {
-        return found->second;
+    auto table = devices.lock();
+    if (auto device = table.find(ecid)) {
+        return device;
     }
     outputter->push_debug(fmt::format("{}: Waiting for device '{}'", signature, ecid));
-    const std::int64_t deadline = deadline_after(monotonic_now(), detectTimeout);
+    const deadline end(detectTimeout);
     for (;;) {
-        found = devices.find(ecid);
-        if (found != devices.end()) {
-            return found->second;
+        if (auto device = table.find(ecid)) {
+            return device;
         }
-        const std::int64_t remaining = deadline - monotonic_now();
-        if (remaining <= 0) {
+        const auto remaining = end.remaining();
+        if (remaining == std::chrono::nanoseconds::zero()) {
             return nullptr;
         }
-        devicesChanged.wait_for(lock,
-                                std::chrono::nanoseconds(std::min(remaining, longest_single_wait)));
+        table.wait_for_change(remaining);
     }
 }
 

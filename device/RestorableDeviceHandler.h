@@ -11,11 +11,9 @@
 
 #include <boost/filesystem/path.hpp>
 
-#include <condition_variable>
 #include <cstdint>
 #include <future>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 
@@ -106,11 +104,8 @@ private:
 
     std::shared_ptr<output_str_state> outputter;
     boost::filesystem::path scratchLocation;
-    device_table devices{8};
-    /// Guards devices and inTeardown. Taken before the output channel's own lock, never after.
-    std::mutex stateMutex;
-    std::condition_variable devicesChanged;
-    bool inTeardown = false;
+    /// Its lock is taken before the output channel's own, never after.
+    device_table devices;
     std::promise<int> completion;
 };
 

@@ -1,12 +1,11 @@
-#include "debug/status_text.h"
 #include "device/RestorableDeviceHandler.h"
 #include "device/device_properties.h"
 #include "driver/tool_error.h"
 #include "foundation/monotonic_clock.h"
+#include "output/diagnostic_names.h"
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <chrono>
 #include <thread>
 #include <utility>
@@ -14,32 +13,14 @@
 
 namespace vandrel {
 
-namespace {
-
-constexpr auto wait_for_completion_signature =
-    "int __cdecl vandrel::device_notifier_state::waitForCompletion(void)";
-
-void sleep_for(std::int64_t nanoseconds) {
-    // Deadlines near the end of time would overflow inside the library's own clock arithmetic.
-    constexpr std::int64_t longest_single_sleep = 3'600'000'000'000;
-    const std::int64_t deadline = deadline_after(monotonic_now(), nanoseconds);
-    for (std::int64_t remaining = deadline - monotonic_now(); remaining > 0;
-         remaining = deadline - monotonic_now()) {
-        std::this_thread::sleep_for(
-            std::chrono::nanoseconds(std::min(remaining, longest_single_sleep)));
-    }
-}
-
-} // namespace
-
 std::int32_t device_notifier_state::waitForCompletion() {
-    constexpr auto signature = wait_for_completion_signature;
+    constexpr auto signature = diagnostic_names::waitForCompletion.signature;
 
     outputter->push_debug(
         fmt::format("{}: AMRestorableDeviceRegisterForNotifications()", signature));
     CFErrorRef error_out = nullptr;
     const std::int32_t registration = AMRestorableDeviceRegisterForNotifications(
-        [](_AMRestorableDevice* device, std::uint32_t type, void* context) {
+        [](_AMRestorableDevice* device, std::uint32_t type, void* context) noexcept {
             deviceNotificationCallback(device, notification_type{type}, context);
         },
         this, &error_out);
@@ -54,10 +35,7 @@ std::int32_t device_notifier_state::waitForCompletion() {
         operate_on_device();
     }
 
-    {
-        const std::lock_guard lock(stateMutex);
-        inTeardown = true;
-    }
+    devices.lock().begin_teardown();
     outputter->push_debug(
         fmt::format("{}: AMRestorableDeviceUnregisterForNotifications()", signature));
     return AMRestorableDeviceUnregisterForNotifications(registration);
@@ -78,50 +56,34 @@ void device_notifier_state::operate_on_device() {
     case device_operation::restore:
     case device_operation::enter_restore_mode:
         restoreDevice(device.get());
-        break;
+        return;
     case device_operation::device_info:
         outputter->print_value(
             "DeviceInfo",
             device_info_dictionary(make_device_info(*targetEcid, device.get())).get());
-        break;
+        return;
     case device_operation::exit_recovery:
     case device_operation::no_exit_recovery:
         operateOnRecoveryDevice(copy_recovery_device(device.get()).get());
+        return;
+    case device_operation::list_devices:
+        // Needs no device, so it does not come here.
         break;
-    default:
-        throw make_tool_error(tool_error::invalid_argument, "Internal error, missing operation");
     }
-}
-
-cf_handle<_AMRecoveryModeDevice*>
-device_notifier_state::copy_recovery_device(_AMRestorableDevice* device) const {
-    const device_state state{AMRestorableDeviceGetState(device)};
-    if (state != device_state::Recovery) {
-        throw make_tool_error(
-            tool_error::device_bad_state,
-            fmt::format("Device in state {} not valid for {}", state, operationName));
-    }
-    cf_handle<_AMRecoveryModeDevice*> recovery_device(
-        AMRestorableDeviceCopyRecoveryModeDevice(device));
-    if (!recovery_device) {
-        throw make_tool_error(tool_error::device_bad_state,
-                              "Recovery device not available for this Restorable device");
-    }
-    return recovery_device;
+    throw make_tool_error(tool_error::invalid_argument, "Internal error, missing operation");
 }
 
 void device_notifier_state::list_devices() {
-    sleep_for(detectTimeout);
-
-    const std::lock_guard lock(stateMutex);
-    std::vector<Orv::ecid> ecids;
-    ecids.reserve(devices.size());
-    for (const auto& [ecid, device] : devices) {
-        ecids.push_back(ecid);
+    // Takes the whole time, however many devices are there: nothing announces the last one.
+    const deadline end(detectTimeout);
+    for (auto remaining = end.remaining(); remaining > std::chrono::nanoseconds::zero();
+         remaining = end.remaining()) {
+        std::this_thread::sleep_for(remaining);
     }
-    std::sort(ecids.begin(), ecids.end(), [](const Orv::ecid& left, const Orv::ecid& right) {
-        return left.value() < right.value();
-    });
+
+    // Held until the record is queued.
+    const auto table = devices.lock();
+    const std::vector<Orv::ecid> ecids = table.ecids();
     const cf_handle<CFMutableArrayRef> list(CFArrayCreateMutable(
         kCFAllocatorDefault, static_cast<CFIndex>(ecids.size()), &kCFTypeArrayCallBacks));
     for (const Orv::ecid& ecid : ecids) {

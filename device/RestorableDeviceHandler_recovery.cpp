@@ -1,8 +1,7 @@
 #include "debug/status_text.h"
 #include "device/RestorableDeviceHandler.h"
 #include "driver/tool_error.h"
-#include "foundation/assertion.h"
-#include "foundation/cf_text.h"
+#include "output/diagnostic_names.h"
 
 #include <fmt/format.h>
 
@@ -11,11 +10,6 @@
 namespace vandrel {
 
 namespace {
-
-constexpr auto source = "device/RestorableDeviceHandler.cpp";
-constexpr auto operate_signature =
-    "void __cdecl vandrel::device_notifier_state::operateOnRecoveryDevice("
-    "struct _AMRecoveryModeDevice *)";
 
 /// `what` is the command's name in messages.
 void check(std::int32_t result, std::string_view what) {
@@ -27,12 +21,34 @@ void check(std::int32_t result, std::string_view what) {
 
 } // namespace
 
+cf_handle<_AMRecoveryModeDevice*>
+device_notifier_state::copy_recovery_device(_AMRestorableDevice* device) const {
+    const device_state state{AMRestorableDeviceGetState(device)};
+    if (state != device_state::Recovery) {
+        throw make_tool_error(
+            tool_error::device_bad_state,
+            fmt::format("Device in state {} not valid for {}", state, operationName));
+    }
+    cf_handle<_AMRecoveryModeDevice*> recovery_device(
+        AMRestorableDeviceCopyRecoveryModeDevice(device));
+    if (!recovery_device) {
+        throw make_tool_error(tool_error::device_bad_state,
+                              "Recovery device not available for this Restorable device");
+    }
+    return recovery_device;
+}
+
 void device_notifier_state::operateOnRecoveryDevice(_AMRecoveryModeDevice* recoveryDevice) {
     if (recoveryDevice == nullptr) {
-        fail_assertion(source, 269, operate_signature, "recoveryDevice != nullptr");
+        fail_session_assertion(diagnostic_names::operateOnRecoveryDevice,
+                               "recoveryDevice != nullptr");
     }
     const auto log = [this](std::string_view call) {
-        outputter->push_debug(fmt::format("{}: {}", operate_signature, call));
+        outputter->push_debug(
+            fmt::format("{}: {}", diagnostic_names::operateOnRecoveryDevice.signature, call));
+    };
+    const auto report_success = [this] {
+        outputter->print_value("CommandSuccess", kCFBooleanTrue);
     };
     switch (operation) {
     case device_operation::exit_recovery:
@@ -40,15 +56,19 @@ void device_notifier_state::operateOnRecoveryDevice(_AMRecoveryModeDevice* recov
         check(AMRecoveryModeDeviceSetAutoBoot(recoveryDevice, true), "SetAutoBoot");
         log("AMRecoveryModeDeviceReboot()");
         check(AMRecoveryModeDeviceReboot(recoveryDevice), "Reboot");
+        report_success();
         break;
     case device_operation::no_exit_recovery:
         log("AMRecoveryModeDeviceSetAutoBoot(false)");
         check(AMRecoveryModeDeviceSetAutoBoot(recoveryDevice, false), "SetAutoBoot");
+        report_success();
         break;
-    default:
-        return;
+    case device_operation::list_devices:
+    case device_operation::device_info:
+    case device_operation::restore:
+    case device_operation::enter_restore_mode:
+        break;
     }
-    outputter->print_value("CommandSuccess", kCFBooleanTrue);
 }
 
 } // namespace vandrel

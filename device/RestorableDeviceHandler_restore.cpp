@@ -1,62 +1,44 @@
 #include "debug/status_text.h"
 #include "device/RestorableDeviceHandler.h"
+#include "device/restore_options.h"
 #include "device/restore_status.h"
 #include "driver/tool_error.h"
-#include "foundation/assertion.h"
-#include "foundation/cf_text.h"
 #include "foundation/monotonic_clock.h"
 #include "foundation/plist_values.h"
+#include "output/diagnostic_names.h"
 
 #include <fmt/format.h>
 
-#include <atomic>
 #include <chrono>
-#include <stdexcept>
+#include <future>
+#include <string>
+#include <utility>
 
 namespace vandrel {
 
 namespace {
 
-constexpr auto source = "device/RestorableDeviceHandler.cpp";
-constexpr auto restore_callback_signature =
-    "void __cdecl vandrel::device_notifier_state::restoreCallback("
-    "struct _AMRestorableDevice *,const struct __CFDictionary *,void *)";
-
 /// The operation whose first report means that the restore operating system is on its way.
 constexpr std::int32_t booting = 9;
 
-/// Each restore of a process has a personalised bundle of its own.
-std::uint32_t next_bundle_number() {
-    static std::atomic<std::uint32_t> last = 0;
-    return ++last;
-}
-
-cf_handle<CFStringRef> make_path_string(const boost::filesystem::path& path) {
-    auto text = make_cfstring(path.string());
-    if (!text) {
-        throw std::runtime_error("Could not convert restore path to text");
+/// Waits for `timeout` nanoseconds at most.
+bool becomes_ready(const std::future<int>& future, std::int64_t timeout) {
+    const deadline end(timeout);
+    for (;;) {
+        const auto remaining = end.remaining();
+        if (future.wait_for(remaining) == std::future_status::ready) {
+            return true;
+        }
+        if (remaining == std::chrono::nanoseconds::zero()) {
+            return false;
+        }
     }
-    return text;
 }
 
 } // namespace
 
 void device_notifier_state::set_restore_bundle(const boost::filesystem::path& bundle, bool erase) {
-    cf_handle<CFMutableDictionaryRef> options(AMRestoreCreateDefaultOptions(kCFAllocatorDefault));
-    if (!options) {
-        throw std::runtime_error("AMRestoreCreateDefaultOptions failed");
-    }
-    const auto set = [&options](CFStringRef key, CFStringRef value) {
-        CFDictionarySetValue(options.get(), key, value);
-    };
-    set(CFSTR("AuthInstallRestoreBehavior"), erase ? CFSTR("Erase") : CFSTR("Update"));
-    set(CFSTR("BootImageType"), erase ? CFSTR("UserOrInternal") : CFSTR("Update"));
-    const auto personalized_bundle =
-        make_path_string(scratchLocation / "PRB" / std::to_string(next_bundle_number()));
-    const auto bundle_path = make_path_string(bundle);
-    set(CFSTR("PersonalizedRestoreBundlePath"), personalized_bundle.get());
-    set(CFSTR("RestoreBundlePath"), bundle_path.get());
-    restoreOptions.reset(options.release());
+    restoreOptions.reset(make_restore_options(bundle, erase, scratchLocation).release());
 }
 
 void device_notifier_state::restoreDevice(_AMRestorableDevice* device) {
@@ -64,12 +46,16 @@ void device_notifier_state::restoreDevice(_AMRestorableDevice* device) {
         throw make_tool_error(tool_error::invalid_argument, "restoreOptions not set");
     }
     completion = std::promise<int>();
-    // What the call returns says nothing that the reports, or their absence, do not say better.
-    AMRestorableDeviceRestore(device, restoreOptions.get(), restoreCallback, this);
-    // A promise that the reports fulfilled during the call has kept its state.
+    // The result is ignored: failures show in the reports, or as a timeout.
+    AMRestorableDeviceRestore(
+        device, restoreOptions.get(),
+        [](_AMRestorableDevice* restored, CFDictionaryRef statusDict, void* context) noexcept {
+            restoreCallback(restored, statusDict, context);
+        },
+        this);
+    // A report may have fulfilled the promise during the call; its future is then ready.
     auto completed = completion.get_future();
-    if (completed.wait_for(std::chrono::nanoseconds(restoreTimeout)) ==
-        std::future_status::timeout) {
+    if (!becomes_ready(completed, restoreTimeout)) {
         const auto error =
             make_tool_error(tool_error::restore_timeout,
                             fmt::format("Aborting, restore did not complete in {} seconds",
@@ -83,7 +69,7 @@ void device_notifier_state::restoreDevice(_AMRestorableDevice* device) {
 void device_notifier_state::restoreCallback(_AMRestorableDevice*, CFDictionaryRef statusDict,
                                             void* context) {
     if (context == nullptr) {
-        fail_assertion(source, 327, restore_callback_signature, "context");
+        fail_session_assertion(diagnostic_names::restoreCallback, "context");
     }
     if (const auto visit = gate().enter(context)) {
         static_cast<device_notifier_state*>(context)->report_restore_status(statusDict);
@@ -91,7 +77,7 @@ void device_notifier_state::restoreCallback(_AMRestorableDevice*, CFDictionaryRe
 }
 
 void device_notifier_state::report_restore_status(CFDictionaryRef statusDict) {
-    constexpr auto signature = restore_callback_signature;
+    constexpr auto signature = diagnostic_names::restoreCallback.signature;
     const auto log = [this](std::string line) { outputter->push_debug(std::move(line)); };
 
     if (statusDict == nullptr) {

@@ -1,6 +1,6 @@
 #include "device/RestorableDeviceHandler.h"
 #include "foundation/cf_text.h"
-#include "simulator/core_foundation/object.h"
+#include "simulator/core_foundation/accounting.h"
 #include "simulator/mobile_device/simulation.h"
 #include "tests/channel_capture.h"
 #include "tests/plist_value.h"
@@ -8,8 +8,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <future>
+#include <limits>
 #include <stdexcept>
+#include <string>
+#include <utility>
 
 namespace {
 
@@ -172,46 +176,71 @@ TEST_F(restore_reports, options_must_be_there_before_a_restore) {
     }
 }
 
-TEST(restore_bundle, each_build_of_a_process_has_the_next_number) {
+TEST(restore_bundle, the_options_of_a_session_lie_under_its_scratch_directory) {
     channel_capture capture;
     device_notifier_state session(capture.channel(), std::nullopt, "scratch");
-    const auto personalized_bundle = [&session] {
-        session.set_restore_bundle("x.ipsw", false);
-        const auto path = static_cast<CFStringRef>(CFDictionaryGetValue(
-            session.restoreOptions.get(), CFSTR("PersonalizedRestoreBundlePath")));
-        return boost::filesystem::path(cfstring_to_string(path));
-    };
-    const auto first = personalized_bundle();
-    const auto second = personalized_bundle();
-    EXPECT_EQ(first.parent_path(), boost::filesystem::path("scratch") / "PRB");
-    EXPECT_EQ(second.parent_path(), first.parent_path());
-    EXPECT_EQ(std::stoi(second.filename().string()), std::stoi(first.filename().string()) + 1);
+    session.set_restore_bundle("x.ipsw", false);
+    const auto path = static_cast<CFStringRef>(
+        CFDictionaryGetValue(session.restoreOptions.get(), CFSTR("PersonalizedRestoreBundlePath")));
+    EXPECT_EQ(boost::filesystem::path(cfstring_to_string(path)).parent_path(),
+              boost::filesystem::path("scratch") / "PRB");
 }
 
-/// Reports that go on long after the session that asked for them has timed out and gone.
-TEST(timed_out_restore, reports_that_come_after_the_session_touch_nothing) {
-    simulator::scenario scenario;
+simulator::restore_report after(double seconds, cf_handle<CFMutableDictionaryRef> report) {
+    return {seconds, simulator::cf_handle<CFTypeRef>(report.release())};
+}
+
+/// A device whose restore reports as the test says.
+class restore_run : public ::testing::Test {
+protected:
+    restore_run() {
+        device.name = "a device";
+        device.ecid = 0xAB;
+        device.state = 2;
+    }
+
+    void TearDown() override { simulator::stop(); }
+
+    /// What a restore with this timeout, in nanoseconds, has written when its session is gone.
+    std::string records_of_restore(std::int64_t timeout) {
+        simulator::scenario scenario;
+        scenario.devices.push_back(std::move(device));
+        simulator::start(std::move(scenario));
+        channel_capture capture;
+        {
+            device_notifier_state session(capture.channel(), std::nullopt, std::nullopt);
+            session.operation = device_operation::restore;
+            session.restoreTimeout = timeout;
+            session.set_restore_bundle("x.ipsw", false);
+            session.restoreDevice(simulator::device_at(0));
+        }
+        simulator::stop();
+        return capture.finish().records;
+    }
+
     simulator::device_description device;
-    device.name = "stubborn";
-    device.ecid = 0xAB;
-    device.state = 2;
-    for (int report = 0; report < 500; ++report) {
-        device.restore.reports.push_back(
-            {0.0002, simulator::cf_handle<CFTypeRef>(make_report(13, 1).release())});
-    }
-    scenario.devices.push_back(std::move(device));
-    simulator::start(std::move(scenario));
-    channel_capture capture;
-    {
-        device_notifier_state session(capture.channel(), std::nullopt, std::nullopt);
-        session.operation = device_operation::restore;
-        session.restoreTimeout = 10'000'000;
-        session.set_restore_bundle("x.ipsw", false);
-        session.restoreDevice(simulator::device_at(0));
-    }
-    simulator::stop();
-    EXPECT_NE(capture.finish().records.find("Aborting, restore did not complete in 0 seconds"),
+};
+
+TEST_F(restore_run, the_largest_timeout_does_not_overflow_the_deadline) {
+    // An overflow would end the wait before this report.
+    device.restore.reports.push_back(after(0.05, make_report(0, 100)));
+    EXPECT_EQ(records_of_restore(std::numeric_limits<std::int64_t>::max()).find("InternalError"),
               std::string::npos);
+}
+
+TEST_F(restore_run, a_negative_timeout_is_none) {
+    device.restore.reports.push_back(after(3600, make_report(0, 100)));
+    EXPECT_NE(records_of_restore(-1).find("Aborting, restore did not complete in 0 seconds"),
+              std::string::npos);
+}
+
+TEST_F(restore_run, reports_that_come_after_a_timed_out_session_touch_nothing) {
+    for (int report = 0; report < 500; ++report) {
+        device.restore.reports.push_back(after(0.0002, make_report(13, 1)));
+    }
+    EXPECT_NE(
+        records_of_restore(10'000'000).find("Aborting, restore did not complete in 0 seconds"),
+        std::string::npos);
 }
 
 } // namespace

@@ -20,11 +20,8 @@
 namespace {
 
 using namespace vandrel;
-using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
-using ::testing::HasSubstr;
-using ::testing::Not;
 using vandrel::testing::channel_capture;
 using vandrel::testing::count_ending;
 
@@ -72,12 +69,12 @@ protected:
     device_notifier_state session{capture.channel(), std::nullopt, std::nullopt};
 };
 
-class device_table : public session_test {};
+class device_notification : public session_test {};
 class waiting_for_a_device : public session_test {};
 
 // --- the table
 
-TEST_F(device_table, a_connected_device_is_found_by_its_ecid) {
+TEST_F(device_notification, a_connected_device_is_found_by_its_ecid) {
     const auto device = make_device();
     notify(device.get(), connected);
     EXPECT_EQ(find().get(), device.get());
@@ -85,7 +82,7 @@ TEST_F(device_table, a_connected_device_is_found_by_its_ecid) {
                 ElementsAre(fmt::format("Adding '00000000000000AB' ({})", fmt::ptr(device.get()))));
 }
 
-TEST_F(device_table, a_reconnect_keeps_the_newest_device) {
+TEST_F(device_notification, a_reconnect_keeps_the_newest_device) {
     auto older = make_device();
     const auto newer = make_device();
     notify(older.get(), connected);
@@ -98,7 +95,7 @@ TEST_F(device_table, a_reconnect_keeps_the_newest_device) {
                             fmt::format("Adding '00000000000000AB' ({})", fmt::ptr(newer.get()))));
 }
 
-TEST_F(device_table, a_reconnect_releases_the_older_device_exactly_once) {
+TEST_F(device_notification, a_reconnect_releases_the_older_device_exactly_once) {
     auto older = make_device();
     const auto newer = make_device();
     notify(older.get(), connected);
@@ -109,7 +106,7 @@ TEST_F(device_table, a_reconnect_releases_the_older_device_exactly_once) {
     EXPECT_EQ(simulator::live_objects()["AMRestorableDevice"], devices - 1);
 }
 
-TEST_F(device_table, a_disconnect_removes_a_present_device_and_says_not_present) {
+TEST_F(device_notification, a_disconnect_removes_a_present_device_and_says_not_present) {
     const auto device = make_device();
     notify(device.get(), connected);
     notify(device.get(), disconnected);
@@ -121,7 +118,7 @@ TEST_F(device_table, a_disconnect_removes_a_present_device_and_says_not_present)
                             "Removing '00000000000000AB'"));
 }
 
-TEST_F(device_table, a_disconnect_of_an_unknown_device_says_removing_only) {
+TEST_F(device_notification, a_disconnect_of_an_unknown_device_says_removing_only) {
     const auto present = make_device(0xCD);
     const auto unknown = make_device();
     notify(present.get(), connected);
@@ -130,14 +127,14 @@ TEST_F(device_table, a_disconnect_of_an_unknown_device_says_removing_only) {
     EXPECT_THAT(callback_diagnostics(), ElementsAre(EndsWith(")"), "Removing '00000000000000AB'"));
 }
 
-TEST_F(device_table, a_booted_device_never_reaches_the_table) {
+TEST_F(device_notification, a_booted_device_never_reaches_the_table) {
     const auto device = make_device(0xAB, 4);
     notify(device.get(), connected);
     EXPECT_EQ(find(), nullptr);
     EXPECT_THAT(callback_diagnostics(), ElementsAre("Ignoring booted device"));
 }
 
-TEST_F(device_table, the_disconnect_of_a_device_that_has_booted_leaves_its_entry) {
+TEST_F(device_notification, the_disconnect_of_a_device_that_has_booted_leaves_its_entry) {
     const auto in_recovery = make_device(0xAB, 2);
     const auto booted = make_device(0xAB, 4);
     notify(in_recovery.get(), connected);
@@ -145,7 +142,7 @@ TEST_F(device_table, the_disconnect_of_a_device_that_has_booted_leaves_its_entry
     EXPECT_EQ(find().get(), in_recovery.get());
 }
 
-TEST_F(device_table, devices_in_every_other_state_are_taken) {
+TEST_F(device_notification, devices_in_every_other_state_are_taken) {
     for (const std::uint32_t state : {0U, 1U, 2U, 3U, 5U, 77U}) {
         const auto device = make_device(0x100 + state, state);
         notify(device.get(), connected);
@@ -153,7 +150,7 @@ TEST_F(device_table, devices_in_every_other_state_are_taken) {
     }
 }
 
-TEST_F(device_table, a_device_without_an_ecid_never_reaches_the_table) {
+TEST_F(device_notification, a_device_without_an_ecid_never_reaches_the_table) {
     const auto device = make_device(0);
     notify(device.get(), connected);
     notify(device.get(), disconnected);
@@ -166,12 +163,12 @@ TEST_F(device_table, a_device_without_an_ecid_never_reaches_the_table) {
                             ignored + "<invalid notification type 9>)"));
 }
 
-TEST_F(device_table, a_null_device_is_only_logged) {
+TEST_F(device_notification, a_null_device_is_only_logged) {
     notify(nullptr, connected);
     EXPECT_THAT(callback_diagnostics(), ElementsAre("called with null device"));
 }
 
-TEST_F(device_table, an_unknown_notification_type_leaves_the_table_and_is_logged_signed) {
+TEST_F(device_notification, an_unknown_notification_type_leaves_the_table_and_is_logged_signed) {
     const auto device = make_device();
     notify(device.get(), connected);
     notify(device.get(), notification_type{2});
@@ -182,7 +179,7 @@ TEST_F(device_table, an_unknown_notification_type_leaves_the_table_and_is_logged
                             "called with invalid notification type -1"));
 }
 
-TEST_F(device_table, a_null_context_is_a_broken_precondition) {
+TEST_F(device_notification, a_null_context_is_a_broken_precondition) {
     const auto device = make_device();
     try {
         device_notifier_state::deviceNotificationCallback(device.get(), connected, nullptr);
@@ -414,70 +411,6 @@ TEST(session, a_scratch_directory_that_cannot_be_removed_is_only_logged) {
     EXPECT_THAT(capture.finish().diagnostics,
                 ElementsAre(EndsWith(": initializing"),
                             ::testing::AllOf(::testing::StartsWith(begin), EndsWith(")"))));
-}
-
-// --- commands, where the command line cannot lead
-
-class session_command : public session_test {
-protected:
-    session_command() {
-        simulator::scenario scenario;
-        simulator::device_description device;
-        device.name = "a device";
-        device.ecid = 0xAB;
-        scenario.devices.push_back(std::move(device));
-        simulator::start(std::move(scenario));
-    }
-
-    void TearDown() override { simulator::stop(); }
-
-    /// The failure of the session's command, as "3: reason".
-    std::string failure() {
-        try {
-            session.waitForCompletion();
-        } catch (const cf_error_handle& error) {
-            const cf_handle<CFStringRef> reason(CFErrorCopyFailureReason(error.get()));
-            return fmt::format("{}: {}", CFErrorGetCode(error.get()),
-                               cfstring_to_string(reason.get()));
-        }
-        return "none";
-    }
-};
-
-TEST_F(session_command, a_device_command_without_an_ecid_fails_before_any_wait) {
-    session.operation = device_operation::restore;
-    session.operationName = "restore-plist";
-    EXPECT_EQ(failure(), "3: restore-plist command requires device ecid");
-    EXPECT_THAT(capture.finish().diagnostics, Each(Not(HasSubstr("waitForDevice"))));
-}
-
-TEST_F(session_command, an_operation_that_nobody_knows_is_an_internal_error) {
-    session.operation = device_operation{77};
-    session.targetEcid = some_ecid;
-    session.detectTimeout = 3'600'000'000'000;
-    EXPECT_EQ(failure(), "2: Internal error, missing operation");
-}
-
-TEST_F(session_command, its_result_is_that_of_unregistering) {
-    EXPECT_EQ(session.waitForCompletion(), 0);
-}
-
-TEST_F(session_command, a_notification_after_the_teardown_never_reaches_the_table) {
-    session.waitForCompletion();
-    const auto device = make_device(0xCD);
-    notify(device.get(), connected);
-    EXPECT_EQ(find(Orv::ecid(std::uint64_t{0xCD})), nullptr);
-    EXPECT_EQ(callback_diagnostics().back(), "Ignoring notification, inTeardown");
-}
-
-TEST_F(session_command, a_device_that_goes_after_the_teardown_stays_in_the_table) {
-    // The scenario's own device comes when it likes, and would take the place of one of its ECID.
-    const auto device = make_device(0xCD);
-    notify(device.get(), connected);
-    session.waitForCompletion();
-    notify(device.get(), disconnected);
-    EXPECT_EQ(find(Orv::ecid(std::uint64_t{0xCD})).get(), device.get());
-    EXPECT_EQ(callback_diagnostics().back(), "Ignoring notification, inTeardown");
 }
 
 } // namespace

@@ -44,16 +44,16 @@ void set_text(CFMutableDictionaryRef dictionary, CFStringRef key,
 
 device_properties make_device_info(Orv::ecid ecid, _AMRestorableDevice* device) {
     return {
-        std::move(ecid),
-        AMRestorableDeviceGetProductID(device),
-        AMRestorableDeviceGetBoardID(device),
-        AMRestorableDeviceGetChipID(device),
-        AMRestorableDeviceGetProductType(device),
-        AMRestorableDeviceGetFusingInfo(device),
-        AMRestorableDeviceGetLocationID(device),
-        take_text(AMRestorableDeviceCopySerialNumber(device)),
-        take_text(AMRestorableDeviceCopyProductString(device)),
-        std::nullopt,
+        .ecid = std::move(ecid),
+        .productId = AMRestorableDeviceGetProductID(device),
+        .boardId = AMRestorableDeviceGetBoardID(device),
+        .chipId = AMRestorableDeviceGetChipID(device),
+        .productType = AMRestorableDeviceGetProductType(device),
+        .fusingInfo = AMRestorableDeviceGetFusingInfo(device),
+        .locationId = AMRestorableDeviceGetLocationID(device),
+        .serialNumber = take_text(AMRestorableDeviceCopySerialNumber(device)),
+        .productString = take_text(AMRestorableDeviceCopyProductString(device)),
+        .description = std::nullopt,
     };
 }
 

@@ -1,6 +1,8 @@
 #include "device/device_table.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <utility>
 
 namespace vandrel {
 
@@ -12,6 +14,25 @@ std::size_t ecid_hash::operator()(const Orv::ecid& ecid) const noexcept {
         hash = (hash ^ ((ecid.value() >> (8 * byte)) & 0xFF)) * prime;
     }
     return hash;
+}
+
+device_handle device_table::access::find(const Orv::ecid& ecid) const {
+    const auto found = table_.devices.find(ecid);
+    return found == table_.devices.end() ? nullptr : found->second;
+}
+
+void device_table::access::insert_or_assign(const Orv::ecid& ecid, device_handle device) {
+    table_.devices.insert_or_assign(ecid, std::move(device));
+}
+
+std::vector<Orv::ecid> device_table::access::ecids() const {
+    std::vector<Orv::ecid> result;
+    result.reserve(table_.devices.size());
+    for (const auto& [ecid, device] : table_.devices) {
+        result.push_back(ecid);
+    }
+    std::ranges::sort(result);
+    return result;
 }
 
 } // namespace vandrel

@@ -1,7 +1,7 @@
 #include "driver/configure_session.h"
 
 #include "device/RestorableDeviceHandler.h"
-#include "device/restore_plist.h"
+#include "device/restore_options.h"
 #include "driver/tool_error.h"
 
 #include <fmt/format.h>

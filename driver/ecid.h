@@ -2,14 +2,16 @@
 
 #include <fmt/format.h>
 
+#include <compare>
 #include <cstdint>
 #include <string>
 #include <string_view>
 
+/// The namespace of the types that vandrel's maker shares between programs.
 namespace Orv {
 
-/// A device's unique chip identifier: a number, and the 16 upper-case hexadecimal digits that
-/// people and records call it by.
+/// A device's unique chip identifier (ECID): a 64-bit number, and its text of 16 upper-case
+/// hexadecimal digits, which users type and records show.
 class ecid {
 public:
     explicit ecid(std::uint64_t value);
@@ -20,8 +22,16 @@ public:
 
     std::uint64_t value() const { return value_; }
 
-    /// Always derived from the value, never as it was typed.
+    /// Derived from the value: upper case, whatever case was typed.
     const std::string& text() const { return text_; }
+
+    /// By value, as unsigned numbers.
+    friend bool operator==(const ecid& left, const ecid& right) {
+        return left.value_ == right.value_;
+    }
+    friend std::strong_ordering operator<=>(const ecid& left, const ecid& right) {
+        return left.value_ <=> right.value_;
+    }
 
 private:
     std::uint64_t value_;
@@ -30,8 +40,8 @@ private:
 
 } // namespace Orv
 
-/// In messages the digits, or sixteen question marks for the value 0, which no device has; what may
-/// follow a colon is what strings take.
+/// In messages: the 16 digits, or 16 question marks for the value 0, which no device has. Accepts
+/// the format specifications of strings.
 template<>
 struct fmt::formatter<Orv::ecid> : fmt::formatter<std::string_view> {
     template<class Context>

@@ -79,6 +79,17 @@ TEST(ecid, bytes_beyond_ascii_are_refused) {
               "00000000000AB'");
 }
 
+TEST(ecid, ecids_are_equal_when_their_values_are) {
+    EXPECT_TRUE(ecid("00000000000000ab") == ecid("00000000000000AB"));
+    EXPECT_FALSE(ecid("00000000000000AB") == ecid("80000000000000AB"));
+}
+
+TEST(ecid, ecids_are_ordered_as_unsigned_numbers) {
+    EXPECT_TRUE(ecid("00000000000000AB") < ecid("80000000000000AB"));
+    EXPECT_FALSE(ecid("80000000000000AB") < ecid("00000000000000AB"));
+    EXPECT_FALSE(ecid("00000000000000AB") < ecid("00000000000000AB"));
+}
+
 TEST(ecid, copies_and_assigns) {
     const ecid one("0001A2B3C4D5E6F7");
     ecid other(std::uint64_t{171});

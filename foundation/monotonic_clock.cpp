@@ -2,6 +2,7 @@
 
 #include "platform/native_clock.h"
 
+#include <algorithm>
 #include <limits>
 
 namespace vandrel {
@@ -34,12 +35,16 @@ std::int64_t monotonic_now() {
     return ticks_to_nanoseconds(performance_counter(), frequency);
 }
 
-std::int64_t deadline_after(std::int64_t now, std::int64_t timeout) {
-    if (timeout <= 0) {
-        return now;
+deadline::deadline(std::int64_t timeout, std::int64_t now) : end_(now) {
+    if (timeout > 0) {
+        constexpr std::int64_t latest = std::numeric_limits<std::int64_t>::max();
+        end_ = now > latest - timeout ? latest : now + timeout;
     }
-    constexpr std::int64_t latest = std::numeric_limits<std::int64_t>::max();
-    return now > latest - timeout ? latest : now + timeout;
+}
+
+std::chrono::nanoseconds deadline::remaining(std::int64_t now) const {
+    constexpr std::int64_t longest = 3600 * nanoseconds_a_second;
+    return std::chrono::nanoseconds(std::clamp<std::int64_t>(end_ - now, 0, longest));
 }
 
 std::int64_t whole_seconds(std::int64_t nanoseconds) {

@@ -2,6 +2,7 @@
 
 /// Time that only moves forward, in nanoseconds, and deadlines on it.
 
+#include <chrono>
 #include <cstdint>
 
 namespace vandrel {
@@ -12,9 +13,30 @@ std::int64_t ticks_to_nanoseconds(std::int64_t count, std::int64_t frequency);
 /// The present time.
 std::int64_t monotonic_now();
 
-/// `now` plus `timeout`: the largest value when the sum would pass it, `now` when `timeout` is zero
-/// or negative.
-std::int64_t deadline_after(std::int64_t now, std::int64_t timeout);
+/// A moment on the monotonic clock at which a wait gives up:
+///
+///     const deadline end(timeout);
+///     while (!done()) {
+///         const auto remaining = end.remaining();
+///         if (remaining == std::chrono::nanoseconds::zero()) {
+///             return false;
+///         }
+///         changed.wait_for(lock, remaining);
+///     }
+class deadline {
+public:
+    /// `timeout` nanoseconds after `now`: at `now` when it is zero or negative, at the largest
+    /// value of the clock when the sum would pass that. `now` is not negative.
+    explicit deadline(std::int64_t timeout, std::int64_t now = monotonic_now());
+
+    /// How long to block next: the time from `now` to the deadline, at most an hour, for the
+    /// standard library's own clock arithmetic overflows with durations near the largest; zero once
+    /// the deadline has come.
+    std::chrono::nanoseconds remaining(std::int64_t now = monotonic_now()) const;
+
+private:
+    std::int64_t end_;
+};
 
 /// A duration in whole seconds, truncated, for messages.
 std::int64_t whole_seconds(std::int64_t nanoseconds);

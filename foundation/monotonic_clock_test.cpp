@@ -2,11 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <limits>
 
 namespace {
 
 using namespace vandrel;
+using namespace std::chrono_literals;
 
 constexpr std::int64_t latest = std::numeric_limits<std::int64_t>::max();
 
@@ -30,24 +32,40 @@ TEST(ticks_to_nanoseconds, years_of_uptime_do_not_overflow_on_the_way) {
               3'155'760'000'000'000'000);
 }
 
-TEST(deadline_after, a_timeout_is_added_to_the_present) {
-    EXPECT_EQ(deadline_after(5, 3'000'000'000), 3'000'000'005);
+constexpr auto an_hour = 3600s;
+
+TEST(deadline, what_remains_shrinks_to_nothing) {
+    const deadline end(3'000'000'000, 5);
+    EXPECT_EQ(end.remaining(5), 3s);
+    EXPECT_EQ(end.remaining(1'000'000'005), 2s);
+    EXPECT_EQ(end.remaining(3'000'000'004), 1ns);
+    EXPECT_EQ(end.remaining(3'000'000'005), 0ns);
+    EXPECT_EQ(end.remaining(latest), 0ns);
 }
 
-TEST(deadline_after, no_timeout_ends_at_once) {
-    EXPECT_EQ(deadline_after(1234, 0), 1234);
+TEST(deadline, no_timeout_ends_at_once) {
+    EXPECT_EQ(deadline(0, 1234).remaining(1234), 0ns);
 }
 
-TEST(deadline_after, a_negative_timeout_ends_at_once) {
-    EXPECT_EQ(deadline_after(1234, -1), 1234);
-    EXPECT_EQ(deadline_after(1234, std::numeric_limits<std::int64_t>::min()), 1234);
+TEST(deadline, a_negative_timeout_ends_at_once) {
+    EXPECT_EQ(deadline(-1, 1234).remaining(1234), 0ns);
+    EXPECT_EQ(deadline(std::numeric_limits<std::int64_t>::min(), 1234).remaining(1234), 0ns);
 }
 
-TEST(deadline_after, a_very_large_timeout_does_not_overflow) {
-    EXPECT_EQ(deadline_after(1234, latest), latest);
-    EXPECT_EQ(deadline_after(1234, latest - 1233), latest);
-    EXPECT_EQ(deadline_after(1234, latest - 1234), latest);
-    EXPECT_EQ(deadline_after(1234, latest - 1235), latest - 1);
+TEST(deadline, a_very_large_timeout_does_not_overflow) {
+    for (const std::int64_t timeout : {latest, latest - 1233, latest - 1234}) {
+        const deadline end(timeout, 1234);
+        EXPECT_EQ(end.remaining(latest - 1), 1ns);
+        EXPECT_EQ(end.remaining(latest), 0ns);
+    }
+    EXPECT_EQ(deadline(latest - 1235, 1234).remaining(latest - 2), 1ns);
+    EXPECT_EQ(deadline(latest - 1235, 1234).remaining(latest - 1), 0ns);
+}
+
+TEST(deadline, a_single_wait_is_an_hour_at_most) {
+    EXPECT_EQ(deadline(latest, 1234).remaining(1234), an_hour);
+    EXPECT_EQ(deadline(latest, 1234).remaining(latest - 3'600'000'000'001), an_hour);
+    EXPECT_EQ(deadline(latest, 1234).remaining(latest - 3'599'999'999'999), an_hour - 1ns);
 }
 
 TEST(whole_seconds, a_fraction_is_cut_off) {

@@ -1,7 +1,7 @@
 /// read_restore_plist with a whole file. The result is the dictionary in the file, or an error of
 /// code 8 with the right reason.
 
-#include "device/restore_plist.h"
+#include "device/restore_options.h"
 #include "driver/tool_error.h"
 #include "foundation/cf_text.h"
 #include "fuzzers/fuzzing.h"

@@ -1,6 +1,6 @@
 /// Files and commands for which there is no memory.
 
-#include "device/restore_plist.h"
+#include "device/restore_options.h"
 #include "driver/run_command.h"
 #include "foundation/cf_text.h"
 #include "foundation/file.h"

@@ -1,22 +1,14 @@
 #include "foundation/cf_text.h"
 #include "foundation/plist_values.h"
+#include "output/diagnostic_names.h"
 #include "output/output_str_state.h"
 
 #include <fmt/format.h>
 
 namespace vandrel {
 
-namespace {
-
-constexpr auto print_value_signature =
-    "void __cdecl vandrel::output_str_state::print_value(const struct __CFString *,const void *)";
-constexpr auto print_formatted_error_signature =
-    "void __cdecl vandrel::output_str_state::print_formatted_error(struct __CFError *)";
-
-} // namespace
-
 void output_str_state::print_value(CFStringRef type, CFTypeRef value) {
-    constexpr auto signature = print_value_signature;
+    constexpr auto signature = diagnostic_names::print_value.signature;
     if (type == nullptr || CFStringGetLength(type) == 0 || value == nullptr) {
         push_debug(fmt::format("{}: invalid argument", signature));
         return;
@@ -57,13 +49,14 @@ void output_str_state::print_value(const std::string& type, CFTypeRef value) {
 }
 
 void output_str_state::print_formatted_error(CFErrorRef error) {
+    constexpr auto signature = diagnostic_names::print_formatted_error.signature;
     if (error == nullptr) {
-        push_debug(fmt::format("{}: invalid argument", print_formatted_error_signature));
+        push_debug(fmt::format("{}: invalid argument", signature));
         return;
     }
     const auto dictionary = cferror_to_dictionary(error);
     if (!dictionary) {
-        push_debug(fmt::format("{}: could not create error dict", print_formatted_error_signature));
+        push_debug(fmt::format("{}: could not create error dict", signature));
         return;
     }
     print_value(CFSTR("InternalError"), dictionary.get());

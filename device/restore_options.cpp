@@ -1,17 +1,35 @@
-#include "device/restore_plist.h"
+#include "device/restore_options.h"
 
 #include "driver/tool_error.h"
+#include "foundation/cf_text.h"
 #include "foundation/file.h"
+#include "platform/mobile_device.h"
 
 #include <fmt/format.h>
 
+#include <atomic>
 #include <cstdint>
 #include <stdexcept>
+#include <string>
 #include <vector>
 
 namespace vandrel {
 
 namespace {
+
+/// Each restore of a process has a personalised bundle of its own.
+std::uint32_t next_bundle_number() {
+    static std::atomic<std::uint32_t> last = 0;
+    return ++last;
+}
+
+cf_handle<CFStringRef> make_path_string(const boost::filesystem::path& path) {
+    auto text = make_cfstring(path.string());
+    if (!text) {
+        throw std::runtime_error("Could not convert restore path to text");
+    }
+    return text;
+}
 
 constexpr std::uint64_t max_size = 0x40000000;
 
@@ -40,6 +58,26 @@ cf_handle<CFDictionaryRef> read_dictionary(const boost::filesystem::path& path) 
 }
 
 } // namespace
+
+cf_handle<CFMutableDictionaryRef> make_restore_options(const boost::filesystem::path& bundle,
+                                                       bool erase,
+                                                       const boost::filesystem::path& scratch) {
+    cf_handle<CFMutableDictionaryRef> options(AMRestoreCreateDefaultOptions(kCFAllocatorDefault));
+    if (!options) {
+        throw std::runtime_error("AMRestoreCreateDefaultOptions failed");
+    }
+    const auto set = [&options](CFStringRef key, CFStringRef value) {
+        CFDictionarySetValue(options.get(), key, value);
+    };
+    set(CFSTR("AuthInstallRestoreBehavior"), erase ? CFSTR("Erase") : CFSTR("Update"));
+    set(CFSTR("BootImageType"), erase ? CFSTR("UserOrInternal") : CFSTR("Update"));
+    const auto personalized_bundle =
+        make_path_string(scratch / "PRB" / std::to_string(next_bundle_number()));
+    const auto bundle_path = make_path_string(bundle);
+    set(CFSTR("PersonalizedRestoreBundlePath"), personalized_bundle.get());
+    set(CFSTR("RestoreBundlePath"), bundle_path.get());
+    return options;
+}
 
 cf_handle<CFDictionaryRef> read_restore_plist(const boost::filesystem::path& path) {
     try {

@@ -1,4 +1,4 @@
-#include "device/restore_plist.h"
+#include "device/restore_options.h"
 #include "foundation/cf_text.h"
 #include "simulator/core_foundation/accounting.h"
 #include "tests/file_content.h"
@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -35,6 +37,51 @@ protected:
     vandrel::testing::temporary_folder folder;
     const boost::filesystem::path path = folder.path() / "options.plist";
 };
+
+/// The text of a key; empty when it is not there.
+std::string text_of(CFDictionaryRef options, CFStringRef key) {
+    const auto text = static_cast<CFStringRef>(CFDictionaryGetValue(options, key));
+    return text != nullptr ? cfstring_to_string(text) : std::string();
+}
+
+TEST(make_restore_options, an_update_has_its_behavior_and_its_boot_image) {
+    const auto options = make_restore_options("x.ipsw", false, "scratch");
+    EXPECT_EQ(text_of(options.get(), CFSTR("AuthInstallRestoreBehavior")), "Update");
+    EXPECT_EQ(text_of(options.get(), CFSTR("BootImageType")), "Update");
+}
+
+TEST(make_restore_options, an_erasing_restore_has_its_behavior_and_its_boot_image) {
+    const auto options = make_restore_options("x.ipsw", true, "scratch");
+    EXPECT_EQ(text_of(options.get(), CFSTR("AuthInstallRestoreBehavior")), "Erase");
+    EXPECT_EQ(text_of(options.get(), CFSTR("BootImageType")), "UserOrInternal");
+}
+
+TEST(make_restore_options, the_personalized_bundle_has_the_next_number_in_the_scratch_folder) {
+    const auto path_of_next = [] {
+        const auto options = make_restore_options("x.ipsw", false, "scratch");
+        return boost::filesystem::path(
+            text_of(options.get(), CFSTR("PersonalizedRestoreBundlePath")));
+    };
+    const auto first = path_of_next();
+    const auto second = path_of_next();
+    EXPECT_EQ(first.parent_path(), boost::filesystem::path("scratch") / "PRB");
+    EXPECT_EQ(second.parent_path(), first.parent_path());
+    EXPECT_EQ(std::stoi(second.filename().string()), std::stoi(first.filename().string()) + 1);
+}
+
+TEST(make_restore_options, the_bundle_is_named_as_it_was_given) {
+    const auto options = make_restore_options("some folder/x.ipsw", false, "scratch");
+    EXPECT_EQ(text_of(options.get(), CFSTR("RestoreBundlePath")), "some folder/x.ipsw");
+}
+
+TEST(make_restore_options, a_path_that_cannot_be_converted_is_an_error) {
+    // The default options come before the paths.
+    for (const std::int64_t creation : {2, 3}) {
+        simulator::fail_creation(creation);
+        EXPECT_THROW(make_restore_options("x.ipsw", false, "scratch"), std::runtime_error);
+        EXPECT_EQ(simulator::creations_until_failure(), 0);
+    }
+}
 
 TEST_F(restore_plist, is_the_dictionary_at_the_top_of_the_file) {
     write("<plist><dict><key>A</key><string>one</string></dict></plist>");
