@@ -1,8 +1,8 @@
 #include "driver/entry_point.h"
 
+#include "driver/exception_error.h"
 #include "driver/parse_arguments.h"
 #include "driver/run_command.h"
-#include "driver/tool_error.h"
 #include "output/output_str_state.h"
 #include "platform/native_process.h"
 
@@ -43,11 +43,11 @@ int entry_point(int argument_count, const char* const* arguments) {
     auto outputter = make_output_state(*service_context, parsed.options);
     std::thread writer([channel = outputter.get()] { channel->writer_loop(); });
 
-    if (parsed.error) {
-        outputter->print_formatted_error(parsed.error.get());
+    if (parsed.status != 0) {
+        const int status = report_error(parsed.error.get(), *outputter);
         outputter->shutdown();
         writer.join();
-        return tool_exit_code(parsed.error.get());
+        return status;
     }
 
     auto* const runner =

@@ -7,18 +7,28 @@
 
 namespace vandrel {
 
-/// The code that a standard exception is reported with: the command-line library's own exceptions
-/// have codes of their own, every other one is an unknown error.
-tool_error code_of(const std::exception& exception);
+class output_str_state;
 
-/// The failure reason that a standard exception is reported with: its text, as a rule.
-std::string reason_of(const std::exception& exception);
+/// What a run is at when an exception is caught.
+enum class stage { parsing, running };
 
-/// The tool error of this code and reason. Where memory is short it is an unknown error that says
-/// so, and without memory for that std::bad_alloc is thrown.
-cf_error_handle error_of(tool_error code, const std::string& reason);
+/// What a standard exception is reported as.
+struct failure {
+    tool_error code;
+    std::string reason;
+};
 
-/// The tool error that a standard exception is reported as, under the same conditions.
-cf_error_handle error_of(const std::exception& exception);
+/// The exceptions of Boost.Program_options have codes of their own; a std::length_error is a bad
+/// command while the command line is parsed; every other exception is an unknown error. The reason
+/// is the exception's text, but for an option that is given twice. Throws std::bad_alloc.
+failure failure_of(const std::exception& exception, stage caught_in);
+
+/// The tool error for an exception that ends a command; make_out_of_memory_error when there is no
+/// memory for it.
+cf_error_handle error_of(const std::exception& exception) noexcept;
+
+/// Queues the record of `error`, which may be null, and returns the exit status. Without memory for
+/// the error (null) or for its record, only the status is left.
+int report_error(CFErrorRef error, output_str_state& outputter) noexcept;
 
 } // namespace vandrel

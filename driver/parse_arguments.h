@@ -9,21 +9,19 @@ namespace vandrel {
 
 /// The outcome of parsing a command line.
 struct parse_result {
+    /// As they were before parsing, when the command line could not be parsed.
     start_options options;
     /// What `--help` prints.
     boost::program_options::options_description description;
-    /// Null when the command line could be parsed.
+    /// Null when the command line could be parsed, or when there is no memory for the error.
     cf_error_handle error;
+    /// The exit status of a command line that could not be parsed, else 0.
+    int status = 0;
 };
 
 /// Parses the arguments after the program's name. Texts are UTF-8. Whether the options go together
-/// is not looked at. A failure comes back in the result, never as an exception; `options` then
-/// holds what had been understood. A log file among the options that does not exist yet is made,
-/// with the command line in it.
-parse_result parse_arguments(int argument_count, const char* const* arguments);
-
-/// Whether the command line can be parsed and asks for help, which is given without any function of
-/// the platform.
-bool asks_for_help(int argument_count, const char* const* arguments);
+/// is not checked. A failure is in the result, never an exception. Creates the log file that the
+/// options name, if there is none, with the command line in it.
+parse_result parse_arguments(int argument_count, const char* const* arguments) noexcept;
 
 } // namespace vandrel

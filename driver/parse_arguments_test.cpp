@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <initializer_list>
+#include <limits>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -174,11 +175,24 @@ TEST(parse_arguments, percent_signs_in_a_value_are_kept) {
               "%%\x01%\x01\x01");
 }
 
+TEST(parse_arguments, a_refused_command_line_leaves_the_options_as_they_were) {
+    const auto result = parse({"--debug", "--ecid", "00000000000000AB", "--detect-timeout", "abc"});
+    EXPECT_EQ(result.status, 2);
+    EXPECT_FALSE(result.options.debug);
+    EXPECT_EQ(result.options.ecid, std::nullopt);
+}
+
+TEST(parse_arguments, the_status_is_that_of_the_error) {
+    EXPECT_EQ(parse({"--list-devices"}).status, 0);
+    EXPECT_EQ(parse({"--ecid"}).status, 1);
+    EXPECT_EQ(parse({"--frobnicate"}).status, 3);
+}
+
 TEST(parse_arguments, an_empty_value_is_a_value) {
     EXPECT_EQ(parse({"--restore", ""}).options.restore, "");
 }
 
-TEST(parse_arguments, the_description_prints_the_table_after_the_options_are_gone) {
+TEST(parse_arguments, the_description_prints_the_table) {
     std::ostringstream text;
     {
         const auto result = parse({"--help"});
@@ -207,27 +221,6 @@ TEST(parse_arguments, the_description_prints_the_table_after_the_options_are_gon
               "                        file\n"
               "  --enter-restore-mode  Attempt to put a recovery mode device into restore mode\n"
               "  --output-pipe arg     Send formatted output to a specific pipe\n");
-}
-
-bool is_help(std::initializer_list<const char*> arguments) {
-    std::vector<const char*> vector{"vandrel"};
-    vector.insert(vector.end(), arguments);
-    return asks_for_help(static_cast<int>(vector.size()), vector.data());
-}
-
-TEST(asks_for_help, sees_the_option_wherever_it_stands_and_however_it_is_shortened) {
-    EXPECT_TRUE(is_help({"--help"}));
-    EXPECT_TRUE(is_help({"--list-devices", "--he"}));
-}
-
-TEST(asks_for_help, takes_nothing_else_for_it) {
-    EXPECT_FALSE(is_help({}));
-    EXPECT_FALSE(is_help({"--list-devices"}));
-    EXPECT_FALSE(is_help({"--restore", "help"}));
-}
-
-TEST(asks_for_help, does_not_see_it_in_a_command_line_that_cannot_be_parsed) {
-    EXPECT_FALSE(is_help({"--help", "--frobnicate"}));
 }
 
 } // namespace

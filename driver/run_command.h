@@ -10,10 +10,11 @@ namespace vandrel {
 
 class output_str_state;
 
-/// Does what the command line asks for. Returns the process result: 0, or that of the error that
-/// ended the command, which has then been queued as a record.
+/// Does what the command line asks for. Returns the exit status: 0, or that of the error that ended
+/// the command, whose record has been queued. Without memory for that error or its record, only the
+/// status is left.
 int run_command(const start_options& options,
                 const boost::program_options::options_description& description,
-                const std::shared_ptr<output_str_state>& outputter);
+                const std::shared_ptr<output_str_state>& outputter) noexcept;
 
 } // namespace vandrel

@@ -52,6 +52,14 @@ cf_error_handle make_tool_error(tool_error code, const std::string& detail) {
     return error;
 }
 
+cf_error_handle make_out_of_memory_error() noexcept {
+    try {
+        return make_tool_error(tool_error::unknown_error, std::bad_alloc().what());
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
 int tool_exit_code(CFErrorRef error) {
     if (error == nullptr) {
         return 0;

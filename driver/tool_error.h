@@ -1,7 +1,7 @@
 #pragma once
 
-/// The tool's own errors: the codes of the error domain "vandrel", and the process result that an
-/// error of any domain ends a run with.
+/// The tool's own errors: the codes of the error domain "vandrel", and the exit status for an error
+/// of any domain.
 
 #include "foundation/cf_handle.h"
 
@@ -10,12 +10,13 @@
 
 namespace vandrel {
 
-/// Stable numbers: they stand in records and are the process result.
+/// The numbers never change: they are the codes in records and the exit status.
 enum class tool_error : std::int32_t {
     no_error = 0,
     unknown_error = 1,
     invalid_argument = 2,
     bad_command = 3,
+    /// The device was not found in time. An ECID of another form is an invalid_argument.
     bad_ecid = 4,
     device_bad_state = 5,
     recovery_command_failed = 6,
@@ -23,14 +24,20 @@ enum class tool_error : std::int32_t {
     read_error = 8,
 };
 
-/// A new error of the domain "vandrel": its description tells the class of failure, its failure
-/// reason is `detail` (left out when `detail` is not valid UTF-8). Any number may be given as the
-/// code; one without a name is an "Unknown error". Throws std::bad_alloc when CoreFoundation
-/// cannot make the error.
+/// A new error of the domain "vandrel": its description is that of the code, its failure reason is
+/// `detail` (left out when `detail` is not valid UTF-8). Any number may be given as the code; one
+/// without a name is an "Unknown error". Throws std::bad_alloc when CoreFoundation cannot make the
+/// error.
 cf_error_handle make_tool_error(tool_error code, const std::string& detail);
 
-/// The process result for an error: 0 for none, its code from 0 to 8, else 1. The domain plays no
-/// part: an error of the platform with a small code ends the process with that code.
+/// The unknown_error for a failure whose own error could not be made for want of memory, with the
+/// reason "std::bad_alloc". Null when there is no memory for this one either.
+cf_error_handle make_out_of_memory_error() noexcept;
+
+/// The exit status for an error: 0 for null. Else the low 32 bits of its code, which are the status
+/// when they are 0 to 8 as an unsigned number; every other code, negative ones among them, gives 1.
+/// The domain plays no part: an error of the platform with a small code ends the process with that
+/// code.
 int tool_exit_code(CFErrorRef error);
 
 } // namespace vandrel

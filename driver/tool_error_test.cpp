@@ -1,5 +1,6 @@
 #include "driver/tool_error.h"
 #include "foundation/cf_text.h"
+#include "simulator/core_foundation/accounting.h"
 
 #include <gtest/gtest.h>
 
@@ -48,6 +49,19 @@ TEST(make_tool_error, a_detail_that_is_no_utf8_leaves_the_failure_reason_out) {
     const auto error = make_tool_error(tool_error::read_error, "broken \xFF");
     EXPECT_EQ(CFErrorCopyFailureReason(error.get()), nullptr);
     EXPECT_EQ(CFErrorGetCode(error.get()), 8);
+}
+
+TEST(make_out_of_memory_error, it_is_an_unknown_error_that_says_so) {
+    const auto error = make_out_of_memory_error();
+    EXPECT_EQ(CFErrorGetCode(error.get()), 1);
+    const cf_handle<CFStringRef> reason(CFErrorCopyFailureReason(error.get()));
+    EXPECT_EQ(cfstring_to_string(reason.get()), "std::bad_alloc");
+}
+
+TEST(make_out_of_memory_error, it_is_null_when_it_cannot_be_made_either) {
+    // The texts' dictionary and the reason come before the error itself.
+    simulator::fail_creation(3);
+    EXPECT_EQ(make_out_of_memory_error(), nullptr);
 }
 
 TEST(tool_exit_code, no_error_is_0) {

@@ -3,6 +3,7 @@
 /// The rule that a command line breaks is compared with an independent implementation of the rules.
 
 #include "device/RestorableDeviceHandler.h"
+#include "driver/asks_for_help.h"
 #include "driver/command_line_log.h"
 #include "driver/configure_session.h"
 #include "driver/parse_arguments.h"

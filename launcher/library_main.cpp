@@ -1,7 +1,7 @@
 /// The library's one exported function.
 
+#include "driver/asks_for_help.h"
 #include "driver/entry_point.h"
-#include "driver/parse_arguments.h"
 #include "platform/forwarding/apple_libraries.h"
 
 #include <cstdio>
