@@ -19,11 +19,12 @@ struct output_entry {
     bool is_debug;
 };
 
-/// The one way out for all that the tool says. Any thread queues records and diagnostics; a single
-/// writer thread, running writer_loop, puts them out in the order in which they were queued:
-/// records to standard output (each followed by a line feed) or, when there is one, to the
-/// inherited pipe (back to back); diagnostics to the standard error stream, and only when debugging
-/// is on. So no two lines ever mix, whoever speaks.
+/// The only output path. Any thread queues records and diagnostics; a single writer thread, which
+/// runs writer_loop, writes them in the order in which they were queued, each by itself: records to
+/// standard output (each followed by a line feed) or, when there is one, to the inherited pipe
+/// (with nothing between them); diagnostics to standard error, and only while debugging is on. So
+/// no two lines ever mix, and a record is one write on the pipe, or several of at most 65,536
+/// bytes.
 ///
 /// Typical use: make_output_state, start a thread on writer_loop, push, shutdown, join the thread;
 /// everything pushed before the shutdown has then been written and flushed.
@@ -31,17 +32,17 @@ class output_str_state {
 public:
     explicit output_str_state(std::optional<native_pipe> pipe);
 
-    /// Whether diagnostics are written; at first they are not. It holds for the lines that are
-    /// still queued as well.
+    /// Whether the writer writes the diagnostics that it meets from now on, those already queued
+    /// among them, or drops them. Off at first.
     void set_debug(bool debug);
 
-    /// Queues a diagnostic.
+    /// Queues a diagnostic. Like all the others, waits while the writer is writing.
     void push_debug(std::string text);
 
     /// Queues a record's document.
     void push_output(std::string text);
 
-    /// Lets the writer end once it has written what is queued. Final.
+    /// Lets the writer end after it has written what is queued. Final.
     void shutdown();
 
     /// The writer thread's body: returns after shutdown. Throws boost::system::system_error with
@@ -58,9 +59,7 @@ public:
 
 private:
     void push(std::string text, bool is_debug);
-    std::unique_lock<std::mutex> lock_for_push();
-    void write_queue();
-    void write_piece(const std::string& piece, bool is_debug);
+    void write(output_entry& entry);
 
     std::optional<native_pipe> pipe_;
     std::mutex mutex_;
