@@ -4,10 +4,10 @@
     benchmark.py BIN WORK [--only WORD] [--runs N]
     benchmark.py BIN WORK --quick [--write]
 
-BIN has the programs, WORK is a folder for the files that they read. Exits with 1 when a figure is
-above its "must". With --only, rows that contain WORD are measured, and the page is left alone.
---quick counts the instructions of a few jobs and exits with 1 when one takes over 5 % more than
-benchmarks/instruction_counts.json has it take; --write writes that file anew.
+BIN has the programs, WORK is a folder for their input files. Exits with 1 if a figure exceeds its "must". With
+--only, it measures the rows that contain WORD, and does not change the page. --quick counts the instructions
+of a few jobs and exits with 1 if a job takes over 5 % more than in benchmarks/instruction_counts.json; --write
+writes that file.
 """
 import argparse
 import json
@@ -114,7 +114,7 @@ class programs:
 
 
 def plistlib_timed(path):
-    """The seconds in which Python's library reads a file, in a process of its own."""
+    """The seconds in which Python's library reads a file, in a separate process."""
     program = ("import plistlib, sys, time\n"
                "begin = time.perf_counter()\n"
                "with open(sys.argv[1], 'rb') as file:\n"

@@ -53,7 +53,7 @@ parse_result parse(const std::vector<std::string>& arguments) {
     return result;
 }
 
-/// A command line that gives these options.
+/// A command line with these options.
 std::vector<std::string> written_out(const start_options& options) {
     std::vector<std::string> result{"vandrel"};
     const auto add_switch = [&result](const char* name, bool is_set) {

@@ -115,32 +115,32 @@ class check_includes(unittest.TestCase):
             {"output/record.cpp": '#include "tests/capture.h"\n'},
             "output/record.cpp:1: includes tests/capture.h, which is for tests only")
 
-    def test_headers_do_not_include_each_other_in_a_circle(self):
+    def test_headers_do_not_form_an_include_cycle(self):
         self.assert_only_violation(
             {"device/a.h": '#include "device/b.h"\n', "device/b.h": '\n#include "device/c.h"\n',
              "device/c.h": '#include "device/b.h"\n'},
-            "device/b.h:2: includes itself: device/b.h -> device/c.h -> device/b.h")
+            "device/b.h:2: include cycle: device/b.h -> device/c.h -> device/b.h")
 
-    def test_an_include_is_seen_from_the_root(self):
+    def test_an_include_is_relative_to_the_root(self):
         for target in ["session.h", "../device/session.h", "device/absent.h"]:
             with self.subTest(target):
                 self.assert_only_violation(
                     {"device/table.cpp": f'#include "{target}"\n'},
-                    f'device/table.cpp:1: "{target}" is no file, seen from the project\'s root')
+                    f'device/table.cpp:1: "{target}" is not a file relative to the project\'s root')
 
-    def test_no_source_asks_for_the_host(self):
+    def test_no_source_depends_on_the_host(self):
         for line, macro in [("#ifdef _WIN32", "_WIN32"), ("#ifndef _WIN64", "_WIN64"),
                             ("# if !defined(__linux__)", "__linux__"), ("#elif __MINGW32__", "__MINGW32__")]:
             with self.subTest(line):
                 self.assert_only_violation(
                     {"tests/capture.cpp": line + "\n"},
-                    f"tests/capture.cpp:1: asks for the host with {macro}; what differs between "
-                    "hosts stands in a pair of sources")
+                    f"tests/capture.cpp:1: depends on the host by {macro}; use a pair of sources "
+                    "for code that differs between hosts")
 
     def test_a_folder_without_a_rule_is_refused(self):
         self.assert_only_violation(
             {"gadgets/a.cpp": '#include "platform/core.h"\n'},
-            "gadgets/a.cpp:1: no rule says whom gadgets may include")
+            "gadgets/a.cpp:1: no rule for the includes of gadgets")
 
 
 if __name__ == "__main__":

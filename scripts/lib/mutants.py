@@ -5,7 +5,7 @@ Nothing here knows C++ well. A change that does not compile is no mutant, and th
 import re
 from dataclasses import dataclass
 
-# What a change is looked for in: code without comments, whose strings are kept as they are.
+# The tokens of a source that a mutant may change, and those that hide others.
 TOKENS = re.compile(
     r"""(?P<comment>//[^\n]*)
       | (?P<directive>^\#[^\n]*)
@@ -101,7 +101,7 @@ class statement:
 
 
 def masked(source):
-    """The source with comments, directives and what strings hold blanked, at the same positions."""
+    """The source without comments, directives and the content of strings, with the same positions."""
     def blank(match):
         text = match.group()
         if match.lastgroup in ("comment", "directive"):
@@ -124,7 +124,7 @@ def braces(code):
 
 
 def holds_statements(code, brace):
-    """Whether an opening brace begins a function's body or a block, not a list or a class."""
+    """Whether an opening brace begins the body of a function or a block, not a list or a class."""
     before = code[:brace].rstrip()
     word = re.search(r"\w+$", before)
     if word:
@@ -173,7 +173,7 @@ def matching(code, closing):
 
 
 def blocks(code):
-    """Each block's braces and statements."""
+    """Yields each block's braces and statements."""
     for begin, end in braces(code):
         if holds_statements(code, begin):
             yield begin, end, statements_of(code, begin + 1, end)
@@ -185,7 +185,7 @@ def uses(text, declaration):
 
 
 def swapped_statements(source, first, second):
-    """The text of both in the other order, with what stands between them."""
+    """The text of both in the other order, and the text between them."""
     between = source[first.end : second.begin]
     return source[second.begin : second.end] + between + source[first.begin : first.end]
 
@@ -217,8 +217,7 @@ def mutants_of_order(file, source, block):
 
 
 def mutants_of_locks(file, source, begin, end, block):
-    """The lock held for nothing, for the first statement only, for all but the last, and beyond a
-    block of its own."""
+    """The lock held for no statement, for the first one only, and for all but the last."""
     for index, lock in enumerate(block):
         if not lock.is_lock():
             continue
