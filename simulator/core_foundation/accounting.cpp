@@ -3,6 +3,7 @@
 #include "simulator/core_foundation/object.h"
 
 #include <atomic>
+#include <mutex>
 
 namespace simulator {
 
@@ -12,6 +13,16 @@ std::atomic<std::int64_t> creations{0};
 /// 0: no creation is told to fail.
 std::atomic<std::int64_t> until_failure{0};
 thread_local int unaccounted_depth = 0;
+
+struct constant_registry {
+    std::mutex mutex;
+    std::vector<const object*> constants;
+};
+
+constant_registry& constants() {
+    static auto& result = *new constant_registry;
+    return result;
+}
 
 } // namespace
 
@@ -31,6 +42,26 @@ std::int64_t live_object_count() {
         result += type->live_objects();
     }
     return result;
+}
+
+std::map<std::string, std::int64_t> unbalanced_constants() {
+    constant_registry& known = constants();
+    const std::lock_guard lock(known.mutex);
+    std::map<std::string, std::int64_t> result;
+    for (const object* constant : known.constants) {
+        if (const std::int64_t outstanding = constant->outstanding_references(); outstanding != 0) {
+            result.emplace(std::string(constant->type().name()) + " \"" +
+                               constant->describe_inside() + "\"",
+                           outstanding);
+        }
+    }
+    return result;
+}
+
+void add_constant(const object& constant) {
+    constant_registry& known = constants();
+    const std::lock_guard lock(known.mutex);
+    known.constants.push_back(&constant);
 }
 
 std::int64_t creation_count() {

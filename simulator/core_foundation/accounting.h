@@ -16,6 +16,11 @@ std::map<std::string, std::int64_t> live_objects();
 /// How many counted objects live, of all types together.
 std::int64_t live_object_count();
 
+/// How many references to each constant (of CFSTR, a boolean, kCFNull) have been taken and not given
+/// back, by what describes it; below 0 when more have been given back than taken. Constants whose
+/// references balance are left out, and so is what is done in an unaccounted_scope.
+std::map<std::string, std::int64_t> unbalanced_constants();
+
 /// How many objects the Create and Copy functions have been about to make so far, those that were
 /// told to fail included. One call can make several: a property list's elements count one by one.
 std::int64_t creation_count();
@@ -40,6 +45,11 @@ public:
 /// What every Create and Copy function asks once for each object that it is about to give: counts
 /// it, and is false when it has been told to fail. `create` asks by itself.
 bool begin_creation();
+
+class object;
+
+/// Makes unbalanced_constants look at an object that lives for ever.
+void add_constant(const object& constant);
 
 /// Whether the calling thread is outside every unaccounted_scope.
 bool accounting_applies();

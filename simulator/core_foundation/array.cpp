@@ -20,7 +20,7 @@ bool __CFArray::equals(const object& other) const {
 std::string __CFArray::describe() const {
     std::string result = "(";
     for (const auto& value : values) {
-        result += (result.size() > 1 ? ", " : "") + value->describe();
+        result += (result.size() > 1 ? ", " : "") + value->describe_inside();
     }
     return result + ")";
 }

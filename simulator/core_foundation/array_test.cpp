@@ -10,21 +10,21 @@ using namespace simulator::test;
 using testing::ElementsAre;
 
 void append_description(const void* value, void* context) {
-    static_cast<std::vector<std::string>*>(context)->push_back(description_of(value));
+    static_cast<std::vector<std::string>*>(context)->push_back(content_of(value));
 }
 
 TEST(cf_array, holds_its_elements_in_order) {
     const auto list = make_array({make_number(1).get(), make_string("two").get()});
     EXPECT_EQ(CFArrayGetCount(list.get()), 2);
-    EXPECT_EQ(description_of(CFArrayGetValueAtIndex(list.get(), 0)), "1");
-    EXPECT_EQ(description_of(CFArrayGetValueAtIndex(list.get(), 1)), "two");
+    EXPECT_EQ(content_of(CFArrayGetValueAtIndex(list.get(), 0)), "1");
+    EXPECT_EQ(content_of(CFArrayGetValueAtIndex(list.get(), 1)), "two");
 }
 
 TEST(cf_array, gives_its_elements_back_when_it_goes) {
     const auto value = make_number(1);
     make_array({value.get(), value.get()}).reset();
     EXPECT_EQ(simulator::live_object_count(), 1);
-    EXPECT_EQ(description_of(value.get()), "1");
+    EXPECT_EQ(content_of(value.get()), "1");
 }
 
 TEST(cf_array, applies_a_function_to_a_range) {
@@ -44,7 +44,7 @@ TEST(cf_array, equal_elements_make_equal_arrays) {
 }
 
 TEST(cf_array, its_description_lists_its_elements) {
-    EXPECT_EQ(description_of(make_array({make_number(1).get(), make_array().get()}).get()),
+    EXPECT_EQ(content_of(make_array({make_number(1).get(), make_array().get()}).get()),
               "(1, ())");
 }
 
@@ -80,6 +80,28 @@ TEST(cf_array, takes_a_copy_of_the_standard_callbacks) {
     const CFArrayCallBacks copy = kCFTypeArrayCallBacks;
     const handle<CFMutableArrayRef> array(CFArrayCreateMutable(kCFAllocatorDefault, 0, &copy));
     EXPECT_EQ(CFArrayGetCount(array.get()), 0);
+}
+
+/// Arrays inside each other.
+handle<CFTypeRef> nested_arrays(int depth) {
+    handle<CFTypeRef> result(CFRetain(kCFBooleanTrue));
+    for (int i = 0; i < depth; ++i) {
+        result = make_array({result.get()});
+    }
+    return result;
+}
+
+TEST(cf_array, two_thousand_inside_each_other_are_compared_and_described) {
+    const auto arrays = nested_arrays(2'000);
+    EXPECT_TRUE(CFEqual(arrays.get(), nested_arrays(2'000).get()));
+    EXPECT_FALSE(CFEqual(arrays.get(), nested_arrays(1'999).get()));
+    EXPECT_EQ(description_of(arrays.get()),
+              std::string(2'000, '(') + "true" + std::string(2'000, ')'));
+}
+
+TEST(cf_array, a_million_inside_each_other_are_released) {
+    nested_arrays(1'000'000).reset();
+    EXPECT_EQ(simulator::live_object_count(), 0);
 }
 
 } // namespace

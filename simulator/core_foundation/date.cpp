@@ -13,9 +13,13 @@ namespace {
 constexpr chrono::sys_days epoch{chrono::year{2001} / 1 / 1};
 constexpr double seconds_a_day = 86400;
 
-/// The day numbers, counted from the epoch, that years of four digits hold.
-constexpr double first_day = (chrono::sys_days{chrono::year{0} / 1 / 1} - epoch).count();
-constexpr double last_day = (chrono::sys_days{chrono::year{9999} / 12 / 31} - epoch).count();
+/// The calendar repeats itself after so many.
+constexpr int years_a_cycle = 400;
+constexpr int days_a_cycle = 146'097;
+using cycles = chrono::duration<
+    std::int64_t, std::ratio_multiply<chrono::days::period, std::ratio<days_a_cycle>>>;
+/// Where what 64 bits hold ends.
+constexpr double end_of_time = 9.2e18;
 
 /// What an `n` in the pattern of a date stands for: a digit; everything else stands for itself.
 constexpr std::string_view date_pattern = "nnnn-nn-nnTnn:nn:nnZ";
@@ -57,24 +61,24 @@ CFHashCode __CFDate::hash() const {
 }
 
 std::string __CFDate::describe() const {
-    return simulator::date_text(time).value_or(std::to_string(time));
+    return simulator::date_text(time);
 }
 
 namespace simulator {
 
-std::optional<std::string> date_text(CFAbsoluteTime time) {
-    // Whole seconds first: what is left of a fraction just before midnight would round up to a
-    // second that the day does not have.
-    const double second = std::floor(time);
-    const double day = std::floor(second / seconds_a_day);
-    if (!(day >= first_day && day <= last_day)) {
-        return std::nullopt;
+std::string date_text(CFAbsoluteTime time) {
+    if (!(std::abs(time) < end_of_time)) {
+        return "0000-00-00T00:00:00Z";
     }
-    const chrono::year_month_day date{epoch + chrono::days{static_cast<int>(day)}};
-    const chrono::hh_mm_ss clock{chrono::seconds{static_cast<int>(second - day * seconds_a_day)}};
+    const chrono::seconds since_epoch{static_cast<std::int64_t>(std::floor(time))};
+    const auto days = chrono::floor<chrono::days>(since_epoch);
+    const chrono::hh_mm_ss clock{since_epoch - days};
+    const std::int64_t cycle = chrono::floor<cycles>(days).count();
+    const chrono::year_month_day date{epoch + (days - chrono::days{cycle * days_a_cycle})};
+    const std::int64_t year = static_cast<int>(date.year()) + cycle * years_a_cycle;
     std::array<char, 64> text{};
     const int length = std::snprintf(
-        text.data(), text.size(), "%04d-%02u-%02uT%02d:%02d:%02dZ", static_cast<int>(date.year()),
+        text.data(), text.size(), "%04lld-%02u-%02uT%02d:%02d:%02dZ", static_cast<long long>(year),
         static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
         static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
         static_cast<int>(clock.seconds().count()));

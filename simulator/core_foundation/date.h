@@ -21,9 +21,10 @@ struct __CFDate final : simulator::object {
 
 namespace simulator {
 
-/// "2001-01-01T00:00:00Z", in whole seconds, rounded down; none for a time outside the years 0 to
-/// 9999, which have four digits.
-std::optional<std::string> date_text(CFAbsoluteTime time);
+/// "2001-01-01T00:00:00Z", in whole seconds, rounded down. Years before 0 have a minus sign, later
+/// ones than 9999 more digits than four. What is no time, or beyond what 64 bits hold in seconds,
+/// has a text that stands for no day.
+std::string date_text(CFAbsoluteTime time);
 
 /// The time that such a text stands for; none when it is no such text, or no such day.
 std::optional<CFAbsoluteTime> parse_date(std::string_view text);

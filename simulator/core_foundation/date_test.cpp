@@ -35,13 +35,23 @@ TEST(date_text, the_last_moment_before_midnight_is_in_the_last_second_of_the_day
     EXPECT_EQ(date_text(-86400 - 1e-11), "2000-12-30T23:59:59Z");
 }
 
-TEST(date_text, years_have_four_digits) {
+TEST(date_text, years_have_four_digits_or_more) {
     EXPECT_EQ(date_text(-63113904000.0), "0001-01-01T00:00:00Z");
+    EXPECT_EQ(date_text(-63145526400.0), "0000-01-01T00:00:00Z");
     EXPECT_EQ(date_text(252423993599.0), "9999-12-31T23:59:59Z");
-    EXPECT_EQ(date_text(252423993600.0), std::nullopt);
-    EXPECT_EQ(date_text(-64e9), std::nullopt);
-    EXPECT_EQ(date_text(std::nan("")), std::nullopt);
-    EXPECT_EQ(date_text(INFINITY), std::nullopt);
+    EXPECT_EQ(date_text(252423993600.0), "10000-01-01T00:00:00Z");
+    EXPECT_EQ(date_text(31556952000000.0), "1002001-01-01T00:00:00Z");
+}
+
+TEST(date_text, years_before_0_have_a_minus_sign) {
+    EXPECT_EQ(date_text(-63145526401.0), "-001-12-31T23:59:59Z");
+    EXPECT_EQ(date_text(-63180000001.0), "-002-11-27T23:59:59Z");
+}
+
+TEST(date_text, what_is_no_time_is_no_date_either) {
+    for (const double time : {static_cast<double>(NAN), HUGE_VAL, -HUGE_VAL, 1e300, -1e300}) {
+        EXPECT_EQ(parse_date(date_text(time)), std::nullopt) << time;
+    }
 }
 
 TEST(parse_date, reads_what_is_written) {

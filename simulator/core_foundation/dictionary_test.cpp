@@ -10,8 +10,8 @@ using namespace simulator::test;
 using testing::ElementsAre;
 
 void append_entry(const void* key, const void* value, void* context) {
-    static_cast<std::vector<std::string>*>(context)->push_back(description_of(key) + "=" +
-                                                               description_of(value));
+    static_cast<std::vector<std::string>*>(context)->push_back(content_of(key) + "=" +
+                                                               content_of(value));
 }
 
 std::vector<std::string> entries_of(CFDictionaryRef dictionary) {
@@ -24,7 +24,7 @@ TEST(cf_dictionary, gives_the_value_of_an_equal_key) {
     const auto entries = make_dictionary({{make_string("a").get(), make_number(1).get()}});
     const void* const value = CFDictionaryGetValue(entries.get(), CFSTR("a"));
     ASSERT_NE(value, nullptr);
-    EXPECT_EQ(description_of(value), "1");
+    EXPECT_EQ(content_of(value), "1");
 }
 
 TEST(cf_dictionary, an_absent_key_gives_null) {
@@ -81,7 +81,7 @@ TEST(cf_dictionary, holds_very_many_entries) {
 }
 
 TEST(cf_dictionary, its_description_lists_its_entries) {
-    EXPECT_EQ(description_of(make_dictionary({{CFSTR("a"), make_number(1).get()},
+    EXPECT_EQ(content_of(make_dictionary({{CFSTR("a"), make_number(1).get()},
                                               {CFSTR("b"), make_dictionary().get()}})
                                  .get()),
               "{a = 1, b = {}}");

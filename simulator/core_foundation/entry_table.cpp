@@ -23,6 +23,16 @@ void entry_table::set(const object& key, const object* value) {
         entries_[static_cast<std::size_t>(found - entries_.data())].value = retained(value);
         return;
     }
+    append(key, value);
+}
+
+void entry_table::add(const object& key, const object* value) {
+    if (find(key) == nullptr) {
+        append(key, value);
+    }
+}
+
+void entry_table::append(const object& key, const object* value) {
     entries_.push_back({retained(&key), retained(value)});
     if (entries_.size() > most_without_index || !index_.empty()) {
         index_new_entries();

@@ -22,6 +22,8 @@ public:
     /// Inserts, or replaces the value of an equal key, keeping the key that is there. `value` may
     /// be null.
     void set(const object& key, const object* value);
+    /// Inserts, unless there is an equal key.
+    void add(const object& key, const object* value);
     /// Null when no key equals `key`.
     const entry* find(const object& key) const;
     const std::vector<entry>& entries() const { return entries_; }
@@ -36,6 +38,7 @@ private:
         std::uint32_t number = 0;
     };
 
+    void append(const object& key, const object* value);
     static std::uint32_t hash_of(const object& key);
     void index_new_entries();
     void put(slot added);

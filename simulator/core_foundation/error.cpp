@@ -2,6 +2,8 @@
 #include "simulator/core_foundation/object.h"
 #include "simulator/core_foundation/string.h"
 
+#include <system_error>
+
 struct __CFError final : simulator::object {
     __CFError(CFStringRef error_domain, CFIndex error_code, CFDictionaryRef info)
         : object(static_type()), domain(simulator::retained(error_domain)), code(error_code) {
@@ -16,10 +18,10 @@ struct __CFError final : simulator::object {
         return type;
     }
 
-    /// Null when there is none, or when it is no string.
-    CFStringRef text(CFStringRef key) const {
+    /// What the user information has under a key, of whatever type; null when it has nothing.
+    const object* detail(CFStringRef key) const {
         const auto* entry = user_info.find(*key);
-        return entry == nullptr ? nullptr : simulator::cast<__CFString>(entry->value.get());
+        return entry == nullptr ? nullptr : entry->value.get();
     }
 
     bool equals(const object& other) const override {
@@ -30,9 +32,10 @@ struct __CFError final : simulator::object {
     std::string describe() const override {
         std::string result = "Error Domain=" + domain->utf8 + " Code=" + std::to_string(code);
         for (const CFStringRef key :
-             {kCFErrorLocalizedDescriptionKey, kCFErrorLocalizedFailureReasonKey}) {
-            if (const CFStringRef part = text(key)) {
-                result += " \"" + part->utf8 + "\"";
+             {kCFErrorLocalizedDescriptionKey, kCFErrorLocalizedFailureReasonKey,
+              CFSTR("NSDebugDescription")}) {
+            if (const object* const part = detail(key)) {
+                result += " \"" + part->describe_inside() + "\"";
             }
         }
         return result;
@@ -67,9 +70,20 @@ CFIndex CFErrorGetCode(CFErrorRef error) {
 }
 
 CFStringRef CFErrorCopyDescription(CFErrorRef error) {
-    return simulator::copy_reference(checked(error).text(kCFErrorLocalizedDescriptionKey));
+    // The platform makes a text of domain and code where there is none. Not here: what a record
+    // without a description looks like can be tried that way.
+    const auto* const text = checked(error).detail(kCFErrorLocalizedDescriptionKey);
+    // Whatever stands there comes back, a number as well.
+    return static_cast<CFStringRef>(static_cast<CFTypeRef>(simulator::copy_reference(text)));
 }
 
 CFStringRef CFErrorCopyFailureReason(CFErrorRef error) {
-    return simulator::copy_reference(checked(error).text(kCFErrorLocalizedFailureReasonKey));
+    const __CFError& failure = checked(error);
+    const auto* const reason = failure.detail(kCFErrorLocalizedFailureReasonKey);
+    if (reason == nullptr && failure.domain->utf8 == "NSPOSIXErrorDomain" &&
+        failure.code == static_cast<int>(failure.code)) {
+        return simulator::make_string(
+            std::generic_category().message(static_cast<int>(failure.code)));
+    }
+    return static_cast<CFStringRef>(static_cast<CFTypeRef>(simulator::copy_reference(reason)));
 }

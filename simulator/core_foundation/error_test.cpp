@@ -54,10 +54,35 @@ TEST(cf_error, later_changes_of_the_user_information_do_not_reach_it) {
     EXPECT_EQ(CFErrorCopyDescription(failure.get()), nullptr);
 }
 
-TEST(cf_error, a_text_that_is_no_string_is_none) {
+TEST(cf_error, a_description_that_is_a_number_comes_back_as_it_is) {
     const auto failure =
-        error(1, make_dictionary({{kCFErrorLocalizedDescriptionKey, kCFBooleanTrue}}).get());
-    EXPECT_EQ(CFErrorCopyDescription(failure.get()), nullptr);
+        error(1, make_dictionary({{kCFErrorLocalizedDescriptionKey, make_number(5).get()}}).get());
+    const handle<CFStringRef> description(CFErrorCopyDescription(failure.get()));
+    ASSERT_TRUE(description);
+    EXPECT_TRUE(CFEqual(description.get(), make_number(5).get()));
+}
+
+/// The reason that an error of a domain has without being given one; "(none)" for null.
+std::string reason_of(CFStringRef domain, CFIndex code) {
+    const handle<CFErrorRef> failure(CFErrorCreate(kCFAllocatorDefault, domain, code, nullptr));
+    const handle<CFStringRef> reason(CFErrorCopyFailureReason(failure.get()));
+    return reason ? text_of(reason.get()) : "(none)";
+}
+
+TEST(cf_error, one_of_posix_has_the_systems_reason) {
+    EXPECT_EQ(reason_of(CFSTR("NSPOSIXErrorDomain"), 2), "No such file or directory");
+    EXPECT_EQ(reason_of(CFSTR("NSPOSIXErrorDomain"), 13), "Permission denied");
+    EXPECT_EQ(reason_of(CFSTR("NSPOSIXErrorDomain"), 0x100000002), "(none)");
+    EXPECT_EQ(reason_of(CFSTR("test"), 2), "(none)");
+}
+
+TEST(cf_error, one_of_posix_keeps_the_reason_that_it_was_given) {
+    const auto info =
+        make_dictionary({{kCFErrorLocalizedFailureReasonKey, make_string("why").get()}});
+    const handle<CFErrorRef> failure(
+        CFErrorCreate(kCFAllocatorDefault, CFSTR("NSPOSIXErrorDomain"), 2, info.get()));
+    const handle<CFStringRef> reason(CFErrorCopyFailureReason(failure.get()));
+    EXPECT_EQ(text_of(reason.get()), "why");
 }
 
 TEST(cf_error, its_description_names_domain_code_and_texts) {
@@ -68,6 +93,10 @@ TEST(cf_error, its_description_names_domain_code_and_texts) {
                                     .get())
                            .get()),
         "Error Domain=test Code=3 \"what\" \"why\"");
+    EXPECT_EQ(description_of(
+                  error(3, make_dictionary({{CFSTR("NSDebugDescription"), CFSTR("detail")}}).get())
+                      .get()),
+              "Error Domain=test Code=3 \"detail\"");
 }
 
 } // namespace

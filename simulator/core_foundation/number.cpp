@@ -5,7 +5,7 @@
 #include <cmath>
 #include <functional>
 #include <limits>
-#include <optional>
+#include <type_traits>
 
 namespace {
 
@@ -14,10 +14,10 @@ constexpr double signed_end = 9223372036854775808.0;
 constexpr double unsigned_end = 18446744073709551616.0;
 
 /// A whole number that 64 bits hold, in the alternative of whole numbers; others as they are. So
-/// 1 and 1.0 become the same.
+/// 1 and 1.0 become the same, but 0 and -0.0 do not.
 __CFNumber::value_type normalised(const __CFNumber::value_type& value) {
     const auto* real = std::get_if<double>(&value);
-    if (real == nullptr || *real != std::trunc(*real)) {
+    if (real == nullptr || *real != std::trunc(*real) || (*real == 0 && std::signbit(*real))) {
         return value;
     }
     if (*real >= -signed_end && *real < signed_end) {
@@ -29,41 +29,44 @@ __CFNumber::value_type normalised(const __CFNumber::value_type& value) {
     return value;
 }
 
-/// Stores the integer nearest to `value`; true when it is the same number.
+bool is_nan(const __CFNumber::value_type& value) {
+    const auto* real = std::get_if<double>(&value);
+    return real != nullptr && std::isnan(*real);
+}
+
+/// The low 64 bits of the whole number that is left when a fraction is cut off; 0 for what is not
+/// finite.
+std::uint64_t low_bits(double real) {
+    if (!std::isfinite(real)) {
+        return 0;
+    }
+    const double rest = std::fmod(std::trunc(real), unsigned_end);
+    return rest < 0 ? 0 - static_cast<std::uint64_t>(-rest) : static_cast<std::uint64_t>(rest);
+}
+
+/// Stores the low bits of `value`; true when these, taken as unsigned or as signed, are the number.
 template<class Integer>
 bool store_integer(const __CFNumber::value_type& value, void* result) {
-    using limits = std::numeric_limits<Integer>;
     auto& out = *static_cast<Integer*>(result);
     if (const auto* whole = std::get_if<std::int64_t>(&value)) {
-        out = static_cast<Integer>(
-            std::min<std::int64_t>(std::max<std::int64_t>(*whole, limits::min()), limits::max()));
-        return out == *whole;
+        using unsigned_type = std::make_unsigned_t<Integer>;
+        out = static_cast<Integer>(*whole);
+        return out == *whole ||
+               (*whole >= 0 && static_cast<unsigned_type>(*whole) == static_cast<std::uint64_t>(*whole));
     }
-    if (std::holds_alternative<std::uint64_t>(value)) {
-        out = limits::max();
-        return false;
+    if (const auto* large = std::get_if<std::uint64_t>(&value)) {
+        out = static_cast<Integer>(*large);
+        return sizeof out == sizeof *large;
     }
     const double real = std::get<double>(value);
-    if (std::isnan(real)) {
-        out = 0;
-        return false;
-    }
-    // A fraction, or beyond 64 bits; the comparisons are exact at the ends of every width.
-    if (real >= -static_cast<double>(limits::min())) {
-        out = limits::max();
-    } else if (real <= static_cast<double>(limits::min())) {
-        out = limits::min();
-    } else {
-        out = static_cast<Integer>(real);
-    }
-    return false;
+    out = static_cast<Integer>(low_bits(real));
+    return real == 0;
 }
 
 bool store_real(const __CFNumber::value_type& value, void* result) {
     auto& out = *static_cast<double*>(result);
     std::visit([&out](auto number) { out = static_cast<double>(number); }, value);
-    const bool is_nan = std::isnan(out);
-    return is_nan || normalised(out) == value || std::holds_alternative<double>(value);
+    return std::holds_alternative<double>(value) || normalised(out) == value;
 }
 
 } // namespace
@@ -74,11 +77,15 @@ const simulator::runtime_type& __CFNumber::static_type() {
 }
 
 bool __CFNumber::equals(const object& other) const {
-    return normalised(value) == normalised(static_cast<const __CFNumber&>(other).value);
+    const auto& others = static_cast<const __CFNumber&>(other).value;
+    if (is_nan(value) || is_nan(others)) {
+        return is_nan(value) && is_nan(others);
+    }
+    return normalised(value) == normalised(others);
 }
 
 CFHashCode __CFNumber::hash() const {
-    return std::hash<value_type>()(normalised(value));
+    return is_nan(value) ? 0 : std::hash<value_type>()(normalised(value));
 }
 
 std::string __CFNumber::describe() const {
@@ -99,6 +106,9 @@ std::string number_text(const __CFNumber::value_type& value) {
     }
     if (std::isinf(*real)) {
         return *real > 0 ? "+infinity" : "-infinity";
+    }
+    if (*real == 0) {
+        return "0.0";
     }
     std::array<char, 32> text{};
     const auto end = std::to_chars(text.data(), text.data() + text.size(), *real,

@@ -25,7 +25,8 @@ struct __CFNumber final : simulator::object {
 namespace simulator {
 
 /// The decimal text of a number. Fractions have the 17 significant digits that give the same number
-/// when read back; what is not finite is "nan", "+infinity" or "-infinity".
+/// when read back; zero as a real, with either sign, is "0.0"; what is not finite is "nan",
+/// "+infinity" or "-infinity".
 std::string number_text(const __CFNumber::value_type& value);
 
 } // namespace simulator

@@ -45,8 +45,14 @@ object::~object() {
     }
 }
 
+void object::make_immortal() {
+    immortal_ = true;
+    add_constant(*this);
+}
+
 void object::retain(const char* function) const {
     if (immortal_) {
+        references_.fetch_add(accounting_applies() ? 1 : 0, std::memory_order_relaxed);
         return;
     }
     if (references_.fetch_add(1, std::memory_order_relaxed) <= 0) {
@@ -56,6 +62,7 @@ void object::retain(const char* function) const {
 
 void object::release(const char* function) const {
     if (immortal_) {
+        references_.fetch_sub(accounting_applies() ? 1 : 0, std::memory_order_relaxed);
         return;
     }
     const std::int32_t before = references_.fetch_sub(1, std::memory_order_acq_rel);
@@ -63,8 +70,32 @@ void object::release(const char* function) const {
         misuse(function, "object used after its last release");
     }
     if (before == 1) {
-        delete this;
+        destroy();
     }
+}
+
+/// An object that goes while another is being destroyed waits until that is done: containers may
+/// stand inside each other deeper than the stack is.
+void object::destroy() const {
+    thread_local bool is_destroying = false;
+    thread_local const object* doomed = nullptr;
+    next_doomed_ = doomed;
+    doomed = this;
+    if (is_destroying) {
+        return;
+    }
+    is_destroying = true;
+    while (const object* const next = doomed) {
+        doomed = next->next_doomed_;
+        if (next->counted_) {
+            delete next;
+        } else {
+            // It took its references to constants in such a scope.
+            const unaccounted_scope scope;
+            delete next;
+        }
+    }
+    is_destroying = false;
 }
 
 bool object::equals(const object& other) const {

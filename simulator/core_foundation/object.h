@@ -65,8 +65,12 @@ public:
     /// `function` is who to name if the object is already gone.
     void retain(const char* function) const;
     void release(const char* function) const;
-    /// From now on references are not counted: the object is never deleted.
-    void make_immortal() { immortal_ = true; }
+    /// From now on the object is never deleted. How many references to it have been taken is still
+    /// counted.
+    void make_immortal();
+    /// References to an immortal object that have been taken and not given back; below 0 when more
+    /// have been given back.
+    std::int64_t outstanding_references() const { return references_ - 1; }
 
     /// `other` is another object of the same type. By default nothing equals anything else.
     virtual bool equals(const object& other) const;
@@ -74,15 +78,21 @@ public:
     virtual CFHashCode hash() const;
     /// A text for diagnostics. By default the type's name.
     virtual std::string describe() const;
+    /// The same as a part of what describes another object.
+    virtual std::string describe_inside() const { return describe(); }
 
 protected:
     explicit object(const runtime_type& type);
 
 private:
+    void destroy() const;
+
     const runtime_type& type_;
     mutable std::atomic<std::int32_t> references_{1};
     const bool counted_;
     bool immortal_ = false;
+    /// While it waits for its destruction.
+    mutable const object* next_doomed_ = nullptr;
 };
 
 /// Ends the process with the line "simulator: FUNCTION: WHAT".
@@ -120,7 +130,7 @@ T* create(Arguments&&... arguments) {
     return begin_creation() ? new T(std::forward<Arguments>(arguments)...) : nullptr;
 }
 
-/// A new object that lives for ever, uncounted.
+/// A new object that lives for ever.
 template<class T, class... Arguments>
 T* create_immortal(Arguments&&... arguments) {
     const unaccounted_scope scope;

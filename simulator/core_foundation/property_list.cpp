@@ -19,15 +19,17 @@ namespace {
 
 /// CoreFoundation's own domain and codes for property lists that cannot be read or written.
 constexpr CFIndex unreadable = 3840;
-constexpr CFIndex unwritable = 3852;
+constexpr CFIndex unwritable = 3851;
 
 CFErrorRef create_error(CFIndex code, const char* description) {
+    const CFStringRef key =
+        code == unwritable ? CFSTR("NSDebugDescription") : kCFErrorLocalizedDescriptionKey;
     const owned<const __CFString> text(make_string(description));
     const owned<__CFDictionary> user_info(create<__CFDictionary>());
     if (!text || !user_info) {
         return nullptr;
     }
-    user_info->table.set(*kCFErrorLocalizedDescriptionKey, text.get());
+    user_info->table.set(*key, text.get());
     return CFErrorCreate(kCFAllocatorDefault, CFSTR("NSCocoaErrorDomain"), code, user_info.get());
 }
 

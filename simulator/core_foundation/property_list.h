@@ -12,8 +12,11 @@
 
 namespace simulator {
 
-/// How many containers may stand inside each other, the outermost counted.
+/// How many containers may stand inside each other in what is read, the outermost counted.
 inline constexpr int property_list_depth_limit = 512;
+
+/// The same for what is written, so that a container that holds itself ends somewhere.
+inline constexpr std::size_t property_list_written_depth_limit = 4'096;
 
 /// Something cannot be written, or read, as a property list; what() says which and where.
 class property_list_error : public std::runtime_error {

@@ -5,7 +5,9 @@
 #include "simulator/core_foundation/dictionary.h"
 #include "simulator/core_foundation/number.h"
 #include "simulator/core_foundation/property_list.h"
+#include "simulator/core_foundation/set.h"
 #include "simulator/core_foundation/string.h"
+#include "simulator/core_foundation/unique_id.h"
 #include "simulator/core_foundation/utf8.h"
 
 #include <algorithm>
@@ -90,17 +92,11 @@ private:
 };
 
 owned<const object> create_integer(byte_span bytes) {
-    // Up to four bytes are unsigned, eight signed; sixteen hold what is unsigned and needs all of
-    // 64 bits.
+    // Up to four bytes are unsigned, eight signed; of sixteen, the low half counts, unsigned.
     if (bytes.size() > 8) {
-        const std::uint64_t high = unsigned_of(bytes.first(8));
         const std::uint64_t low = unsigned_of(bytes.subspan(8));
-        const bool is_large = low > std::numeric_limits<std::int64_t>::max();
-        if (high == 0 && is_large) {
+        if (low > std::numeric_limits<std::int64_t>::max()) {
             return create_value<__CFNumber>(low);
-        }
-        if (high != (is_large ? std::numeric_limits<std::uint64_t>::max() : 0)) {
-            fail("integer beyond 64 bits");
         }
         bytes = bytes.subspan(8);
     }
@@ -112,30 +108,33 @@ double real_of(byte_span bytes) {
                              : std::bit_cast<double>(unsigned_of(bytes));
 }
 
+/// Bytes that are not ASCII are taken for Latin-1.
 owned<const object> create_ascii_string(byte_span bytes) {
-    if (std::ranges::any_of(bytes, [](std::uint8_t byte) { return byte > 0x7F; })) {
-        fail("text that is not ASCII");
+    if (std::ranges::all_of(bytes, [](std::uint8_t byte) { return byte < 0x80; })) {
+        return create_string_value(
+            std::string(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
     }
-    return create_string_value(
-        std::string(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
+    std::string text;
+    for (const std::uint8_t byte : bytes) {
+        append_utf8(text, byte);
+    }
+    return create_string_value(std::move(text));
 }
 
 owned<const object> create_utf16_string(byte_span bytes) {
     std::string text;
-    while (!bytes.empty()) {
-        auto code_point = static_cast<char32_t>(unsigned_of(bytes.first(2)));
-        bytes = bytes.subspan(2);
-        if (code_point >= 0xD800 && code_point < 0xE000) {
-            const auto low = static_cast<char32_t>(bytes.empty() ? 0 : unsigned_of(bytes.first(2)));
-            if (code_point >= 0xDC00 || low < 0xDC00 || low > 0xDFFF) {
-                fail("text that is not UTF-16");
-            }
-            bytes = bytes.subspan(2);
-            code_point = 0x10000 + ((code_point - 0xD800) << 10) + (low - 0xDC00);
-        }
-        append_utf8(text, code_point);
+    const bool is_valid = append_utf16(text, bytes, true);
+    return create_value<__CFString>(std::move(text), static_cast<CFIndex>(bytes.size() / 2),
+                                    is_valid);
+}
+
+owned<const object> create_unique_id(byte_span bytes) {
+    const std::uint64_t number =
+        bytes.size() > 8 ? std::numeric_limits<std::uint64_t>::max() : unsigned_of(bytes);
+    if (number > std::numeric_limits<std::uint32_t>::max()) {
+        fail("unique id beyond 32 bits");
     }
-    return create_string_value(std::move(text));
+    return create_value<__CFKeyedArchiverUID>(static_cast<std::uint32_t>(number));
 }
 
 /// Reads from the top object down. Every object is made once, when it is first referred to.
@@ -212,6 +211,9 @@ private:
         case 0xA:
             read_array(bytes, low, result, depth);
             return;
+        case 0xC:
+            read_set(bytes, low, result, depth);
+            return;
         case 0xD:
             read_dictionary(bytes, low, result, depth);
             return;
@@ -223,10 +225,12 @@ private:
     owned<const object> read_scalar(object_bytes& bytes, unsigned marker) {
         const unsigned low = marker & 0xF;
         switch (marker) {
+        case 0x00:
+            return retained(static_cast<const object*>(static_cast<CFTypeRef>(kCFNull)));
         case 0x08:
-            return owned<const object>(kCFBooleanFalse);
+            return retained<const object>(kCFBooleanFalse);
         case 0x09:
-            return owned<const object>(kCFBooleanTrue);
+            return retained<const object>(kCFBooleanTrue);
         case 0x10:
         case 0x11:
         case 0x12:
@@ -251,8 +255,9 @@ private:
             return create_ascii_string(bytes.take(bytes.take_count(low)));
         case 0x6:
             return create_utf16_string(bytes.take_elements(bytes.take_count(low), 2));
+        case 0x8:
+            return create_unique_id(bytes.take(low + 1));
         default:
-            // Null, sets and unique ids among them, which an XML property list does not know.
             fail("unknown type of object");
         }
     }
@@ -270,7 +275,19 @@ private:
         result.value = std::move(array);
     }
 
-    /// Of two equal keys the last wins.
+    void read_set(object_bytes& bytes, unsigned low, slot& result, int depth) {
+        const std::uint64_t count = bytes.take_count(low);
+        const byte_span references = bytes.take_elements(count, reference_size_);
+        check_depth(depth);
+        result.height = 1;
+        auto set = create_value<__CFSet>();
+        for (std::uint64_t i = 0; i < count; ++i) {
+            set->members.add(read_element(references, i, result, depth), nullptr);
+        }
+        result.value = std::move(set);
+    }
+
+    /// Of two equal keys the first wins.
     void read_dictionary(object_bytes& bytes, unsigned low, slot& result, int depth) {
         const std::uint64_t count = bytes.take_count(low);
         const byte_span keys = bytes.take_elements(count, reference_size_);
@@ -282,10 +299,10 @@ private:
         dictionary->table.reserve(std::min<std::uint64_t>(count, slots_.size()));
         for (std::uint64_t i = 0; i < count; ++i) {
             const object& key = read_element(keys, i, result, depth);
-            if (cast<__CFString>(&key) == nullptr) {
-                fail("key that is no string");
+            if (cast<__CFString>(&key) == nullptr && cast<__CFNumber>(&key) == nullptr) {
+                fail("key that is no string or number");
             }
-            dictionary->table.set(key, &read_element(values, i, result, depth));
+            dictionary->table.add(key, &read_element(values, i, result, depth));
         }
         result.value = std::move(dictionary);
     }

@@ -49,7 +49,7 @@ handle<CFPropertyListRef> read(const std::vector<std::string>& objects) {
 
 std::string description(const std::vector<std::string>& objects) {
     const auto value = read(objects);
-    return value ? description_of(value.get()) : "(nothing)";
+    return value ? content_of(value.get()) : "(nothing)";
 }
 
 std::string refusal_of(const std::string& bytes) {
@@ -116,17 +116,15 @@ TEST(property_list_binary_reader, short_integers_are_unsigned_and_long_ones_sign
     EXPECT_EQ(description({"\x13\x80\0\0\0\0\0\0\0"s}), "-9223372036854775808");
 }
 
-TEST(property_list_binary_reader, integers_of_sixteen_bytes_hold_what_64_bits_hold) {
+TEST(property_list_binary_reader, of_integers_of_sixteen_bytes_the_low_half_counts_unsigned) {
     EXPECT_EQ(description({"\x14\0\0\0\0\0\0\0\0\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF"s}),
               "18446744073709551615");
     EXPECT_EQ(description({"\x14\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\7"s}), "7");
     EXPECT_EQ(description({"\x14\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF"
                            "\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xF9"}),
-              "-7");
-    EXPECT_EQ(refusal({"\x14\0\0\0\0\0\0\0\1\0\0\0\0\0\0\0\0"s}),
-              "binary property list: integer beyond 64 bits");
-    EXPECT_EQ(refusal({"\x14\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\0\0\0\0\0\0\0\0"s}),
-              "binary property list: integer beyond 64 bits");
+              "18446744073709551609");
+    EXPECT_EQ(description({"\x14\0\0\0\0\0\0\0\1\0\0\0\0\0\0\0\5"s}), "5");
+    EXPECT_EQ(description({"\x14\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\0\0\0\0\0\0\0\0"s}), "0");
 }
 
 TEST(property_list_binary_reader, reals_are_of_either_precision) {
@@ -148,12 +146,43 @@ TEST(property_list_binary_reader, strings_are_ascii_or_utf16) {
     EXPECT_EQ(description({"\x64\0a\x20\xAC\xD8\x3D\xDC\xF1"s}), "a\xE2\x82\xAC\xF0\x9F\x93\xB1");
 }
 
-TEST(property_list_binary_reader, broken_strings_are_refused) {
-    const std::string no_utf16 = "binary property list: text that is not UTF-16";
-    EXPECT_EQ(refusal({"\x51\x80"}), "binary property list: text that is not ASCII");
-    EXPECT_EQ(refusal({"\x61\xD8\x3D"}), no_utf16);
-    EXPECT_EQ(refusal({"\x62\xD8\x3D\0a"s}), no_utf16);
-    EXPECT_EQ(refusal({"\x62\xDC\xF1\xDC\xF1"}), no_utf16);
+TEST(property_list_binary_reader, bytes_that_are_not_ascii_are_latin_1) {
+    EXPECT_EQ(description({"\x53\x80\xE4\xFF"}), "\xC2\x80\xC3\xA4\xC3\xBF");
+}
+
+/// How many UTF-16 units a string has, and its text as far as UTF-8 has one.
+std::string units_and_text(const std::vector<std::string>& objects) {
+    const auto value = read(objects);
+    const auto* const string = static_cast<CFStringRef>(value.get());
+    return std::to_string(CFStringGetLength(string)) + " " + text_of(string);
+}
+
+TEST(property_list_binary_reader, unpaired_surrogates_make_a_string_without_utf8) {
+    EXPECT_EQ(units_and_text({"\x62\0a\xD8\x3D"s}), "2 (no text)");
+    EXPECT_EQ(units_and_text({"\x62\xD8\x3D\0a"s}), "2 (no text)");
+    EXPECT_EQ(units_and_text({"\x62\xDC\xF1\xD8\x3D"}), "2 (no text)");
+    EXPECT_EQ(units_and_text({"\x63\xD8\x3D\xD8\x3D\xDC\xF1"}), "3 (no text)");
+    EXPECT_EQ(units_and_text({"\x62\xD8\x3D\xDC\xF1"}), "2 \xF0\x9F\x93\xB1");
+}
+
+TEST(property_list_binary_reader, null_sets_and_unique_ids_are_read) {
+    EXPECT_EQ(read({"\0"s}).get(), kCFNull);
+    const auto set = read({"\xC2\1\2", "\x10\1", "\x51k"});
+    ASSERT_TRUE(set);
+    EXPECT_TRUE(CFEqual(set.get(), make_set({make_number(1).get(), CFSTR("k")}).get()));
+    EXPECT_EQ(description({"\x80\5"}), "<CFKeyedArchiverUID 5>");
+    EXPECT_EQ(description({"\x83\xFF\xFF\xFF\xFF"}), "<CFKeyedArchiverUID 4294967295>");
+    EXPECT_EQ(description({"\x87\0\0\0\0\0\0\0\6"s}), "<CFKeyedArchiverUID 6>");
+}
+
+TEST(property_list_binary_reader, unique_ids_have_32_bits) {
+    const std::string too_large = "binary property list: unique id beyond 32 bits";
+    EXPECT_EQ(refusal({"\x84\1\0\0\0\0"s}), too_large);
+    EXPECT_EQ(refusal({"\x8F" + std::string(16, '\0')}), too_large);
+}
+
+TEST(property_list_binary_reader, a_set_that_holds_itself_is_refused) {
+    EXPECT_EQ(refusal({"\xC1\0"s}), "binary property list: container inside itself");
 }
 
 TEST(property_list_binary_reader, counts_from_fifteen_on_stand_in_an_integer) {
@@ -181,16 +210,20 @@ TEST(property_list_binary_reader, dictionaries_hold_keys_then_values) {
     EXPECT_EQ(description({"\xD0"}), "{}");
 }
 
-TEST(property_list_binary_reader, of_two_equal_keys_the_last_wins) {
-    EXPECT_EQ(description({"\xD2\1\2\3\4", "\x51k", "\x51k", "\x10\1", "\x10\2"}), "{k = 2}");
+TEST(property_list_binary_reader, of_two_equal_keys_the_first_wins) {
+    EXPECT_EQ(description({"\xD2\1\2\3\4", "\x51k", "\x51k", "\x10\1", "\x10\2"}), "{k = 1}");
 }
 
-TEST(property_list_binary_reader, keys_must_be_strings) {
-    EXPECT_EQ(refusal({"\xD1\1\1", "\x10\1"}), "binary property list: key that is no string");
+TEST(property_list_binary_reader, keys_are_strings_or_numbers) {
+    EXPECT_EQ(description({"\xD1\1\1", "\x10\1"}), "{1 = 1}");
+    EXPECT_EQ(refusal({"\xD1\1\1", "\x09"}),
+              "binary property list: key that is no string or number");
+    EXPECT_EQ(refusal({"\xD1\1\1", "\xA0"}),
+              "binary property list: key that is no string or number");
 }
 
 TEST(property_list_binary_reader, other_types_are_refused) {
-    for (const char marker : {'\x00', '\x0F', '\x15', '\x24', '\x32', '\x80', '\xC0', '\xE0'}) {
+    for (const char marker : {'\x01', '\x0F', '\x15', '\x24', '\x32', '\xB0', '\xE0'}) {
         EXPECT_EQ(refusal({std::string(1, marker) + std::string(64, '\0')}),
                   "binary property list: unknown type of object");
     }
@@ -199,7 +232,7 @@ TEST(property_list_binary_reader, other_types_are_refused) {
 TEST(property_list_binary_reader, an_object_is_made_once_however_often_it_is_referred_to) {
     const auto value = read({"\xA3\1\1\1", "\x51k"});
     ASSERT_TRUE(value);
-    EXPECT_EQ(description_of(value.get()), "(k, k, k)");
+    EXPECT_EQ(content_of(value.get()), "(k, k, k)");
     EXPECT_EQ(simulator::live_objects()["CFString"], 1);
 }
 
@@ -211,7 +244,7 @@ TEST(property_list_binary_reader, the_top_object_can_be_any) {
                                               1}
                                       .bytes());
     ASSERT_TRUE(value);
-    EXPECT_EQ(description_of(value.get()), "b");
+    EXPECT_EQ(content_of(value.get()), "b");
 }
 
 TEST(property_list_binary_reader, references_to_no_object_are_refused) {

@@ -1,5 +1,6 @@
 #include "simulator/core_foundation/property_list_text.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <limits>
@@ -8,24 +9,62 @@ namespace simulator {
 
 namespace {
 
-/// All of `text` as from_chars reads it in the given way (a base or a format); none when something
-/// is left over, or when it does not fit.
-template<class Number, class How>
-std::optional<Number> parse_all(std::string_view text, How how) {
-    Number number{};
-    const char* const end = text.data() + text.size();
-    const auto result = std::from_chars(text.data(), end, number, how);
-    const bool is_read = result.ec == std::errc() && result.ptr == end;
-    return is_read ? std::optional(number) : std::nullopt;
-}
-
-/// Takes a sign off the front; true for minus.
+/// Takes white space, a sign, and a blank after the sign off the front; true for minus.
 bool take_sign(std::string_view& text) {
+    while (!text.empty() && is_xml_space(text.front())) {
+        text.remove_prefix(1);
+    }
     const bool is_negative = text.starts_with('-');
     if (is_negative || text.starts_with('+')) {
         text.remove_prefix(1);
+        text.remove_prefix(text.starts_with(' ') ? 1 : 0);
     }
     return is_negative;
+}
+
+bool is_digit(char character) {
+    return character >= '0' && character <= '9';
+}
+
+/// Whether a decimal fraction that no double holds is too large, and not too small.
+bool is_too_large(std::string_view text) {
+    const std::size_t exponent_at = std::min(text.find_first_of("eE"), text.size());
+    const std::string_view digits = text.substr(0, exponent_at);
+    const auto point = static_cast<std::int64_t>(std::min(digits.find('.'), digits.size()));
+    const auto first = static_cast<std::int64_t>(digits.find_first_not_of("0."));
+    std::string_view exponent_text = text.substr(std::min(exponent_at + 1, text.size()));
+    exponent_text.remove_prefix(exponent_text.starts_with('+') ? 1 : 0);
+    std::int64_t exponent = 0;
+    const auto result = std::from_chars(
+        exponent_text.data(), exponent_text.data() + exponent_text.size(), exponent);
+    if (result.ec == std::errc::result_out_of_range) {
+        return !exponent_text.starts_with('-');
+    }
+    return exponent > first - point;
+}
+
+std::optional<double> parse_magnitude(std::string_view text) {
+    // Words are read below; from_chars knows more of them.
+    if (text.empty() || !(is_digit(text.front()) || text.front() == '.')) {
+        return std::nullopt;
+    }
+    double number = 0;
+    const char* const end = text.data() + text.size();
+    const auto result = std::from_chars(text.data(), end, number);
+    if (result.ptr != end) {
+        return std::nullopt;
+    }
+    if (result.ec == std::errc::result_out_of_range) {
+        return is_too_large(text) ? std::numeric_limits<double>::infinity() : 0;
+    }
+    return result.ec == std::errc() ? std::optional(number) : std::nullopt;
+}
+
+/// Whether `text` is `word`, which is in lower case, in any case.
+bool is_word(std::string_view text, std::string_view word) {
+    return std::ranges::equal(text, word, [](char left, char right) {
+        return (left >= 'A' && left <= 'Z' ? left + ('a' - 'A') : left) == right;
+    });
 }
 
 /// The bits that a digit of base64 stands for; -1 for every other character.
@@ -42,46 +81,41 @@ constexpr std::array<int, 256> base64_values = [] {
 
 } // namespace
 
-std::string_view trim_xml_space(std::string_view text) {
-    while (!text.empty() && is_xml_space(text.front())) {
-        text.remove_prefix(1);
-    }
-    while (!text.empty() && is_xml_space(text.back())) {
-        text.remove_suffix(1);
-    }
-    return text;
-}
-
 std::optional<__CFNumber::value_type> parse_integer(std::string_view text) {
     const bool is_negative = take_sign(text);
     const bool is_hexadecimal = text.starts_with("0x") || text.starts_with("0X");
     text.remove_prefix(is_hexadecimal ? 2 : 0);
-    const auto magnitude = parse_all<std::uint64_t>(text, is_hexadecimal ? 16 : 10);
-    if (!magnitude) {
+    std::uint64_t magnitude = 0;
+    const char* const end = text.data() + text.size();
+    const auto result = std::from_chars(text.data(), end, magnitude, is_hexadecimal ? 16 : 10);
+    if (result.ec != std::errc() || result.ptr != end) {
         return std::nullopt;
     }
     constexpr std::uint64_t largest_signed = std::numeric_limits<std::int64_t>::max();
     if (is_negative) {
-        return *magnitude <= largest_signed + 1
-                   ? std::optional(static_cast<std::int64_t>(0 - *magnitude))
+        return magnitude <= largest_signed + 1
+                   ? std::optional(static_cast<std::int64_t>(0 - magnitude))
                    : std::nullopt;
     }
-    if (*magnitude > largest_signed) {
-        return *magnitude;
+    if (magnitude > largest_signed) {
+        return magnitude;
     }
-    return static_cast<std::int64_t>(*magnitude);
+    return static_cast<std::int64_t>(magnitude);
 }
 
 std::optional<__CFNumber::value_type> parse_real(std::string_view text) {
+    const std::string_view whole = text;
     const bool is_negative = take_sign(text);
-    if (text.starts_with('-')) {
-        return std::nullopt;
+    const auto magnitude = is_word(text, "inf") || is_word(text, "infinity")
+                               ? std::numeric_limits<double>::infinity()
+                               : parse_magnitude(text);
+    if (magnitude) {
+        return is_negative ? -*magnitude : *magnitude;
     }
-    const auto magnitude = parse_all<double>(text, std::chars_format::general);
-    if (!magnitude) {
-        return std::nullopt;
-    }
-    return is_negative ? -*magnitude : *magnitude;
+    const bool is_unsigned = whole.find_first_of("+-") == std::string_view::npos;
+    return is_unsigned && is_word(text, "nan")
+               ? std::optional<__CFNumber::value_type>(std::numeric_limits<double>::quiet_NaN())
+               : std::nullopt;
 }
 
 std::optional<std::vector<std::uint8_t>> parse_base64(std::string_view text) {

@@ -16,14 +16,13 @@ constexpr bool is_xml_space(char character) {
     return character == ' ' || character == '\t' || character == '\r' || character == '\n';
 }
 
-/// `text` without white space at its ends.
-std::string_view trim_xml_space(std::string_view text);
-
-/// Decimal, or hexadecimal after "0x", with or without a sign: -2^63 to 2^64 - 1.
+/// Decimal, or hexadecimal after "0x", with or without a sign, which a blank may follow: -2^63 to
+/// 2^64 - 1. White space may stand in front.
 std::optional<__CFNumber::value_type> parse_integer(std::string_view text);
 
-/// A decimal fraction with or without an exponent, or "nan", "inf", "infinity" in any case, with or
-/// without a sign. None for what a double cannot hold.
+/// A decimal fraction with or without an exponent, or "inf" or "infinity", with or without a sign,
+/// which a blank may follow; or "nan". Words may be in any case. What is too large for a double is
+/// infinite, what is too small is zero. White space may stand in front.
 std::optional<__CFNumber::value_type> parse_real(std::string_view text);
 
 /// Base64 in groups of four, the last one padded, with white space anywhere.

@@ -17,12 +17,6 @@ std::optional<std::string> decoded(std::string_view text) {
     return bytes ? std::optional(std::string(bytes->begin(), bytes->end())) : std::nullopt;
 }
 
-TEST(trim_xml_space, takes_white_space_off_both_ends) {
-    EXPECT_EQ(trim_xml_space(" \t\r\na b\n"), "a b");
-    EXPECT_EQ(trim_xml_space(" \n"), "");
-    EXPECT_EQ(trim_xml_space(""), "");
-}
-
 TEST(parse_integer, reads_decimal) {
     EXPECT_EQ(parse_integer("0"), number(std::int64_t{0}));
     EXPECT_EQ(parse_integer("+5"), number(std::int64_t{5}));
@@ -33,6 +27,12 @@ TEST(parse_integer, reads_hexadecimal) {
     EXPECT_EQ(parse_integer("0xfF"), number(std::int64_t{255}));
     EXPECT_EQ(parse_integer("0X10"), number(std::int64_t{16}));
     EXPECT_EQ(parse_integer("-0x10"), number(std::int64_t{-16}));
+}
+
+TEST(parse_integer, white_space_may_stand_in_front_and_a_blank_after_the_sign) {
+    EXPECT_EQ(parse_integer(" \t\r\n7"), number(std::int64_t{7}));
+    EXPECT_EQ(parse_integer("- 5"), number(std::int64_t{-5}));
+    EXPECT_EQ(parse_integer(" + 0x10"), number(std::int64_t{16}));
 }
 
 TEST(parse_integer, holds_all_of_64_bits) {
@@ -54,7 +54,8 @@ TEST(parse_integer, what_does_not_fit_is_refused) {
 }
 
 TEST(parse_integer, other_texts_are_refused) {
-    for (const char* text : {"", "-", "+", "0x", "--1", "+-1", "1.0", "1 ", "ff", "0x-1", "1e3"}) {
+    for (const char* text : {"", "-", "+", "0x", "--1", "+-1", "1.0", "1 ", "ff", "0x-1", "1e3",
+                             "-  1", "-\t1", "1 2"}) {
         EXPECT_EQ(parse_integer(text), no_number) << text;
     }
 }
@@ -74,8 +75,31 @@ TEST(parse_real, reads_what_is_not_finite) {
     EXPECT_EQ(parse_real("-Infinity"), number(-INFINITY));
 }
 
+TEST(parse_real, what_is_too_large_is_infinite) {
+    EXPECT_EQ(parse_real("1e400"), number(INFINITY));
+    EXPECT_EQ(parse_real("-1E+400"), number(-INFINITY));
+    EXPECT_EQ(parse_real("1e99999999999999999999"), number(INFINITY));
+    EXPECT_EQ(parse_real("0.001e320"), number(INFINITY));
+    EXPECT_EQ(parse_real(std::string(400, '9')), number(INFINITY));
+}
+
+TEST(parse_real, what_is_too_small_is_zero) {
+    EXPECT_EQ(parse_real("1e-400"), number(0.0));
+    EXPECT_EQ(parse_real("1000e-400"), number(0.0));
+    EXPECT_EQ(parse_real("1e-99999999999999999999"), number(0.0));
+    EXPECT_EQ(parse_real("0." + std::string(400, '0') + "1"), number(0.0));
+    EXPECT_TRUE(std::signbit(std::get<double>(parse_real("-1e-400").value())));
+}
+
+TEST(parse_real, white_space_may_stand_in_front_and_a_blank_after_the_sign) {
+    EXPECT_EQ(parse_real("\n 1.5"), number(1.5));
+    EXPECT_EQ(parse_real("- 1.5"), number(-1.5));
+}
+
 TEST(parse_real, other_texts_are_refused) {
-    for (const char* text : {"", "+", "+-1", "--1", "1,5", "0x10", "1e", "1e400", "1.5 ", "e5"}) {
+    for (const char* text :
+         {"", "+", "+-1", "--1", "1,5", "0x10", "1e", "1.5 ", "e5", "-nan", "+nan", "nan(1)", "nan ",
+          "infinit", "inf ", "-  1", "1e400 "}) {
         EXPECT_EQ(parse_real(text), no_number) << text;
     }
 }

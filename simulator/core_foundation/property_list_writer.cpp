@@ -6,6 +6,7 @@
 #include "simulator/core_foundation/number.h"
 #include "simulator/core_foundation/property_list.h"
 #include "simulator/core_foundation/string.h"
+#include "simulator/core_foundation/unique_id.h"
 
 #include <algorithm>
 #include <string_view>
@@ -44,9 +45,36 @@ public:
         text += head;
     }
 
-    void write(const object& value, int depth) {
+    void write(const object& value) {
+        put(value);
+        while (!open_.empty()) {
+            put_next();
+        }
+    }
+
+    std::string text;
+
+private:
+    struct entry {
+        const __CFString* key;
+        const object* value;
+    };
+
+    /// A container whose opening tag has been written. Kept apart from the stack of the thread,
+    /// which ends sooner than what a program may nest.
+    struct open_container {
+        /// Null for a dictionary.
+        const __CFArray* array;
+        /// Of a dictionary, in the order in which they are written.
+        std::vector<entry> entries;
+        std::size_t next = 0;
+    };
+
+    /// Writes a scalar, or opens a container.
+    void put(const object& value) {
+        const std::size_t depth = open_.size();
         if (const auto* string = cast<__CFString>(&value)) {
-            element("<string>", string->utf8, "</string>\n", depth);
+            element("<string>", string->valid_part(), "</string>\n", depth);
         } else if (const auto* number = cast<__CFNumber>(&value)) {
             const auto digits = number_text(number->value);
             if (std::holds_alternative<double>(number->value)) {
@@ -57,30 +85,48 @@ public:
         } else if (const auto* boolean = cast<__CFBoolean>(&value)) {
             line(boolean->value ? "<true/>\n" : "<false/>\n", depth);
         } else if (const auto* date = cast<__CFDate>(&value)) {
-            write_date(*date, depth);
+            element("<date>", date_text(date->time), "</date>\n", depth);
         } else if (const auto* data = cast<__CFData>(&value)) {
             write_data(*data, depth);
         } else if (const auto* array = cast<__CFArray>(&value)) {
-            write_array(*array, depth);
+            open_array(*array, depth);
         } else if (const auto* dictionary = cast<__CFDictionary>(&value)) {
-            write_dictionary(*dictionary, depth);
+            open_dictionary(*dictionary, depth);
+        } else if (const auto* id = cast<__CFKeyedArchiverUID>(&value)) {
+            write_unique_id(*id, depth);
         } else {
             throw property_list_error(std::string(value.type().name()) + " in a property list");
         }
     }
 
-    std::string text;
+    /// Goes on with the innermost container.
+    void put_next() {
+        open_container& innermost = open_.back();
+        if (innermost.array != nullptr) {
+            const auto& values = innermost.array->values;
+            if (innermost.next == values.size()) {
+                close("</array>\n");
+            } else {
+                put(*values[innermost.next++]);
+            }
+        } else if (innermost.next == innermost.entries.size()) {
+            close("</dict>\n");
+        } else {
+            const auto [key, value] = innermost.entries[innermost.next++];
+            element("<key>", key->valid_part(), "</key>\n", open_.size());
+            put(*value);
+        }
+    }
 
-private:
-    void indent(int depth) { text.append(static_cast<std::size_t>(depth), '\t'); }
+    void indent(std::size_t depth) { text.append(depth, '\t'); }
 
-    void line(std::string_view content, int depth) {
+    void line(std::string_view content, std::size_t depth) {
         indent(depth);
         text += content;
     }
 
     void element(std::string_view opening, std::string_view content, std::string_view closing,
-                 int depth) {
+                 std::size_t depth) {
         line(opening, depth);
         append_escaped(content);
         text += closing;
@@ -99,23 +145,17 @@ private:
         }
     }
 
-    void write_date(const __CFDate& date, int depth) {
-        const auto written = date_text(date.time);
-        if (!written) {
-            throw property_list_error("date outside the years 0 to 9999");
-        }
-        element("<date>", *written, "</date>\n", depth);
-    }
-
-    void write_data(const __CFData& data, int depth) {
-        // Lines get shorter to the right, as if a tab were eight columns wide, down to one group.
-        const auto line_length = static_cast<std::size_t>(std::max(76 - 8 * depth, 4));
+    void write_data(const __CFData& data, std::size_t depth) {
+        // Lines get shorter to the right, as if a tab were eight columns wide, up to a depth of
+        // eight. The lines of deeper ones are not indented any further; the tags are.
+        const std::size_t line_depth = std::min<std::size_t>(depth, 8);
+        const std::size_t line_length = 76 - 8 * line_depth;
         line("<data>\n", depth);
         const std::size_t line_bytes = line_length / 4 * 3;
         for (auto rest = data.bytes; !rest.empty();) {
             auto piece = rest.first(std::min(rest.size(), line_bytes));
             rest = rest.subspan(piece.size());
-            indent(depth);
+            indent(line_depth);
             while (!piece.empty()) {
                 const auto group = piece.first(std::min<std::size_t>(piece.size(), 3));
                 append_base64_group(text, group);
@@ -126,56 +166,65 @@ private:
         line("</data>\n", depth);
     }
 
-    void write_array(const __CFArray& array, int depth) {
+    /// In XML it is a dictionary.
+    void write_unique_id(const __CFKeyedArchiverUID& id, std::size_t depth) {
+        line("<dict>\n", depth);
+        line("<key>CF$UID</key>\n", depth + 1);
+        element("<integer>", std::to_string(id.value), "</integer>\n", depth + 1);
+        line("</dict>\n", depth);
+    }
+
+    void open_array(const __CFArray& array, std::size_t depth) {
         check_depth(depth);
         if (array.values.empty()) {
             line("<array/>\n", depth);
             return;
         }
         line("<array>\n", depth);
-        for (const auto& value : array.values) {
-            write(*value, depth + 1);
-        }
-        line("</array>\n", depth);
+        open_.push_back({&array, {}});
     }
 
-    void write_dictionary(const __CFDictionary& dictionary, int depth) {
+    void open_dictionary(const __CFDictionary& dictionary, std::size_t depth) {
         check_depth(depth);
-        std::vector<std::pair<std::string_view, const object*>> entries;
+        std::vector<entry> entries;
         for (const auto& [key, value] : dictionary.table.entries()) {
             const auto* string = cast<__CFString>(key.get());
             if (string == nullptr) {
                 throw property_list_error(std::string(key->type().name()) +
                                           " as a key in a property list");
             }
-            entries.emplace_back(string->utf8, value.get());
+            entries.push_back({string, value.get()});
         }
         if (entries.empty()) {
             line("<dict/>\n", depth);
             return;
         }
-        std::ranges::sort(entries);
+        std::ranges::sort(entries, [](const entry& left, const entry& right) {
+            return is_before(*left.key, *right.key);
+        });
         line("<dict>\n", depth);
-        for (const auto& [key, value] : entries) {
-            element("<key>", key, "</key>\n", depth + 1);
-            write(*value, depth + 1);
-        }
-        line("</dict>\n", depth);
+        open_.push_back({nullptr, std::move(entries)});
     }
 
-    /// What is written can be read back; and a container that holds itself ends here.
-    static void check_depth(int depth) {
-        if (depth >= property_list_depth_limit) {
+    void close(std::string_view tag) {
+        open_.pop_back();
+        line(tag, open_.size());
+    }
+
+    static void check_depth(std::size_t depth) {
+        if (depth >= property_list_written_depth_limit) {
             throw property_list_error("containers nested too deep");
         }
     }
+
+    std::vector<open_container> open_;
 };
 
 } // namespace
 
 std::string write_xml_property_list(const object& value) {
     xml_writer writer;
-    writer.write(value, 0);
+    writer.write(value);
     writer.text += tail;
     return std::move(writer.text);
 }

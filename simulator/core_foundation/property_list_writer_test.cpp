@@ -1,5 +1,6 @@
 #include "simulator/core_foundation/number.h"
 #include "simulator/core_foundation/property_list.h"
+#include "simulator/core_foundation/string.h"
 #include "simulator/core_foundation/test_objects.h"
 
 #include <gtest/gtest.h>
@@ -42,7 +43,10 @@ std::string refusal(CFTypeRef value, CFPropertyListFormat format = kCFPropertyLi
     if (document || !owned_error) {
         return "(not refused)";
     }
-    return text_of(handle<CFStringRef>(CFErrorCopyDescription(error)).get());
+    const std::string prefix = "Error Domain=NSCocoaErrorDomain Code=3851 \"";
+    const std::string text = description_of(error);
+    return text.starts_with(prefix) ? text.substr(prefix.size(), text.size() - prefix.size() - 1)
+                                    : "(other error) " + text;
 }
 
 TEST(property_list_writer, a_document_is_framed_and_ends_in_a_line_feed) {
@@ -81,6 +85,39 @@ TEST(property_list_writer, reals_have_seventeen_significant_digits) {
     EXPECT_EQ(written(make_real(2.0).get()), "<real>2</real>\n");
     EXPECT_EQ(written(make_real(-1e100).get()), "<real>-1e+100</real>\n");
     EXPECT_EQ(written(make_real(1.0 / 3).get()), "<real>0.33333333333333331</real>\n");
+}
+
+TEST(property_list_writer, real_zeros_have_a_fraction_and_no_sign) {
+    EXPECT_EQ(written(make_real(0.0).get()), "<real>0.0</real>\n");
+    EXPECT_EQ(written(make_real(-0.0).get()), "<real>0.0</real>\n");
+    EXPECT_EQ(written(make_number(0).get()), "<integer>0</integer>\n");
+}
+
+TEST(property_list_writer, dates_of_any_year_are_written) {
+    EXPECT_EQ(written(make_date(252423993600).get()), "<date>10000-01-01T00:00:00Z</date>\n");
+    EXPECT_EQ(written(make_date(-63180000001).get()), "<date>-002-11-27T23:59:59Z</date>\n");
+}
+
+TEST(property_list_writer, a_date_that_is_no_time_is_written_and_refused_when_read) {
+    for (const double time : {static_cast<double>(NAN), HUGE_VAL, -HUGE_VAL}) {
+        const auto document = data_of(make_date(time).get());
+        ASSERT_TRUE(document);
+        EXPECT_FALSE(handle<CFPropertyListRef>(CFPropertyListCreateWithData(
+            kCFAllocatorDefault, document.get(), kCFPropertyListImmutable, nullptr, nullptr)));
+    }
+}
+
+TEST(property_list_writer, a_text_stops_at_an_unpaired_surrogate) {
+    const handle<CFStringRef> text(
+        simulator::create<__CFString>("ab\xED\xA0\x80" "cd", 5, false));
+    EXPECT_EQ(written(text.get()), "<string>ab</string>\n");
+    EXPECT_EQ(written(make_dictionary({{text.get(), kCFBooleanTrue}}).get()),
+              "<dict>\n\t<key>ab</key>\n\t<true/>\n</dict>\n");
+}
+
+TEST(property_list_writer, control_characters_are_written_as_they_are) {
+    EXPECT_EQ(written(make_string("a\x01\x1F\x7F\xEF\xBF\xBE\xEF\xBF\xBF\r").get()),
+              "<string>a\x01\x1F\x7F\xEF\xBF\xBE\xEF\xBF\xBF\r</string>\n");
 }
 
 TEST(property_list_writer, reals_that_are_not_finite_have_names) {
@@ -132,6 +169,23 @@ TEST(property_list_writer, keys_are_sorted) {
                                       "</dict>\n");
 }
 
+TEST(property_list_writer, keys_are_sorted_by_utf_16_units) {
+    const handle<CFStringRef> surrogate(
+        simulator::create<__CFString>("\xED\xA1\x80", 1, false));
+    const auto entries = make_dictionary({{CFSTR("\xEE\x80\x80"), make_number(1).get()},
+                                          {CFSTR("\xF0\x9F\x98\x80"), make_number(2).get()},
+                                          {CFSTR("\xEF\xBF\xBD"), make_number(3).get()},
+                                          {CFSTR("\xED\x9F\xBF"), make_number(4).get()},
+                                          {surrogate.get(), make_number(5).get()}});
+    EXPECT_EQ(written(entries.get()), "<dict>\n"
+                                      "\t<key>\xED\x9F\xBF</key>\n\t<integer>4</integer>\n"
+                                      "\t<key>\xF0\x9F\x98\x80</key>\n\t<integer>2</integer>\n"
+                                      "\t<key></key>\n\t<integer>5</integer>\n"
+                                      "\t<key>\xEE\x80\x80</key>\n\t<integer>1</integer>\n"
+                                      "\t<key>\xEF\xBF\xBD</key>\n\t<integer>3</integer>\n"
+                                      "</dict>\n");
+}
+
 TEST(property_list_writer, data_of_every_last_group) {
     EXPECT_EQ(written(make_data("").get()), "<data>\n</data>\n");
     EXPECT_EQ(written(make_data("f").get()), "<data>\nZg==\n</data>\n");
@@ -162,21 +216,30 @@ TEST(property_list_writer, data_one_deep_has_lines_of_68_characters) {
               "</array>\n");
 }
 
-TEST(property_list_writer, data_nine_deep_and_deeper_has_lines_of_one_group) {
-    auto value = make_array({make_data("foobar").get()});
-    for (int depth = 1; depth < 9; ++depth) {
-        value = make_array({value.get()});
+/// `value` in `depth` arrays.
+handle<CFTypeRef> nested(CFTypeRef value, int depth) {
+    handle<CFTypeRef> result(CFRetain(value));
+    for (int i = 0; i < depth; ++i) {
+        result = make_array({result.get()});
     }
-    EXPECT_NE(written(value.get())
-                  .find("\n\t\t\t\t\t\t\t\t\t<data>\n"
-                        "\t\t\t\t\t\t\t\t\tZm9v\n"
-                        "\t\t\t\t\t\t\t\t\tYmFy\n"
-                        "\t\t\t\t\t\t\t\t\t</data>\n"),
+    return result;
+}
+
+std::string tabs(std::size_t count) {
+    return std::string(count, '\t');
+}
+
+TEST(property_list_writer, data_eight_deep_has_lines_of_twelve_characters) {
+    EXPECT_NE(written(nested(make_data("123456789abc").get(), 8).get())
+                  .find("\n" + tabs(8) + "<data>\n" + tabs(8) + "MTIzNDU2Nzg5\n" + tabs(8) +
+                        "YWJj\n" + tabs(8) + "</data>\n"),
               std::string::npos);
-    value = make_array({value.get()});
-    EXPECT_NE(written(value.get())
-                  .find("\n\t\t\t\t\t\t\t\t\t\tZm9v\n"
-                        "\t\t\t\t\t\t\t\t\t\tYmFy\n"),
+}
+
+TEST(property_list_writer, data_deeper_than_eight_keeps_its_lines_and_indents_the_tags) {
+    EXPECT_NE(written(nested(make_data("123456789abc").get(), 11).get())
+                  .find("\n" + tabs(11) + "<data>\n" + tabs(8) + "MTIzNDU2Nzg5\n" + tabs(8) +
+                        "YWJj\n" + tabs(11) + "</data>\n"),
               std::string::npos);
 }
 
@@ -185,7 +248,6 @@ TEST(property_list_writer, what_has_no_form_is_refused_with_an_error) {
     EXPECT_EQ(refusal(make_array({kCFNull}).get()), "CFNull in a property list");
     EXPECT_EQ(refusal(make_dictionary({{make_number(1).get(), kCFBooleanTrue}}).get()),
               "CFNumber as a key in a property list");
-    EXPECT_EQ(refusal(make_date(1e12).get()), "date outside the years 0 to 9999");
 }
 
 TEST(property_list_writer, other_formats_are_refused_with_an_error) {
@@ -203,17 +265,23 @@ TEST(property_list_writer, an_error_names_its_domain_and_code) {
     const handle<CFErrorRef> owned_error(error);
     ASSERT_TRUE(owned_error);
     EXPECT_EQ(text_of(CFErrorGetDomain(error)), "NSCocoaErrorDomain");
-    EXPECT_EQ(CFErrorGetCode(error), 3852);
+    EXPECT_EQ(CFErrorGetCode(error), 3851);
+    EXPECT_EQ(CFErrorCopyDescription(error), nullptr);
 }
 
-TEST(property_list_writer, containers_nest_as_deep_as_can_be_read) {
-    auto value = make_array();
-    for (int depth = 1; depth < 512; ++depth) {
-        value = make_array({value.get()});
-    }
-    EXPECT_TRUE(data_of(value.get()));
-    value = make_array({value.get()});
-    EXPECT_EQ(refusal(value.get()), "containers nested too deep");
+TEST(property_list_writer, two_thousand_containers_may_nest) {
+    const std::string text = written(nested(kCFBooleanTrue, 2'000).get());
+    EXPECT_NE(text.find("\n" + tabs(2'000) + "<true/>\n"), std::string::npos);
+    EXPECT_TRUE(text.starts_with("<array>\n\t<array>\n"));
+    EXPECT_TRUE(text.ends_with("\n\t</array>\n</array>\n"));
+}
+
+TEST(property_list_writer, a_container_that_holds_itself_is_refused) {
+    const auto dictionary = make_dictionary();
+    CFDictionarySetValue(dictionary.get(), CFSTR("self"), dictionary.get());
+    EXPECT_EQ(refusal(dictionary.get()), "containers nested too deep");
+    // Or else it would never go.
+    CFDictionarySetValue(dictionary.get(), CFSTR("self"), kCFBooleanTrue);
 }
 
 TEST(property_list_writer, told_to_fail_it_gives_no_error) {

@@ -10,7 +10,7 @@ using testing::ElementsAre;
 using namespace simulator::test;
 
 void append_description(const void* value, void* context) {
-    static_cast<std::vector<std::string>*>(context)->push_back(description_of(value));
+    static_cast<std::vector<std::string>*>(context)->push_back(content_of(value));
 }
 
 TEST(cf_set, holds_equal_members_once) {

@@ -2,13 +2,17 @@
 
 #include "simulator/core_foundation/utf8.h"
 
+#include <algorithm>
+#include <array>
+#include <cstdio>
 #include <cstring>
 #include <functional>
+#include <limits>
 #include <mutex>
 #include <unordered_map>
 
-__CFString::__CFString(std::string text, CFIndex length)
-    : object(static_type()), utf8(std::move(text)), utf16_length(length) {}
+__CFString::__CFString(std::string text, CFIndex length, bool valid)
+    : object(static_type()), utf8(std::move(text)), utf16_length(length), is_valid(valid) {}
 
 const simulator::runtime_type& __CFString::static_type() {
     static const auto& type = *new simulator::runtime_type("CFString");
@@ -23,12 +27,36 @@ CFHashCode __CFString::hash() const {
     return std::hash<std::string>()(utf8);
 }
 
+std::string __CFString::describe() const {
+    std::array<char, 32> address{};
+    std::snprintf(address.data(), address.size(), "%p", static_cast<const void*>(this));
+    const std::string_view prefix = address[0] == '0' && address[1] == 'x' ? "" : "0x";
+    return "<CFString " + std::string(prefix) + address.data() + ">{contents = \"" +
+           std::string(valid_part()) + "\"}";
+}
+
+std::string_view __CFString::valid_part() const {
+    return is_valid ? utf8 : std::string_view(utf8).substr(0, simulator::valid_length(utf8));
+}
+
 namespace simulator {
 
 namespace {
 
-/// As three bytes of what would be UTF-8 if surrogates were allowed there.
-constexpr const char* unpaired_surrogate = "\xED\xA0\x80";
+/// The first of the two bytes from which on UTF-8 and UTF-16 disagree about the order: U+E000 to
+/// U+FFFF begin with it or the next, and all that takes two code units with a later one.
+constexpr unsigned char first_of_private_use = 0xEE;
+
+unsigned char place_in_utf16(char byte) {
+    const auto value = static_cast<unsigned char>(byte);
+    const bool is_moved = value == first_of_private_use || value == first_of_private_use + 1;
+    return static_cast<unsigned char>(value + (is_moved ? 0x10 : 0));
+}
+
+CFStringRef make_unmarked_string(std::string_view utf8) {
+    constexpr std::string_view mark = "\xEF\xBB\xBF";
+    return make_string(std::string(utf8.substr(utf8.starts_with(mark) ? mark.size() : 0)));
+}
 
 } // namespace
 
@@ -38,11 +66,18 @@ CFStringRef make_string(std::string utf8) {
 }
 
 CFStringRef make_unpaired_surrogate() {
-    return create<__CFString>(unpaired_surrogate, 1);
+    return create<__CFString>("\xED\xA0\x80", 1, false);
 }
 
-std::string_view text_of(CFStringRef string, const char* function) {
-    return checked(string, function).utf8;
+bool is_before(const __CFString& left, const __CFString& right) {
+    if (!left.is_valid || !right.is_valid) {
+        return utf16_of(left.utf8) < utf16_of(right.utf8);
+    }
+    const auto [first, second] = std::ranges::mismatch(left.utf8, right.utf8);
+    if (first == left.utf8.end() || second == right.utf8.end()) {
+        return second != right.utf8.end();
+    }
+    return place_in_utf16(*first) < place_in_utf16(*second);
 }
 
 } // namespace simulator
@@ -55,7 +90,7 @@ CFTypeID CFStringGetTypeID() {
 
 CFStringRef CFStringCreateWithCString(CFAllocatorRef, const char* text, CFStringEncoding encoding) {
     const bool readable = text != nullptr && encoding == kCFStringEncodingUTF8;
-    return readable ? simulator::make_string(text) : nullptr;
+    return readable ? simulator::make_unmarked_string(text) : nullptr;
 }
 
 CFStringRef CFStringCreateWithBytes(CFAllocatorRef, const std::uint8_t* bytes, CFIndex count,
@@ -63,8 +98,8 @@ CFStringRef CFStringCreateWithBytes(CFAllocatorRef, const std::uint8_t* bytes, C
     if (count < 0 || encoding != kCFStringEncodingUTF8) {
         return nullptr;
     }
-    return simulator::make_string(
-        std::string(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(count)));
+    return simulator::make_unmarked_string(
+        {reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(count)});
 }
 
 CFIndex CFStringGetLength(CFStringRef string) {
@@ -73,7 +108,9 @@ CFIndex CFStringGetLength(CFStringRef string) {
 
 CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding) {
     // A character of four bytes is two code units.
-    return 3 * length;
+    constexpr CFIndex bytes_a_unit = 3;
+    return length > std::numeric_limits<CFIndex>::max() / bytes_a_unit ? kCFNotFound
+                                                                       : bytes_a_unit * length;
 }
 
 CFRange CFStringFind(CFStringRef string, CFStringRef string_to_find, CFStringCompareFlags options) {
@@ -82,12 +119,12 @@ CFRange CFStringFind(CFStringRef string, CFStringRef string_to_find, CFStringCom
     if (options != 0) {
         simulator::misuse(__func__, "options are not supported");
     }
-    // Valid UTF-8 is found where a character begins only.
+    // UTF-8 is found where a character begins only.
     const std::size_t position = wanted.empty() ? std::string_view::npos : text.find(wanted);
     if (position == std::string_view::npos) {
         return {kCFNotFound, 0};
     }
-    return {*simulator::utf16_length(text.substr(0, position)),
+    return {static_cast<CFIndex>(simulator::utf16_of(text.substr(0, position)).size()),
             checked(string_to_find).utf16_length};
 }
 
@@ -95,7 +132,7 @@ Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex size,
                            CFStringEncoding encoding) {
     const std::string& text = checked(string).utf8;
     if (encoding != kCFStringEncodingUTF8 || size <= static_cast<CFIndex>(text.size()) ||
-        text == simulator::unpaired_surrogate) {
+        !checked(string).is_valid) {
         return false;
     }
     std::memcpy(buffer, text.c_str(), text.size() + 1);

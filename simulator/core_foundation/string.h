@@ -8,16 +8,22 @@
 #include <string_view>
 
 struct __CFString final : simulator::object {
-    /// `utf8` is valid and takes `utf16_length` UTF-16 code units.
-    __CFString(std::string utf8, CFIndex utf16_length);
+    /// `utf8` takes `utf16_length` UTF-16 code units. An unpaired surrogate stands in it as three
+    /// bytes, as if UTF-8 had a form for it; `is_valid` is false then.
+    __CFString(std::string utf8, CFIndex utf16_length, bool is_valid = true);
     static const simulator::runtime_type& static_type();
 
     bool equals(const object& other) const override;
     CFHashCode hash() const override;
-    std::string describe() const override { return utf8; }
+    std::string describe() const override;
+    std::string describe_inside() const override { return std::string(valid_part()); }
+
+    /// The text up to the first unpaired surrogate.
+    std::string_view valid_part() const;
 
     const std::string utf8;
     const CFIndex utf16_length;
+    const bool is_valid;
 };
 
 namespace simulator {
@@ -28,8 +34,7 @@ CFStringRef make_string(std::string utf8);
 /// A string of one unpaired surrogate, which has no UTF-8 form; null when it has been told to fail.
 CFStringRef make_unpaired_surrogate();
 
-/// The text of a string; valid while the string lives. For functions of the platform, on whose
-/// behalf misuse is reported.
-std::string_view text_of(CFStringRef string, const char* function = __builtin_FUNCTION());
+/// Whether `left` stands before `right` in the order of their UTF-16 code units.
+bool is_before(const __CFString& left, const __CFString& right);
 
 } // namespace simulator

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstdint>
+#include <sstream>
 #include <string>
 
 namespace {
@@ -56,6 +58,12 @@ TEST(cf_string, a_unit_takes_at_most_three_bytes) {
     EXPECT_EQ(CFStringGetMaximumSizeForEncoding(7, kCFStringEncodingUTF8), 21);
 }
 
+TEST(cf_string, a_size_beyond_what_an_index_holds_is_minus_one) {
+    constexpr CFIndex third = 3074457345618258602;
+    EXPECT_EQ(CFStringGetMaximumSizeForEncoding(third, kCFStringEncodingUTF8), 9223372036854775806);
+    EXPECT_EQ(CFStringGetMaximumSizeForEncoding(third + 1, kCFStringEncodingUTF8), -1);
+}
+
 TEST(cf_string, equal_texts_are_equal_strings) {
     EXPECT_TRUE(CFEqual(make_string("same").get(), make_string("same").get()));
     EXPECT_TRUE(CFEqual(make_string("same").get(), CFSTR("same")));
@@ -96,8 +104,26 @@ TEST(cf_string_misuse, searching_with_options_ends_the_process) {
                  "simulator: CFStringFind: options are not supported");
 }
 
-TEST(cf_string, its_description_is_its_text) {
-    EXPECT_EQ(description_of(make_string("text").get()), "text");
+TEST(cf_string, its_description_has_type_address_and_text) {
+    const auto text = make_string("a \"b\"");
+    std::ostringstream address;
+    address << std::hex << reinterpret_cast<std::uintptr_t>(text.get());
+    const std::string description = description_of(text.get());
+    EXPECT_TRUE(description.starts_with("<CFString 0x")) << description;
+    EXPECT_NE(description.find(address.str()), std::string::npos) << description;
+    EXPECT_TRUE(description.ends_with(">{contents = \"a \"b\"\"}")) << description;
+}
+
+TEST(cf_string, a_container_describes_it_by_its_text) {
+    EXPECT_EQ(description_of(make_array({make_string("text").get()}).get()), "(text)");
+}
+
+TEST(cf_string, a_byte_order_mark_in_front_is_taken_off) {
+    EXPECT_EQ(text_of(make_string("\xEF\xBB\xBFtext").get()), "text");
+    EXPECT_EQ(CFStringGetLength(string_of_bytes("\xEF\xBB\xBFtext").get()), 4);
+    EXPECT_EQ(CFStringGetLength(string_of_bytes("\xEF\xBB\xBF").get()), 0);
+    EXPECT_EQ(CFStringGetLength(string_of_bytes("a\xEF\xBB\xBF").get()), 2);
+    EXPECT_EQ(CFStringGetLength(string_of_bytes("\xEF\xBB\xBF\xEF\xBB\xBF").get()), 1);
 }
 
 } // namespace

@@ -90,6 +90,12 @@ inline std::string description_of(CFTypeRef object) {
     return text_of(handle<CFStringRef>(CFCopyDescription(object)).get());
 }
 
+/// The text of a string, and what describes anything else.
+inline std::string content_of(CFTypeRef object) {
+    return CFGetTypeID(object) == CFStringGetTypeID() ? text_of(static_cast<CFStringRef>(object))
+                                                      : description_of(object);
+}
+
 inline std::string text_of(CFDataRef data) {
     return {reinterpret_cast<const char*>(CFDataGetBytePtr(data)),
             static_cast<std::size_t>(CFDataGetLength(data))};

@@ -1,6 +1,7 @@
 #include "simulator/core_foundation/object.h"
 #include "simulator/core_foundation/string.h"
 
+#include <algorithm>
 #include <string>
 
 namespace {
@@ -9,7 +10,7 @@ bool is_hexadecimal(char c) {
     return std::string_view("0123456789abcdefABCDEF").find(c) != std::string_view::npos;
 }
 
-/// Whether `text` holds only what RFC 3986 lets stand in a URI reference.
+/// Whether `text` holds only what RFC 3986 lets stand in a URI reference, and one fragment at most.
 bool is_url(std::string_view text) {
     constexpr std::string_view allowed = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ"
                                          "0123456789-._~:/?#[]@!$&'()*+,;=";
@@ -20,7 +21,7 @@ bool is_url(std::string_view text) {
             return false;
         }
     }
-    return !text.empty();
+    return std::ranges::count(text, '#') <= 1;
 }
 
 } // namespace
@@ -44,7 +45,7 @@ struct __CFURL final : simulator::object {
     }
     CFHashCode hash() const override { return text->hash(); }
     std::string describe() const override {
-        return base == nullptr ? text->utf8 : text->utf8 + " -- " + base->describe();
+        return base == nullptr ? text->utf8 : text->utf8 + " -- " + base->describe_inside();
     }
 
     const simulator::owned<const __CFString> text;

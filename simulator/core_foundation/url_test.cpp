@@ -13,10 +13,11 @@ handle<CFURLRef> url(const std::string& text, CFURLRef base = nullptr) {
 
 TEST(cf_url, is_made_of_the_characters_of_a_url) {
     EXPECT_TRUE(url("file:///a/b%20c?d=e#f"));
-    EXPECT_FALSE(url(""));
+    EXPECT_TRUE(url(""));
     EXPECT_FALSE(url("file:///a b"));
     EXPECT_FALSE(url("file:///%2"));
     EXPECT_FALSE(url("file:///%zz"));
+    EXPECT_FALSE(url("a#b#c"));
 }
 
 TEST(cf_url, text_and_base_tell_urls_apart) {

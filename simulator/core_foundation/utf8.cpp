@@ -56,32 +56,102 @@ std::size_t leading_ascii(std::string_view text) {
     return count;
 }
 
-} // namespace
+/// How many bytes the character of several bytes takes that `text` begins with; 0 when it begins
+/// with none.
+std::size_t leading_sequence(std::string_view text) {
+    const sequence next = sequence_of(static_cast<unsigned char>(text.front()));
+    if (next.length == 0 || next.length > text.size() ||
+        !in_range(text[1], next.second_from, next.second_to)) {
+        return 0;
+    }
+    for (std::size_t i = 2; i < next.length; ++i) {
+        if (!in_range(text[i], 0x80, 0xBF)) {
+            return 0;
+        }
+    }
+    return next.length;
+}
 
-std::optional<std::int64_t> utf16_length(std::string_view text) {
+/// Passes over what is valid at the beginning of `text`; how many UTF-16 code units that takes.
+std::int64_t skip_valid(std::string_view& text) {
     std::int64_t length = 0;
     for (;;) {
         const std::size_t ascii = leading_ascii(text);
         length += static_cast<std::int64_t>(ascii);
         text.remove_prefix(ascii);
-        if (text.empty()) {
+        const std::size_t bytes = text.empty() ? 0 : leading_sequence(text);
+        if (bytes == 0) {
             return length;
         }
-        const sequence next = sequence_of(static_cast<unsigned char>(text.front()));
-        if (next.length == 0 || next.length > text.size()) {
-            return std::nullopt;
-        }
-        if (!in_range(text[1], next.second_from, next.second_to)) {
-            return std::nullopt;
-        }
-        for (std::size_t i = 2; i < next.length; ++i) {
-            if (!in_range(text[i], 0x80, 0xBF)) {
-                return std::nullopt;
-            }
-        }
-        length += next.length == 4 ? 2 : 1;
-        text.remove_prefix(next.length);
+        length += bytes == 4 ? 2 : 1;
+        text.remove_prefix(bytes);
     }
+}
+
+} // namespace
+
+std::optional<std::int64_t> utf16_length(std::string_view text) {
+    const std::int64_t length = skip_valid(text);
+    return text.empty() ? std::optional(length) : std::nullopt;
+}
+
+std::size_t valid_length(std::string_view text) {
+    const std::size_t size = text.size();
+    skip_valid(text);
+    return size - text.size();
+}
+
+std::u16string utf16_of(std::string_view text) {
+    std::u16string result;
+    while (!text.empty()) {
+        const auto first = static_cast<unsigned char>(text.front());
+        const std::size_t bytes = first < 0x80 ? 1 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
+        auto code_point = static_cast<char32_t>(first & (bytes == 1 ? 0x7F : 0x7F >> bytes));
+        for (const char byte : text.substr(1, bytes - 1)) {
+            code_point = code_point << 6 | (static_cast<unsigned char>(byte) & 0x3F);
+        }
+        if (bytes == 4) {
+            code_point -= 0x10000;
+            result += static_cast<char16_t>(0xD800 | code_point >> 10);
+            result += static_cast<char16_t>(0xDC00 | (code_point & 0x3FF));
+        } else {
+            result += static_cast<char16_t>(code_point);
+        }
+        text.remove_prefix(bytes);
+    }
+    return result;
+}
+
+bool append_utf16(std::string& text, std::span<const std::uint8_t> bytes, bool is_big_endian) {
+    const std::size_t high = is_big_endian ? 0 : 1;
+    const auto take = [&bytes, high] {
+        const auto unit = static_cast<char32_t>(bytes[high] << 8 | bytes[1 - high]);
+        bytes = bytes.subspan(2);
+        return unit;
+    };
+    bool is_valid = true;
+    char32_t waiting = 0;
+    while (!bytes.empty()) {
+        const char32_t unit = take();
+        const bool is_low = unit >= 0xDC00 && unit < 0xE000;
+        if (waiting != 0 && is_low) {
+            append_utf8(text, 0x10000 + ((waiting - 0xD800) << 10) + (unit - 0xDC00));
+            waiting = 0;
+            continue;
+        }
+        if (waiting != 0) {
+            append_utf8(text, waiting);
+        }
+        is_valid = is_valid && waiting == 0 && !is_low;
+        waiting = unit >= 0xD800 && unit < 0xDC00 ? unit : 0;
+        if (waiting == 0) {
+            append_utf8(text, unit);
+        }
+    }
+    if (waiting != 0) {
+        append_utf8(text, waiting);
+    }
+    return is_valid && waiting == 0;
 }
 
 void append_utf8(std::string& text, char32_t code_point) {

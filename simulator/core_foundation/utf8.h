@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -12,7 +13,18 @@ namespace simulator {
 /// How many UTF-16 code units `text` takes; none when it is not valid UTF-8.
 std::optional<std::int64_t> utf16_length(std::string_view text);
 
-/// Appends a code point, which is no surrogate and not above U+10FFFF.
+/// How many bytes of `text` stand before the first that is not valid UTF-8.
+std::size_t valid_length(std::string_view text);
+
+/// The UTF-16 code units of `text`, which is UTF-8 but for unpaired surrogates of three bytes.
+std::u16string utf16_of(std::string_view text);
+
+/// Appends text of UTF-16 units; false when there is an unpaired surrogate in it, which takes three
+/// bytes. The bytes are even in number.
+bool append_utf16(std::string& text, std::span<const std::uint8_t> bytes, bool is_big_endian);
+
+/// Appends a code point, not above U+10FFFF. A surrogate, which UTF-8 has no form for, takes three
+/// bytes.
 void append_utf8(std::string& text, char32_t code_point);
 
 } // namespace simulator

@@ -58,7 +58,7 @@ public:
 
 private:
     static std::string text(const plist_handle& entry, CFStringRef key) {
-        return test::description_of(CFDictionaryGetValue(entry.get(), key));
+        return test::content_of(CFDictionaryGetValue(entry.get(), key));
     }
 
     const test::temporary_folder folder_;

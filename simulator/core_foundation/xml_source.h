@@ -1,0 +1,49 @@
+#pragma once
+
+/// Documents as expat takes them. The platform's reader takes more than XML is: white space in front
+/// of the declaration, and characters that no XML document may have.
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace simulator {
+
+/// A document made ready for expat.
+class xml_source {
+public:
+    /// `document` outlives this. Throws property_list_error for broken UTF-16, and for UTF-16
+    /// without a byte order mark.
+    explicit xml_source(std::span<const std::uint8_t> document);
+    xml_source(const xml_source&) = delete;
+    xml_source& operator=(const xml_source&) = delete;
+
+    std::string_view text() const { return text_; }
+    /// How many line feeds of the document stand in front of `text`.
+    std::size_t lines_before() const { return lines_before_; }
+    /// Null: the declaration says it, or it is UTF-8.
+    const char* encoding() const { return is_converted_ ? "UTF-8" : nullptr; }
+    /// Whether the document may declare that it has this encoding.
+    bool may_declare(std::string_view encoding) const;
+    /// Whether characters are escaped in `text`, so that `unescaped` has to be asked for them.
+    bool is_escaped() const { return is_escaped_; }
+
+    /// Appends what was written as `piece`, a piece of `text`, to `result`. An escape may be cut
+    /// apart between one piece and the next.
+    void append_unescaped(std::string& result, std::string_view piece);
+
+private:
+    void convert_utf16(std::span<const std::uint8_t> document);
+    void escape();
+
+    std::string storage_;
+    std::string_view text_;
+    std::size_t lines_before_ = 0;
+    bool is_converted_ = false;
+    bool is_escaped_ = false;
+    bool is_inside_escape_ = false;
+};
+
+} // namespace simulator

@@ -1,0 +1,66 @@
+#pragma once
+
+/// Makes values out of the elements of an XML property list as they open and close.
+
+#include "simulator/core_foundation/array.h"
+#include "simulator/core_foundation/dictionary.h"
+#include "simulator/core_foundation/object.h"
+#include "simulator/core_foundation/string.h"
+
+#include <array>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace simulator {
+
+enum class element { plist, array, dict, key, string, integer, real, date, data, true_, false_ };
+
+/// Keys, of which those that were met lately are shared: the dictionaries of a list mostly have the
+/// same ones.
+class key_maker {
+public:
+    owned<const object> make(std::string& text);
+
+private:
+    std::array<owned<const object>, 64> lately_;
+};
+
+/// What is open is kept on a stack of its own, so the depth of a document costs no stack of the
+/// thread. All throw property_list_error and creation_failed.
+class xml_value_builder {
+public:
+    void open(std::string_view name);
+    /// The element at work, if it is one that holds text only.
+    std::optional<element> open_scalar() const { return scalar_; }
+    /// Text of the open scalar.
+    void add_text(std::string_view text) { text_ += text; }
+    /// True when that was the end of <plist>.
+    bool close();
+    /// The value of the whole document.
+    owned<const object> take_value();
+
+private:
+    struct container {
+        element kind = element::plist;
+        /// Of these two the one that `kind` names.
+        owned<__CFArray> array;
+        owned<__CFDictionary> dictionary;
+        /// Waits for its value.
+        owned<const object> key;
+    };
+
+    void check_place(element kind) const;
+    void close_scalar();
+    void add(owned<const object> value);
+
+    std::vector<container> containers_;
+    key_maker keys_;
+    std::optional<element> scalar_;
+    std::string text_;
+    owned<const object> value_;
+};
+
+} // namespace simulator
