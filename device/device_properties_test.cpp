@@ -127,7 +127,10 @@ TEST(device_info_dictionary, writes_numbers_with_their_sign) {
 }
 
 TEST(device_info_dictionary, has_numbers_of_16_and_of_32_bits) {
-    const auto info = device_info_dictionary(properties_of(talkative()));
+    auto description = talkative();
+    // A number fits when its low bits are it, with or without a sign.
+    description.chip_id = 0x18030;
+    const auto info = device_info_dictionary(properties_of(std::move(description)));
     const auto fits_16_bits = [&info](CFStringRef key) {
         std::int16_t value = 0;
         return CFNumberGetValue(static_cast<CFNumberRef>(CFDictionaryGetValue(info.get(), key)),

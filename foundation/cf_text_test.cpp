@@ -57,8 +57,10 @@ TEST(describe_cftype, what_cannot_be_described_is_named_so) {
     EXPECT_EQ(describe_cftype(kCFBooleanTrue), "(null)");
 }
 
-TEST(describe_cftype, a_string_describes_itself) {
-    EXPECT_EQ(describe_cftype(CFSTR("Recovery")), "Recovery");
+TEST(describe_cftype, a_string_is_described_with_its_text) {
+    const std::string description = describe_cftype(CFSTR("Recovery"));
+    EXPECT_TRUE(description.starts_with("<CFString 0x")) << description;
+    EXPECT_TRUE(description.ends_with(">{contents = \"Recovery\"}")) << description;
 }
 
 } // namespace

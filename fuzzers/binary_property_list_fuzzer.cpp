@@ -1,11 +1,13 @@
-/// CFPropertyListCreateWithData with binary property lists. The result is a value or an error; a
-/// value that is written as XML and read again is equal, as far as XML can represent it.
+/// CFPropertyListCreateWithData on binary property lists: a value or an error. What is read is
+/// written as XML, read again to the same value, and written again to the same bytes, as far as XML
+/// can hold it.
 
 #include "fuzzers/fuzzing.h"
 #include "fuzzers/xml_outcome.h"
 #include "simulator/core_foundation/array.h"
 #include "simulator/core_foundation/dictionary.h"
 #include "simulator/core_foundation/property_list.h"
+#include "simulator/core_foundation/set.h"
 
 namespace vandrel::fuzzing {
 
@@ -27,6 +29,13 @@ bool unfolds_within(CFTypeRef value, int& allowance) {
     if (const auto* dictionary = simulator::cast<__CFDictionary>(value)) {
         for (const auto& entry : dictionary->table.entries()) {
             if (!unfolds_within(entry.value.get(), allowance)) {
+                return false;
+            }
+        }
+    }
+    if (const auto* set = simulator::cast<__CFSet>(value)) {
+        for (const auto& member : set->members.entries()) {
+            if (!unfolds_within(member.key.get(), allowance)) {
                 return false;
             }
         }

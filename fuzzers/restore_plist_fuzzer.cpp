@@ -32,7 +32,7 @@ void try_input(input bytes) {
     try {
         const auto options = read_restore_plist(file.path());
         require(refusal.empty(), "only a dictionary is taken");
-        // A not-a-number is not equal to itself.
+        // A date that is no time equals nothing, not even itself.
         require(!outcome_in_xml(content.get()).is_equal ||
                     CFEqual(options.get(), content.get()) != 0,
                 "the dictionary of the file");

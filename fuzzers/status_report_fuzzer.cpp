@@ -45,24 +45,28 @@ private:
     std::size_t size_ = 0;
 };
 
-/// The value of a key if it is a whole number that fits an Integer.
+/// The value of a key, if it is a number without a fraction that fits an Integer, with or without a
+/// sign; what fits without one only is negative.
 template<class Integer>
 std::optional<Integer> integer_at(const __CFDictionary& report, CFStringRef key) {
     const auto* const number = simulator::cast<__CFNumber>(CFDictionaryGetValue(&report, key));
     if (number == nullptr) {
         return std::nullopt;
     }
-    using limits = std::numeric_limits<Integer>;
+    constexpr std::int64_t lowest = std::numeric_limits<Integer>::min();
     if (const auto* whole = std::get_if<std::int64_t>(&number->value)) {
-        return *whole >= limits::min() && *whole <= limits::max()
-                   ? std::optional(static_cast<Integer>(*whole))
-                   : std::nullopt;
+        using unsigned_limits = std::numeric_limits<std::make_unsigned_t<Integer>>;
+        const bool fits = *whole >= lowest && (*whole < 0 || static_cast<std::uint64_t>(*whole) <=
+                                                                 unsigned_limits::max());
+        return fits ? std::optional(static_cast<Integer>(*whole)) : std::nullopt;
     }
     const double real = std::get<double>(number->value);
-    constexpr auto end = -static_cast<double>(limits::min());
-    return real == std::trunc(real) && real >= -end && real < end
-               ? std::optional(static_cast<Integer>(real))
-               : std::nullopt;
+    constexpr auto end = -2 * static_cast<double>(lowest);
+    if (real != std::trunc(real) || real < -end / 2 || real >= end) {
+        return std::nullopt;
+    }
+    return static_cast<Integer>(real < 0 ? static_cast<std::uint64_t>(static_cast<std::int64_t>(real))
+                                         : static_cast<std::uint64_t>(real));
 }
 
 /// The parts of a report that the tool must read.

@@ -9,14 +9,17 @@ namespace vandrel::fuzzing {
 
 /// Whether each step succeeds. XML cannot represent everything that a property list can hold.
 struct xml_outcome {
-    /// False: a date outside the years 0 to 9999, more than 512 nested containers, or an object of
-    /// a type that property lists do not have.
+    /// False: more than 2,048 containers inside each other, a key that is no string, or an object of
+    /// another type than property lists have.
     bool is_written = true;
-    /// False: a string with a character that XML does not allow, such as a control character.
+    /// False: more than 512 containers inside each other, or a date outside the years 0 to 9999.
     bool is_read = true;
-    /// False: a carriage return, which XML reads as a line feed; a fraction of a second; a
-    /// not-a-number, which is not equal to itself.
+    /// False: a fraction of a second, a zero with a minus sign, a text with an unpaired surrogate, or
+    /// a dictionary that reads as a unique id.
     bool is_equal = true;
+    /// Whether what is read is written to the same bytes. False: a key with an unpaired surrogate,
+    /// which can become the same as another key.
+    bool is_same_again = true;
 };
 
 /// Computes the expected results for `value`.
@@ -25,7 +28,8 @@ xml_outcome outcome_in_xml(CFTypeRef value);
 /// Reads a property list; null on failure.
 cf_handle<CFPropertyListRef> read_property_list(input bytes);
 
-/// Requires that `document` is the XML form of `value`, which has one.
+/// Requires that `document` is what `value` is in XML, and that it is written the same once it has
+/// been read. `value` is one that is written.
 void require_document(input document, CFTypeRef value);
 
 /// Writes `value`, reads it again, and requires the expected results.

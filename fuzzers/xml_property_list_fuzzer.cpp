@@ -1,5 +1,5 @@
-/// CFPropertyListCreateWithData with anything but binary property lists. The result is a value or
-/// an error; a value that is written and read again is equal.
+/// CFPropertyListCreateWithData on all that is not binary: a value or an error. What is read is
+/// written, read again to the same value, and written again to the same bytes.
 
 #include "fuzzers/fuzzing.h"
 #include "fuzzers/xml_outcome.h"

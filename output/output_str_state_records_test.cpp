@@ -91,12 +91,18 @@ TEST(print_value, a_record_that_cannot_be_serialised_is_a_diagnostic) {
 
 TEST(print_value, what_the_platform_cannot_write_is_a_diagnostic_with_its_reason) {
     channel_capture capture;
-    const cf_handle<CFDateRef> too_late(CFDateCreate(kCFAllocatorDefault, 1e12));
-    capture.channel()->print_value(CFSTR("DeviceInfo"), too_late.get());
+    cf_handle<CFTypeRef> too_deep(CFRetain(kCFBooleanTrue));
+    for (int depth = 0; depth < 2'048; ++depth) {
+        const cf_handle<CFMutableArrayRef> array(
+            CFArrayCreateMutable(kCFAllocatorDefault, 1, &kCFTypeArrayCallBacks));
+        CFArrayAppendValue(array.get(), too_deep.get());
+        too_deep.reset(CFRetain(array.get()));
+    }
+    capture.channel()->print_value(CFSTR("DeviceInfo"), too_deep.get());
     expect_diagnostic_only(
         capture, print_value_says + "CFPropertyListCreateData failed - Error "
-                                    "Domain=NSCocoaErrorDomain Code=3852 \"date outside the years "
-                                    "0 to 9999\"");
+                                    "Domain=NSCocoaErrorDomain Code=3851 \"containers nested too "
+                                    "deep\"");
 }
 
 TEST(print_value, a_document_that_cannot_become_text_is_a_diagnostic) {

@@ -16,7 +16,7 @@ namespace simulator {
 inline constexpr int property_list_depth_limit = 512;
 
 /// The same for what is written, so that a container that holds itself ends somewhere.
-inline constexpr std::size_t property_list_written_depth_limit = 4'096;
+inline constexpr std::size_t property_list_written_depth_limit = 2'048;
 
 /// Something cannot be written, or read, as a property list; what() says which and where.
 class property_list_error : public std::runtime_error {

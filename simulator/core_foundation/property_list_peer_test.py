@@ -72,7 +72,9 @@ def main(converter):
 
 
 def in_key_order(value):
-    """The value as its document has it: keys sorted."""
+    """The value as its document has it: keys sorted, and no sign on a zero."""
+    if isinstance(value, float) and value == 0:
+        return 0.0
     if isinstance(value, dict):
         return {key: in_key_order(value[key]) for key in sorted(value)}
     if isinstance(value, list):

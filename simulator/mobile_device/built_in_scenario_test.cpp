@@ -110,7 +110,7 @@ TEST(built_in_scenario, completes_a_restore_with_its_last_report_and_none_before
         1);
     EXPECT_EQ(number(reports.back(), CFSTR("Operation")), 0);
     EXPECT_EQ(number(reports.back(), CFSTR("Progress")), 100);
-    EXPECT_EQ(test::description_of(value_of(reports.back(), CFSTR("Status"))), "Successful");
+    EXPECT_EQ(test::content_of(value_of(reports.back(), CFSTR("Status"))), "Successful");
 }
 
 TEST(built_in_scenario, boots_the_restore_operating_system_on_the_way) {

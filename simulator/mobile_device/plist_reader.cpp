@@ -56,7 +56,12 @@ std::optional<std::int64_t> whole_number(CFTypeRef value) {
     const CFNumberRef number = as_number(value);
     const bool fits =
         number != nullptr && CFNumberGetValue(number, kCFNumberSInt64Type, &result) != 0;
-    return fits ? std::optional(result) : std::nullopt;
+    // What fits 64 bits without a sign only is given as a negative number.
+    double real = 0;
+    if (fits) {
+        CFNumberGetValue(number, kCFNumberFloat64Type, &real);
+    }
+    return fits && (result < 0) == (real < 0) ? std::optional(result) : std::nullopt;
 }
 
 } // namespace

@@ -158,7 +158,7 @@ TEST(scenario_file, gives_a_restore_its_result_and_its_reports) {
     EXPECT_EQ(plan.reports[0].after, 2);
     EXPECT_EQ(test::description_of(plan.reports[0].report.get()), "{Status = x}");
     EXPECT_EQ(plan.reports[1].after, 0.25);
-    EXPECT_EQ(test::description_of(plan.reports[1].report.get()), "any");
+    EXPECT_EQ(test::content_of(plan.reports[1].report.get()), "any");
     EXPECT_EQ(plan.reports[2].after, 0);
     EXPECT_EQ(plan.reports[2].report, nullptr);
 }
@@ -379,6 +379,11 @@ INSTANTIATE_TEST_SUITE_P(
               "<dict><key>RegistrationError</key><dict><key>Domain</key><string>d</string>"
               "</dict></dict>",
               "RegistrationError.Code: is missing; should be a whole number"},
+        wrong{"registration_error_with_a_code_beyond_64_signed_bits",
+              "<dict><key>RegistrationError</key><dict><key>Domain</key><string>d</string>"
+              "<key>Code</key><integer>9223372036854775808</integer></dict></dict>",
+              "RegistrationError.Code: is 9223372036854775808; should be a whole number from "
+              "-9223372036854775808 to 9223372036854775807"},
         wrong{"default_options_true", "<dict><key>DefaultRestoreOptions</key><true/></dict>",
               "DefaultRestoreOptions: is true; should be a dictionary or false"}),
     [](const auto& instance) { return std::string(instance.param.name); });
