@@ -65,8 +65,9 @@ std::optional<Integer> integer_at(const __CFDictionary& report, CFStringRef key)
     if (real != std::trunc(real) || real < -end / 2 || real >= end) {
         return std::nullopt;
     }
-    return static_cast<Integer>(real < 0 ? static_cast<std::uint64_t>(static_cast<std::int64_t>(real))
-                                         : static_cast<std::uint64_t>(real));
+    return static_cast<Integer>(real < 0
+                                    ? static_cast<std::uint64_t>(static_cast<std::int64_t>(real))
+                                    : static_cast<std::uint64_t>(real));
 }
 
 /// The parts of a report that the tool must read.

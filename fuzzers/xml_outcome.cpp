@@ -82,19 +82,18 @@ void foresee(CFTypeRef value, int depth, xml_outcome& outcome) {
     } else if (const auto* dictionary = cast<__CFDictionary>(value)) {
         foresee_dictionary(*dictionary, depth, outcome);
     } else {
-        outcome.is_written = outcome.is_written &&
-                             (cast<__CFBoolean>(value) != nullptr ||
-                              cast<__CFData>(value) != nullptr ||
-                              cast<__CFKeyedArchiverUID>(value) != nullptr);
+        outcome.is_written = outcome.is_written && (cast<__CFBoolean>(value) != nullptr ||
+                                                    cast<__CFData>(value) != nullptr ||
+                                                    cast<__CFKeyedArchiverUID>(value) != nullptr);
     }
 }
 
 /// The XML document of a value; null when it has none.
 cf_handle<CFDataRef> write_property_list(CFTypeRef value) {
     CFErrorRef error_out = nullptr;
-    cf_handle<CFDataRef> document(
-        CFPropertyListCreateData(kCFAllocatorDefault, value, kCFPropertyListXMLFormat_v1_0,
-                                 kCFPropertyListImmutable, &error_out));
+    cf_handle<CFDataRef> document(CFPropertyListCreateData(kCFAllocatorDefault, value,
+                                                           kCFPropertyListXMLFormat_v1_0,
+                                                           kCFPropertyListImmutable, &error_out));
     const cf_error_handle error(error_out);
     require((document != nullptr) == (error == nullptr), "either a document or an error");
     return document;

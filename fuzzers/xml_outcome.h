@@ -9,13 +9,13 @@ namespace vandrel::fuzzing {
 
 /// Whether each step succeeds. XML cannot represent everything that a property list can hold.
 struct xml_outcome {
-    /// False: more than 2,048 containers inside each other, a key that is no string, or an object of
-    /// another type than property lists have.
+    /// False: more than 2,048 containers inside each other, a key that is no string, or an object
+    /// of another type than property lists have.
     bool is_written = true;
     /// False: more than 512 containers inside each other, or a date outside the years 0 to 9999.
     bool is_read = true;
-    /// False: a fraction of a second, a zero with a minus sign, a text with an unpaired surrogate, or
-    /// a dictionary that reads as a unique id.
+    /// False: a fraction of a second, a zero with a minus sign, a text with an unpaired surrogate,
+    /// or a dictionary that reads as a unique id.
     bool is_equal = true;
     /// Whether what is read is written to the same bytes. False: a key with an unpaired surrogate,
     /// which can become the same as another key.

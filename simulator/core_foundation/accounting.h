@@ -16,9 +16,9 @@ std::map<std::string, std::int64_t> live_objects();
 /// How many counted objects live, of all types together.
 std::int64_t live_object_count();
 
-/// How many references to each constant (of CFSTR, a boolean, kCFNull) have been taken and not given
-/// back, by what describes it; below 0 when more have been given back than taken. Constants whose
-/// references balance are left out, and so is what is done in an unaccounted_scope.
+/// How many references to each constant (of CFSTR, a boolean, kCFNull) have been taken and not
+/// given back, by what describes it; below 0 when more have been given back than taken. Constants
+/// whose references balance are left out, and so is what is done in an unaccounted_scope.
 std::map<std::string, std::int64_t> unbalanced_constants();
 
 /// How many objects the Create and Copy functions have been about to make so far, those that were

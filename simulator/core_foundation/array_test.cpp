@@ -44,8 +44,7 @@ TEST(cf_array, equal_elements_make_equal_arrays) {
 }
 
 TEST(cf_array, its_description_lists_its_elements) {
-    EXPECT_EQ(content_of(make_array({make_number(1).get(), make_array().get()}).get()),
-              "(1, ())");
+    EXPECT_EQ(content_of(make_array({make_number(1).get(), make_array().get()}).get()), "(1, ())");
 }
 
 TEST(cf_array_misuse, an_index_out_of_bounds_ends_the_process) {

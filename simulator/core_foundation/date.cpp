@@ -16,8 +16,9 @@ constexpr double seconds_a_day = 86400;
 /// The calendar repeats itself after so many.
 constexpr int years_a_cycle = 400;
 constexpr int days_a_cycle = 146'097;
-using cycles = chrono::duration<
-    std::int64_t, std::ratio_multiply<chrono::days::period, std::ratio<days_a_cycle>>>;
+using cycles =
+    chrono::duration<std::int64_t,
+                     std::ratio_multiply<chrono::days::period, std::ratio<days_a_cycle>>>;
 /// Where what 64 bits hold ends.
 constexpr double end_of_time = 9.2e18;
 

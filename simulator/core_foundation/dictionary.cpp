@@ -23,7 +23,8 @@ bool __CFDictionary::equals(const object& other) const {
 std::string __CFDictionary::describe() const {
     std::string result = "{";
     for (const auto& [key, value] : table.entries()) {
-        result += (result.size() > 1 ? ", " : "") + key->describe_inside() + " = " + value->describe_inside();
+        result += (result.size() > 1 ? ", " : "") + key->describe_inside() + " = " +
+                  value->describe_inside();
     }
     return result + "}";
 }

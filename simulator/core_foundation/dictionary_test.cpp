@@ -82,8 +82,8 @@ TEST(cf_dictionary, holds_very_many_entries) {
 
 TEST(cf_dictionary, its_description_lists_its_entries) {
     EXPECT_EQ(content_of(make_dictionary({{CFSTR("a"), make_number(1).get()},
-                                              {CFSTR("b"), make_dictionary().get()}})
-                                 .get()),
+                                          {CFSTR("b"), make_dictionary().get()}})
+                             .get()),
               "{a = 1, b = {}}");
 }
 

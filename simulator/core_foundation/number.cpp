@@ -51,8 +51,8 @@ bool store_integer(const __CFNumber::value_type& value, void* result) {
     if (const auto* whole = std::get_if<std::int64_t>(&value)) {
         using unsigned_type = std::make_unsigned_t<Integer>;
         out = static_cast<Integer>(*whole);
-        return out == *whole ||
-               (*whole >= 0 && static_cast<unsigned_type>(*whole) == static_cast<std::uint64_t>(*whole));
+        return out == *whole || (*whole >= 0 && static_cast<unsigned_type>(*whole) ==
+                                                    static_cast<std::uint64_t>(*whole));
     }
     if (const auto* large = std::get_if<std::uint64_t>(&value)) {
         out = static_cast<Integer>(*large);

@@ -86,7 +86,8 @@ TEST(cf_number, an_integer_that_fits_without_a_sign_is_read_as_negative) {
     EXPECT_EQ(read_16(make_number(65535)), (reading<std::int16_t>{true, -1}));
     EXPECT_EQ(read_32(make_number(2147483648)), (reading<std::int32_t>{true, -2147483648}));
     EXPECT_EQ(read_32(make_number(4294967295)), (reading<std::int32_t>{true, -1}));
-    EXPECT_EQ(read_64(unsigned_number(9223372036854775808U)), (reading<std::int64_t>{true, lowest}));
+    EXPECT_EQ(read_64(unsigned_number(9223372036854775808U)),
+              (reading<std::int64_t>{true, lowest}));
     EXPECT_EQ(read_64(unsigned_number(18446744073709551615U)), (reading<std::int64_t>{true, -1}));
 }
 

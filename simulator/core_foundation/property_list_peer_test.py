@@ -72,11 +72,11 @@ def main(converter):
 
 
 def in_key_order(value):
-    """The value as its document has it: keys sorted, and no sign on a zero."""
+    """The value as its document has it: keys sorted by UTF-16 units, and no sign on a zero."""
     if isinstance(value, float) and value == 0:
         return 0.0
     if isinstance(value, dict):
-        return {key: in_key_order(value[key]) for key in sorted(value)}
+        return {key: in_key_order(value[key]) for key in sorted(value, key=lambda key: key.encode("utf-16-be"))}
     if isinstance(value, list):
         return [in_key_order(element) for element in value]
     return value

@@ -35,8 +35,8 @@ bool is_too_large(std::string_view text) {
     std::string_view exponent_text = text.substr(std::min(exponent_at + 1, text.size()));
     exponent_text.remove_prefix(exponent_text.starts_with('+') ? 1 : 0);
     std::int64_t exponent = 0;
-    const auto result = std::from_chars(
-        exponent_text.data(), exponent_text.data() + exponent_text.size(), exponent);
+    const auto result = std::from_chars(exponent_text.data(),
+                                        exponent_text.data() + exponent_text.size(), exponent);
     if (result.ec == std::errc::result_out_of_range) {
         return !exponent_text.starts_with('-');
     }

@@ -97,9 +97,8 @@ TEST(parse_real, white_space_may_stand_in_front_and_a_blank_after_the_sign) {
 }
 
 TEST(parse_real, other_texts_are_refused) {
-    for (const char* text :
-         {"", "+", "+-1", "--1", "1,5", "0x10", "1e", "1.5 ", "e5", "-nan", "+nan", "nan(1)", "nan ",
-          "infinit", "inf ", "-  1", "1e400 "}) {
+    for (const char* text : {"", "+", "+-1", "--1", "1,5", "0x10", "1e", "1.5 ", "e5", "-nan",
+                             "+nan", "nan(1)", "nan ", "infinit", "inf ", "-  1", "1e400 "}) {
         EXPECT_EQ(parse_real(text), no_number) << text;
     }
 }

@@ -108,8 +108,9 @@ TEST(property_list_writer, a_date_that_is_no_time_is_written_and_refused_when_re
 }
 
 TEST(property_list_writer, a_text_stops_at_an_unpaired_surrogate) {
-    const handle<CFStringRef> text(
-        simulator::create<__CFString>("ab\xED\xA0\x80" "cd", 5, false));
+    const handle<CFStringRef> text(simulator::create<__CFString>("ab\xED\xA0\x80"
+                                                                 "cd",
+                                                                 5, false));
     EXPECT_EQ(written(text.get()), "<string>ab</string>\n");
     EXPECT_EQ(written(make_dictionary({{text.get(), kCFBooleanTrue}}).get()),
               "<dict>\n\t<key>ab</key>\n\t<true/>\n</dict>\n");
@@ -170,8 +171,7 @@ TEST(property_list_writer, keys_are_sorted) {
 }
 
 TEST(property_list_writer, keys_are_sorted_by_utf_16_units) {
-    const handle<CFStringRef> surrogate(
-        simulator::create<__CFString>("\xED\xA1\x80", 1, false));
+    const handle<CFStringRef> surrogate(simulator::create<__CFString>("\xED\xA1\x80", 1, false));
     const auto entries = make_dictionary({{CFSTR("\xEE\x80\x80"), make_number(1).get()},
                                           {CFSTR("\xF0\x9F\x98\x80"), make_number(2).get()},
                                           {CFSTR("\xEF\xBF\xBD"), make_number(3).get()},

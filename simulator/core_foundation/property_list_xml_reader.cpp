@@ -22,8 +22,8 @@ constexpr bool is_in_base64(char character) {
 }
 
 /// One run of expat over a document. What the platform makes of a document that is XML, but has
-/// more than property lists need, is seen to here. No exception may pass through expat, so the first
-/// one is kept and stops it.
+/// more than property lists need, is seen to here. No exception may pass through expat, so the
+/// first one is kept and stops it.
 class xml_reader {
 public:
     explicit xml_reader(std::span<const std::uint8_t> document) : source_(document) {
@@ -53,8 +53,8 @@ public:
             const auto piece = document.substr(given, size);
             given += piece.size();
             is_last = given == document.size();
-            const auto status = XML_Parse(parser_.get(), piece.data(),
-                                          static_cast<int>(piece.size()), is_last);
+            const auto status =
+                XML_Parse(parser_.get(), piece.data(), static_cast<int>(piece.size()), is_last);
             if (is_finished_) {
                 break;
             }
@@ -250,8 +250,7 @@ private:
     }
 
     xml_source source_;
-    std::unique_ptr<XML_ParserStruct, parser_deleter> parser_{
-        XML_ParserCreate(source_.encoding())};
+    std::unique_ptr<XML_ParserStruct, parser_deleter> parser_{XML_ParserCreate(source_.encoding())};
     xml_value_builder builder_;
     std::exception_ptr failure_;
     bool is_in_cdata_ = false;

@@ -340,8 +340,7 @@ TEST(property_list_xml_reader, the_frame_may_be_left_out) {
 
 TEST(property_list_xml_reader, white_space_may_stand_in_front_of_the_declaration) {
     EXPECT_TRUE(read_document(" \n\t\r\n" + head + "<plist><true/></plist>"));
-    EXPECT_EQ(refusal_of("\n\n" + head + "<plist>\n<true></plist>"),
-              "line 6: mismatched tag");
+    EXPECT_EQ(refusal_of("\n\n" + head + "<plist>\n<true></plist>"), "line 6: mismatched tag");
 }
 
 TEST(property_list_xml_reader, anything_may_follow_the_document) {
@@ -354,14 +353,16 @@ TEST(property_list_xml_reader, strings_may_have_control_characters) {
     const std::string text("\x01\x08\x0B\x1F@\xEF\xBF\xBE\xEF\xBF\xBF\xF4\x8F\xBF\xBF_\0z", 23);
     const auto value = read("<string>" + text + "</string>");
     ASSERT_TRUE(value);
-    EXPECT_TRUE(CFEqual(value.get(), handle<CFStringRef>(CFStringCreateWithBytes(
-                                         kCFAllocatorDefault,
-                                         reinterpret_cast<const std::uint8_t*>(text.data()),
-                                         static_cast<CFIndex>(text.size()), kCFStringEncodingUTF8,
-                                         false))
-                                         .get()));
+    EXPECT_TRUE(
+        CFEqual(value.get(),
+                handle<CFStringRef>(
+                    CFStringCreateWithBytes(
+                        kCFAllocatorDefault, reinterpret_cast<const std::uint8_t*>(text.data()),
+                        static_cast<CFIndex>(text.size()), kCFStringEncodingUTF8, false))
+                    .get()));
     EXPECT_EQ(description("<dict><key>a\x02</key><string>&#x10FFFF;A\x03</string></dict>"),
-              "{a\x02 = \xF4\x8F\xBF\xBF" "A\x03}");
+              "{a\x02 = \xF4\x8F\xBF\xBF"
+              "A\x03}");
     EXPECT_EQ(description("<string><![CDATA[&\x04]]></string>"), "&\x04");
 }
 
@@ -402,7 +403,8 @@ TEST(property_list_xml_reader, a_dictionary_of_one_unique_id_is_that) {
               "<CFKeyedArchiverUID 4294967295>");
     for (const std::string value : {"<integer>-1</integer>", "<integer>4294967296</integer>",
                                     "<real>1.5</real>", "<string>1</string>"}) {
-        EXPECT_TRUE(description("<dict><key>CF$UID</key>" + value + "</dict>").starts_with("{CF$UID"));
+        EXPECT_TRUE(
+            description("<dict><key>CF$UID</key>" + value + "</dict>").starts_with("{CF$UID"));
     }
     EXPECT_EQ(description("<dict><key>CF$UID</key><integer>1</integer>"
                           "<key>a</key><integer>2</integer></dict>"),

@@ -49,7 +49,8 @@ bool has_forbidden_character(std::string_view text) {
 }
 
 bool is_equal_but_for_case(char left, char right) {
-    return left == right || ((left ^ right) == 0x20 && (left | 0x20) >= 'a' && (left | 0x20) <= 'z');
+    return left == right ||
+           ((left ^ right) == 0x20 && (left | 0x20) >= 'a' && (left | 0x20) <= 'z');
 }
 
 } // namespace

@@ -1,7 +1,7 @@
 #pragma once
 
-/// Documents as expat takes them. The platform's reader takes more than XML is: white space in front
-/// of the declaration, and characters that no XML document may have.
+/// Documents as expat takes them. The platform's reader takes more than XML is: white space in
+/// front of the declaration, and characters that no XML document may have.
 
 #include <cstddef>
 #include <cstdint>
