@@ -3,6 +3,7 @@
 /// name if it has one. Other reports make no record. A completing report completes the command
 /// once.
 
+#include "debug/status_text.h"
 #include "device/RestorableDeviceHandler.h"
 #include "fuzzers/fuzzing.h"
 #include "fuzzers/object_graph.h"
