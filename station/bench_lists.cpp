@@ -157,10 +157,17 @@ void bench_run::look_at_visits() {
 }
 
 void bench_run::begin_list() {
-    const bool retrying = std::ranges::any_of(
-        devices_, [](const auto& entry) { return entry.second.at == stage::retrying; });
+    const auto any = [this](stage at) {
+        return std::ranges::any_of(devices_,
+                                   [at](const auto& entry) { return entry.second.at == at; });
+    };
+    // A device that the last list brought is begun first, or lists that follow each other without a
+    // pause would keep it waiting.
+    if (any(stage::locking)) {
+        return;
+    }
     const bool regularly =
-        phase_ == phase::working && (retrying || (options_.watch && !no_new_device()));
+        phase_ == phase::working && (any(stage::retrying) || (options_.watch && !no_new_device()));
     if (const std::optional<list_id> list = lists_.begin(now_, regularly)) {
         out_.emplace_back(start_list{*list, without_properties()});
     }
