@@ -1,0 +1,32 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+
+namespace simulator {
+
+/// An exclusive lock on a file, kept among processes. It ends with this object, and with the
+/// process however that ends.
+class file_lock {
+public:
+    /// Waits for the lock. The file is made if it is not there. Throws std::system_error when it
+    /// cannot be.
+    static file_lock wait_for(const std::filesystem::path& path);
+    /// Empty when another process, or another object of this one, has the lock. Throws as wait_for
+    /// does.
+    static file_lock try_take(const std::filesystem::path& path);
+
+    explicit operator bool() const { return file_ != nullptr; }
+
+private:
+    struct open_file;
+    struct closer {
+        void operator()(open_file* file) const;
+    };
+
+    static file_lock take(const std::filesystem::path& path, bool waits);
+
+    std::unique_ptr<open_file, closer> file_;
+};
+
+} // namespace simulator
