@@ -48,12 +48,14 @@ void parse_options(argument_span given, simulation_arguments& result) {
 
         std::optional<std::string>* const value = name == "--scenario"  ? &result.scenario_file
                                                   : name == "--journal" ? &result.options.journal
+                                                  : name == "--bench"   ? &result.options.bench
                                                   : name == "--speed"   ? &speed
                                                   : name == "--fail-creation" ? &creation
                                                                               : nullptr;
         if (value == nullptr) {
             complain(argument, "no option of the simulator",
-                     "--scenario, --journal, --speed or --fail-creation, or stand after --");
+                     "--scenario, --journal, --bench, --speed or --fail-creation, or stand after "
+                     "--");
         }
         if (value->has_value()) {
             complain(name, "given twice", "given once");
@@ -67,6 +69,7 @@ void parse_options(argument_span given, simulation_arguments& result) {
         if (!value->has_value() || (*value)->empty()) {
             complain(name, "without a value",
                      value == &speed || value == &creation ? "followed by a number"
+                     : value == &result.options.bench      ? "followed by a folder's name"
                                                            : "followed by a file's name");
         }
     }

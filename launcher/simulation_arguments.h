@@ -12,8 +12,8 @@ namespace vandrel {
 
 /// A command line of vandrel-sim, taken apart:
 ///
-///     vandrel-sim [--scenario FILE] [--journal FILE] [--speed N] [--fail-creation N]
-///                 -- TOOL ARGUMENTS
+///     vandrel-sim [--scenario FILE] [--journal FILE] [--bench FOLDER] [--speed N]
+///                 [--fail-creation N] -- TOOL ARGUMENTS
 struct simulation_arguments {
     /// None: the built-in scenario plays.
     std::optional<std::string> scenario_file;

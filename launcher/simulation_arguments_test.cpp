@@ -76,16 +76,23 @@ TEST(simulation_arguments, take_a_speed_with_an_exponent) {
     EXPECT_EQ(parse({"--speed", "1e3", "--"}).options.speed, 1000);
 }
 
+TEST(simulation_arguments, take_the_folder_of_a_bench) {
+    EXPECT_EQ(parse({"--bench", "a bench", "--"}).options.bench, "a bench");
+    EXPECT_EQ(parse({"--"}).options.bench, std::nullopt);
+    EXPECT_EQ(complaint({"--bench=", "--"}),
+              "--bench: is without a value; should be followed by a folder's name");
+}
+
 TEST(simulation_arguments, complain_of_an_unknown_option) {
     EXPECT_EQ(complaint({"--fast", "--"}),
-              "--fast: is no option of the simulator; should be --scenario, --journal, --speed "
-              "or --fail-creation, or stand after --");
+              "--fast: is no option of the simulator; should be --scenario, --journal, "
+              "--bench, --speed or --fail-creation, or stand after --");
 }
 
 TEST(simulation_arguments, complain_of_a_word_that_is_no_option) {
     EXPECT_EQ(complaint({"demo.plist", "--"}),
               "demo.plist: is no option of the simulator; should be --scenario, --journal, "
-              "--speed or --fail-creation, or stand after --");
+              "--bench, --speed or --fail-creation, or stand after --");
 }
 
 TEST(simulation_arguments, complain_of_an_option_cut_short) {

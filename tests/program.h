@@ -48,6 +48,9 @@ public:
 
     /// Waits for bytes in the pipe and returns at most `most`; none at its end.
     std::string read_pipe(std::size_t most);
+    /// Waits until the program has written `text` to standard error. Throws std::runtime_error if
+    /// standard error ends before.
+    void wait_for_error_text(const std::string& text);
     /// Closes the read end of the pipe, with the bytes that are still in it.
     void close_pipe();
     /// Reads all streams, and the pipe if it is open, until the program has ended. The result has

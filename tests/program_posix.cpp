@@ -210,6 +210,16 @@ std::string running_program::read_pipe(std::size_t most) {
     return {};
 }
 
+void running_program::wait_for_error_text(const std::string& text) {
+    while (process_->error.text.find(text) == std::string::npos) {
+        if (!process_->error.is_open()) {
+            throw std::runtime_error("not on the error stream: " + text + "\nbut:\n" +
+                                     process_->error.text);
+        }
+        process_->read_some(SIZE_MAX);
+    }
+}
+
 void running_program::close_pipe() {
     process_->pipe.reader.close();
 }

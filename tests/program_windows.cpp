@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <condition_variable>
 #include <memory>
+#include <mutex>
 #include <stdexcept>
 #include <system_error>
 #include <thread>
@@ -52,6 +54,9 @@ struct stream {
     unique_handle reader;
     unique_handle writer;
     std::string text;
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool has_ended = false;
 
     explicit stream(DWORD writer_flags) {
         static std::atomic<int> count = 0;
@@ -75,13 +80,27 @@ struct stream {
                       static_cast<DWORD>(std::min(most, buffer.size())), &count, nullptr)) {
             return {};
         }
+        const std::lock_guard lock(mutex);
         text.append(buffer.data(), count);
+        changed.notify_all();
         return {buffer.data(), count};
     }
 
     void read_to_the_end() {
         while (!read_some(SIZE_MAX).empty()) {
         }
+        const std::lock_guard lock(mutex);
+        has_ended = true;
+        changed.notify_all();
+    }
+
+    /// Waits, while another thread reads, until `wanted` stands in what was read, or until the end.
+    /// Whether it does.
+    bool wait_for(const std::string& wanted) {
+        std::unique_lock lock(mutex);
+        const auto stands_there = [&] { return text.find(wanted) != std::string::npos; };
+        changed.wait(lock, [&] { return has_ended || stands_there(); });
+        return stands_there();
     }
 };
 
@@ -238,6 +257,14 @@ std::string running_program::read_pipe(std::size_t most) {
     std::string piece = process_->pipe.read_some(most);
     process_->expect_no_hang();
     return piece;
+}
+
+void running_program::wait_for_error_text(const std::string& text) {
+    if (!process_->error.wait_for(text)) {
+        process_->expect_no_hang();
+        throw std::runtime_error("not on the error stream: " + text + "\nbut:\n" +
+                                 process_->error.text);
+    }
 }
 
 void running_program::close_pipe() {

@@ -120,6 +120,11 @@ tool_call& tool_call::speed(int factor) {
     return *this;
 }
 
+tool_call& tool_call::bench(const std::string& folder) {
+    bench_ = folder;
+    return *this;
+}
+
 tool_call& tool_call::fail_creation(int n) {
     failing_creation_ = n;
     return *this;
@@ -151,6 +156,9 @@ running_tool tool_call::start() const {
         const fs::path file = folder->path() / "scenario.plist";
         write_file(file, to_xml(*scenario_));
         simulation["scenario"] = file.string();
+    }
+    if (bench_) {
+        simulation["bench"] = *bench_;
     }
     if (failing_creation_ != 0) {
         simulation["fail-creation"] = std::to_string(failing_creation_);

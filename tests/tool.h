@@ -61,6 +61,8 @@ public:
     tool_call& scenario(const dictionary& scenario);
     /// Divides all times of the scenario by `factor`.
     tool_call& speed(int factor);
+    /// Shares the devices with all other runs with this folder.
+    tool_call& bench(const std::string& folder);
     /// Fails the n-th creation of a CoreFoundation object.
     tool_call& fail_creation(int n);
     /// Adds `--output-pipe` with an inherited pipe.
@@ -79,6 +81,7 @@ private:
 
     std::vector<std::string> arguments_;
     std::optional<dictionary> scenario_;
+    std::optional<std::string> bench_;
     int speed_ = 1;
     int failing_creation_ = 0;
     bool with_pipe_ = false;
@@ -94,6 +97,8 @@ public:
     /// See running_program.
     std::string read_pipe(std::size_t most) { return program_.read_pipe(most); }
     void close_pipe();
+    /// Waits until the tool has written `text` to standard error.
+    void wait_for_error_text(const std::string& text) { program_.wait_for_error_text(text); }
 
     /// Waits until the tool has ended. Throws if it wrote anything but whole records. If the test
     /// closed the pipe, the result has no records.

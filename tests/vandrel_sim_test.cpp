@@ -68,7 +68,8 @@ TEST(vandrel_sim, a_wrong_option_of_the_simulator_is_refused) {
 TEST(vandrel_sim, options_of_the_tool_before_the_double_dash_are_refused) {
     expect_refusal(
         run({"--list-devices", "--"}), "--list-devices: is no option of the simulator",
-        "; should be --scenario, --journal, --speed or --fail-creation, or stand after --");
+        "; should be --scenario, --journal, --bench, --speed or --fail-creation, or stand after "
+        "--");
 }
 
 TEST(vandrel_sim, a_creation_that_the_run_did_not_come_to_is_told) {

@@ -55,11 +55,12 @@ cf_handle<CFDataRef> make_entry(const char* call, const std::string* device,
 
 } // namespace
 
-journal::journal(const std::string& path) : path_(path) {
+journal::journal(const std::string& path, old_entries old) : path_(path) {
     // Without a buffer, each write reaches the system as one.
     file_.rdbuf()->pubsetbuf(nullptr, 0);
     errno = 0;
-    file_.open(utf8_path(path), std::ios::binary | std::ios::trunc);
+    file_.open(utf8_path(path),
+               std::ios::binary | (old == old_entries::go ? std::ios::trunc : std::ios::app));
     if (!file_) {
         throw std::system_error(errno, std::generic_category());
     }

@@ -24,9 +24,11 @@ struct argument {
 /// process that is killed leaves whole entries. Thread-safe.
 class journal {
 public:
-    /// Replaces what the file holds. `path` is UTF-8. Throws std::system_error when the file cannot
-    /// be written.
-    explicit journal(const std::string& path);
+    enum class old_entries { go, stay };
+
+    /// What the file holds already goes, unless told otherwise. `path` is UTF-8. Throws
+    /// std::system_error when the file cannot be written.
+    explicit journal(const std::string& path, old_entries old = old_entries::go);
 
     /// `device` is null for a call that concerns none. The first entry that cannot be written is
     /// told on the error stream; nothing more is written then.

@@ -240,8 +240,9 @@ TEST(journal, of_a_simulation_records_every_call) {
     EXPECT_THAT(
         file.lines(),
         ElementsAre(
-            "AMDeviceNotificationSubscribe {ConnectionType = 1}",
-            "AMDeviceNotificationUnsubscribe {}",
+            "AMDeviceNotificationSubscribe {ConnectionType = 1, HasCallback = true, "
+            "HasContext = false, Unused = 0}",
+            "AMDeviceNotificationUnsubscribe {HasSubscription = true}",
             "AMRestoreEnableFileLogging {Path = no-such-folder/log}",
             "AMRestoreCreateDefaultOptions {}", "AMRestorableDeviceRegisterForNotifications {}",
             "AMRestorableDeviceGetState [iPhone] {}", "AMRestorableDeviceGetECID [iPhone] {}",

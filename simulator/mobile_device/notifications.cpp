@@ -23,9 +23,11 @@ CFErrorRef create_error(const registration_failure& failure) {
         // Only the error itself is the caller's.
         const unaccounted_scope scope;
         domain = cf_string(failure.domain);
-        user_info = cf_dictionary();
-        set_text(user_info.get(), kCFErrorLocalizedDescriptionKey, failure.description);
-        set_text(user_info.get(), kCFErrorLocalizedFailureReasonKey, failure.failure_reason);
+        if (failure.description || failure.failure_reason) {
+            user_info = cf_dictionary();
+            set_text(user_info.get(), kCFErrorLocalizedDescriptionKey, failure.description);
+            set_text(user_info.get(), kCFErrorLocalizedFailureReasonKey, failure.failure_reason);
+        }
     }
     return CFErrorCreate(kCFAllocatorDefault, domain.get(), failure.code, user_info.get());
 }
@@ -36,17 +38,33 @@ CFErrorRef create_error(const registration_failure& failure) {
 
 using simulator::running;
 
-int AMDeviceNotificationSubscribe(AMDeviceNotificationCallback, std::uint32_t,
-                                  std::uint32_t connection_type, void*,
+namespace {
+
+/// The only one, for there is nothing to tell it.
+_AMDeviceNotification the_subscription;
+
+} // namespace
+
+int AMDeviceNotificationSubscribe(AMDeviceNotificationCallback callback, std::uint32_t unused,
+                                  std::uint32_t connection_type, void* context,
                                   _AMDeviceNotification** subscription) {
-    static auto& the_subscription = *new _AMDeviceNotification;
-    running().record(__func__, nullptr, {{"ConnectionType", std::int64_t{connection_type}}});
-    *subscription = &the_subscription;
-    return 0;
+    running().record(__func__, nullptr,
+                     {{"ConnectionType", std::int64_t{connection_type}},
+                      {"HasCallback", callback != nullptr},
+                      {"HasContext", context != nullptr},
+                      {"Unused", std::int64_t{unused}}});
+    const std::int32_t result = running().played().subscription_result;
+    if (result == 0) {
+        *subscription = &the_subscription;
+    }
+    return result;
 }
 
-int AMDeviceNotificationUnsubscribe(_AMDeviceNotification*) {
-    running().record(__func__);
+int AMDeviceNotificationUnsubscribe(_AMDeviceNotification* subscription) {
+    running().record(__func__, nullptr, {{"HasSubscription", subscription != nullptr}});
+    if (subscription != nullptr && subscription != &the_subscription) {
+        simulator::misuse(__func__, "a subscription that was never made");
+    }
     return 0;
 }
 
@@ -61,11 +79,14 @@ AMRestorableDeviceRegisterForNotifications(AMRestorableDeviceNotificationCallbac
         }
         return 0;
     }
-    return simulation.add_registration(callback, context);
+    const std::int32_t registration = simulation.add_registration(callback, context);
+    simulation.play_during(__func__);
+    return registration;
 }
 
 std::int32_t AMRestorableDeviceUnregisterForNotifications(std::int32_t registration) {
     constexpr std::int32_t bad_argument = 1;
     running().record(__func__, nullptr, {{"Registration", std::int64_t{registration}}});
+    running().play_during(__func__);
     return running().cancel_registration(registration) ? 0 : bad_argument;
 }

@@ -210,6 +210,25 @@ double plist_reader::seconds(const std::string& key) const {
     return result;
 }
 
+double plist_reader::optional_seconds(const std::string& key) const {
+    return find(key) == nullptr ? 0 : seconds(key);
+}
+
+std::optional<std::string>
+plist_reader::optional_word(const std::string& key,
+                            std::initializer_list<const char*> words) const {
+    const CFTypeRef value = find(key);
+    if (value == nullptr) {
+        return std::nullopt;
+    }
+    const CFStringRef string = as_string(value);
+    const std::string word = string == nullptr ? "" : cf_text(string);
+    if (std::ranges::find(words, word) == words.end()) {
+        complain(place_of(key), shown(value), listed({words.begin(), words.end()}));
+    }
+    return word;
+}
+
 std::uint64_t plist_reader::hexadecimal(const std::string& key) const {
     constexpr auto should_be = "a string of 16 hexadecimal digits";
     const CFTypeRef value = required(key, should_be);

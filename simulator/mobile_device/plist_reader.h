@@ -58,6 +58,11 @@ public:
                                   std::int64_t most) const;
     /// Zero or more.
     double seconds(const std::string& key) const;
+    /// 0 when the key is absent.
+    double optional_seconds(const std::string& key) const;
+    /// One of `words`.
+    std::optional<std::string> optional_word(const std::string& key,
+                                             std::initializer_list<const char*> words) const;
     std::uint64_t hexadecimal(const std::string& key) const;
     /// One of `words`, or any number of 32 bits without a sign.
     std::uint32_t word_or_number(const std::string& key,

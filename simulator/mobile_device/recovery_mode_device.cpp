@@ -21,11 +21,13 @@ std::string _AMRecoveryModeDevice::describe() const {
 std::int32_t AMRecoveryModeDeviceSetAutoBoot(_AMRecoveryModeDevice* device, Boolean auto_boot) {
     const _AMRecoveryModeDevice& recovery = checked(device);
     simulator::running().record(__func__, &recovery.name, {{"AutoBoot", auto_boot != 0}});
+    simulator::running().play_during(__func__);
     return recovery.set_auto_boot_result;
 }
 
 std::int32_t AMRecoveryModeDeviceReboot(_AMRecoveryModeDevice* device) {
     const _AMRecoveryModeDevice& recovery = checked(device);
     simulator::running().record(__func__, &recovery.name);
+    simulator::running().play_during(__func__);
     return recovery.reboot_result;
 }

@@ -8,8 +8,12 @@
 using simulator::checked;
 using simulator::device_description;
 
-_AMRestorableDevice::_AMRestorableDevice(device_description about)
-    : object(static_type()), description(std::move(about)) {}
+_AMRestorableDevice::_AMRestorableDevice(std::shared_ptr<const device_description> about)
+    : _AMRestorableDevice(about, about->state) {}
+
+_AMRestorableDevice::_AMRestorableDevice(std::shared_ptr<const device_description> about,
+                                         std::uint32_t present_state)
+    : object(static_type()), shared(std::move(about)), description(*shared), state(present_state) {}
 
 const simulator::runtime_type& _AMRestorableDevice::static_type() {
     static const auto& type = *new simulator::runtime_type("AMRestorableDevice");
@@ -37,7 +41,8 @@ CFStringRef string_or_null(const std::optional<std::string>& text) {
 } // namespace
 
 std::uint32_t AMRestorableDeviceGetState(_AMRestorableDevice* device) {
-    return recorded(device).state;
+    recorded(device);
+    return device->state;
 }
 
 std::uint64_t AMRestorableDeviceGetECID(_AMRestorableDevice* device) {

@@ -6,15 +6,22 @@
 #include "simulator/core_foundation/object.h"
 #include "simulator/mobile_device/scenario.h"
 
+#include <memory>
 #include <string>
 
+/// One handle of a device. Several handles of one device share what is known about it.
 struct _AMRestorableDevice final : simulator::object {
-    explicit _AMRestorableDevice(simulator::device_description about);
+    explicit _AMRestorableDevice(std::shared_ptr<const simulator::device_description> about);
+    /// In another state than described.
+    _AMRestorableDevice(std::shared_ptr<const simulator::device_description> about,
+                        std::uint32_t present_state);
     static const simulator::runtime_type& static_type();
 
     std::string describe() const override;
 
-    const simulator::device_description description;
+    const std::shared_ptr<const simulator::device_description> shared;
+    const simulator::device_description& description;
+    const std::uint32_t state;
 };
 
 /// Knows all it needs: the restorable device may be gone.

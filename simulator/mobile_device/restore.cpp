@@ -52,8 +52,8 @@ std::int32_t AMRestorableDeviceRestore(_AMRestorableDevice* device, CFDictionary
         return simulator::bad_argument;
     }
     simulator::make_personalized_bundle(options);
-    running().add_restore(restored, callback, context);
-    return restored.description.restore.result;
+    running().play_during(__func__);
+    return running().restore(restored, callback, context);
 }
 
 std::int32_t AMRestoreEnableFileLogging(const char* path) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/mobile_device.h"
+#include "simulator/mobile_device/bench.h"
 #include "simulator/mobile_device/journal.h"
 #include "simulator/mobile_device/restorable_device.h"
 #include "simulator/mobile_device/scenario.h"
@@ -38,28 +39,84 @@ public:
 
     /// Plays the scenario's events from now on. Returns the number of the registration.
     std::int32_t add_registration(AMRestorableDeviceNotificationCallback callback, void* context);
-    /// No further event is told to a registration. False when there is none of that number.
-    bool cancel_registration(std::int32_t registration);
+    /// A registration gets no further event. Returns as late as the scenario says. False when there
+    /// is none of that number.
+    bool cancel_registration(std::int32_t number);
+    /// Plays the events that come inside calls of that function, on the caller's thread.
+    void play_during(const std::string& call);
     /// Plays the reports of the device's restore from now on. Keeps the device until the last.
-    void add_restore(_AMRestorableDevice& device, AMRestorableDeviceRestoreCallback callback,
-                     void* context);
+    /// Returns what the call returns, as late as the scenario says.
+    std::int32_t restore(_AMRestorableDevice& device, AMRestorableDeviceRestoreCallback callback,
+                         void* context);
 
     /// Returns when no callback is running and none will come any more.
     void halt();
 
 private:
-    /// In the order of their times. Events of one time keep their order.
-    std::vector<device_event> sorted_events() const;
+    using event_handle = owned<_AMRestorableDevice>;
+
+    struct played_event {
+        device_event about;
+        /// What the callback is given; may be null.
+        event_handle device;
+    };
+
+    /// Who gets events.
+    struct listener {
+        AMRestorableDeviceNotificationCallback callback = nullptr;
+        void* context = nullptr;
+    };
+
+    struct registration {
+        listener told;
+        std::unique_ptr<timeline> events;
+    };
+
+    static void notify(const played_event& event, const listener& told);
+    /// Plays the event at the position `next`, if it is due, and moves on to the one after it.
+    /// Returns when to call again.
+    timeline::next_time play_next_event(timeline::clock::time_point start, std::size_t& next,
+                                        const listener& told);
+    /// Waits for so many seconds of the scenario.
+    void pass(double seconds) const;
+    double seconds_since(timeline::clock::time_point time) const;
+    timeline::clock::time_point seconds_from_now(double seconds) const;
+
+    std::unique_ptr<timeline> play_events_to(const listener& told);
+
+    /// The handle of each device that a bench has; none of those that are away.
+    using attached_handles = std::map<std::size_t, _AMRestorableDevice*>;
+    /// Tells of what has changed on the bench since `attached`, which is brought up to date.
+    /// Returns when to look again.
+    timeline::next_time play_bench(attached_handles& attached, const listener& told);
+    attached_handles handles_on_bench();
+    /// Which devices are plugged in now, by the scenario's events alone.
+    std::vector<bool> plugged_in() const;
+    /// Null when the bench says that the device at `position` is away.
+    _AMRestorableDevice* handle_on_bench(std::size_t position, const bench::history& known) const;
+
+    /// The plan of the restore that begins now; null when another process restores the device.
+    const restore_plan* begin_restore(const device_description& device);
+    void report(_AMRestorableDevice& device, const restore_plan& plan, std::size_t position,
+                AMRestorableDeviceRestoreCallback callback, void* context);
 
     scenario played_;
     const double speed_;
     std::vector<owned<_AMRestorableDevice>> devices_;
+    /// In the order of their times. Events of one time keep their order.
+    std::vector<played_event> timed_events_;
+    std::vector<played_event> events_during_calls_;
+    /// The devices as they come back after a restore on a bench.
+    std::vector<owned<_AMRestorableDevice>> returned_devices_;
     std::unique_ptr<journal> journal_;
+    std::unique_ptr<bench> bench_;
 
     std::mutex mutex_;
     bool halted_ = false;
     std::int32_t last_registration_ = 0;
-    std::map<std::int32_t, std::unique_ptr<timeline>> registrations_;
+    /// How many restores of each device were begun without a bench.
+    std::map<std::string, std::int64_t> begun_restores_;
+    std::map<std::int32_t, registration> registrations_;
     std::vector<std::unique_ptr<timeline>> restores_;
 };
 

@@ -20,10 +20,25 @@ struct restore_report {
     cf_handle<CFTypeRef> report;
 };
 
+/// Seconds since the call that restores, from the first to before the second.
+struct away_period {
+    double from = 0;
+    double until = 0;
+};
+
 struct restore_plan {
     /// What the call returns. The reports come whatever it is.
     std::int32_t result = 0;
     std::vector<restore_report> reports;
+    /// How many reports, from the first on, come before the call returns, on the caller's thread.
+    std::size_t reports_inside_call = 0;
+    /// Seconds that the call takes besides.
+    double call_takes = 0;
+    /// On a bench, when the other processes do not see the device while it is restored.
+    std::vector<away_period> away = {};
+    /// On a bench, how many seconds after it was restored the device is back, in Recovery mode;
+    /// none: it has booted and stays away.
+    std::optional<double> returns_after = std::nullopt;
 };
 
 struct device_description {
@@ -44,6 +59,8 @@ struct device_description {
     std::int32_t set_auto_boot_result = 0;
     std::int32_t reboot_result = 0;
     restore_plan restore;
+    /// The second restore of the device, the third and so on; the last one stands for all after it.
+    std::vector<restore_plan> later_restores = {};
 };
 
 struct device_event {
@@ -53,6 +70,16 @@ struct device_event {
     std::optional<std::size_t> device;
     /// 0 connected, 1 disconnected.
     std::uint32_t type = 0;
+    /// The function inside each call of which the event comes, on the caller's thread; none: it
+    /// comes at its time.
+    std::optional<std::string> during = std::nullopt;
+    /// The event, and those after it, wait until there is a file of this name, which is UTF-8;
+    /// none: they do not.
+    std::optional<std::string> awaited_file = std::nullopt;
+    /// Whether the device comes under a handle that no other event has.
+    bool under_new_handle = false;
+    /// How many threads call the callback with it, all at once.
+    std::size_t threads = 1;
 };
 
 /// The error that registering for notifications fails with.
@@ -68,6 +95,12 @@ struct scenario {
     /// In any order. None: every device connects at registration, in the order of `devices`.
     std::optional<std::vector<device_event>> events;
     std::optional<registration_failure> registration_error;
+    /// What subscribing to booted devices returns; unless 0, it gives no subscription.
+    std::int32_t subscription_result = 0;
+    /// Whether unregistering returns after the last callback only.
+    bool unregistration_waits = false;
+    /// Seconds that unregistering takes besides.
+    double unregistration_takes = 0;
     std::int32_t enable_file_logging_result = 0;
     /// Null: the platform has no default options to give.
     cf_handle<CFDictionaryRef> default_restore_options = plausible_restore_options();

@@ -4,6 +4,7 @@
 #include "simulator/mobile_device/plist_reader.h"
 #include "simulator/mobile_device/utf8_path.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <fstream>
 #include <limits>
@@ -28,13 +29,25 @@ std::int32_t signed_32(const plist_reader& reader, const std::string& key) {
 }
 
 restore_plan parse_restore(const std::string& place, CFTypeRef value) {
-    const plist_reader reader(place, value, {"Result", "Reports"});
+    const plist_reader reader(
+        place, value,
+        {"Result", "Reports", "ReportsInsideCall", "CallTakes", "Away", "ReturnsAfter"});
     restore_plan plan;
     plan.result = signed_32(reader, "Result");
+    plan.call_takes = reader.optional_seconds("CallTakes");
     reader.each("Reports", [&plan](const std::string& element_place, CFTypeRef element) {
         const plist_reader report(element_place, element, {"After", "Report"});
         plan.reports.push_back({report.seconds("After"), cf_retained(report.find("Report"))});
     });
+    reader.each("Away", [&plan](const std::string& element_place, CFTypeRef element) {
+        const plist_reader period(element_place, element, {"From", "Until"});
+        plan.away.push_back({period.seconds("From"), period.seconds("Until")});
+    });
+    if (reader.find("ReturnsAfter") != nullptr) {
+        plan.returns_after = reader.seconds("ReturnsAfter");
+    }
+    plan.reports_inside_call = static_cast<std::size_t>(reader.optional_integer(
+        "ReportsInsideCall", 0, static_cast<std::int64_t>(plan.reports.size())));
     return plan;
 }
 
@@ -43,7 +56,7 @@ device_description parse_device(const std::string& place, CFTypeRef value) {
                               {"Name", "ECID", "State", "ProductID", "BoardID", "ChipID",
                                "ProductType", "FusingInfo", "LocationID", "SerialNumber",
                                "ProductString", "HasRecoveryDevice", "SetAutoBootResult",
-                               "RebootResult", "Restore"});
+                               "RebootResult", "Restore", "LaterRestores"});
     device_description device;
     device.name = reader.text("Name");
     device.ecid = reader.hexadecimal("ECID");
@@ -64,13 +77,30 @@ device_description parse_device(const std::string& place, CFTypeRef value) {
     if (const CFTypeRef restore = reader.find("Restore")) {
         device.restore = parse_restore(reader.place_of("Restore"), restore);
     }
+    reader.each("LaterRestores", [&device](const std::string& later_place, CFTypeRef later) {
+        device.later_restores.push_back(parse_restore(later_place, later));
+    });
     return device;
 }
 
 device_event parse_event(const std::string& place, CFTypeRef value, const positions& devices) {
-    const plist_reader reader(place, value, {"At", "Device", "Type"});
+    constexpr std::int64_t most_threads = 64;
+    const plist_reader reader(
+        place, value, {"At", "Device", "Type", "During", "AwaitFile", "NewHandle", "Threads"});
     device_event event;
-    event.at = reader.seconds("At");
+    event.during = reader.optional_word(
+        "During", {"AMRestorableDeviceRegisterForNotifications",
+                   "AMRestorableDeviceUnregisterForNotifications", "AMRestorableDeviceRestore",
+                   "AMRecoveryModeDeviceSetAutoBoot", "AMRecoveryModeDeviceReboot"});
+    if (!event.during) {
+        event.at = reader.seconds("At");
+    } else if (const CFTypeRef time = reader.find("At")) {
+        complain(reader.place_of("At"), shown(time), "absent from an event with During");
+    }
+    event.awaited_file = reader.optional_text("AwaitFile");
+    event.under_new_handle = reader.optional_truth("NewHandle", false);
+    event.threads = static_cast<std::size_t>(
+        std::max<std::int64_t>(reader.optional_integer("Threads", 1, most_threads), 1));
     event.type = reader.word_or_number("Type", {{"connected", 0}, {"disconnected", 1}});
     if (const auto name = reader.optional_text("Device")) {
         const auto found = devices.find(*name);
@@ -151,8 +181,9 @@ cf_handle<CFTypeRef> read_property_list(const std::vector<std::uint8_t>& bytes) 
 
 scenario parse_scenario(CFTypeRef plist) {
     const plist_reader reader("", plist,
-                              {"Devices", "Events", "RegistrationError", "EnableFileLoggingResult",
-                               "DefaultRestoreOptions"});
+                              {"Devices", "Events", "RegistrationError", "SubscriptionResult",
+                               "UnregistrationWaits", "UnregistrationTakes",
+                               "EnableFileLoggingResult", "DefaultRestoreOptions"});
     scenario result;
     positions devices;
     reader.each("Devices", [&](const std::string& place, CFTypeRef element) {
@@ -172,6 +203,9 @@ scenario parse_scenario(CFTypeRef plist) {
         result.registration_error =
             parse_registration_error(reader.place_of("RegistrationError"), error);
     }
+    result.subscription_result = signed_32(reader, "SubscriptionResult");
+    result.unregistration_waits = reader.optional_truth("UnregistrationWaits", false);
+    result.unregistration_takes = reader.optional_seconds("UnregistrationTakes");
     result.enable_file_logging_result = signed_32(reader, "EnableFileLoggingResult");
     if (const CFTypeRef options = reader.find("DefaultRestoreOptions")) {
         result.default_restore_options =

@@ -238,6 +238,62 @@ TEST(scenario_file, takes_the_default_restore_options_away) {
         nullptr);
 }
 
+TEST(scenario_file, says_how_unkind_an_event_is) {
+    const scenario result = parse(with_events(
+        "<dict><key>At</key><integer>2</integer><key>Device</key><string>b</string>"
+        "<key>Type</key><string>connected</string><key>AwaitFile</key><string>/go</string>"
+        "<key>NewHandle</key><true/><key>Threads</key><integer>64</integer></dict>"
+        "<dict><key>During</key><string>AMRestorableDeviceRestore</string>"
+        "<key>Type</key><string>disconnected</string></dict>"));
+    ASSERT_EQ(result.events->size(), 2U);
+    const device_event& timed = result.events->at(0);
+    EXPECT_EQ(timed.at, 2);
+    EXPECT_EQ(timed.during, std::nullopt);
+    EXPECT_EQ(timed.awaited_file, "/go");
+    EXPECT_TRUE(timed.under_new_handle);
+    EXPECT_EQ(timed.threads, 64U);
+    const device_event& inside = result.events->at(1);
+    EXPECT_EQ(inside.during, "AMRestorableDeviceRestore");
+    EXPECT_EQ(inside.awaited_file, std::nullopt);
+    EXPECT_FALSE(inside.under_new_handle);
+    EXPECT_EQ(inside.threads, 1U);
+}
+
+TEST(scenario_file, says_how_unkind_the_calls_are) {
+    const scenario result = parse("<dict><key>SubscriptionResult</key><integer>-5</integer>"
+                                  "<key>UnregistrationWaits</key><true/>"
+                                  "<key>UnregistrationTakes</key><real>0.5</real></dict>");
+    EXPECT_EQ(result.subscription_result, -5);
+    EXPECT_TRUE(result.unregistration_waits);
+    EXPECT_EQ(result.unregistration_takes, 0.5);
+}
+
+TEST(scenario_file, says_what_comes_inside_a_restore_call_and_how_long_it_takes) {
+    const scenario result =
+        parse(with_device("<key>Restore</key><dict><key>Reports</key><array>"
+                          "<dict><key>After</key><integer>0</integer></dict></array>"
+                          "<key>ReportsInsideCall</key><integer>1</integer>"
+                          "<key>CallTakes</key><integer>3</integer></dict>"));
+    EXPECT_EQ(result.devices[0].restore.reports_inside_call, 1U);
+    EXPECT_EQ(result.devices[0].restore.call_takes, 3);
+}
+
+TEST(scenario_file, says_what_a_bench_sees_of_a_restore) {
+    const scenario result =
+        parse(with_device("<key>Restore</key><dict><key>Away</key><array>"
+                          "<dict><key>From</key><integer>1</integer>"
+                          "<key>Until</key><real>2.5</real></dict></array></dict>"
+                          "<key>LaterRestores</key><array><dict><key>ReturnsAfter</key>"
+                          "<integer>60</integer></dict></array>"));
+    const device_description& device = result.devices.at(0);
+    ASSERT_EQ(device.restore.away.size(), 1U);
+    EXPECT_EQ(device.restore.away[0].from, 1);
+    EXPECT_EQ(device.restore.away[0].until, 2.5);
+    EXPECT_EQ(device.restore.returns_after, std::nullopt);
+    ASSERT_EQ(device.later_restores.size(), 1U);
+    EXPECT_EQ(device.later_restores[0].returns_after, 60);
+}
+
 struct wrong {
     const char* name;
     std::string xml;
@@ -253,7 +309,8 @@ TEST_P(wrong_scenario, is_complained_of_with_its_place) {
 constexpr auto unknown_device_key =
     "Devices[0]: is a dictionary with the unknown key \"Ecid\"; should be one with no other keys "
     "than Name, ECID, State, ProductID, BoardID, ChipID, ProductType, FusingInfo, LocationID, "
-    "SerialNumber, ProductString, HasRecoveryDevice, SetAutoBootResult, RebootResult or Restore";
+    "SerialNumber, ProductString, HasRecoveryDevice, SetAutoBootResult, RebootResult, Restore or "
+    "LaterRestores";
 
 const std::string device_start = "<dict><key>Devices</key><array><dict><key>Name</key>"
                                  "<string>d</string><key>ECID</key>";
@@ -265,7 +322,8 @@ INSTANTIATE_TEST_SUITE_P(
         wrong{"no_dictionary", "<array/>", "top level: is an array; should be a dictionary"},
         wrong{"unknown_key", "<dict><key>devices</key><array/></dict>",
               "top level: is a dictionary with the unknown key \"devices\"; should be one with no "
-              "other keys than Devices, Events, RegistrationError, EnableFileLoggingResult or "
+              "other keys than Devices, Events, RegistrationError, SubscriptionResult, "
+              "UnregistrationWaits, UnregistrationTakes, EnableFileLoggingResult or "
               "DefaultRestoreOptions"},
         wrong{"devices_of_the_wrong_type", "<dict><key>Devices</key><dict/></dict>",
               "Devices: is a dictionary; should be an array"},
@@ -384,6 +442,64 @@ INSTANTIATE_TEST_SUITE_P(
               "<key>Code</key><integer>9223372036854775808</integer></dict></dict>",
               "RegistrationError.Code: is 9223372036854775808; should be a whole number from "
               "-9223372036854775808 to 9223372036854775807"},
+        wrong{"event_during_an_unknown_call",
+              with_events("<dict><key>During</key><string>reboot</string><key>Type</key>"
+                          "<integer>0</integer></dict>"),
+              "Events[0].During: is \"reboot\"; should be "
+              "AMRestorableDeviceRegisterForNotifications, "
+              "AMRestorableDeviceUnregisterForNotifications, AMRestorableDeviceRestore, "
+              "AMRecoveryModeDeviceSetAutoBoot or AMRecoveryModeDeviceReboot"},
+        wrong{"event_during_a_call_at_a_time",
+              with_events("<dict><key>During</key><string>AMRecoveryModeDeviceReboot</string>"
+                          "<key>At</key><integer>1</integer><key>Type</key><integer>0</integer>"
+                          "</dict>"),
+              "Events[0].At: is 1; should be absent from an event with During"},
+        wrong{"event_that_awaits_a_number",
+              with_events("<dict><key>At</key><integer>0</integer><key>AwaitFile</key>"
+                          "<integer>1</integer><key>Type</key><integer>0</integer></dict>"),
+              "Events[0].AwaitFile: is 1; should be a string"},
+        wrong{"event_under_a_handle_that_is_no_truth",
+              with_events("<dict><key>At</key><integer>0</integer><key>NewHandle</key>"
+                          "<integer>1</integer><key>Type</key><integer>0</integer></dict>"),
+              "Events[0].NewHandle: is 1; should be true or false"},
+        wrong{"event_on_no_thread",
+              with_events("<dict><key>At</key><integer>0</integer><key>Threads</key>"
+                          "<integer>0</integer><key>Type</key><integer>0</integer></dict>"),
+              "Events[0].Threads: is 0; should be a whole number from 1 to 64"},
+        wrong{"event_on_too_many_threads",
+              with_events("<dict><key>At</key><integer>0</integer><key>Threads</key>"
+                          "<integer>65</integer><key>Type</key><integer>0</integer></dict>"),
+              "Events[0].Threads: is 65; should be a whole number from 1 to 64"},
+        wrong{"more_reports_inside_the_call_than_there_are",
+              with_device("<key>Restore</key><dict><key>ReportsInsideCall</key>"
+                          "<integer>1</integer></dict>"),
+              "Devices[0].Restore.ReportsInsideCall: is 1; should be a whole number from 0 to 0"},
+        wrong{"restore_that_takes_no_time",
+              with_device("<key>Restore</key><dict><key>CallTakes</key><real>-1</real></dict>"),
+              "Devices[0].Restore.CallTakes: is -1; should be a number of seconds, zero or more"},
+        wrong{"device_away_without_an_end",
+              with_device("<key>Restore</key><dict><key>Away</key><array><dict><key>From</key>"
+                          "<integer>1</integer></dict></array></dict>"),
+              "Devices[0].Restore.Away[0].Until: is missing; should be a number of seconds, zero "
+              "or more"},
+        wrong{"device_that_returns_before_it_is_restored",
+              with_device("<key>Restore</key><dict><key>ReturnsAfter</key><integer>-1</integer>"
+                          "</dict>"),
+              "Devices[0].Restore.ReturnsAfter: is -1; should be a number of seconds, zero or "
+              "more"},
+        wrong{"later_restore_of_the_wrong_type",
+              with_device("<key>LaterRestores</key><array><true/></array>"),
+              "Devices[0].LaterRestores[0]: is true; should be a dictionary"},
+        wrong{"subscription_result_as_text",
+              "<dict><key>SubscriptionResult</key><string>1</string></dict>",
+              "SubscriptionResult: is \"1\"; should be a whole number from -2147483648 to "
+              "2147483647"},
+        wrong{"unregistration_that_waits_a_number",
+              "<dict><key>UnregistrationWaits</key><integer>1</integer></dict>",
+              "UnregistrationWaits: is 1; should be true or false"},
+        wrong{"unregistration_that_takes_a_text",
+              "<dict><key>UnregistrationTakes</key><string>long</string></dict>",
+              "UnregistrationTakes: is \"long\"; should be a number of seconds, zero or more"},
         wrong{"default_options_true", "<dict><key>DefaultRestoreOptions</key><true/></dict>",
               "DefaultRestoreOptions: is true; should be a dictionary or false"}),
     [](const auto& instance) { return std::string(instance.param.name); });

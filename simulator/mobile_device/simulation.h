@@ -19,10 +19,14 @@ struct simulation_options {
     std::optional<std::string> journal;
     /// How many times as fast all times pass; above 0.
     double speed = 1;
+    /// The folder, in UTF-8, of the bench whose devices several processes share; none: the devices
+    /// are the process's own. The journal is then shared too.
+    std::optional<std::string> bench = std::nullopt;
 };
 
 /// Plays `played` from now on, in place of what was running, which is stopped first. Throws
-/// std::system_error when the journal cannot be written; the empty simulation runs then.
+/// std::system_error when the journal cannot be written, and std::runtime_error, whose text is one
+/// line, when the bench cannot be used; the empty simulation runs then.
 void start(scenario played, const simulation_options& options = {});
 
 /// Returns when no callback is running and none will come any more. Devices that others still hold

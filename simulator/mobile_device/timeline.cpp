@@ -10,24 +10,55 @@ namespace {
 /// As long as anybody can wait, and far from where the clock's arithmetic overflows.
 constexpr double longest_wait_in_seconds = 1e8;
 
-std::chrono::nanoseconds duration_of(double seconds) {
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(
-        std::chrono::duration<double>(std::min(seconds, longest_wait_in_seconds)));
-}
+/// Plays a plan: the first call plays nothing, each further one the next of the plan.
+class plan_step {
+public:
+    plan_step(timeline::clock::time_point start, std::vector<double> times, double speed,
+              std::function<void(std::size_t)> play)
+        : start_(start), times_(std::move(times)), speed_(speed), play_(std::move(play)) {}
+
+    timeline::next_time operator()() {
+        if (begun_) {
+            play_(next_);
+            ++next_;
+        }
+        begun_ = true;
+        if (next_ == times_.size()) {
+            return std::nullopt;
+        }
+        return timeline::after(start_, times_[next_] / speed_);
+    }
+
+private:
+    timeline::clock::time_point start_;
+    std::vector<double> times_;
+    double speed_;
+    std::function<void(std::size_t)> play_;
+    bool begun_ = false;
+    std::size_t next_ = 0;
+};
 
 } // namespace
 
-timeline::timeline(clock::time_point start, std::vector<double> times, double speed,
-                   std::function<void(std::size_t)> play)
-    : thread_([this, start, times = std::move(times), speed, play = std::move(play)]() mutable {
-          for (std::size_t i = 0;
-               i < times.size() && wait_until(start + duration_of(times[i] / speed)); ++i) {
-              play(i);
+timeline::clock::time_point timeline::after(clock::time_point start, double seconds) {
+    return start + std::chrono::duration_cast<clock::duration>(
+                       std::chrono::duration<double>(std::min(seconds, longest_wait_in_seconds)));
+}
+
+timeline::timeline(clock::time_point first, std::function<next_time()> step)
+    : thread_([this, first, step = std::move(step)]() mutable {
+          next_time next = first;
+          while (next && wait_until(*next)) {
+              next = step();
           }
-          play = nullptr;
+          step = nullptr;
           std::unique_lock lock(mutex_);
           changed_.wait(lock, [this] { return joining_; });
       }) {}
+
+timeline::timeline(clock::time_point start, std::vector<double> times, double speed,
+                   std::function<void(std::size_t)> play)
+    : timeline(start, plan_step(start, std::move(times), speed, std::move(play))) {}
 
 timeline::~timeline() {
     {

@@ -5,22 +5,28 @@
 #include <cstddef>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <thread>
 #include <vector>
 
 namespace simulator {
 
-/// Plays the steps of a plan at their times, on a thread of its own. All times count from one
-/// start, so that a step that takes long delays the steps after it no more than it must.
-///
-/// What a step throws ends the process.
+/// Plays steps at their times, on a thread of its own. What a step throws ends the process.
 class timeline {
 public:
     using clock = std::chrono::steady_clock;
 
-    /// `times` are seconds since `start`, in ascending order, and pass `speed` times as fast.
-    /// `play` is called with the position of each in turn, and destroyed on the timeline's thread
-    /// when all is done.
+    /// When the next step is due; nothing when there is none.
+    using next_time = std::optional<clock::time_point>;
+
+    /// Calls `step` at `first`, and again at each time that it returns. `step` is destroyed on the
+    /// timeline's thread when all is done.
+    timeline(clock::time_point first, std::function<next_time()> step);
+
+    /// Plays a plan. All times count from one start, so that a step that takes long delays the
+    /// steps after it no more than it must. `times` are seconds since `start`, in ascending order,
+    /// and pass `speed` times as fast. `play` is called with the position of each in turn, and
+    /// destroyed on the timeline's thread when all is done.
     timeline(clock::time_point start, std::vector<double> times, double speed,
              std::function<void(std::size_t)> play);
     /// Waits until the thread is done with the plan. Not to be called from a step.
@@ -28,6 +34,9 @@ public:
 
     /// No further step is started. One that is running may still be when this returns.
     void cancel();
+
+    /// The time that is `seconds` after `start`. Seconds that no clock can count are cut short.
+    static clock::time_point after(clock::time_point start, double seconds);
 
 private:
     bool wait_until(clock::time_point time);

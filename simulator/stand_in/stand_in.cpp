@@ -4,7 +4,8 @@
 ///
 ///     VANDREL_SCENARIO   a scenario file; without it the built-in scenario plays
 ///     VANDREL_JOURNAL    where the calls are recorded
-///     VANDREL_SPEED, VANDREL_FAIL_CREATION   as vandrel-sim's options of these names
+///     VANDREL_BENCH, VANDREL_SPEED, VANDREL_FAIL_CREATION
+///                        as vandrel-sim's options of these names
 
 #include "simulator/core_foundation/accounting.h"
 #include "simulator/mobile_device/built_in_scenario.h"
@@ -28,6 +29,7 @@ void start_simulation() {
     const auto scenario = setting("VANDREL_SCENARIO");
     simulator::simulation_options options;
     options.journal = setting("VANDREL_JOURNAL");
+    options.bench = setting("VANDREL_BENCH");
     options.speed = std::stod(setting("VANDREL_SPEED").value_or("1"));
     simulator::start(
         scenario ? simulator::read_scenario(*scenario) : simulator::built_in_scenario(), options);
