@@ -6,8 +6,8 @@
 
 namespace vandrel {
 
-/// The parsed command line: one field for each option, in the order of the option table. An absent
-/// value means that the option was not given. Texts are UTF-8.
+/// The parsed command line: one field for each option. An absent value means that the option was not
+/// given. Texts are UTF-8.
 struct start_options {
     bool debug = false;
     bool debug_dump = false;

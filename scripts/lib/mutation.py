@@ -90,12 +90,17 @@ class workshop:
         if not (self.tree / ".deps").exists():
             (self.tree / ".deps").symlink_to(ROOT / ".deps")
         linker = ["-DCMAKE_%s_LINKER_FLAGS=-fuse-ld=gold" % kind for kind in ("EXE", "SHARED", "MODULE")]
+        self.clear_temporary()
         self.require(["cmake", "-S", ".", "--preset", "linux", "-DCMAKE_BUILD_TYPE=",
                       "-DCMAKE_CXX_FLAGS=-w", *(linker if shutil.which("ld.gold") else [])])
         self.require(["ninja", "-C", "build/linux", "-j1"])
         for folder in FOLDERS:
             self.require([self.build / "bin" / f"{folder}_tests"])
         self.require(self.all_tests())
+
+    def clear_temporary(self):
+        shutil.rmtree(self.temporary, ignore_errors=True)
+        self.temporary.mkdir(parents=True)
 
     def require(self, command):
         if not self.succeeds(command, 3600, WORK / "prepare.log"):
@@ -142,8 +147,7 @@ class workshop:
         """None: it does not compile."""
         source = source_of(candidate.file)
         path = self.tree / candidate.file
-        shutil.rmtree(self.temporary, ignore_errors=True)
-        self.temporary.mkdir(parents=True)
+        self.clear_temporary()
         path.write_text(candidate.change(source), encoding="utf-8")
         try:
             if not self.builds("vandrel_core"):
