@@ -38,7 +38,7 @@ class measuring(unittest.TestCase):
 
 
 class writing(unittest.TestCase):
-    def test_the_table_tells_medians_spread_and_marks(self):
+    def test_the_table_has_medians_spread_and_limits(self):
         figure = Figure(row(must=2.0, aim=1.0), 1.25, 1.0, 2.5, 0.0015, 0.0012)
         self.assertEqual(table([figure]).splitlines()[-1],
                          "| reading | a copy | 1.5 ms | 1.2 ms | **1.25 x** (1 x to 2.5 x) | 2 x "

@@ -129,7 +129,8 @@ bool device_notifier_state::update_devices(_AMRestorableDevice* device, notifica
         table.insert_or_assign(ecid, device_handle(device, CFTypeDeleter()));
         break;
     case notification_type::disconnected:
-        // The wording speaks of absence where presence is found; readers of the log know it so.
+        // The message is inverted: it is logged when the device is present. Readers of logs
+        // know it so.
         if (table.contains(ecid)) {
             log(fmt::format("{}: Disconnected AMRestorableDevice, but '{}' not present", signature,
                             ecid));

@@ -38,7 +38,7 @@ cf_handle<CFMutableDictionaryRef> make_report(std::int64_t operation, std::int64
     return report;
 }
 
-/// A session that is told reports the way MobileDevice tells them.
+/// A session whose callback gets reports like those of MobileDevice.
 class restore_reports : public ::testing::Test {
 protected:
     restore_reports() { session.operation = device_operation::restore; }

@@ -10,7 +10,7 @@
 
 namespace vandrel {
 
-/// What a device tells of itself. Texts are UTF-8, absent when the device does not tell them.
+/// The properties that a device reports. Texts are UTF-8, absent if it does not report them.
 struct device_properties {
     Orv::ecid ecid;
     /// The USB product number.
@@ -19,11 +19,11 @@ struct device_properties {
     std::uint32_t chipId;
     std::uint32_t productType;
     std::uint32_t fusingInfo;
-    /// Where on the USB the device hangs.
+    /// The USB location ID.
     std::uint32_t locationId;
     std::optional<std::string> serialNumber;
     std::optional<std::string> productString;
-    /// Nothing that MobileDevice tells; for callers that have a text of their own.
+    /// Never set by make_device_info; for callers that have a description.
     std::optional<std::string> description;
 };
 

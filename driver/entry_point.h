@@ -3,9 +3,9 @@
 namespace vandrel {
 
 /// The whole program: what the library's exported `main` does. `arguments` are UTF-8, the
-/// program's own name first. Returns the process result when the command line cannot be parsed;
-/// otherwise never: the process ends, with the result, when the command is done and every record
-/// is out. Called once in a process.
+/// program's own name first. Returns the exit status if the command line cannot be parsed;
+/// otherwise never: the process ends, with the exit status, when the command is done and every
+/// record is written. Called once in a process.
 int entry_point(int argument_count, const char* const* arguments);
 
 } // namespace vandrel

@@ -54,7 +54,7 @@ void output_str_state::write(output_entry& entry) {
     if (!entry.is_debug && pipe_) {
         pipe_->write(entry.text);
     } else if (!entry.is_debug || debug_) {
-        // One call with the line feed: the error stream has no buffer.
+        // One call with the line feed: standard error has no buffer.
         entry.text += '\n';
         std::fwrite(entry.text.data(), 1, entry.text.size(), entry.is_debug ? stderr : stdout);
     }
