@@ -9,6 +9,7 @@
 #include <fmt/format.h>
 
 #include <chrono>
+#include <new>
 #include <utility>
 
 namespace vandrel {
@@ -71,11 +72,26 @@ device_notifier_state::~device_notifier_state() {
     if (scratchLocation.empty()) {
         fail_session_assertion(names::session_destructor, "!scratchLocation.empty()");
     }
+    remove_scratch_directory();
+}
+
+void device_notifier_state::remove_scratch_directory() noexcept {
     constexpr auto failed = static_cast<boost::uintmax_t>(-1);
     boost::system::error_code error;
-    if (boost::filesystem::remove_all(scratchLocation, error) == failed) {
+    auto removed = boost::filesystem::remove_all(scratchLocation, error);
+    if (removed == failed && error == boost::system::errc::not_enough_memory) {
+        // A command that ended for want of memory has given its own back by now.
+        removed = boost::filesystem::remove_all(scratchLocation, error);
+    }
+    if (removed != failed) {
+        return;
+    }
+    try {
         outputter->push_debug(fmt::format("{}: Failed to clean scratch location ({})",
                                           names::session_destructor.signature, error.message()));
+    } catch (const std::bad_alloc&) {
+        // Without memory for the line.
+        return;
     }
 }
 

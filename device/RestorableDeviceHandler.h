@@ -93,6 +93,7 @@ private:
     /// Knows which sessions are alive.
     static callback_gate& gate();
 
+    void remove_scratch_directory() noexcept;
     /// Whether the notification reached the table, so that waiters have to look again.
     bool update_devices(_AMRestorableDevice* device, notification_type type);
     void operate_on_device();

@@ -4,6 +4,8 @@
 
 #include <boost/program_options.hpp>
 
+#include <algorithm>
+#include <new>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -70,6 +72,11 @@ po::options_description option_table(const shared_options& options) {
            "Attempt to put a recovery mode device into restore mode");
     option("output-pipe", into(options, &start_options::output_pipe),
            "Send formatted output to a specific pipe");
+    // The library loses a name, and says nothing, when there is no memory for it.
+    const auto has_no_name = [](const auto& described) { return described->long_name().empty(); };
+    if (std::ranges::any_of(table.options(), has_no_name)) {
+        throw std::bad_alloc();
+    }
     return table;
 }
 

@@ -192,6 +192,40 @@ TEST(parse_arguments, an_empty_value_is_a_value) {
     EXPECT_EQ(parse({"--restore", ""}).options.restore, "");
 }
 
+TEST(parse_arguments, nothing_behind_an_equals_sign_is_a_missing_value) {
+    EXPECT_EQ(refusal(parse({"--restore="})),
+              "1: the argument for option '--restore' should follow "
+              "immediately after the equal sign");
+}
+
+TEST(parse_arguments, two_dashes_alone_end_the_options) {
+    const auto result = parse({"--list-devices", "--", "--debug", "--frobnicate"});
+    EXPECT_EQ(refusal(result), "none");
+    EXPECT_TRUE(result.options.list_devices);
+    EXPECT_FALSE(result.options.debug);
+}
+
+TEST(parse_arguments, one_dash_and_an_empty_argument_are_passed_over) {
+    const auto result = parse({"-", "", "--list-devices"});
+    EXPECT_EQ(refusal(result), "none");
+    EXPECT_TRUE(result.options.list_devices);
+}
+
+TEST(parse_arguments, blanks_do_not_belong_to_a_number) {
+    EXPECT_EQ(refusal(parse({"--detect-timeout", " 5"})),
+              "2: the argument (' 5') for option '--detect-timeout' is invalid");
+    EXPECT_EQ(refusal(parse({"--detect-timeout", "5 "})),
+              "2: the argument ('5 ') for option '--detect-timeout' is invalid");
+    EXPECT_EQ(refusal(parse({"--output-pipe", "1 0"})),
+              "2: the argument ('1 0') for option '--output-pipe' is invalid");
+}
+
+TEST(parse_arguments, a_negative_timeout_beyond_32_bits_is_an_invalid_argument) {
+    EXPECT_EQ(parse({"--detect-timeout=-4294967295"}).options.detect_timeout, 1U);
+    EXPECT_EQ(refusal(parse({"--detect-timeout=-4294967296"})),
+              "2: the argument ('-4294967296') for option '--detect-timeout' is invalid");
+}
+
 TEST(parse_arguments, the_description_prints_the_table) {
     std::ostringstream text;
     {

@@ -139,6 +139,15 @@ TEST(print_formatted_error, a_tool_error_of_code_3_carries_all_four_keys) {
                                         "\n");
 }
 
+TEST(print_formatted_error, a_code_of_more_than_32_bits_is_written_whole) {
+    const cf_error_handle error(
+        CFErrorCreate(kCFAllocatorDefault, CFSTR("usb"), 0x1'0000'0005, nullptr));
+    channel_capture capture;
+    capture.channel()->print_formatted_error(error.get());
+    EXPECT_NE(capture.finish().records.find("<key>Code</key>\n\t\t<integer>4294967301</integer>"),
+              std::string::npos);
+}
+
 TEST(print_formatted_error, null_is_refused) {
     channel_capture capture;
     capture.channel()->print_formatted_error(nullptr);

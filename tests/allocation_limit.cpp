@@ -1,5 +1,7 @@
 #include "tests/allocation_limit.h"
 
+#include "tests/allocation_failure.h"
+
 #include <cstdlib>
 #include <limits>
 #include <new>
@@ -8,11 +10,24 @@ namespace {
 
 constexpr std::size_t no_limit = std::numeric_limits<std::size_t>::max();
 thread_local std::size_t largest = no_limit;
+/// 0: no allocation is to fail.
+thread_local std::size_t until_failure = 0;
+thread_local bool fails_from_then_on = false;
+thread_local bool has_failed = false;
+
+bool is_to_fail() {
+    if (until_failure == 0 || --until_failure > 0) {
+        return false;
+    }
+    until_failure = fails_from_then_on ? 1 : 0;
+    has_failed = true;
+    return true;
+}
 
 } // namespace
 
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    return size <= largest ? std::malloc(size == 0 ? 1 : size) : nullptr;
+    return size <= largest && !is_to_fail() ? std::malloc(size == 0 ? 1 : size) : nullptr;
 }
 
 void* operator new(std::size_t size) {
@@ -36,6 +51,20 @@ allocation_limit::allocation_limit(std::size_t bytes) {
 
 allocation_limit::~allocation_limit() {
     largest = no_limit;
+}
+
+allocation_failure::allocation_failure(std::size_t n, extent how_long) {
+    fails_from_then_on = how_long == extent::from_then_on;
+    has_failed = false;
+    until_failure = n;
+}
+
+allocation_failure::~allocation_failure() {
+    until_failure = 0;
+}
+
+bool allocation_failure::has_come() {
+    return has_failed;
 }
 
 } // namespace vandrel::testing

@@ -144,6 +144,29 @@ TEST(command_line, a_missing_value_is_an_unknown_error) {
                    "the required argument for option '--detect-timeout' is missing");
 }
 
+TEST(command_line, nothing_behind_an_equals_sign_is_an_unknown_error) {
+    expect_refusal({"--restore=", "--ecid", some_ecid}, 1, "Unknown error",
+                   "the argument for option '--restore' should follow immediately after the equal "
+                   "sign");
+}
+
+TEST(command_line, blanks_do_not_belong_to_a_number) {
+    expect_invalid_argument({"--list-devices", "--detect-timeout", " 0"},
+                            "the argument (' 0') for option '--detect-timeout' is invalid");
+    expect_invalid_argument({"--list-devices", "--detect-timeout=0 "},
+                            "the argument ('0 ') for option '--detect-timeout' is invalid");
+}
+
+TEST(command_line, a_negative_timeout_beyond_32_bits_is_an_invalid_argument) {
+    expect_invalid_argument(
+        {"--list-devices", "--detect-timeout=-4294967296"},
+        "the argument ('-4294967296') for option '--detect-timeout' is invalid");
+}
+
+TEST(command_line, a_dash_an_empty_argument_and_all_behind_two_dashes_are_passed_over) {
+    expect_bad_command({"-", "", "--", "--list-devices", "--frobnicate"}, "Invalid command option");
+}
+
 TEST(command_line, an_ambiguous_prefix_is_an_unknown_error) {
     expect_refusal({"--re", "x"}, 1, "Unknown error",
                    "option '--re' is ambiguous and matches '--restore', '--restore-plist', and "

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdint>
 
 namespace {
 
@@ -194,6 +195,18 @@ TEST(registration_error, a_code_above_8_is_status_1_and_texts_that_are_not_there
         dictionary{{"Type", "InternalError"},
                    {"Value", dictionary{{"Code", 9}, {"Domain", "com.example.usb"}}}};
     EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.records, ElementsAre(record, record));
+}
+
+TEST(registration_error, a_code_of_more_than_32_bits_is_written_whole_and_its_low_bits_count) {
+    const tool_run run =
+        list({{"Devices", array{}},
+              {"RegistrationError",
+               dictionary{{"Domain", "com.example.usb"}, {"Code", std::int64_t{0x1'0000'0005}}}}});
+    const plist_value record = dictionary{
+        {"Type", "InternalError"},
+        {"Value", dictionary{{"Code", std::int64_t{4294967301}}, {"Domain", "com.example.usb"}}}};
+    EXPECT_EQ(run.status, 5);
     EXPECT_THAT(run.records, ElementsAre(record, record));
 }
 

@@ -45,18 +45,18 @@ CFDictionaryCreateMutable(CFAllocatorRef, CFIndex, const CFDictionaryKeyCallBack
         !simulator::are_standard(value_callbacks, kCFTypeDictionaryValueCallBacks)) {
         simulator::misuse(__func__, "callbacks other than those for objects");
     }
-    auto* const dictionary = simulator::create<__CFDictionary>();
+    simulator::owned<__CFDictionary> dictionary(simulator::create<__CFDictionary>());
     if (dictionary != nullptr) {
         // Most have a few entries.
         dictionary->table.reserve(4);
     }
-    return dictionary;
+    return dictionary.release();
 }
 
 CFMutableDictionaryRef CFDictionaryCreateMutableCopy(CFAllocatorRef, CFIndex,
                                                      CFDictionaryRef dictionary) {
     const simulator::entry_table& table = checked(dictionary).table;
-    auto* const copy = simulator::create<__CFDictionary>();
+    simulator::owned<__CFDictionary> copy(simulator::create<__CFDictionary>());
     if (copy != nullptr) {
         // It is made to be added to.
         copy->table.reserve(table.entries().size() + 1);
@@ -64,7 +64,7 @@ CFMutableDictionaryRef CFDictionaryCreateMutableCopy(CFAllocatorRef, CFIndex,
             copy->table.set(*key, value.get());
         }
     }
-    return copy;
+    return copy.release();
 }
 
 CFIndex CFDictionaryGetCount(CFDictionaryRef dictionary) {
