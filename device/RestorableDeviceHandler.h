@@ -19,29 +19,32 @@
 
 namespace vandrel {
 
-/// One run's session with MobileDevice: the chosen command and its settings, the live table of the
-/// attached devices, and a private scratch directory that goes with the session.
+/// One run's session with MobileDevice: the chosen command and its settings, the table of the
+/// attached devices, and a private scratch directory, which the destructor removes.
 ///
 /// The driver creates it, fills in the settings and calls waitForCompletion on the worker thread.
-/// MobileDevice calls the two static callbacks on threads of its own, with the session's address;
-/// those that come when the session is gone find the gate closed and do nothing.
+/// MobileDevice calls the two static callbacks on its own threads, with the session's address. A
+/// callback that comes after the session is gone does nothing.
+///
+/// Operations and fields have the names that logs and MobileDevice use, so private fields do not
+/// end in an underscore.
 class device_notifier_state {
 public:
-    /// `amrLogFile`: where MobileDevice is to log restores, if anywhere. `scratchOverride`: the
-    /// scratch directory; absent or empty, a new name under the system's temporary directory.
-    /// Nothing is created on disk. Throws std::invalid_argument when `outputter` is null.
+    /// `amrLogFile`: the file in which MobileDevice logs restores, if any. `scratchOverride`: the
+    /// scratch directory; if absent or empty, a new name under the system's temporary directory.
+    /// Creates nothing on disk. Throws std::invalid_argument when `outputter` is null.
     device_notifier_state(std::shared_ptr<output_str_state> outputter,
                           const std::optional<boost::filesystem::path>& amrLogFile,
                           const std::optional<boost::filesystem::path>& scratchOverride);
     device_notifier_state(const device_notifier_state&) = delete;
     device_notifier_state& operator=(const device_notifier_state&) = delete;
-    /// Waits for callbacks that are inside, then removes the scratch directory with all in it.
+    /// Waits for running callbacks to return, then removes the scratch directory and its contents.
     ~device_notifier_state();
 
-    // --- settings, filled in before waitForCompletion and left alone from then on
+    // --- settings, which do not change after waitForCompletion has begun
 
     device_operation operation = device_operation::list_devices;
-    /// The option that chose the command, for messages.
+    /// The name of the option that chose the command, for messages.
     std::string operationName;
     std::optional<Orv::ecid> targetEcid;
     /// Nanoseconds.
@@ -50,10 +53,8 @@ public:
     std::int64_t restoreTimeout = 7'200'000'000'000;
     cf_handle<CFDictionaryRef> restoreOptions;
 
-    /// Fills restoreOptions for a restore of the IPSW bundle at `bundle`: MobileDevice's defaults
-    /// with the bundle's path, the path for its personalised copy under the scratch directory, and
-    /// the behaviour that `erase` asks for. Throws std::runtime_error when MobileDevice has no
-    /// defaults or a path cannot be converted.
+    /// Stores in restoreOptions what make_restore_options gives for `bundle` and the scratch
+    /// directory. Throws as it does.
     void set_restore_bundle(const boost::filesystem::path& bundle, bool erase);
 
     // --- the command
@@ -63,42 +64,44 @@ public:
     /// registration then stays in place.
     std::int32_t waitForCompletion();
 
-    /// The device of that ECID from the table, waiting up to detectTimeout for it to appear; null
-    /// when it did not.
+    /// The device with this ECID from the table. Waits up to detectTimeout for it; null when it did
+    /// not come.
     device_handle waitForDevice(const Orv::ecid& ecid);
 
-    /// Carries out exit_recovery or no_exit_recovery on `recoveryDevice`, borrowed, and writes the
-    /// record of success; does nothing when `operation` is neither. Throws cf_error_handle when the
-    /// device refuses, std::invalid_argument when `recoveryDevice` is null.
+    /// Carries out exit_recovery or no_exit_recovery on `recoveryDevice`, which is borrowed, and
+    /// writes the "CommandSuccess" record. Does nothing for other operations. Throws
+    /// cf_error_handle when the device refuses, std::invalid_argument when `recoveryDevice` is
+    /// null.
     void operateOnRecoveryDevice(_AMRecoveryModeDevice* recoveryDevice);
 
     /// Restores `device` with restoreOptions, and waits up to restoreTimeout for the report that
-    /// completes the command. Running out of time is an error record, not an exception. Throws
+    /// completes the command. A timeout is an error record, not an exception. Throws
     /// cf_error_handle when there are no options.
     void restoreDevice(_AMRestorableDevice* device);
 
-    // --- what MobileDevice calls; `context` is the session's address
+    // --- callbacks; `context` is the session's address. MobileDevice is handed noexcept functions
+    // that call these, so no exception unwinds through its frames: it ends the process.
 
-    /// Keeps the table. Throws std::invalid_argument when `context` is null.
+    /// Updates the table. Throws std::invalid_argument when `context` is null.
     static void deviceNotificationCallback(_AMRestorableDevice* device, notification_type type,
                                            void* context);
 
-    /// Makes a record of every valid report of a restore, and ends the wait of restoreDevice with
-    /// the report that completes the command; a second one of that kind throws std::future_error.
-    /// Throws std::invalid_argument when `context` is null.
+    /// Writes a record for each valid report of a restore. The report that completes the command
+    /// ends the wait of restoreDevice; a second one of that kind throws std::future_error. Throws
+    /// std::invalid_argument when `context` is null.
     static void restoreCallback(_AMRestorableDevice* device, CFDictionaryRef statusDict,
                                 void* context);
 
 private:
-    /// Knows which sessions are alive.
+    /// Lets callbacks use live sessions only.
     static callback_gate& gate();
 
     void remove_scratch_directory() noexcept;
-    /// Whether the notification reached the table, so that waiters have to look again.
+    /// True when the notification reached the table, so that waiters have to be woken.
     bool update_devices(_AMRestorableDevice* device, notification_type type);
     void operate_on_device();
-    /// The Recovery-mode side of `device`. Throws cf_error_handle when it is in another state or
-    /// has none.
+    /// The Recovery-mode side of `device`. Throws cf_error_handle when the device is in another
+    /// state or has no such side.
     cf_handle<_AMRecoveryModeDevice*> copy_recovery_device(_AMRestorableDevice* device) const;
     void list_devices();
     void report_restore_status(CFDictionaryRef statusDict);

@@ -6,22 +6,22 @@
 
 namespace vandrel {
 
-/// Decides whether a callback may still use the object whose bare address it was given. The
-/// platform keeps such addresses for longer than the objects live: a registration stays in place
-/// after an error, a timed-out restore goes on reporting.
+/// Decides whether a callback may still use the object whose bare address it was given.
+/// MobileDevice may call after the object is gone: a registration stays in place after an error,
+/// and a restore that has timed out goes on reporting.
 ///
-/// An object opens the gate for its address when it is ready for callbacks and closes it before
-/// anything of it is taken down. A callback enters first, and uses the object only when it was let
-/// in; while it is inside, close waits for it. Thread-safe.
+/// An object opens the gate for its address when it is ready for callbacks, and closes it before
+/// any of its members is destroyed. A callback enters first, and uses the object only when it was
+/// let in; close waits until it has left. Thread-safe.
 class callback_gate {
 public:
-    /// A callback's stay inside; it ends with this object.
+    /// The time that a callback is inside, which ends with this object.
     class visit {
     public:
         visit(const visit&) = delete;
         visit& operator=(const visit&) = delete;
         ~visit();
-        /// False: the object is gone, or never was.
+        /// False when the object is gone, or never was.
         explicit operator bool() const { return gate_ != nullptr; }
 
     private:
@@ -33,7 +33,8 @@ public:
 
     void open(const void* object);
 
-    /// Lets nobody in any more, and returns when nobody is inside. Never called from inside.
+    /// Lets no callback in from now on, and returns when none is inside. Not to be called from
+    /// inside.
     void close(const void* object);
 
     [[nodiscard]] visit enter(const void* object);

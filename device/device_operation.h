@@ -4,7 +4,7 @@
 
 namespace vandrel {
 
-/// The one thing that a run does.
+/// The command of a run.
 enum class device_operation : std::int32_t {
     list_devices = 0,
     device_info = 1,

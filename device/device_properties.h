@@ -10,7 +10,7 @@
 
 namespace vandrel {
 
-/// The properties that a device reports. Texts are UTF-8, absent if it does not report them.
+/// The properties of a device. Texts are UTF-8, and absent when the device does not report them.
 struct device_properties {
     Orv::ecid ecid;
     /// The USB product number.
@@ -27,12 +27,12 @@ struct device_properties {
     std::optional<std::string> description;
 };
 
-/// Asks `device`, which is not null. A text that is no UTF-8 is left out.
+/// Reads the properties of `device`, which is not null. A text without a UTF-8 form is left out.
 device_properties make_device_info(Orv::ecid ecid, _AMRestorableDevice* device);
 
-/// The value of a "DeviceInfo" record: numbers are signed, of 16 bits for the product and 32 for
-/// the others, so large ones come out negative. What is absent or cannot be made is left out; null
-/// when the dictionary itself cannot be made.
+/// The value of a "DeviceInfo" record. Numbers are signed, with 16 bits for the product and 32 for
+/// the others, so large ones are negative. A value that is absent or cannot be made is left out.
+/// Null when the dictionary itself cannot be made.
 cf_handle<CFMutableDictionaryRef> device_info_dictionary(const device_properties& properties);
 
 /// The text of an ECID. Null when it cannot be made.

@@ -17,7 +17,7 @@ namespace vandrel {
 
 namespace {
 
-/// All that the worker thread needs. Nobody deletes it: the process ends while it is in use.
+/// What the worker thread needs. Never deleted: the process ends while it is in use.
 struct command_runner {
     start_options options;
     boost::program_options::options_description description;
@@ -38,7 +38,7 @@ struct command_runner {
 int entry_point(int argument_count, const char* const* arguments) {
     prepare_process();
     parse_result parsed = parse_arguments(argument_count, arguments);
-    // Owns the channel's pipe, so it goes last.
+    // Destroyed last: the channel's pipe belongs to it.
     auto service_context = std::make_unique<boost::asio::io_context>();
     auto outputter = make_output_state(*service_context, parsed.options);
     std::thread writer([channel = outputter.get()] { channel->writer_loop(); });

@@ -6,13 +6,14 @@
 
 namespace vandrel {
 
-/// The parsed command line: one field for each option. An absent value means that the option was not
+/// The parsed command line: one field for each option. The order of the fields is that of the
+/// option table, but for `ecid` and `detect_timeout`. An absent value means that the option was not
 /// given. Texts are UTF-8.
 struct start_options {
     bool debug = false;
     bool debug_dump = false;
     bool help = false;
-    /// Accepted for command lines written for earlier versions; nothing reads it.
+    /// Accepted for the compatibility of command lines; nothing reads it.
     bool no_cleanup = false;
     std::optional<std::string> amr_logfile;
     /// Seconds.

@@ -45,8 +45,8 @@ public:
     /// Lets the writer end after it has written what is queued. Final.
     void shutdown();
 
-    /// The writer thread's body: returns after shutdown. Throws boost::system::system_error with
-    /// the operation "write" when the pipe's reader is gone, which ends the process.
+    /// The body of the writer thread: returns after shutdown. Throws boost::system::system_error
+    /// with the operation "write" when the reader of the pipe is gone, which ends the process.
     void writer_loop();
 
     /// Queues the record {"Type": type, "Value": value}. A type that is null or empty, or a value
@@ -70,8 +70,8 @@ private:
     std::condition_variable wake_;
 };
 
-/// A new channel; it takes over the pipe that `options` names, if any. Throws
-/// boost::system::system_error with the operation "assign" when that is no usable pipe. `context`
+/// A new channel, which owns the pipe that `options` names, if any. Throws
+/// boost::system::system_error with the operation "assign" when that pipe cannot be used. `context`
 /// outlives the channel.
 std::shared_ptr<output_str_state> make_output_state(boost::asio::io_context& context,
                                                     const start_options& options);
