@@ -244,6 +244,21 @@ TEST(unkind_platform, a_second_completion_ends_the_process) {
     }
 }
 
+// An exception that the tool let out would go through the platform's call back into the tool, which
+// would take it for an error of the command.
+TEST(unkind_platform, a_second_completion_inside_the_restore_call_ends_the_process) {
+    const auto scenario =
+        restoring({{"Reports", array{report(status(0, 100)), report(status(0, 100))}},
+                   {"ReportsInsideCall", 2}});
+    running_tool tool = command({"--restore", "x.ipsw"}, scenario).start();
+    const tool_run run = tool.wait();
+    EXPECT_THAT(run.standard_error, HasSubstr("terminate called"));
+    EXPECT_THAT(run.records,
+                ::testing::Not(Contains(::testing::Truly([](const plist_value& record) {
+                    return record.at("Type") == plist_value("InternalError");
+                }))));
+}
+
 // --- subscriptions and registrations that fail
 
 TEST(unkind_platform, the_first_subscription_asks_for_usb_devices_with_a_callback_and_no_context) {
