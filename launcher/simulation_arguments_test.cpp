@@ -28,14 +28,14 @@ std::string complaint(const std::vector<const char*>& arguments) {
 
 } // namespace
 
-TEST(simulation_arguments, are_all_the_tools_without_a_lone_double_dash) {
+TEST(simulation_arguments, are_all_the_tools_without_a_double_dash) {
     const auto parsed = parse({"--scenario", "x.plist"});
     EXPECT_THAT(parsed.tool_arguments,
                 ElementsAre(StrEq("vandrel-sim"), StrEq("--scenario"), StrEq("x.plist"), IsNull()));
     EXPECT_EQ(parsed.scenario_file, std::nullopt);
 }
 
-TEST(simulation_arguments, may_be_none_at_all) {
+TEST(simulation_arguments, can_be_missing) {
     const auto parsed = parse({});
     EXPECT_THAT(parsed.tool_arguments, ElementsAre(StrEq("vandrel-sim"), IsNull()));
     EXPECT_EQ(parsed.options.journal, std::nullopt);
@@ -43,7 +43,7 @@ TEST(simulation_arguments, may_be_none_at_all) {
     EXPECT_EQ(parsed.failing_creation, 0);
 }
 
-TEST(simulation_arguments, bear_a_command_line_without_even_a_name) {
+TEST(simulation_arguments, accept_a_command_line_without_a_program_name) {
     EXPECT_THAT(parse_simulation_arguments(0, nullptr).tool_arguments, ElementsAre(IsNull()));
 }
 
@@ -57,7 +57,7 @@ TEST(simulation_arguments, are_split_at_the_double_dash) {
                                                    StrEq("--debug"), IsNull()));
 }
 
-TEST(simulation_arguments, take_values_behind_an_equals_sign) {
+TEST(simulation_arguments, accept_values_after_an_equals_sign) {
     const auto parsed = parse({"--scenario=a=b.plist", "--speed=0.5", "--"});
     EXPECT_EQ(parsed.scenario_file, "a=b.plist");
     EXPECT_EQ(parsed.options.speed, 0.5);
@@ -68,7 +68,7 @@ TEST(simulation_arguments, leave_a_second_double_dash_to_the_tool) {
                 ElementsAre(StrEq("vandrel-sim"), StrEq("--help"), StrEq("--"), IsNull()));
 }
 
-TEST(simulation_arguments, may_have_a_file_that_begins_with_a_dash) {
+TEST(simulation_arguments, accept_a_file_that_begins_with_a_dash) {
     EXPECT_EQ(parse({"--scenario", "-x", "--"}).scenario_file, "-x");
 }
 
@@ -83,38 +83,38 @@ TEST(simulation_arguments, take_the_folder_of_a_bench) {
               "--bench: is without a value; should be followed by a folder's name");
 }
 
-TEST(simulation_arguments, complain_of_an_unknown_option) {
+TEST(simulation_arguments, refuse_an_unknown_option) {
     EXPECT_EQ(complaint({"--fast", "--"}),
               "--fast: is no option of the simulator; should be --scenario, --journal, "
               "--bench, --speed or --fail-creation, or stand after --");
 }
 
-TEST(simulation_arguments, complain_of_a_word_that_is_no_option) {
+TEST(simulation_arguments, refuse_a_word_that_is_no_option) {
     EXPECT_EQ(complaint({"demo.plist", "--"}),
               "demo.plist: is no option of the simulator; should be --scenario, --journal, "
               "--bench, --speed or --fail-creation, or stand after --");
 }
 
-TEST(simulation_arguments, complain_of_an_option_cut_short) {
+TEST(simulation_arguments, refuse_an_abbreviated_option) {
     EXPECT_NE(complaint({"--scen", "a.plist", "--"}), "");
 }
 
-TEST(simulation_arguments, complain_of_a_missing_file) {
+TEST(simulation_arguments, refuse_a_missing_file) {
     EXPECT_EQ(complaint({"--journal", "--", "--list-devices"}),
               "--journal: is without a value; should be followed by a file's name");
 }
 
-TEST(simulation_arguments, complain_of_an_empty_file_name) {
+TEST(simulation_arguments, refuse_an_empty_file_name) {
     EXPECT_EQ(complaint({"--scenario=", "--"}),
               "--scenario: is without a value; should be followed by a file's name");
 }
 
-TEST(simulation_arguments, complain_of_a_missing_speed) {
+TEST(simulation_arguments, refuse_a_missing_speed) {
     EXPECT_EQ(complaint({"--speed", "--"}),
               "--speed: is without a value; should be followed by a number");
 }
 
-TEST(simulation_arguments, complain_of_an_option_given_twice) {
+TEST(simulation_arguments, refuse_an_option_given_twice) {
     EXPECT_EQ(complaint({"--speed", "1", "--speed=2", "--"}),
               "--speed: is given twice; should be given once");
 }
@@ -123,7 +123,7 @@ TEST(simulation_arguments, take_the_number_of_the_creation_that_fails) {
     EXPECT_EQ(parse({"--fail-creation", "12", "--"}).failing_creation, 12);
 }
 
-TEST(simulation_arguments, complain_of_a_creation_that_is_no_number_above_0) {
+TEST(simulation_arguments, refuse_a_creation_that_is_no_number_above_0) {
     for (const char* const text : {"0", "-1", "1.5", "one", "99999999999999999999"}) {
         EXPECT_EQ(complaint({"--fail-creation", text, "--"}),
                   std::string("--fail-creation: is \"") + text +
@@ -133,7 +133,7 @@ TEST(simulation_arguments, complain_of_a_creation_that_is_no_number_above_0) {
 
 class wrong_speed : public ::testing::TestWithParam<const char*> {};
 
-TEST_P(wrong_speed, is_complained_of) {
+TEST_P(wrong_speed, is_refused) {
     EXPECT_EQ(complaint({"--speed", GetParam(), "--"}),
               std::string("--speed: is \"") + GetParam() +
                   "\"; should be a number above 0, such as 10 or 0.5");

@@ -12,7 +12,7 @@ namespace simulator {
 
 namespace {
 
-/// A time as the state's file has it: nanoseconds of the clock, or "-" for none.
+/// A time as it stands in the state file: nanoseconds of the clock, or "-" for none.
 std::string time_text(const std::optional<bench::clock::time_point>& time) {
     return time ? std::to_string(std::chrono::nanoseconds(time->time_since_epoch()).count()) : "-";
 }
@@ -38,9 +38,9 @@ std::string hexadecimal(std::uint64_t ecid) {
 bench::bench(const std::string& folder) : folder_(utf8_path(folder)) {
     try {
         std::filesystem::create_directories(folder_);
-        const file_lock turn = own_turn();
+        const file_lock bench_lock = lock_bench();
         state content = read();
-        // A start that is still to come is of the time before the machine was started anew.
+        // The clock begins at 0 when the machine starts: a start in the future is an old one.
         if (!content.start || *content.start > clock::now()) {
             content = {clock::now(), {}};
             write(content);
@@ -54,12 +54,12 @@ bench::bench(const std::string& folder) : folder_(utf8_path(folder)) {
 
 std::map<std::uint64_t, bench::history> bench::devices() {
     const std::lock_guard lock(mutex_);
-    const file_lock turn = own_turn();
+    const file_lock bench_lock = lock_bench();
     std::map<std::uint64_t, history> result;
     for (const auto& [ecid, known] : read().entries) {
         history& told = result[ecid];
         told = {known.restores, std::nullopt, known.restored, known.returns};
-        // Whoever held it may have been killed.
+        // The holder may have been killed.
         if (known.held_since && !held_.contains(ecid) && !file_lock::try_take(hold_file(ecid))) {
             told.held_by_other_since = known.held_since;
         }
@@ -69,7 +69,7 @@ std::map<std::uint64_t, bench::history> bench::devices() {
 
 std::optional<std::int64_t> bench::begin_restore(std::uint64_t ecid) {
     const std::lock_guard lock(mutex_);
-    const file_lock turn = own_turn();
+    const file_lock bench_lock = lock_bench();
     if (!held_.contains(ecid)) {
         file_lock hold = file_lock::try_take(hold_file(ecid));
         if (!hold) {
@@ -87,7 +87,7 @@ std::optional<std::int64_t> bench::begin_restore(std::uint64_t ecid) {
 
 void bench::complete_restore(std::uint64_t ecid, std::optional<clock::time_point> returns) {
     const std::lock_guard lock(mutex_);
-    const file_lock turn = own_turn();
+    const file_lock bench_lock = lock_bench();
     state content = read();
     entry& known = content.entries[ecid];
     known.held_since.reset();
@@ -104,7 +104,7 @@ bool bench::holds_any() {
 
 void bench::alone(const std::function<void()>& act) {
     const std::lock_guard lock(mutex_);
-    const file_lock turn = own_turn();
+    const file_lock bench_lock = lock_bench();
     act();
 }
 
@@ -112,8 +112,8 @@ std::filesystem::path bench::hold_file(std::uint64_t ecid) const {
     return folder_ / ("held-" + hexadecimal(ecid));
 }
 
-file_lock bench::own_turn() const {
-    return file_lock::wait_for(folder_ / "turn");
+file_lock bench::lock_bench() const {
+    return file_lock::wait_for(folder_ / "lock");
 }
 
 bench::state bench::read() const {
@@ -135,7 +135,7 @@ bench::state bench::read() const {
 }
 
 void bench::write(const state& content) const {
-    // Whoever is killed while he writes leaves the old file whole.
+    // If the process is killed meanwhile, the old file stays complete.
     const std::filesystem::path next = folder_ / "state.next";
     {
         std::ofstream file(next, std::ios::binary | std::ios::trunc);

@@ -13,48 +13,50 @@
 
 namespace simulator {
 
-/// What the processes of one bench have done to its devices so far. It is kept in a folder, so that
-/// the devices outlive each process. Devices are known by their ECIDs.
+/// The state of devices that several processes share. It is stored in a folder, so it outlives each
+/// process. Devices are identified by their ECIDs.
 ///
-/// Processes take turns by a lock on a file of the folder. A process that is killed leaves what it
-/// had finished, and the devices that it was restoring are free again. Thread-safe.
+/// A lock on a file in the folder serialises the processes. If a process is killed, its completed
+/// changes stay, and the devices that it was restoring are free again. Thread-safe.
 class bench {
 public:
-    /// One clock for all processes of the machine.
+    /// The same for all processes of the machine.
     using clock = std::chrono::steady_clock;
 
-    /// What happened to a device.
+    /// The state of a device.
     struct history {
-        /// How many restores of it were begun.
+        /// How many restores of it have started.
         std::int64_t restores = 0;
-        /// Since when another process restores it.
+        /// When another process started the restore that is running; none: no other process
+        /// restores it.
         std::optional<clock::time_point> held_by_other_since;
-        /// When its last restore was completed.
+        /// When its last restore was completed; none: never.
         std::optional<clock::time_point> restored;
-        /// When it comes back after that; none: never.
+        /// When it returns after that restore; none: never.
         std::optional<clock::time_point> returns;
     };
 
-    /// Opens the bench in `folder`, a path in UTF-8, or begins a new one there: now is then its
-    /// start. Throws std::runtime_error, whose text is one line, when the folder cannot be used.
+    /// Opens the bench in `folder`, a path in UTF-8, or creates one that starts now. Throws
+    /// std::runtime_error with a text of one line if the folder cannot be used.
     explicit bench(const std::string& folder);
 
     /// When the first process opened the bench.
     clock::time_point start() const { return start_; }
 
-    /// The devices to which anything happened.
+    /// The devices that were ever restored, by ECID.
     std::map<std::uint64_t, history> devices();
 
-    /// Begins a restore of a device, which this process then holds until complete_restore, or to
-    /// its own end. Returns how many were begun before; none when another process holds the device.
+    /// Starts a restore of a device. This process then holds the device until complete_restore, or
+    /// until the process ends. Returns how many restores of it started before; none if another
+    /// process holds the device.
     std::optional<std::int64_t> begin_restore(std::uint64_t ecid);
-    /// The device is restored. `returns` is when it comes back, if ever.
+    /// Marks the device as restored. `returns` is when it returns; none: never.
     void complete_restore(std::uint64_t ecid, std::optional<clock::time_point> returns);
 
-    /// Whether this process restores a device.
+    /// Whether this process holds a device.
     bool holds_any();
 
-    /// Calls `act` while no other process does.
+    /// Calls `act` while it holds the lock of the bench.
     void alone(const std::function<void()>& act);
 
 private:
@@ -70,15 +72,15 @@ private:
     };
 
     std::filesystem::path hold_file(std::uint64_t ecid) const;
-    file_lock own_turn() const;
-    // Both in a turn of one's own.
+    file_lock lock_bench() const;
+    // Both are called with the lock of the bench held.
     state read() const;
     void write(const state& content) const;
 
     std::filesystem::path folder_;
     std::mutex mutex_;
     clock::time_point start_;
-    /// The devices that this process restores.
+    /// The devices that this process holds.
     std::map<std::uint64_t, file_lock> held_;
 };
 

@@ -26,14 +26,14 @@ TEST(bench, starts_when_it_is_first_opened) {
     EXPECT_EQ(second.start(), first.start());
 }
 
-TEST(bench, begins_anew_after_its_folder_was_removed) {
+TEST(bench, starts_again_after_its_folder_was_removed) {
     const test::temporary_folder folder;
     { bench(folder / "bench").begin_restore(some_ecid); }
     std::filesystem::remove_all(utf8_path(folder / "bench"));
     EXPECT_TRUE(bench(folder / "bench").devices().empty());
 }
 
-TEST(bench, begins_anew_when_its_start_is_still_to_come) {
+TEST(bench, starts_again_if_its_start_lies_in_the_future) {
     const test::temporary_folder folder;
     { bench(folder / "bench").begin_restore(some_ecid); }
     test::write_file(folder / "bench/state", "9223372036854775807\n1 1 - - -\n");
@@ -62,7 +62,7 @@ TEST(bench, remembers_what_was_restored_and_when_it_returns) {
     EXPECT_EQ(known[1].returns, std::nullopt);
 }
 
-TEST(bench, lets_only_one_restore_a_device) {
+TEST(bench, allows_one_restore_of_a_device_at_a_time) {
     const test::temporary_folder folder;
     bench first(folder / "bench");
     bench second(folder / "bench");
@@ -79,7 +79,7 @@ TEST(bench, lets_only_one_restore_a_device) {
     EXPECT_EQ(second.begin_restore(some_ecid), 1);
 }
 
-TEST(bench, lets_a_device_go_with_whoever_restores_it) {
+TEST(bench, releases_a_device_with_its_holder) {
     const test::temporary_folder folder;
     bench other(folder / "bench");
     { bench(folder / "bench").begin_restore(some_ecid); }
@@ -88,14 +88,14 @@ TEST(bench, lets_a_device_go_with_whoever_restores_it) {
     EXPECT_EQ(other.begin_restore(some_ecid), 1);
 }
 
-TEST(bench, lets_its_owner_begin_again) {
+TEST(bench, allows_its_holder_another_restore) {
     const test::temporary_folder folder;
     bench own(folder / "bench");
     EXPECT_EQ(own.begin_restore(some_ecid), 0);
     EXPECT_EQ(own.begin_restore(some_ecid), 1);
 }
 
-TEST(bench, loses_nothing_of_what_many_do_at_once) {
+TEST(bench, keeps_all_changes_of_several_threads) {
     const test::temporary_folder folder;
     std::vector<std::thread> threads;
     for (std::uint64_t ecid = 1; ecid <= 8; ++ecid) {

@@ -22,8 +22,7 @@ struct step {
     std::int32_t progress;
 };
 
-/// From a bundle on the host's disk to a restored device, as a Recovery-mode device goes through
-/// it. Operations of the host begin at 200.
+/// The operations of a restore that starts in Recovery mode. Those of the host begin at 200.
 constexpr step steps[] = {
     {0.05, 201, 0},   // Unzipping IPSW
     {0.15, 201, 60},  //
@@ -142,7 +141,7 @@ scenario built_in_scenario() {
     device.has_recovery_device = false;
     attach(std::move(device));
 
-    // An ECID is a number without a sign: this one is the last of the list.
+    // ECIDs are unsigned: this one is the last in a list.
     device = make_device("top-bit", 0x8001A2B3C4D5E6F7, dfu);
     device.product_id = 0x1227;
     device.location_id = 0x14400000;
@@ -153,10 +152,10 @@ scenario built_in_scenario() {
     device.serial_number = "VNDRL0BOOTED";
     attach(std::move(device));
 
-    // Does not tell its ECID.
+    // Does not report its ECID.
     attach(make_device("nameless", 0, dfu));
 
-    // After the time that the tool waits for devices unless told otherwise.
+    // Later than the default detection timeout of the tool.
     device = make_device("late", 0x00012345678ABCDE, recovery);
     device.product_id = 0x1281;
     device.location_id = 0x14500000;

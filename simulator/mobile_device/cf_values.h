@@ -1,8 +1,7 @@
 #pragma once
 
-/// Short ways to make and read CoreFoundation's values. They go through the functions that the
-/// platform declares, as the tool does, so that how CoreFoundation is made can change without this
-/// library.
+/// Helpers that create and read CoreFoundation's values. They use the functions that the platform
+/// declares, so this library does not depend on the implementation of the simulated CoreFoundation.
 
 #include "platform/core_foundation.h"
 
@@ -30,7 +29,7 @@ cf_handle<Ref> cf_retained(Ref reference) {
     return cf_handle<Ref>(reference);
 }
 
-/// `value` as what it is; null when it is null or not of the type `type`. Borrowed, as in
+/// `value` as a `Ref`; null if it is null or not of the type `type`. Borrowed, as in
 /// `cf_cast<CFStringRef>(value, CFStringGetTypeID())`.
 template<class Ref>
 Ref cf_cast(CFTypeRef value, CFTypeID type) {
@@ -48,8 +47,8 @@ std::string cf_description(CFTypeRef value);
 
 cf_handle<CFMutableDictionaryRef> cf_dictionary();
 
-/// Each puts a value under a name in its place in `dictionary`. One that is null, or a text that is
-/// not valid UTF-8, is left out.
+/// Each stores a value in `dictionary`. A null value, and a text that is not valid UTF-8, is left
+/// out.
 void cf_set(CFMutableDictionaryRef dictionary, std::string_view key, CFTypeRef value);
 void cf_set_text(CFMutableDictionaryRef dictionary, std::string_view key, std::string_view utf8);
 void cf_set_integer(CFMutableDictionaryRef dictionary, std::string_view key, std::int64_t number);

@@ -5,12 +5,12 @@
 
 namespace simulator {
 
-/// An exclusive lock on a file, kept among processes. It ends with this object, and with the
-/// process however that ends.
+/// An exclusive lock on a file, among processes. It is released with this object, and when the
+/// process ends or is killed.
 class file_lock {
 public:
-    /// Waits for the lock. The file is made if it is not there. Throws std::system_error when it
-    /// cannot be.
+    /// Waits for the lock. Creates the file if it does not exist. Throws std::system_error if the
+    /// file cannot be opened or locked.
     static file_lock wait_for(const std::filesystem::path& path);
     /// Empty when another process, or another object of this one, has the lock. Throws as wait_for
     /// does.

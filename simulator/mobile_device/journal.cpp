@@ -30,7 +30,7 @@ struct argument_setter {
 
     CFMutableDictionaryRef dictionary;
     const char* key;
-    /// Whether objects are described, for no property list can hold them.
+    /// Whether objects are recorded as their descriptions, because no property list can hold them.
     bool describing;
 };
 
@@ -56,7 +56,7 @@ cf_handle<CFDataRef> make_entry(const char* call, const std::string* device,
 } // namespace
 
 journal::journal(const std::string& path, old_entries old) : path_(path) {
-    // Without a buffer, each write reaches the system as one.
+    // Without a buffer, each write is one write of the system.
     file_.rdbuf()->pubsetbuf(nullptr, 0);
     errno = 0;
     file_.open(utf8_path(path),

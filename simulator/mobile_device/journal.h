@@ -12,26 +12,26 @@
 
 namespace simulator {
 
-/// An argument of a recorded call, under the name that the journal has for it.
+/// An argument of a recorded call, and its name in the journal.
 struct argument {
     const char* name;
-    /// An object may be null; it is then left out.
+    /// A null object is left out.
     std::variant<bool, std::int64_t, std::string, CFTypeRef> value;
 };
 
-/// The run seen from the platform: one XML property list for each call, back to back, in the order
-/// of the calls. docs/scenario.md has the format. Each entry is written whole at once, so that a
-/// process that is killed leaves whole entries. Thread-safe.
+/// A record of all calls of the platform: one XML property list for each call, back to back, in the
+/// order of the calls. docs/scenario.md has the format. Each entry is written at once, so a process
+/// that is killed leaves complete entries. Thread-safe.
 class journal {
 public:
     enum class old_entries { go, stay };
 
-    /// What the file holds already goes, unless told otherwise. `path` is UTF-8. Throws
-    /// std::system_error when the file cannot be written.
+    /// Removes the old content of the file, or appends to it. `path` is UTF-8. Throws
+    /// std::system_error if the file cannot be written.
     explicit journal(const std::string& path, old_entries old = old_entries::go);
 
-    /// `device` is null for a call that concerns none. The first entry that cannot be written is
-    /// told on the error stream; nothing more is written then.
+    /// `device` is null for a call without a device. If an entry cannot be written, a message goes
+    /// to standard error, and no further entry is written.
     void record(const char* call, const std::string* device,
                 std::initializer_list<argument> arguments);
 

@@ -2,7 +2,7 @@
 #include "simulator/mobile_device/cf_values.h"
 #include "simulator/mobile_device/running_simulation.h"
 
-/// A subscription to booted devices, of which the simulation has none to tell: nothing is in it.
+/// A subscription to booted devices. It is empty, because the simulation never reports any.
 struct _AMDeviceNotification {};
 
 namespace simulator {
@@ -20,7 +20,7 @@ CFErrorRef create_error(const registration_failure& failure) {
     cf_handle<CFStringRef> domain;
     cf_handle<CFMutableDictionaryRef> user_info;
     {
-        // Only the error itself is the caller's.
+        // The caller owns only the error itself.
         const unaccounted_scope scope;
         domain = cf_string(failure.domain);
         if (failure.description || failure.failure_reason) {
@@ -40,7 +40,7 @@ using simulator::running;
 
 namespace {
 
-/// The only one, for there is nothing to tell it.
+/// All subscriptions are this one.
 _AMDeviceNotification the_subscription;
 
 } // namespace

@@ -58,7 +58,7 @@ struct slow_callback {
 
 } // namespace
 
-TEST(notifications, tell_of_every_device_when_there_are_no_events) {
+TEST(notifications, connect_every_device_if_there_are_no_events) {
     notifications log;
     const test::played simulation(two_devices());
     subscribe(log);
@@ -78,7 +78,7 @@ TEST(notifications, come_in_the_order_of_their_times) {
                                              FieldsAre(device_at(0), 1, testing::_)));
 }
 
-TEST(notifications, of_one_time_keep_their_order) {
+TEST(notifications, of_the_same_time_keep_their_order) {
     scenario content = two_devices();
     content.events = {{1, 0, 0}, {1, 0, 1}, {0, 1, 0}, {1, 0, 5}};
     notifications log;
@@ -146,12 +146,12 @@ TEST(notifications, reach_every_registration) {
     EXPECT_EQ(second_log.wait_for(1)[0].device, device_at(0));
 }
 
-TEST(notifications, cannot_be_unregistered_by_a_number_that_was_never_given) {
+TEST(notifications, cannot_be_unregistered_by_an_unknown_number) {
     const test::played simulation;
     EXPECT_EQ(AMRestorableDeviceUnregisterForNotifications(77), 1);
 }
 
-TEST(notifications, let_a_device_be_kept_beyond_the_simulation) {
+TEST(notifications, give_devices_that_can_outlive_the_simulation) {
     struct keeper {
         std::promise<_AMRestorableDevice*> kept;
         static void keep(_AMRestorableDevice* device, std::uint32_t, void* context) {
@@ -170,7 +170,7 @@ TEST(notifications, let_a_device_be_kept_beyond_the_simulation) {
     EXPECT_EQ(AMRestorableDeviceGetECID(device.get()), 99U);
 }
 
-TEST(notifications, may_ask_the_platform) {
+TEST(notifications, can_call_the_platform) {
     struct asker {
         std::promise<std::uint64_t> ecid;
         static void ask(_AMRestorableDevice* device, std::uint32_t, void* context) {

@@ -1,6 +1,6 @@
 #pragma once
 
-/// Typed access to a dictionary of a scenario. Every complaint names its place.
+/// Typed access to a dictionary of a scenario. Every error message has the place of the error.
 
 #include "platform/core_foundation.h"
 
@@ -20,10 +20,10 @@ namespace simulator {
 /// `text` on one line, with nothing that a terminal would take for a command.
 std::string one_line(std::string text);
 
-/// `text` as a complaint shows it: in quotes, on one line, shortened when long.
+/// `text` for an error message: in quotes, on one line, shortened if it is long.
 std::string quoted(std::string text);
 
-/// A value of a scenario as a complaint shows it.
+/// A value of a scenario for an error message.
 std::string shown(CFTypeRef value);
 
 /// A word that stands for a number.
@@ -37,9 +37,9 @@ struct numbered_word {
 ///     plist_reader device("Devices[2]", value, {"Name", "ECID"});
 ///     const std::string name = device.text("Name");
 ///
-/// Functions with `optional` in their name give nothing, and the integers their default, when the
-/// key is absent; the others need it. All throw scenario_error for a value of the wrong type or
-/// outside the range.
+/// Functions with `optional` in their name accept a missing key, and then return nothing or their
+/// default; the others throw. All throw scenario_error for a value of the wrong type or outside the
+/// range.
 class plist_reader {
 public:
     /// `place` is empty for the top level. Throws scenario_error when `value` is no dictionary, or

@@ -26,7 +26,7 @@ std::string _AMRestorableDevice::describe() const {
 
 namespace {
 
-/// What there is to know about a device of which `function` is asked.
+/// Records the call of `function`, and returns the description of `device`.
 const device_description& recorded(_AMRestorableDevice* device,
                                    const char* function = __builtin_FUNCTION()) {
     const device_description& description = checked(device, function).description;

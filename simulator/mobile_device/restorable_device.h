@@ -9,10 +9,10 @@
 #include <memory>
 #include <string>
 
-/// One handle of a device. Several handles of one device share what is known about it.
+/// A handle of a device. Several handles of one device share its description.
 struct _AMRestorableDevice final : simulator::object {
     explicit _AMRestorableDevice(std::shared_ptr<const simulator::device_description> about);
-    /// In another state than described.
+    /// With another state than the description.
     _AMRestorableDevice(std::shared_ptr<const simulator::device_description> about,
                         std::uint32_t present_state);
     static const simulator::runtime_type& static_type();
@@ -24,7 +24,7 @@ struct _AMRestorableDevice final : simulator::object {
     const std::uint32_t state;
 };
 
-/// Knows all it needs: the restorable device may be gone.
+/// Independent of the restorable device, which may be released first.
 struct _AMRecoveryModeDevice final : simulator::object {
     explicit _AMRecoveryModeDevice(const simulator::device_description& description);
     static const simulator::runtime_type& static_type();

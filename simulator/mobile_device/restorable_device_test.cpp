@@ -17,7 +17,7 @@ device_handle make_device(device_description description) {
 
 } // namespace
 
-TEST(restorable_device, tells_its_properties) {
+TEST(restorable_device, has_the_properties_of_its_description) {
     device_description description = test::device("d", 0x8001A2B3C4D5E6F7);
     description.state = 3;
     description.product_id = 65535;
@@ -54,7 +54,7 @@ TEST(restorable_device, copies_no_text_that_it_does_not_have) {
     EXPECT_EQ(AMRestorableDeviceCopyProductString(device.get()), nullptr);
 }
 
-TEST(restorable_device, can_be_told_to_fail_copying_a_text) {
+TEST(restorable_device, can_fail_to_copy_a_text) {
     device_description description = test::device("d");
     description.serial_number = "S";
     const auto device = make_device(std::move(description));
@@ -100,7 +100,7 @@ TEST(recovery_mode_device, outlives_the_restorable_device) {
     EXPECT_EQ(test::description_of(recovery.get()), "<AMRecoveryModeDevice d>");
 }
 
-TEST(recovery_mode_device, is_each_time_a_new_object) {
+TEST(recovery_mode_device, is_a_new_object_for_each_call) {
     const auto device = make_device(test::device("d"));
     const recovery_handle first(AMRestorableDeviceCopyRecoveryModeDevice(device.get()));
     const recovery_handle second(AMRestorableDeviceCopyRecoveryModeDevice(device.get()));

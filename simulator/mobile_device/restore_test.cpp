@@ -78,14 +78,14 @@ TEST(restore, reports_its_own_device_on_a_thread_that_is_not_the_callers) {
     EXPECT_EQ(entries[0].thread, entries[2].thread);
 }
 
-TEST(restore, returns_the_scenarios_result_and_reports_all_the_same) {
+TEST(restore, sends_its_reports_whatever_it_returns) {
     reports log;
     const test::played simulation(with_reports(-3));
     EXPECT_EQ(restore(device_at(0), log), -3);
     EXPECT_EQ(log.wait_for(3).size(), 3U);
 }
 
-TEST(restore, without_reports_tells_nothing) {
+TEST(restore, without_reports_sends_none) {
     reports log;
     {
         const test::played simulation(test::with_device());
@@ -146,7 +146,7 @@ TEST(restore, needs_options_and_a_callback) {
               1);
 }
 
-TEST(restore, leaves_something_in_the_folder_of_the_personalized_bundle) {
+TEST(restore, creates_a_file_in_the_folder_of_the_personalized_bundle) {
     const test::temporary_folder folder;
     reports log;
     const test::played simulation(test::with_device());
@@ -200,7 +200,7 @@ TEST(default_restore_options, are_null_when_the_scenario_has_none) {
     EXPECT_EQ(AMRestoreCreateDefaultOptions(kCFAllocatorDefault), nullptr);
 }
 
-TEST(default_restore_options, can_be_told_to_fail) {
+TEST(default_restore_options, can_fail) {
     const test::played simulation;
     fail_creation(1);
     EXPECT_EQ(AMRestoreCreateDefaultOptions(kCFAllocatorDefault), nullptr);

@@ -23,7 +23,7 @@ bool is_there(const std::string& file) {
     return std::filesystem::exists(utf8_path(file), ignored);
 }
 
-/// A whole number of a report; 0 when it is not there.
+/// An integer of a report; 0 if it is missing.
 std::int64_t number_of(CFDictionaryRef report, const char* key) {
     const auto number = cf_cast<CFNumberRef>(CFDictionaryGetValue(report, cf_string(key).get()),
                                              CFNumberGetTypeID());
@@ -34,8 +34,8 @@ std::int64_t number_of(CFDictionaryRef report, const char* key) {
     return result;
 }
 
-/// Whether a report says that the device is restored.
-bool tells_of_success(CFTypeRef value) {
+/// Whether a report means that the device is restored.
+bool is_success(CFTypeRef value) {
     const unaccounted_scope scope;
     const auto report = cf_cast<CFDictionaryRef>(value, CFDictionaryGetTypeID());
     if (report == nullptr || number_of(report, "Progress") != 100 ||
@@ -212,7 +212,7 @@ running_simulation::attached_handles running_simulation::handles_on_bench() {
 
 timeline::next_time running_simulation::play_bench(attached_handles& attached,
                                                    const listener& told) {
-    // Whoever restores does not care much for the others.
+    // A tool that restores does not use the list, and looking costs time.
     const auto between_looks = std::chrono::milliseconds(bench_->holds_any() ? 500 : 50);
     attached_handles now = handles_on_bench();
     for (const auto& [position, handle] : attached) {
@@ -265,7 +265,7 @@ bool running_simulation::cancel_registration(std::int32_t number) {
         }
         found->second.events->cancel();
         if (played_.unregistration_waits) {
-            // Its destructor waits, without the lock, which a running callback may want.
+            // Its destructor waits for a running callback, which may need the lock.
             events = std::move(found->second.events);
             registrations_.erase(found);
         }
@@ -305,8 +305,8 @@ void running_simulation::report(_AMRestorableDevice& device, const restore_plan&
                                 std::size_t position, AMRestorableDeviceRestoreCallback callback,
                                 void* context) {
     const CFTypeRef told = plan.reports[position].report.get();
-    // Whoever sees the report and looks at once sees no device any more.
-    if (bench_ && tells_of_success(told)) {
+    // Before the callback: the device is already away when the record of the report is read.
+    if (bench_ && is_success(told)) {
         bench_->complete_restore(device.description.ecid,
                                  plan.returns_after
                                      ? std::optional(seconds_from_now(*plan.returns_after))
@@ -360,7 +360,7 @@ void running_simulation::halt() {
         registrations.swap(registrations_);
         restores.swap(restores_);
     }
-    // Their destructors wait, without the lock, which a running callback may want.
+    // Their destructors wait for running callbacks, which may need the lock.
 }
 
 } // namespace simulator

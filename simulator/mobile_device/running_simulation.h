@@ -19,15 +19,15 @@
 
 namespace simulator {
 
-/// A scenario at play: its devices, the callbacks under way and the journal. For the platform's
-/// functions, which may call from any thread.
+/// A running scenario: its devices, its callbacks and its journal. The platform's functions use it,
+/// from any thread.
 class running_simulation {
 public:
     /// Throws std::system_error when the journal cannot be written.
     running_simulation(scenario played, const simulation_options& options);
     running_simulation(const running_simulation&) = delete;
     running_simulation& operator=(const running_simulation&) = delete;
-    /// Halted before.
+    /// `halt` was called before.
     ~running_simulation() = default;
 
     const scenario& played() const { return played_; }
@@ -39,13 +39,13 @@ public:
 
     /// Plays the scenario's events from now on. Returns the number of the registration.
     std::int32_t add_registration(AMRestorableDeviceNotificationCallback callback, void* context);
-    /// A registration gets no further event. Returns as late as the scenario says. False when there
-    /// is none of that number.
+    /// Stops the events of a registration. Returns when the scenario says. False if there is no
+    /// registration of that number.
     bool cancel_registration(std::int32_t number);
-    /// Plays the events that come inside calls of that function, on the caller's thread.
+    /// Plays the events that happen inside calls of that function, on the caller's thread.
     void play_during(const std::string& call);
-    /// Plays the reports of the device's restore from now on. Keeps the device until the last.
-    /// Returns what the call returns, as late as the scenario says.
+    /// Plays the reports of the device's restore from now on, and retains the device until the last
+    /// one. Returns the result of the call, when the scenario says.
     std::int32_t restore(_AMRestorableDevice& device, AMRestorableDeviceRestoreCallback callback,
                          void* context);
 
@@ -57,11 +57,11 @@ private:
 
     struct played_event {
         device_event about;
-        /// What the callback is given; may be null.
+        /// The callback's argument; may be null.
         event_handle device;
     };
 
-    /// Who gets events.
+    /// A callback for events.
     struct listener {
         AMRestorableDeviceNotificationCallback callback = nullptr;
         void* context = nullptr;
@@ -77,25 +77,25 @@ private:
     /// Returns when to call again.
     timeline::next_time play_next_event(timeline::clock::time_point start, std::size_t& next,
                                         const listener& told);
-    /// Waits for so many seconds of the scenario.
+    /// Waits for `seconds` of the scenario.
     void pass(double seconds) const;
     double seconds_since(timeline::clock::time_point time) const;
     timeline::clock::time_point seconds_from_now(double seconds) const;
 
     std::unique_ptr<timeline> play_events_to(const listener& told);
 
-    /// The handle of each device that a bench has; none of those that are away.
+    /// The attached devices of a bench, by position.
     using attached_handles = std::map<std::size_t, _AMRestorableDevice*>;
-    /// Tells of what has changed on the bench since `attached`, which is brought up to date.
+    /// Sends an event for each difference between the bench and `attached`, which is updated.
     /// Returns when to look again.
     timeline::next_time play_bench(attached_handles& attached, const listener& told);
     attached_handles handles_on_bench();
-    /// Which devices are plugged in now, by the scenario's events alone.
+    /// Which devices the events of the scenario have connected by now.
     std::vector<bool> plugged_in() const;
-    /// Null when the bench says that the device at `position` is away.
+    /// Null if the bench has the device at `position` away.
     _AMRestorableDevice* handle_on_bench(std::size_t position, const bench::history& known) const;
 
-    /// The plan of the restore that begins now; null when another process restores the device.
+    /// The plan of the restore that starts now; null if another process restores the device.
     const restore_plan* begin_restore(const device_description& device);
     void report(_AMRestorableDevice& device, const restore_plan& plan, std::size_t position,
                 AMRestorableDeviceRestoreCallback callback, void* context);
@@ -106,7 +106,7 @@ private:
     /// In the order of their times. Events of one time keep their order.
     std::vector<played_event> timed_events_;
     std::vector<played_event> events_during_calls_;
-    /// The devices as they come back after a restore on a bench.
+    /// The devices after a restore on a bench, in Recovery mode.
     std::vector<owned<_AMRestorableDevice>> returned_devices_;
     std::unique_ptr<journal> journal_;
     std::unique_ptr<bench> bench_;
@@ -114,13 +114,13 @@ private:
     std::mutex mutex_;
     bool halted_ = false;
     std::int32_t last_registration_ = 0;
-    /// How many restores of each device were begun without a bench.
+    /// How many restores of each device have started, without a bench.
     std::map<std::string, std::int64_t> begun_restores_;
     std::map<std::int32_t, registration> registrations_;
     std::vector<std::unique_ptr<timeline>> restores_;
 };
 
-/// The one that runs. Lives on, as its threads do, when the process ends through exit.
+/// The running simulation. Like its threads, it is not destroyed when the process exits.
 running_simulation& running();
 
 } // namespace simulator

@@ -14,35 +14,36 @@ namespace simulator {
 
 /// A report of a running restore.
 struct restore_report {
-    /// Seconds since the report before, or since the call.
+    /// Seconds since the previous report, or since the call.
     double after = 0;
-    /// What the callback is given; may be null.
+    /// The callback's argument; may be null.
     cf_handle<CFTypeRef> report;
 };
 
-/// Seconds since the call that restores, from the first to before the second.
+/// From `from` to before `until`, in seconds since the call that restores.
 struct away_period {
     double from = 0;
     double until = 0;
 };
 
 struct restore_plan {
-    /// What the call returns. The reports come whatever it is.
+    /// The call's return value. The reports do not depend on it.
     std::int32_t result = 0;
     std::vector<restore_report> reports;
-    /// How many reports, from the first on, come before the call returns, on the caller's thread.
+    /// How many reports, from the first on, are sent before the call returns, on the caller's
+    /// thread.
     std::size_t reports_inside_call = 0;
-    /// Seconds that the call takes besides.
+    /// How many seconds the call takes after these reports.
     double call_takes = 0;
-    /// On a bench, when the other processes do not see the device while it is restored.
+    /// On a bench: when the device is away for the other processes.
     std::vector<away_period> away = {};
-    /// On a bench, how many seconds after it was restored the device is back, in Recovery mode;
-    /// none: it has booted and stays away.
+    /// On a bench: how many seconds after its restore the device returns, in Recovery mode; none:
+    /// it stays away.
     std::optional<double> returns_after = std::nullopt;
 };
 
 struct device_description {
-    /// Unlike that of every other device of its scenario.
+    /// Different for each device of a scenario.
     std::string name;
     std::uint64_t ecid = 0;
     /// 0 unknown, 1 DFU, 2 Recovery, 3 restore operating system, 4 booted.
@@ -59,7 +60,8 @@ struct device_description {
     std::int32_t set_auto_boot_result = 0;
     std::int32_t reboot_result = 0;
     restore_plan restore;
-    /// The second restore of the device, the third and so on; the last one stands for all after it.
+    /// The second restore of the device, the third and so on; the last one is used for all later
+    /// ones.
     std::vector<restore_plan> later_restores = {};
 };
 
@@ -70,15 +72,15 @@ struct device_event {
     std::optional<std::size_t> device;
     /// 0 connected, 1 disconnected.
     std::uint32_t type = 0;
-    /// The function inside each call of which the event comes, on the caller's thread; none: it
-    /// comes at its time.
+    /// The event is sent inside each call of this function, on the caller's thread; none: it is
+    /// sent at its time.
     std::optional<std::string> during = std::nullopt;
-    /// The event, and those after it, wait until there is a file of this name, which is UTF-8;
-    /// none: they do not.
+    /// This event, and those after it, are not sent before this file exists. In UTF-8; none: they
+    /// do not wait.
     std::optional<std::string> awaited_file = std::nullopt;
-    /// Whether the device comes under a handle that no other event has.
+    /// Whether the callback gets a handle of the device that no other event has.
     bool under_new_handle = false;
-    /// How many threads call the callback with it, all at once.
+    /// How many threads call the callback with the event at the same moment.
     std::size_t threads = 1;
 };
 
@@ -95,17 +97,17 @@ struct scenario {
     /// In any order. None: every device connects at registration, in the order of `devices`.
     std::optional<std::vector<device_event>> events;
     std::optional<registration_failure> registration_error;
-    /// What subscribing to booted devices returns; unless 0, it gives no subscription.
+    /// The result of subscribing to booted devices. Unless it is 0, no subscription is stored.
     std::int32_t subscription_result = 0;
-    /// Whether unregistering returns after the last callback only.
+    /// Whether unregistering waits for a running callback.
     bool unregistration_waits = false;
-    /// Seconds that unregistering takes besides.
+    /// How many seconds unregistering takes after that.
     double unregistration_takes = 0;
     std::int32_t enable_file_logging_result = 0;
-    /// Null: the platform has no default options to give.
+    /// Null: the platform has no default options.
     cf_handle<CFDictionaryRef> default_restore_options = plausible_restore_options();
 
-    /// What is taken when nothing is said about them. New.
+    /// A new dictionary, the default.
     static cf_handle<CFDictionaryRef> plausible_restore_options();
 };
 

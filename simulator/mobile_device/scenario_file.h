@@ -1,6 +1,6 @@
 #pragma once
 
-/// Scenarios as people write them: property lists. docs/scenario.md has the format.
+/// Scenarios in property lists. docs/scenario.md has the format.
 
 #include "simulator/mobile_device/scenario.h"
 
@@ -9,15 +9,15 @@
 
 namespace simulator {
 
-/// A scenario that cannot be used. The text is one line: the file if there is one, the place in it,
-/// what is wrong there, what would be right, as in
+/// The scenario cannot be used. The text is one line: the file if there is one, the place in it,
+/// what is wrong and what would be right, as in
 /// `demo.plist: Devices[2].ECID: is "12AB"; should be a string of 16 hexadecimal digits`.
 class scenario_error : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// `plist` is not null. Values that go to the tool as they stand are retained. Throws
+/// `plist` is not null. Values that the tool receives unchanged are retained. Throws
 /// scenario_error.
 scenario parse_scenario(CFTypeRef plist);
 

@@ -63,7 +63,7 @@ std::string complaint_of_file(const std::string& path) {
 
 } // namespace
 
-TEST(scenario_file, may_say_nothing_at_all) {
+TEST(scenario_file, can_be_empty) {
     const scenario result = parse("<dict/>");
     EXPECT_TRUE(result.devices.empty());
     EXPECT_EQ(result.events, std::nullopt);
@@ -109,7 +109,7 @@ TEST(scenario_file, describes_every_property_of_a_device) {
     EXPECT_EQ(device.reboot_result, 2147483647);
 }
 
-TEST(scenario_file, takes_zero_or_nothing_for_what_a_device_leaves_out) {
+TEST(scenario_file, sets_missing_properties_of_a_device_to_zero_or_nothing) {
     const scenario result = parse(with_device(""));
     ASSERT_EQ(result.devices.size(), 1U);
     const device_description& device = result.devices[0];
@@ -125,7 +125,7 @@ TEST(scenario_file, takes_zero_or_nothing_for_what_a_device_leaves_out) {
     EXPECT_TRUE(device.restore.reports.empty());
 }
 
-TEST(scenario_file, knows_the_states_by_word_and_by_number) {
+TEST(scenario_file, accepts_a_state_as_a_word_or_a_number) {
     const auto state = [](const std::string& xml) {
         return parse("<dict><key>Devices</key><array><dict><key>Name</key><string>d</string>"
                      "<key>ECID</key><string>0000000000000001</string><key>State</key>" +
@@ -142,7 +142,7 @@ TEST(scenario_file, knows_the_states_by_word_and_by_number) {
     EXPECT_EQ(state("<integer>4294967295</integer>"), 4294967295U);
 }
 
-TEST(scenario_file, gives_a_restore_its_result_and_its_reports) {
+TEST(scenario_file, sets_the_result_and_the_reports_of_a_restore) {
     const scenario result = parse(
         with_device("<key>Restore</key><dict><key>Result</key><integer>-1</integer>"
                     "<key>Reports</key><array>"
@@ -163,14 +163,14 @@ TEST(scenario_file, gives_a_restore_its_result_and_its_reports) {
     EXPECT_EQ(plan.reports[2].report, nullptr);
 }
 
-TEST(scenario_file, may_let_a_restore_fail_without_reports) {
+TEST(scenario_file, can_make_a_restore_fail_without_reports) {
     const scenario result = parse(
         with_device("<key>Restore</key><dict><key>Result</key><integer>2001</integer></dict>"));
     EXPECT_EQ(result.devices.at(0).restore.result, 2001);
     EXPECT_TRUE(result.devices.at(0).restore.reports.empty());
 }
 
-TEST(scenario_file, lets_events_name_their_device) {
+TEST(scenario_file, finds_the_device_of_an_event_by_name) {
     const scenario result =
         parse(with_events("<dict><key>At</key><real>1.5</real><key>Device</key><string>b</string>"
                           "<key>Type</key><string>disconnected</string></dict>"
@@ -186,7 +186,7 @@ TEST(scenario_file, lets_events_name_their_device) {
     EXPECT_EQ(result.events->at(1).type, 0U);
 }
 
-TEST(scenario_file, lets_an_event_have_no_device_and_a_type_of_any_number) {
+TEST(scenario_file, allows_an_event_without_a_device_and_of_any_type) {
     const scenario result = parse(with_events("<dict><key>At</key><integer>0</integer>"
                                               "<key>Type</key><integer>9</integer></dict>"));
     ASSERT_EQ(result.events.value().size(), 1U);
@@ -194,11 +194,11 @@ TEST(scenario_file, lets_an_event_have_no_device_and_a_type_of_any_number) {
     EXPECT_EQ(result.events->at(0).type, 9U);
 }
 
-TEST(scenario_file, tells_no_events_from_none_said) {
+TEST(scenario_file, distinguishes_an_empty_array_of_events_from_a_missing_one) {
     EXPECT_EQ(parse(with_events("")).events.value().size(), 0U);
 }
 
-TEST(scenario_file, may_make_registration_fail) {
+TEST(scenario_file, can_make_registration_fail) {
     const scenario result =
         parse("<dict><key>RegistrationError</key><dict><key>Domain</key><string>d</string>"
               "<key>Code</key><integer>-402653052</integer>"
@@ -211,7 +211,7 @@ TEST(scenario_file, may_make_registration_fail) {
     EXPECT_EQ(result.registration_error->failure_reason, "why");
 }
 
-TEST(scenario_file, may_make_registration_fail_without_texts) {
+TEST(scenario_file, can_make_registration_fail_without_texts) {
     const scenario result =
         parse("<dict><key>RegistrationError</key><dict><key>Domain</key><string>d</string>"
               "<key>Code</key><integer>3</integer></dict></dict>");
@@ -232,13 +232,13 @@ TEST(scenario_file, sets_the_default_restore_options) {
     EXPECT_EQ(test::description_of(result.default_restore_options.get()), "{Own = true}");
 }
 
-TEST(scenario_file, takes_the_default_restore_options_away) {
+TEST(scenario_file, can_remove_the_default_restore_options) {
     EXPECT_EQ(
         parse("<dict><key>DefaultRestoreOptions</key><false/></dict>").default_restore_options,
         nullptr);
 }
 
-TEST(scenario_file, says_how_unkind_an_event_is) {
+TEST(scenario_file, sets_how_an_event_is_delivered) {
     const scenario result = parse(with_events(
         "<dict><key>At</key><integer>2</integer><key>Device</key><string>b</string>"
         "<key>Type</key><string>connected</string><key>AwaitFile</key><string>/go</string>"
@@ -259,7 +259,7 @@ TEST(scenario_file, says_how_unkind_an_event_is) {
     EXPECT_EQ(inside.threads, 1U);
 }
 
-TEST(scenario_file, says_how_unkind_the_calls_are) {
+TEST(scenario_file, sets_how_subscribing_and_unregistering_behave) {
     const scenario result = parse("<dict><key>SubscriptionResult</key><integer>-5</integer>"
                                   "<key>UnregistrationWaits</key><true/>"
                                   "<key>UnregistrationTakes</key><real>0.5</real></dict>");
@@ -268,7 +268,7 @@ TEST(scenario_file, says_how_unkind_the_calls_are) {
     EXPECT_EQ(result.unregistration_takes, 0.5);
 }
 
-TEST(scenario_file, says_what_comes_inside_a_restore_call_and_how_long_it_takes) {
+TEST(scenario_file, sets_what_happens_inside_a_restore_call) {
     const scenario result =
         parse(with_device("<key>Restore</key><dict><key>Reports</key><array>"
                           "<dict><key>After</key><integer>0</integer></dict></array>"
@@ -278,7 +278,7 @@ TEST(scenario_file, says_what_comes_inside_a_restore_call_and_how_long_it_takes)
     EXPECT_EQ(result.devices[0].restore.call_takes, 3);
 }
 
-TEST(scenario_file, says_what_a_bench_sees_of_a_restore) {
+TEST(scenario_file, sets_how_a_restore_looks_on_a_bench) {
     const scenario result =
         parse(with_device("<key>Restore</key><dict><key>Away</key><array>"
                           "<dict><key>From</key><integer>1</integer>"
@@ -302,7 +302,7 @@ struct wrong {
 
 class wrong_scenario : public ::testing::TestWithParam<wrong> {};
 
-TEST_P(wrong_scenario, is_complained_of_with_its_place) {
+TEST_P(wrong_scenario, is_reported_with_its_place) {
     EXPECT_EQ(complaint(GetParam().xml), GetParam().complaint);
 }
 
@@ -504,12 +504,12 @@ INSTANTIATE_TEST_SUITE_P(
               "DefaultRestoreOptions: is true; should be a dictionary or false"}),
     [](const auto& instance) { return std::string(instance.param.name); });
 
-TEST(scenario_file, is_complained_of_on_one_line_whatever_it_holds) {
+TEST(scenario_file, is_reported_on_one_line) {
     const std::string text = complaint("<dict><key>a&#10;b&#127;</key><true/></dict>");
     EXPECT_EQ(text.substr(0, 54), "top level: is a dictionary with the unknown key \"a?b?\"");
 }
 
-TEST(scenario_file, is_complained_of_without_long_quotations) {
+TEST(scenario_file, is_reported_with_a_shortened_value) {
     std::string euros;
     for (int i = 0; i < 30; ++i) {
         euros += "\xE2\x82\xAC";
@@ -526,7 +526,7 @@ TEST(scenario_file, is_read_from_disk) {
     EXPECT_EQ(read_scenario(path).devices.at(0).name, "d");
 }
 
-TEST(scenario_file, is_named_in_complaints) {
+TEST(scenario_file, is_named_in_error_messages) {
     const test::temporary_folder folder;
     const std::string path = folder / "scenario.plist";
     test::write_file(path, "<plist><array/></plist>");

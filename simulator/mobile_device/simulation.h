@@ -1,10 +1,9 @@
 #pragma once
 
-/// The front of the simulated platform: what plays. The platform's functions act on the one
-/// simulation that runs. Until the first start, and after stop, that is an empty one: no device, no
-/// journal.
+/// Starts and stops the simulated platform. The platform's functions act on the running simulation.
+/// Before the first start, and after stop, that is an empty one, without devices and journal.
 ///
-/// What a simulation holds is counted like every other object (accounting.h), and gone after stop.
+/// The objects of a simulation are counted like all others (accounting.h), and released by stop.
 
 #include "platform/mobile_device.h"
 #include "simulator/mobile_device/scenario.h"
@@ -15,29 +14,28 @@
 namespace simulator {
 
 struct simulation_options {
-    /// Where the calls are recorded, in UTF-8; none: nowhere.
+    /// The file for the journal, in UTF-8; none: calls are not recorded.
     std::optional<std::string> journal;
-    /// How many times as fast all times pass; above 0.
+    /// All times are divided by this number, which is above 0.
     double speed = 1;
-    /// The folder, in UTF-8, of the bench whose devices several processes share; none: the devices
-    /// are the process's own. The journal is then shared too.
+    /// The folder of a bench, in UTF-8: its processes share their devices, and append to the
+    /// journal. None: the process has its devices for itself.
     std::optional<std::string> bench = std::nullopt;
 };
 
-/// Plays `played` from now on, in place of what was running, which is stopped first. Throws
-/// std::system_error when the journal cannot be written, and std::runtime_error, whose text is one
-/// line, when the bench cannot be used; the empty simulation runs then.
+/// Stops the running simulation and starts `played`. Throws std::system_error if the journal cannot
+/// be written, and std::runtime_error with a text of one line if the bench cannot be used. The
+/// empty simulation then runs.
 void start(scenario played, const simulation_options& options = {});
 
-/// Returns when no callback is running and none will come any more. Devices that others still hold
-/// stay usable. Not to be called from a callback, nor while another thread calls the platform.
+/// Returns when no callback is running and none will start. Retained devices can still be used. Not
+/// to be called from a callback, nor while another thread calls the platform.
 void stop();
 
-/// The device at `position` among those of the running scenario. Borrowed.
+/// The device at this position in the running scenario. Borrowed.
 _AMRestorableDevice* device_at(std::size_t position);
 
-/// A device that is attached nowhere, for calling the tool's callbacks directly. The caller owns
-/// the one reference.
+/// A device that is not attached, for direct calls of the tool's callbacks. The caller owns it.
 _AMRestorableDevice* create_device(device_description description);
 
 } // namespace simulator

@@ -51,7 +51,7 @@ TEST(simulation, is_empty_again_after_stop) {
     EXPECT_THROW(device_at(0), std::out_of_range);
 }
 
-TEST(simulation, may_be_stopped_without_having_been_started) {
+TEST(simulation, can_be_stopped_before_it_was_started) {
     stop();
     stop();
 }
@@ -78,7 +78,7 @@ TEST(simulation, is_stopped_only_when_no_callback_is_running) {
     releaser.join();
 }
 
-TEST(simulation, starts_nothing_for_a_callback_that_asks_while_it_is_stopped) {
+TEST(simulation, starts_nothing_for_a_callback_during_stop) {
     struct callback {
         std::promise<void> entered;
         std::promise<void> release;

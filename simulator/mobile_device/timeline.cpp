@@ -7,10 +7,11 @@ namespace simulator {
 
 namespace {
 
-/// As long as anybody can wait, and far from where the clock's arithmetic overflows.
+/// About three years, and far below the range of the clock.
 constexpr double longest_wait_in_seconds = 1e8;
 
-/// Plays a plan: the first call plays nothing, each further one the next of the plan.
+/// Plays a plan: the first call only returns the time of the first step, each later call plays the
+/// next step.
 class plan_step {
 public:
     plan_step(timeline::clock::time_point start, std::vector<double> times, double speed,

@@ -35,7 +35,7 @@ public:
     /// No further step is started. One that is running may still be when this returns.
     void cancel();
 
-    /// The time that is `seconds` after `start`. Seconds that no clock can count are cut short.
+    /// The time `seconds` after `start`, at most about three years.
     static clock::time_point after(clock::time_point start, double seconds);
 
 private:

@@ -61,7 +61,7 @@ TEST(timeline, starts_no_step_after_it_was_cancelled) {
     EXPECT_THAT(log.all(), ElementsAre(0));
 }
 
-TEST(timeline, may_be_cancelled_by_a_step_of_its_own) {
+TEST(timeline, can_be_cancelled_by_its_own_step) {
     test::event_log<std::size_t> log;
     std::promise<timeline*> itself;
     {
@@ -75,7 +75,7 @@ TEST(timeline, may_be_cancelled_by_a_step_of_its_own) {
     EXPECT_THAT(log.all(), ElementsAre(0));
 }
 
-TEST(timeline, ends_only_when_the_running_step_has) {
+TEST(timeline, ends_after_the_running_step) {
     std::promise<void> entered;
     std::promise<void> release;
     bool ended = false;
@@ -93,7 +93,7 @@ TEST(timeline, ends_only_when_the_running_step_has) {
     releaser.join();
 }
 
-TEST(timeline, bears_times_beyond_every_clock) {
+TEST(timeline, accepts_times_beyond_the_clock_s_range) {
     test::event_log<std::size_t> log;
     {
         timeline played(timeline::clock::now(), {0, std::numeric_limits<double>::max()},
@@ -103,11 +103,11 @@ TEST(timeline, bears_times_beyond_every_clock) {
     EXPECT_THAT(log.all(), ElementsAre(0));
 }
 
-TEST(timeline, may_have_no_steps) {
+TEST(timeline, can_be_empty) {
     timeline played(timeline::clock::now(), {}, 1, [](std::size_t) { FAIL(); });
 }
 
-TEST(timeline, gives_up_what_its_steps_hold_when_all_are_played) {
+TEST(timeline, destroys_its_steps_after_the_last_one) {
     std::promise<void> gone;
     // The last owner of the value is the timeline.
     auto held = std::shared_ptr<int>(new int(1), [&gone](const int* value) {

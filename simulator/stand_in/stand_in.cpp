@@ -1,8 +1,8 @@
 /// Apple's libraries as tests have them: the simulator under the names of CoreFoundation and
-/// MobileDevice, for the product to find and load. What plays stands in the environment, so that
-/// nothing in the product knows of it:
+/// MobileDevice, for the product to find and load. Environment variables replace the options of
+/// vandrel-sim, because the product has no options for a simulation:
 ///
-///     VANDREL_SCENARIO   a scenario file; without it the built-in scenario plays
+///     VANDREL_SCENARIO   a scenario file; the default is the built-in scenario
 ///     VANDREL_JOURNAL    where the calls are recorded
 ///     VANDREL_BENCH, VANDREL_SPEED, VANDREL_FAIL_CREATION
 ///                        as vandrel-sim's options of these names
@@ -36,7 +36,7 @@ void start_simulation() {
     simulator::fail_creation(std::stoll(setting("VANDREL_FAIL_CREATION").value_or("0")));
 }
 
-/// Plays when the library is loaded, before any of its functions can be called.
+/// Starts the simulation when the library is loaded, before any of its functions can be called.
 const bool is_playing = [] {
     try {
         start_simulation();
