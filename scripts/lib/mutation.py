@@ -169,7 +169,7 @@ class workshop:
 def identity(candidate):
     """What stays the same as long as the mutant's file does."""
     source = source_of(candidate.file)
-    key = json.dumps([source, candidate.begin, candidate.end, candidate.replacement])
+    key = json.dumps([candidate.file, source, candidate.begin, candidate.end, candidate.replacement])
     return hashlib.sha256(key.encode()).hexdigest()
 
 
@@ -182,9 +182,11 @@ class tally:
         self.known = {}
         self.this_run = {}
         if self.path.exists() and "all" not in again:
-            for line in self.path.read_text("utf-8").splitlines():
-                entry = json.loads(line)
-                self.known[entry["identity"]] = entry
+            # The last line can be incomplete, if the run was killed.
+            for line in self.path.read_text("utf-8").splitlines(keepends=True):
+                if line.endswith("\n"):
+                    entry = json.loads(line)
+                    self.known[entry["identity"]] = entry
         if "survivors" in again:
             self.known = {key: entry for key, entry in self.known.items() if entry["result"] != "survived"}
         self.path.write_text("".join(json.dumps(entry) + "\n" for entry in self.known.values()), "utf-8")
