@@ -47,7 +47,12 @@ void account_for_objects() {
         std::fprintf(stderr, "vandrel-sim: %lld of type %s never released\n",
                      static_cast<long long>(count), type.c_str());
     }
-    if (!leaked.empty()) {
+    const auto unbalanced = simulator::unbalanced_constants();
+    for (const auto& [constant, count] : unbalanced) {
+        std::fprintf(stderr, "vandrel-sim: %s retained %lld times more than released\n",
+                     constant.c_str(), static_cast<long long>(count));
+    }
+    if (!leaked.empty() || !unbalanced.empty()) {
         std::fflush(stderr);
         std::_Exit(leaking_tool);
     }

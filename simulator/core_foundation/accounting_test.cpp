@@ -91,6 +91,37 @@ TEST(accounting, every_kind_of_creation_can_fail) {
     }));
 }
 
+TEST(accounting, references_to_constants_have_to_balance) {
+    const CFStringRef constant = CFSTR("held by nobody else");
+    EXPECT_THAT(unbalanced_constants(), IsEmpty());
+    CFRetain(constant);
+    CFRetain(constant);
+    CFRetain(kCFBooleanTrue);
+    EXPECT_THAT(unbalanced_constants(), ElementsAre(Pair("CFBoolean \"true\"", 1),
+                                                    Pair("CFString \"held by nobody else\"", 2)));
+    CFRelease(kCFBooleanTrue);
+    CFRelease(constant);
+    CFRelease(constant);
+    EXPECT_THAT(unbalanced_constants(), IsEmpty());
+}
+
+TEST(accounting, a_constant_that_is_released_too_often_is_told) {
+    CFRelease(kCFNull);
+    EXPECT_THAT(unbalanced_constants(), ElementsAre(Pair("CFNull \"<CFNull>\"", -1)));
+    CFRetain(kCFNull);
+}
+
+TEST(unaccounted_scope, references_to_constants_that_are_taken_in_it_are_not_counted) {
+    handle<CFMutableArrayRef> kept;
+    {
+        const unaccounted_scope scope;
+        kept = make_array({kCFBooleanTrue});
+    }
+    EXPECT_THAT(unbalanced_constants(), IsEmpty());
+    kept.reset();
+    EXPECT_THAT(unbalanced_constants(), IsEmpty());
+}
+
 TEST(unaccounted_scope, objects_made_in_it_are_never_counted) {
     handle<CFNumberRef> kept;
     const std::int64_t before = creation_count();
