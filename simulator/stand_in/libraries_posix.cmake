@@ -32,5 +32,5 @@ set_target_properties(stand_in_mobile_device PROPERTIES BUILD_RPATH_USE_ORIGIN O
 
 find_package(Python3 REQUIRED COMPONENTS Interpreter)
 add_test(NAME "${VANDREL_TEST_PREFIX}stand_in_exports_what_the_product_uses_only"
-         COMMAND Python3::Interpreter ${PROJECT_SOURCE_DIR}/launcher/exports_test.py ${CMAKE_OBJDUMP}
+         COMMAND Python3::Interpreter ${PROJECT_SOURCE_DIR}/tests/release/exports_test.py ${CMAKE_OBJDUMP}
                  $<TARGET_FILE:stand_in_core_foundation> ${functions} ${constants})
