@@ -9,7 +9,7 @@ import unittest
 CHECK = pathlib.Path(__file__).with_name("check-includes")
 
 CLEAN = {
-    "launcher/vandrel_sim.cpp": '#include "driver/entry_point.h"\n#include "simulator/mobile_device/play.h"\n',
+    "launcher/simulated/vandrel_sim.cpp": '#include "driver/entry_point.h"\n#include "simulator/mobile_device/play.h"\n',
     "driver/entry_point.h": '#include "device/session.h"\n',
     "driver/ecid.h": '#include "foundation/text.h"\n',
     "device/session.h": '#include "debug/status.h"\n#include "driver/ecid.h"\n',

@@ -14,7 +14,7 @@ import sys
 import tempfile
 import unittest
 
-sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "launcher"))
+sys.path.insert(0, os.path.join(os.path.dirname(__file__), "release"))
 
 import command_lines
 from command_lines import RECOVERY, wrote_the_same

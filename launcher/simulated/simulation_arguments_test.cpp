@@ -1,4 +1,4 @@
-#include "launcher/simulation_arguments.h"
+#include "launcher/simulated/simulation_arguments.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

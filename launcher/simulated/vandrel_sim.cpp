@@ -1,6 +1,6 @@
 #include "driver/entry_point.h"
 #include "launcher/launch.h"
-#include "launcher/simulation_arguments.h"
+#include "launcher/simulated/simulation_arguments.h"
 #include "simulator/core_foundation/accounting.h"
 #include "simulator/mobile_device/built_in_scenario.h"
 #include "simulator/mobile_device/scenario_file.h"
