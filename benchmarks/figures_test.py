@@ -2,6 +2,7 @@
 """Pairing, comparing and writing, without measuring anything."""
 import unittest
 
+import platform_costs
 from figures import Figure, Row, between_markers, grown, measure, table, time_text
 
 
@@ -74,6 +75,37 @@ class instruction_counts(unittest.TestCase):
 
     def test_a_job_without_a_count_is_told(self):
         self.assertEqual(grown({"new": 7}, {}, 0.05), [("new", "7 instructions, and none are kept")])
+
+
+class platform_counts(unittest.TestCase):
+    @staticmethod
+    def counts(report):
+        return {"start": {"calls": 1}, "report": report, "device-info": {"calls": 1}}
+
+    def test_a_count_may_fall(self):
+        self.assertEqual(list(platform_costs.grown(self.counts({"calls": 2}), self.counts({"calls": 3}))), [])
+
+    def test_one_call_more_is_too_many(self):
+        self.assertEqual(
+            list(platform_costs.grown(self.counts({"calls": 4}), self.counts({"calls": 3}))),
+            ["report: calls: 4, and 3 are kept"])
+
+    def test_allocations_may_grow_by_a_twentieth(self):
+        kept = self.counts({"allocations": 100})
+        self.assertEqual(list(platform_costs.grown(self.counts({"allocations": 105}), kept)), [])
+        self.assertEqual(list(platform_costs.grown(self.counts({"allocations": 106}), kept)),
+                         ["report: allocations: 106, and 100 are kept"])
+
+    def test_a_call_that_was_not_made_before_is_too_many(self):
+        self.assertEqual(
+            list(platform_costs.grown(self.counts({"CFRetain": 1}), self.counts({}))),
+            ["report: CFRetain: 1, and 0 are kept"])
+
+    def test_the_table_has_a_row_for_every_function_that_any_job_calls(self):
+        counts = {"start": {"calls": 1, "CFRetain": 1}, "report": {"calls": 2, "CFRelease": 2},
+                  "device-info": {"calls": 0}}
+        self.assertEqual(platform_costs.table(counts).splitlines()[-2:],
+                         ["| `CFRelease` | 0 | 2 | 0 |", "| `CFRetain` | 1 | 0 | 0 |"])
 
 
 if __name__ == "__main__":

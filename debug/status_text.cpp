@@ -7,8 +7,9 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
+#include <cstddef>
 #include <initializer_list>
-#include <span>
 #include <string_view>
 #include <utility>
 
@@ -277,10 +278,17 @@ cf_handle<CFStringRef> copyString(CFStringRef constant) {
     return cf_handle<CFStringRef>(static_cast<CFStringRef>(CFRetain(constant)));
 }
 
-cf_handle<CFStringRef> copy_text(std::span<const status_text> table, std::int32_t code) {
+/// The constant strings of a table's texts, each looked up once, as CFSTR does.
+template<const auto& table>
+CFStringRef constant_text(const status_text& entry) {
+    static std::array<std::atomic<CFStringRef>, table.size()> places;
+    return constant_string(places[static_cast<std::size_t>(&entry - table.data())], entry.text);
+}
+
+template<const auto& table>
+cf_handle<CFStringRef> copy_text(std::int32_t code) {
     const status_text* const found = find_code(table, code);
-    return copyString(found == nullptr ? CFSTR("Unknown")
-                                       : __CFStringMakeConstantString(found->text));
+    return copyString(found == nullptr ? CFSTR("Unknown") : constant_text<table>(*found));
 }
 
 /// `text` in UTF-8. When it cannot be converted, or is one of the `meaningless`, `fallback` and the
@@ -298,11 +306,11 @@ std::string text_or_number(const cf_handle<CFStringRef>& text,
 } // namespace
 
 CFStringRef AMRLocalizedCopyStringForAMRError(std::int32_t code) {
-    return copy_text(error_texts, code).release();
+    return copy_text<error_texts>(code).release();
 }
 
 CFStringRef AMRLocalizedCopyStringForAMROperation(std::int32_t code) {
-    return copy_text(operation_texts, code).release();
+    return copy_text<operation_texts>(code).release();
 }
 
 std::string amr_error_text(std::int32_t code) {

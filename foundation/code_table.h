@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <functional>
-#include <span>
 
 namespace vandrel {
 
@@ -18,9 +17,9 @@ consteval bool is_ordered_by_code(const Table& table) {
 }
 
 /// The entry of `code` in a table that is_ordered_by_code; null when there is none.
-template<class Entry>
-constexpr const Entry* find_code(std::span<const Entry> table, std::int32_t code) {
-    const auto found = std::ranges::lower_bound(table, code, {}, &Entry::code);
+template<class Table>
+constexpr const typename Table::value_type* find_code(const Table& table, std::int32_t code) {
+    const auto found = std::ranges::lower_bound(table, code, {}, &Table::value_type::code);
     return found != table.end() && found->code == code ? &*found : nullptr;
 }
 

@@ -19,7 +19,8 @@ constexpr std::int32_t largest = std::numeric_limits<std::int32_t>::max();
 
 constexpr auto table = std::to_array<entry>({{-3, 'a'}, {2, 'b'}, {7, 'c'}});
 
-char name_of(std::span<const entry> entries, std::int32_t code) {
+template<class Table>
+char name_of(const Table& entries, std::int32_t code) {
     const entry* const found = find_code(entries, code);
     return found == nullptr ? '-' : found->name;
 }
@@ -41,7 +42,7 @@ TEST(find_code, finds_nothing_for_a_code_before_between_and_after_the_entries) {
 }
 
 TEST(find_code, finds_nothing_in_an_empty_table) {
-    EXPECT_EQ(name_of({}, 0), '-');
+    EXPECT_EQ((name_of(std::array<entry, 0>(), 0)), '-');
 }
 
 TEST(is_ordered_by_code, is_true_for_ascending_codes) {

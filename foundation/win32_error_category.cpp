@@ -8,7 +8,6 @@
 
 #include <array>
 #include <cstdint>
-#include <span>
 
 namespace vandrel {
 
@@ -139,7 +138,7 @@ std::string win32_error_category::message(int code) const {
 }
 
 std::error_condition win32_error_category::default_error_condition(int code) const noexcept {
-    const auto* const found = find_code(std::span<const portable_condition>(conditions), code);
+    const auto* const found = find_code(conditions, code);
     return found == nullptr ? std::error_condition(code, *this)
                             : std::make_error_condition(found->condition);
 }
