@@ -2,8 +2,8 @@
 
 namespace vandrel {
 
-/// What the program does; each program has its own. `arguments` are UTF-8, the program's own name
-/// first. Returns the process result, unless another thread has ended the process before.
+/// What main calls; each program defines its own. `arguments` are UTF-8, the program's name first.
+/// Returns the exit status, unless another thread ends the process before.
 int launch(int argument_count, const char* const* arguments);
 
 } // namespace vandrel

@@ -1,4 +1,5 @@
-/// The console program for attached devices. All that it does is in the library beside it.
+/// The console program for attached devices. It only loads the library beside it and calls its
+/// main.
 
 #include "launcher/launch.h"
 #include "launcher/main_library.h"
@@ -16,7 +17,7 @@ int launch(int argument_count, const char* const* arguments) {
         std::fprintf(stderr, "vandrel: %s\n", failure.what());
         return 1;
     }
-    // A main may change its arguments; this one does not.
+    // The type of main lets it change its arguments; this one does not.
     return main_of_library(argument_count, const_cast<char**>(arguments));
 }
 

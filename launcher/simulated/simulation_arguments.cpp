@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <iterator>
 #include <span>
 #include <string_view>
 
@@ -38,46 +39,69 @@ std::int64_t parse_creation(std::string_view option, const std::string& text) {
     return creation;
 }
 
-void parse_options(argument_span given, simulation_arguments& result) {
+/// The values of the simulator's options, as they were given.
+struct option_values {
+    std::optional<std::string> scenario;
+    std::optional<std::string> journal;
+    std::optional<std::string> bench;
     std::optional<std::string> speed;
-    std::optional<std::string> creation;
-    for (std::size_t i = 0; i < given.size(); ++i) {
-        const std::string_view argument = given[i];
-        const std::size_t equals = argument.find('=');
-        const std::string_view name = argument.substr(0, equals);
+    std::optional<std::string> failing_creation;
+};
 
-        std::optional<std::string>* const value = name == "--scenario"  ? &result.scenario_file
-                                                  : name == "--journal" ? &result.options.journal
-                                                  : name == "--bench"   ? &result.options.bench
-                                                  : name == "--speed"   ? &speed
-                                                  : name == "--fail-creation" ? &creation
-                                                                              : nullptr;
-        if (value == nullptr) {
-            complain(argument, "no option of the simulator",
-                     "--scenario, --journal, --bench, --speed or --fail-creation, or stand after "
-                     "--");
-        }
-        if (value->has_value()) {
-            complain(name, "given twice", "given once");
-        }
-        if (equals != std::string_view::npos) {
-            *value = argument.substr(equals + 1);
-        } else if (i + 1 < given.size()) {
-            ++i;
-            *value = given[i];
-        }
-        if (!value->has_value() || (*value)->empty()) {
-            complain(name, "without a value",
-                     value == &speed || value == &creation ? "followed by a number"
-                     : value == &result.options.bench      ? "followed by a folder's name"
-                                                           : "followed by a file's name");
-        }
+struct option {
+    std::string_view name;
+    std::optional<std::string> option_values::*value;
+    const char* expected;
+};
+
+constexpr option options[] = {
+    {"--scenario", &option_values::scenario, "followed by a file's name"},
+    {"--journal", &option_values::journal, "followed by a file's name"},
+    {"--bench", &option_values::bench, "followed by a folder's name"},
+    {"--speed", &option_values::speed, "followed by a number"},
+    {"--fail-creation", &option_values::failing_creation, "followed by a number"},
+};
+
+/// Takes one option with its value from the beginning of `given`.
+void take_option(argument_span& given, option_values& values) {
+    const std::string_view argument = given.front();
+    given = given.subspan(1);
+    const std::size_t equals = argument.find('=');
+    const std::string_view name = argument.substr(0, equals);
+
+    const auto* const known = std::ranges::find(options, name, &option::name);
+    if (known == std::end(options)) {
+        complain(argument, "no option of the simulator",
+                 "--scenario, --journal, --bench, --speed or --fail-creation, or stand after --");
     }
-    if (speed) {
-        result.options.speed = parse_speed("--speed", *speed);
+    std::optional<std::string>& value = values.*known->value;
+    if (value) {
+        complain(name, "given twice", "given once");
     }
-    if (creation) {
-        result.failing_creation = parse_creation("--fail-creation", *creation);
+    if (equals != std::string_view::npos) {
+        value = argument.substr(equals + 1);
+    } else if (!given.empty()) {
+        value = given.front();
+        given = given.subspan(1);
+    }
+    if (!value || value->empty()) {
+        complain(name, "without a value", known->expected);
+    }
+}
+
+void parse_options(argument_span given, simulation_arguments& result) {
+    option_values values;
+    while (!given.empty()) {
+        take_option(given, values);
+    }
+    result.scenario_file = values.scenario;
+    result.options.journal = values.journal;
+    result.options.bench = values.bench;
+    if (values.speed) {
+        result.options.speed = parse_speed("--speed", *values.speed);
+    }
+    if (values.failing_creation) {
+        result.failing_creation = parse_creation("--fail-creation", *values.failing_creation);
     }
 }
 

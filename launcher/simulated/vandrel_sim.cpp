@@ -16,7 +16,7 @@ namespace vandrel {
 
 namespace {
 
-// Process results of the simulator; the tool's own are below.
+// Exit statuses of the simulator. The tool's are lower.
 constexpr int unusable_simulation = 64;
 constexpr int leaking_tool = 65;
 
@@ -33,9 +33,9 @@ void start_simulation(const simulation_arguments& arguments) {
     simulator::fail_creation(arguments.failing_creation);
 }
 
-/// Called by exit, for the tool ends the process where it likes. Says which objects of the platform
-/// the tool has not given back, which is a defect of the tool, and which order could not be carried
-/// out.
+/// Called by exit, because the tool ends the process itself. Prints which objects of the platform
+/// the tool has not released, and whether the run ended before the creation that should have
+/// failed. An object that was not released is a defect of the tool.
 void account_for_objects() {
     simulator::stop();
     if (const auto left = simulator::creations_until_failure(); left != 0) {
