@@ -42,7 +42,7 @@ std::optional<std::string> case_line(std::int32_t code, CFStringRef text,
                        cfstring_to_string(text));
 }
 
-// Each dump keeps a share of the channel of its own while it runs.
+// Each dump owns a share of the channel while it runs.
 // NOLINTNEXTLINE(performance-unnecessary-value-param)
 void print_imp_AMRLocalizedCopyStringForAMROperation(std::shared_ptr<output_str_state> output) {
     if (!output) {

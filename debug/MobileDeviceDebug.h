@@ -1,7 +1,7 @@
 #pragma once
 
-/// The status tables as lines of source text, to be compared with what the restore framework itself
-/// says of its codes.
+/// The status tables as lines of source text, to be compared with the texts that MobileDevice
+/// itself has for its codes.
 
 #include "output/output_str_state.h"
 #include "platform/core_foundation.h"
@@ -14,9 +14,9 @@
 
 namespace vandrel {
 
-/// The `case` line of one code; the text stands in it as it is, quotes and all. None for a null
-/// text, and for one that begins with any of `unrecognized`: our own tables have a text for every
-/// code, but the framework's say so where they have none.
+/// The `case` line of one code, with the text as it is: quotes are not escaped. None for a null
+/// text, and for one that begins with any of `unrecognized`, as MobileDevice's texts of unknown
+/// codes do.
 std::optional<std::string> case_line(std::int32_t code, CFStringRef text,
                                      std::initializer_list<CFStringRef> unrecognized);
 

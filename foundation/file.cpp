@@ -17,13 +17,13 @@ using boost::system::error_code;
 using vandrel::last_win32_error;
 using vandrel::native_file;
 
-/// All files of the process share one. It stays: the process may end while a file is open.
+/// All files of the process share one. Never destroyed: the process may end while a file is open.
 boost::asio::io_context& shared_context() {
     static auto& context = *new boost::asio::io_context;
     return context;
 }
 
-/// Stores the failure, or throws it, with what `step` says, when there is nowhere to store it.
+/// Stores the failure. Without `error` throws it, with the text of `step`.
 template<class Step>
 void report(const error_code& failure, error_code* error, const Step& step) {
     if (error == nullptr) {
@@ -106,7 +106,7 @@ std::vector<std::uint8_t>& file::read_whole(std::vector<std::uint8_t>& bytes,
     file_.read(bytes, failure);
     if (failure) {
         bytes.clear();
-        // Without the line of the I/O library that noticed it.
+        // Without the source location that Boost.Asio adds.
         report({failure.value(), failure.category()}, error, [] { return "read"; });
     }
     return bytes;

@@ -15,18 +15,17 @@ namespace Orv {
 
 /// A file on disk, opened to be read whole.
 ///
-/// Where a function takes an error code to fill, failures are stored there and the function returns
-/// nothing of use; without one they are thrown as boost::system::system_error, whose text tells the
-/// step, the file and the reason. Failures of the system are of the category win32_error_category
-/// on every host, failures of the reader itself of file_error_category. An open file that the I/O
-/// library cannot take over is thrown in any case, with the operation "assign". One thread at a
-/// time.
+/// A function that is given an error code stores failures there, and its result is then of no use.
+/// Without an error code it throws boost::system::system_error, whose text names the step, the file
+/// and the reason. Failures of the system have the category win32_error_category on both hosts,
+/// failures of the reader itself file_error_category. If Boost.Asio cannot take over an open file,
+/// that is thrown in any case, with the operation "assign". One thread at a time.
 class file {
 public:
     /// Opens an existing file for reading. Throws boost::system::system_error.
     explicit file(const boost::filesystem::path& path);
 
-    /// Makes a new file and opens it for writing; what exists is never overwritten. Nothing on
+    /// Creates a file and opens it for writing; a file that exists is never overwritten. Nothing on
     /// failure when `error` is given.
     static std::optional<vandrel::native_file> create(const boost::filesystem::path& path,
                                                       boost::system::error_code* error = nullptr);
@@ -34,8 +33,8 @@ public:
     /// In bytes; 0 on failure when `error` is given.
     std::uint64_t size(boost::system::error_code* error = nullptr) const;
 
-    /// Replaces `bytes` by what the file holds, at most `max_size` bytes, and returns it. Empty on
-    /// failure when `error` is given.
+    /// Replaces `bytes` by the content of the file, and returns it. More than `max_size` bytes are
+    /// a failure. Empty on failure when `error` is given.
     std::vector<std::uint8_t>& read_whole(std::vector<std::uint8_t>& bytes, std::uint64_t max_size,
                                           boost::system::error_code* error = nullptr);
 

@@ -119,7 +119,7 @@ TEST_F(file_test, refuses_one_byte_more_and_names_both_sizes) {
                                 "into the buffer [Orv::file:1]");
 }
 
-TEST_F(file_test, tells_a_file_that_is_too_large_in_the_error_code_when_there_is_one) {
+TEST_F(file_test, stores_that_a_file_is_too_large_in_the_error_code_when_there_is_one) {
     error_code error;
     EXPECT_TRUE(file(make_file("six", "123456")).read_whole(bytes, 5, &error).empty());
     EXPECT_EQ(error, error_code(1, file_error_category::instance()));
@@ -131,7 +131,7 @@ TEST_F(file_test, measures_files_beyond_four_gibibytes) {
     EXPECT_EQ(file(path).size(), 0x1'4000'0001U);
 }
 
-TEST_F(file_test, gives_nothing_of_what_has_no_size) {
+TEST_F(file_test, reads_nothing_from_a_file_without_a_size) {
     const vandrel::testing::silent_pipe pipe;
     file opened{fs::path(pipe.name())};
     error_code error;
@@ -209,7 +209,7 @@ TEST_F(file_test, never_overwrites_a_file) {
     EXPECT_EQ(read_file(path), "precious");
 }
 
-TEST_F(file_test, tells_of_an_existing_file_in_the_error_code_when_there_is_one) {
+TEST_F(file_test, stores_that_a_file_exists_in_the_error_code_when_there_is_one) {
     error_code error;
     EXPECT_FALSE(file::create(make_file("existing", ""), &error));
     EXPECT_EQ(windows_code(error), 80);

@@ -1,6 +1,6 @@
 #pragma once
 
-/// What may stand in a property list, and how to make other values fit for one.
+/// Which values a property list can hold, and how others are converted.
 
 #include "foundation/cf_handle.h"
 
@@ -12,17 +12,17 @@ namespace vandrel {
 /// each only when the error has it. Null for a null error, or when it cannot be made.
 cf_handle<CFMutableDictionaryRef> cferror_to_dictionary(CFErrorRef error);
 
-/// A deep copy that holds property-list types only: scalars are shared, arrays and dictionaries are
-/// copied, errors become their dictionaries, every other type gives null. Inside a container what
-/// has no copy, or a key that is no string, is dropped when `strict` is 0; otherwise it makes the
-/// whole result null. Null gives null.
+/// A deep copy of property-list types only: scalars are shared, arrays and dictionaries are copied,
+/// errors become their dictionaries, every other type gives null. An element or value without a
+/// copy, or a key that is no string, is dropped when `strict` is 0; otherwise the whole result is
+/// null, and nothing after the failure is converted. Null gives null.
 cf_handle<CFTypeRef> make_plist_compatible(CFTypeRef value, std::int32_t strict);
 
 /// make_plist_compatible; throws std::runtime_error when that gives null and `strict` is 1.
 cf_handle<CFTypeRef> to_xml_plist_compatible(CFTypeRef value, std::int32_t strict);
 
-/// Whether `value`, with all that it holds, can be written as a property list in `format`. Sets are
-/// taken for every format but XML; nothing is taken for the OpenStep format.
+/// Whether `value` and everything in it can be written as a property list in `format`. Sets are
+/// valid in every format but XML; nothing is valid in the OpenStep format.
 bool is_valid_plist_value(CFTypeRef value, CFPropertyListFormat format);
 
 } // namespace vandrel

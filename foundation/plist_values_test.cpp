@@ -116,13 +116,13 @@ TEST(make_plist_compatible, a_strict_array_with_one_bad_element_is_null) {
     EXPECT_EQ(make_plist_compatible(array.get(), strict), nullptr);
 }
 
-TEST(make_plist_compatible, what_follows_a_bad_element_does_not_repair_a_strict_array) {
+TEST(make_plist_compatible, good_elements_after_a_bad_one_do_not_repair_a_strict_array) {
     const auto set = make_set(CFSTR("member"));
     const auto array = make_array({set.get(), CFSTR("good"), set.get()});
     EXPECT_EQ(make_plist_compatible(array.get(), strict), nullptr);
 }
 
-TEST(make_plist_compatible, what_follows_a_bad_entry_does_not_repair_a_strict_dictionary) {
+TEST(make_plist_compatible, good_entries_after_a_bad_one_do_not_repair_a_strict_dictionary) {
     const auto set = make_set(CFSTR("member"));
     const auto dictionary = make_dictionary();
     CFDictionarySetValue(dictionary.get(), CFSTR("first"), set.get());

@@ -111,7 +111,7 @@ TEST(system_text, is_the_systems_message_without_its_line_break) {
     EXPECT_EQ(system_text(80), testing::system_message(80));
 }
 
-TEST(system_text, is_empty_for_a_code_without_a_message_and_the_last_error_tells_why) {
+TEST(system_text, is_empty_for_a_code_without_a_message_and_the_last_error_is_the_reason) {
     set_native_last_error(0);
     EXPECT_EQ(system_text(15999), "");
     EXPECT_EQ(native_last_error(), 317U);

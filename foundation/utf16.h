@@ -1,7 +1,7 @@
 #pragma once
 
-/// The arithmetic of UTF-16 and UTF-8. What becomes of a surrogate without its other half is for
-/// the caller to say.
+/// The arithmetic of UTF-16 and UTF-8. The caller decides about surrogates without their other
+/// half.
 
 #include <string>
 

@@ -5,15 +5,15 @@
 
 namespace vandrel {
 
-// Why a call of the system failed, as Windows tells it: a number that the calling thread keeps, and
-// a text for it. A POSIX host gives the numbers that Windows has for the same failures.
+// The reasons for failures of the system, as on Windows: a number for each thread, and its text. On
+// a POSIX host, the numbers are those that Windows has for the same failures.
 
 /// The number of the calling thread's last failure, 0 before the first. Other calls may change it.
 std::uint32_t native_last_error();
 void set_native_last_error(std::uint32_t code);
 
-/// The system's text for a number, with the line break that it ends in, and placeholders as they
-/// stand. Empty when the system has none; native_last_error then tells why.
+/// The system's text for a number, with the line break at its end, and with placeholders that are
+/// not filled in. Empty when the system has none; native_last_error then has the reason.
 std::u16string native_error_text(std::int32_t code);
 
 /// The same in the system's own 8-bit encoding.

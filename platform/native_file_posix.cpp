@@ -39,7 +39,7 @@ constexpr translation translations[] = {
     {EINVAL, 87}, {ENOSPC, 112}, {EDQUOT, 112}, {ENAMETOOLONG, 206}, {ELOOP, 1921},
 };
 
-/// What has no counterpart is a device that does not function.
+/// For failures without a counterpart: a device attached to the system is not functioning.
 constexpr std::uint32_t general_failure = 31;
 
 constexpr std::uint32_t incorrect_function = 1;
@@ -49,7 +49,7 @@ void set_last_error_from(int number) {
     set_native_last_error(found == std::end(translations) ? general_failure : found->windows);
 }
 
-/// Windows tells a missing file from one whose folder is missing.
+/// Windows has different numbers for a missing file and a missing folder.
 bool is_folder_missing(const boost::filesystem::path& path) {
     boost::system::error_code ignored;
     return path.empty() ||
@@ -109,7 +109,7 @@ std::optional<std::uint64_t> native_file::size() const {
 }
 
 void native_file::read(std::span<std::uint8_t> buffer, boost::system::error_code& error) {
-    // Cannot fail for what has a size.
+    // Cannot fail for a file that has a size.
     lseek(stream_->descriptor.native_handle(), 0, SEEK_SET);
     boost::asio::read(stream_->descriptor, boost::asio::buffer(buffer.data(), buffer.size()),
                       error);

@@ -61,22 +61,22 @@ private:
 
 } // namespace
 
-TEST_F(native_file_test, tells_a_missing_file_as_windows_does) {
+TEST_F(native_file_test, reports_a_missing_file_as_windows_does) {
     EXPECT_EQ(reading_error(path_of("missing")), 2U);
 }
 
-TEST_F(native_file_test, tells_a_missing_folder_as_windows_does) {
+TEST_F(native_file_test, reports_a_missing_folder_as_windows_does) {
     EXPECT_EQ(reading_error(path_of("missing/file")), 3U);
     EXPECT_EQ(reading_error(make_file("file") + "/below"), 3U);
     EXPECT_EQ(creation_error(path_of("missing/file")), 3U);
 }
 
-TEST_F(native_file_test, tells_what_is_missing_without_a_folder_as_windows_does) {
+TEST_F(native_file_test, reports_a_missing_name_without_a_folder_as_windows_does) {
     EXPECT_EQ(reading_error("no-file-of-the-working-folder"), 2U);
     EXPECT_EQ(reading_error(""), 3U);
 }
 
-TEST_F(native_file_test, tells_a_missing_right_as_windows_does) {
+TEST_F(native_file_test, reports_a_missing_permission_as_windows_does) {
     const std::string path = make_file("forbidden", 0);
     chmod(folder.path().c_str(), 0755);
     const without_privileges guard;
@@ -84,24 +84,24 @@ TEST_F(native_file_test, tells_a_missing_right_as_windows_does) {
     EXPECT_EQ(creation_error(path_of("new")), 5U);
 }
 
-TEST_F(native_file_test, tells_a_folder_as_windows_does) {
+TEST_F(native_file_test, reports_a_folder_as_windows_does) {
     EXPECT_EQ(reading_error(folder.path().string()), 5U);
 }
 
-TEST_F(native_file_test, tells_an_existing_file_as_windows_does) {
+TEST_F(native_file_test, reports_an_existing_file_as_windows_does) {
     EXPECT_EQ(creation_error(make_file("existing")), 80U);
 }
 
-TEST_F(native_file_test, tells_a_name_that_is_too_long_as_windows_does) {
+TEST_F(native_file_test, reports_a_name_that_is_too_long_as_windows_does) {
     EXPECT_EQ(reading_error(path_of(std::string(300, 'x'))), 206U);
 }
 
-TEST_F(native_file_test, tells_links_that_lead_nowhere_as_windows_does) {
+TEST_F(native_file_test, reports_a_circle_of_links_as_windows_does) {
     ASSERT_EQ(symlink("circle", path_of("circle").c_str()), 0);
     EXPECT_EQ(reading_error(path_of("circle")), 1921U);
 }
 
-TEST_F(native_file_test, tells_too_many_open_files_as_windows_does) {
+TEST_F(native_file_test, reports_too_many_open_files_as_windows_does) {
     const std::string path = make_file("file");
     rlimit usual{};
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &usual), 0);
@@ -116,7 +116,7 @@ TEST_F(native_file_test, tells_too_many_open_files_as_windows_does) {
     EXPECT_EQ(error, 4U);
 }
 
-TEST_F(native_file_test, tells_a_device_that_cannot_be_opened_as_windows_does) {
+TEST_F(native_file_test, reports_a_device_that_cannot_be_opened_as_windows_does) {
     const int descriptor = socket(AF_UNIX, SOCK_STREAM, 0);
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
@@ -137,7 +137,7 @@ TEST_F(native_file_test, makes_a_file_that_its_owner_may_change_and_others_may_r
     EXPECT_EQ(status.st_mode & 0777U, 0644U);
 }
 
-TEST_F(native_file_test, opens_a_pipe_without_waiting_and_cannot_tell_its_size) {
+TEST_F(native_file_test, opens_a_pipe_without_waiting_and_finds_no_size) {
     ASSERT_EQ(mkfifo(path_of("pipe").c_str(), 0600), 0);
     const auto pipe = native_file::open_for_reading(context, path_of("pipe"));
     ASSERT_TRUE(pipe);
@@ -145,7 +145,7 @@ TEST_F(native_file_test, opens_a_pipe_without_waiting_and_cannot_tell_its_size) 
     EXPECT_EQ(native_last_error(), 1U);
 }
 
-TEST_F(native_file_test, tells_what_windows_knows_no_code_for_as_a_general_failure) {
+TEST_F(native_file_test, reports_what_windows_has_no_code_for_as_a_general_failure) {
     // The lowest free number is the one that the file will get.
     const int descriptor = dup(STDERR_FILENO);
     close(descriptor);

@@ -73,7 +73,7 @@ TEST_F(native_file_test, does_not_open_a_file_that_somebody_else_writes) {
     EXPECT_EQ(native_last_error(), std::uint32_t{ERROR_SHARING_VIOLATION});
 }
 
-TEST_F(native_file_test, cannot_tell_the_size_of_a_pipe) {
+TEST_F(native_file_test, finds_no_size_of_a_pipe) {
     const std::wstring name =
         L"\\\\.\\pipe\\vandrel-test-" + std::to_wstring(GetCurrentProcessId());
     const unique_handle server(

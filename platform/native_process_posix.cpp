@@ -7,8 +7,8 @@
 namespace vandrel {
 
 void prepare_process() {
-    // Streams and paths are bytes here already. A pipe that nobody reads any more is an error of
-    // writing, as on Windows, and no signal.
+    // Streams and paths are bytes here already. Writing to a pipe without a reader is an error, as
+    // on Windows, not a signal.
     std::signal(SIGPIPE, SIG_IGN);
 }
 

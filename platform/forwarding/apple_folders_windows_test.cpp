@@ -79,7 +79,7 @@ TEST_F(store, has_the_folders_of_all_packages_of_both_families) {
                 ElementsAre(L"C:\\Apps\\Devices1", L"C:\\Apps\\Devices2", L"C:\\Apps\\iTunes"));
 }
 
-TEST_F(store, leaves_out_a_package_whose_folder_is_not_told) {
+TEST_F(store, leaves_out_a_package_without_a_folder) {
     packages[L"AppleInc.iTunes_nzyj5cx40ttqa"] = {L"staged", L"installed"};
     folders = {{L"installed", L"C:\\Apps\\iTunes"}};
     EXPECT_THAT(store_package_folders(functions), ElementsAre(L"C:\\Apps\\iTunes"));

@@ -10,7 +10,7 @@ namespace vandrel {
 
 namespace {
 
-/// What the loader has to say of `file`, without the name, with which it mostly begins.
+/// The loader's message about `file`, without the name at its beginning.
 std::string loader_error(const std::string& file) {
     const std::string text = dlerror();
     return text.starts_with(file + ": ") ? text.substr(file.size() + 2) : text;
@@ -30,7 +30,7 @@ library_handle open_apple_library(apple_library which) {
                                     "Windows only, and of which " +
                                     name + " could not be loaded: " + file + " (" +
                                     loader_error(file) +
-                                    "); vandrel-sim plays simulated devices here");
+                                    "); use vandrel-sim for simulated devices");
     }
     return library;
 }

@@ -17,7 +17,7 @@ namespace {
 
 using boost::filesystem::path;
 
-/// The files that the library can be, in the order in which they are tried.
+/// The paths that the library can have, in the order in which they are tried.
 std::vector<path> candidates(apple_library which, const apple_folders& folders) {
     std::vector<path> files;
     if (which == apple_library::core_foundation) {
@@ -39,8 +39,8 @@ bool is_there(const path& file) {
     return boost::filesystem::exists(file, ignored);
 }
 
-/// What Apple's libraries need of each other is found in the folders of the two, and with Windows'
-/// own; neither the current folder nor PATH plays a part.
+/// Lets Windows search the folders of both libraries for those that they load themselves, besides
+/// its own folder. It searches neither the current folder nor PATH.
 void let_search(const apple_folders& folders) {
     for (const apple_library which :
          {apple_library::core_foundation, apple_library::mobile_device}) {

@@ -1,5 +1,6 @@
-// Room for the platform's constants, which are read from Apple's libraries when these are loaded.
-// Defined without their declarations, to which they are constant.
+// Storage of the platform's constants, which are copied from Apple's libraries when these are
+// loaded. The headers declare them const, but loading writes to them, so no header is included
+// here.
 
 #include <cstddef>
 

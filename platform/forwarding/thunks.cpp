@@ -1,6 +1,6 @@
-// Each function of the platform is a jump to where its namesake lies, so that neither its arguments
-// nor its type matter here. Nothing else may stand in this file: the compiler does not know that
-// the section changes.
+// Each function of the platform is a jump to the library's function of the same name, so neither
+// its arguments nor its type matter here. Keep everything else out of this file: the compiler does
+// not know that the section changes.
 
 #define FUNCTION(library, name)                                                                    \
     __asm__(".text\n"                                                                              \

@@ -174,7 +174,7 @@ class installation(unittest.TestCase):
 
     # --- not found, or not usable
 
-    def test_without_the_libraries_the_places_are_told(self):
+    def test_without_the_libraries_the_paths_are_printed(self):
         self.expect_sentence(
             "CoreFoundation could not be loaded: ",
             "Common Files\\Apple\\Apple Application Support\\CoreFoundation.dll "
@@ -182,7 +182,7 @@ class installation(unittest.TestCase):
             "; install the Apple Devices app or iTunes",
         )
 
-    def test_without_one_library_its_places_are_told(self):
+    def test_without_one_library_its_paths_are_printed(self):
         self.install(stand_ins / "CoreFoundation.dll", APPLICATION_SUPPORT)
         self.record(
             "Apple Mobile Device Support\\Shared",
@@ -198,12 +198,12 @@ class installation(unittest.TestCase):
             "; install",
         )
 
-    def test_a_library_without_a_function_is_told_by_that_function(self):
+    def test_a_missing_function_of_a_library_is_named(self):
         self.install_customary()
         self.install(vandrel, APPLICATION_SUPPORT, "CoreFoundation.dll")
         self.expect_sentence("do not have CFArrayAppendValue", "install a current version")
 
-    def test_a_library_of_another_architecture_is_told(self):
+    def test_a_library_of_another_architecture_is_reported(self):
         self.install_customary()
         path = self.drive / APPLICATION_SUPPORT / "CoreFoundation.dll"
         image = bytearray(path.read_bytes())

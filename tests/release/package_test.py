@@ -57,7 +57,7 @@ class package(unittest.TestCase):
         for licence, phrase in phrases.items():
             self.assertIn(phrase, self.product[f"{name}/licences/{licence}.txt"].decode(), licence)
 
-    def test_nothing_tells_where_it_was_built(self):
+    def test_no_build_path_is_in_it(self):
         folders = {source, os.path.realpath(os.path.join(source, ".deps"))}
         for entry, content in (self.product | self.symbols).items():
             for folder in folders:

@@ -21,7 +21,7 @@ vandrel, vandrel_sim, emulator = pathlib.Path(), pathlib.Path(), []
 CORE_FOUNDATION = "libCoreFoundation.so"
 MOBILE_DEVICE = "libMobileDevice.so"
 NEED = "vandrel: attached devices need Apple's libraries, which exist for Windows only, and of which "
-INSTEAD = "; vandrel-sim plays simulated devices here\n"
+INSTEAD = "; use vandrel-sim for simulated devices\n"
 NOT_THERE = "cannot open shared object file: No such file or directory"
 
 # One phone, which is restored at once, and options that hold both booleans.
@@ -140,21 +140,21 @@ class product(unittest.TestCase):
 
     # --- not found, or not usable
 
-    def test_without_the_libraries_the_place_is_told(self):
+    def test_without_the_libraries_the_path_is_printed(self):
         self.copy_program()
         self.expect_not_loaded("CoreFoundation", NOT_THERE)
 
-    def test_without_one_library_its_place_is_told(self):
+    def test_without_one_library_its_path_is_printed(self):
         self.copy_all()
         (self.libraries / MOBILE_DEVICE).unlink()
         self.expect_not_loaded("MobileDevice", NOT_THERE)
 
-    def test_a_file_that_is_no_library_is_told(self):
+    def test_a_file_that_is_no_library_is_reported(self):
         self.copy_all()
         (self.libraries / CORE_FOUNDATION).write_text("This is a text.\n" * 1000)
         self.expect_not_loaded("CoreFoundation", "invalid ELF header")
 
-    def test_a_library_without_a_function_is_told_by_that_function(self):
+    def test_a_missing_function_of_a_library_is_named(self):
         self.copy_all()
         library = self.libraries / CORE_FOUNDATION
         image = library.read_bytes()
