@@ -9,7 +9,7 @@ import unittest
 # Tests leave nothing among the sources.
 sys.dont_write_bytecode = True
 root = pathlib.Path(sys.argv[1])
-sys.path.insert(0, str(root / "launcher"))
+sys.path.insert(0, str(root / "tests" / "release"))
 
 from command_lines import COMMAND_LINES
 

@@ -44,9 +44,11 @@ def records(stream):
     return {"documents": documents, "literals": literals}[printed](stream)
 
 
-def environment():
-    """Our environment, without the variable that makes Python write immediately."""
-    return {name: value for name, value in os.environ.items() if name != "PYTHONUNBUFFERED"}
+def environment(temporary):
+    """Our environment, without the variable that makes Python write immediately. A program that is killed
+    leaves its scratch folder in `temporary`."""
+    ours = {name: value for name, value in os.environ.items() if name != "PYTHONUNBUFFERED"}
+    return {**ours, "TMPDIR": str(temporary)}
 
 
 def a_report(after, operation, progress):
@@ -95,7 +97,7 @@ class running_sample(unittest.TestCase):
         result = subprocess.run(
             [*sample, program, *words],
             cwd=self.folder,
-            env=environment(),
+            env=environment(self.folder),
             stdin=subprocess.DEVNULL,
             capture_output=True,
             timeout=LIMIT,
@@ -149,7 +151,7 @@ class running_sample(unittest.TestCase):
         with subprocess.Popen(
             [*sample, program, *command],
             cwd=self.folder,
-            env=environment(),
+            env=environment(self.folder),
             stdin=subprocess.DEVNULL,
             stdout=subprocess.PIPE,
             stderr=subprocess.PIPE,
