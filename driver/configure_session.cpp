@@ -8,7 +8,6 @@
 
 #include <stdexcept>
 #include <string_view>
-#include <utility>
 
 namespace vandrel {
 
@@ -50,6 +49,14 @@ void apply_settings(const start_options& options, device_notifier_state& session
     }
 }
 
+cf_handle<CFDictionaryRef> require_restore_options(const boost::filesystem::path& file) {
+    auto options = read_restore_plist(file);
+    if (!options) {
+        throw make_tool_error(tool_error::invalid_argument, "Invalid restore options");
+    }
+    return options;
+}
+
 void choose_command(const start_options& options, device_notifier_state& session) {
     const auto choose = [&session](device_operation operation, std::string_view name) {
         session.operation = operation;
@@ -84,11 +91,7 @@ void choose_command(const start_options& options, device_notifier_state& session
         session.set_restore_bundle(bundle, options.erase);
     } else if (options.restore_plist) {
         choose_for_device(restore_operation, "restore-plist");
-        auto restore_options = read_restore_plist(*options.restore_plist);
-        if (!restore_options) {
-            throw make_tool_error(tool_error::invalid_argument, "Invalid restore options");
-        }
-        session.restoreOptions = std::move(restore_options);
+        session.restoreOptions = require_restore_options(*options.restore_plist);
     } else {
         refuse("Invalid command option");
     }
