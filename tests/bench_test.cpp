@@ -11,7 +11,6 @@ namespace {
 
 using namespace vandrel::testing;
 using ::testing::ElementsAre;
-using ::testing::EndsWith;
 using ::testing::HasSubstr;
 
 constexpr auto some_ecid = "00000000000000AB";
@@ -50,7 +49,8 @@ protected:
     tool_call call(std::vector<std::string> arguments) const {
         return tool_call(std::move(arguments)).scenario(scenario).bench(path());
     }
-    tool_run list() const { return call({"--list-devices", "--detect-timeout", "1"}).run(); }
+    /// Enough time for the events of a busy machine.
+    tool_run list() const { return call({"--list-devices", "--detect-timeout", "3"}).run(); }
     tool_call restore() const { return call({"--restore", "x.ipsw", "--ecid", some_ecid}); }
     /// A tool in the middle of a restore.
     running_tool begun_restore() const {
@@ -93,7 +93,7 @@ TEST_F(bench, a_device_that_returns_after_long_is_away_until_then) {
     EXPECT_EQ(restore().run().status, 0);
     EXPECT_THAT(list().records, ElementsAre(device_list({other_ecid})));
     // An hour has passed in less than a second.
-    EXPECT_THAT(call({"--list-devices", "--detect-timeout", "1"}).speed(36'000).run().records,
+    EXPECT_THAT(call({"--list-devices", "--detect-timeout", "3"}).speed(36'000).run().records,
                 ElementsAre(device_list({other_ecid})));
 }
 
@@ -215,7 +215,7 @@ TEST_F(bench, a_folder_that_cannot_be_used_ends_the_program_before_the_tool_star
     EXPECT_EQ(result.standard_output, "");
     EXPECT_THAT(result.standard_error,
                 HasSubstr("vandrel-sim: " + file.string() + ": folder: is unusable ("));
-    EXPECT_THAT(result.standard_error, EndsWith("); should be a folder that can be written\n"));
+    EXPECT_THAT(result.standard_error, HasSubstr("); should be a folder that can be written"));
 }
 
 } // namespace

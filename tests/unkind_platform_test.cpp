@@ -39,9 +39,17 @@ plist_value device_list(const array& ecids) {
     return dictionary{{"Type", "DeviceList"}, {"Value", ecids}};
 }
 
-/// What comes to the device during each call of a function.
-dictionary event_during(const std::string& call, const std::string& type) {
-    return {{"During", call}, {"Device", some_ecid}, {"Type", type}};
+/// What happens to the device during each call of a function.
+dictionary event_during(const std::string& call, const std::string& type,
+                        const dictionary& more = {}) {
+    dictionary result{{"During", call}, {"Device", some_ecid}, {"Type", type}};
+    result.insert(more.begin(), more.end());
+    return result;
+}
+
+/// Inside the registration, so that it has happened whatever time the tool takes.
+dictionary first_event(const std::string& type, const dictionary& more = {}) {
+    return event_during("AMRestorableDeviceRegisterForNotifications", type, more);
 }
 
 dictionary event(double at, const std::string& type, const dictionary& more = {}) {
@@ -65,7 +73,7 @@ tool_call command(std::vector<std::string> arguments, const dictionary& scenario
 }
 
 tool_call list(const dictionary& scenario) {
-    return tool_call({"--list-devices", "--detect-timeout", "1", "--debug"}).scenario(scenario);
+    return tool_call({"--list-devices", "--detect-timeout", "0", "--debug"}).scenario(scenario);
 }
 
 /// The arguments of the first call of a function.
@@ -169,14 +177,9 @@ TEST(unkind_platform, an_unregistration_may_wait_for_its_callbacks) {
 }
 
 TEST(unkind_platform, notifications_while_an_unregistration_takes_long_are_ignored) {
-    dictionary scenario = attached({event(1.3, "connected")});
-    scenario["UnregistrationTakes"] = 1;
-    // The unregistration cancels what is to come, so the event comes inside it on another thread.
-    scenario["Events"] =
-        array{dictionary{{"During", "AMRestorableDeviceUnregisterForNotifications"},
-                         {"Device", some_ecid},
-                         {"Type", "connected"},
-                         {"Threads", 4}}};
+    dictionary scenario = attached({event_during("AMRestorableDeviceUnregisterForNotifications",
+                                                 "connected", {{"Threads", 4}})});
+    scenario["UnregistrationTakes"] = 0.5;
     const tool_run run = list(scenario).run();
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(std::ranges::count_if(run.diagnostics,
@@ -272,7 +275,7 @@ TEST(unkind_platform, the_first_subscription_asks_for_usb_devices_with_a_callbac
 }
 
 TEST(unkind_platform, a_first_subscription_that_fails_and_leaves_nothing_changes_nothing) {
-    dictionary scenario = attached({event(0, "connected")});
+    dictionary scenario = attached({first_event("connected")});
     scenario["SubscriptionResult"] = 5;
     const tool_run run = list(scenario).run();
     EXPECT_EQ(run.status, 0);
@@ -297,9 +300,10 @@ TEST(unkind_platform, an_error_without_user_information_is_its_domain_and_its_co
 TEST(unkind_platform, notifications_of_one_device_may_come_on_several_threads_at_once) {
     array events;
     for (int i = 0; i < 40; ++i) {
-        events.emplace_back(event(0, i % 2 == 0 ? "connected" : "disconnected", {{"Threads", 8}}));
+        events.emplace_back(
+            first_event(i % 2 == 0 ? "connected" : "disconnected", {{"Threads", 8}}));
     }
-    events.emplace_back(event(0, "connected", {{"Threads", 2}}));
+    events.emplace_back(first_event("connected", {{"Threads", 2}}));
     const tool_run run = list(attached(events)).run();
     EXPECT_EQ(run.status, 0);
     EXPECT_THAT(run.records, ElementsAre(device_list({some_ecid})));
@@ -307,17 +311,19 @@ TEST(unkind_platform, notifications_of_one_device_may_come_on_several_threads_at
 }
 
 TEST(unkind_platform, a_device_may_leave_under_another_handle_than_it_came) {
-    const tool_run run =
-        list(attached({event(0, "connected"), event(0, "disconnected", {{"NewHandle", true}})}))
-            .run();
+    const tool_run run = list(attached({first_event("connected"),
+                                        first_event("disconnected", {{"NewHandle", true}})}))
+                             .run();
     EXPECT_EQ(run.status, 0);
     EXPECT_THAT(run.records, ElementsAre(device_list({})));
+    // So that an event that never came is no success.
+    EXPECT_THAT(run.diagnostics, Contains(EndsWith(": Removing '00000000000000AB'")));
 }
 
 TEST(unkind_platform, a_device_may_come_again_under_another_handle) {
     const tool_run run =
-        list(attached({event(0, "connected"), event(0, "connected", {{"NewHandle", true}}),
-                       event(0, "connected", {{"NewHandle", true}})}))
+        list(attached({first_event("connected"), first_event("connected", {{"NewHandle", true}}),
+                       first_event("connected", {{"NewHandle", true}})}))
             .run();
     EXPECT_EQ(run.status, 0);
     EXPECT_THAT(run.records, ElementsAre(device_list({some_ecid})));
