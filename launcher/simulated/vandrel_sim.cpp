@@ -49,8 +49,9 @@ void account_for_objects() {
     }
     const auto unbalanced = simulator::unbalanced_constants();
     for (const auto& [constant, count] : unbalanced) {
-        std::fprintf(stderr, "vandrel-sim: %s retained %lld times more than released\n",
-                     constant.c_str(), static_cast<long long>(count));
+        std::fprintf(stderr, "vandrel-sim: %s: %lld more %s\n", constant.c_str(),
+                     static_cast<long long>(std::abs(count)),
+                     count > 0 ? "retained than released" : "released than retained");
     }
     if (!leaked.empty() || !unbalanced.empty()) {
         std::fflush(stderr);
