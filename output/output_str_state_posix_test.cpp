@@ -70,7 +70,7 @@ private:
     int original_ = -1;
 };
 
-/// A channel with a running writer.
+/// A channel with a running writer, which shuts down at the end.
 class running_channel {
 public:
     explicit running_channel(std::optional<native_pipe> pipe) : state(std::move(pipe)) {}
@@ -80,6 +80,13 @@ public:
 
     void start() {
         writer_ = std::thread([this] { state.writer_loop(); });
+    }
+    /// Starts the writer and returns when it has nothing to do. Standard output goes to the pipe
+    /// that `to_read` reads. Whoever pushes next gets the lock once the writer waits for more.
+    void start_and_wait_until_idle(int to_read) {
+        start();
+        state.push_output("<begin>");
+        EXPECT_EQ(read_once(to_read), "<begin>\n");
     }
     void end() {
         if (writer_.joinable()) {
@@ -178,10 +185,11 @@ TEST(output_channel, with_debug_on_a_diagnostic_alone_wakes_the_writer) {
     const auto ends = channel_ends::of_pipe();
     std::string written;
     {
+        const redirected output_stream(stdout, ends.to_write());
         const redirected error_stream(stderr, ends.to_write());
         running_channel channel(std::nullopt);
         channel.state.set_debug(true);
-        channel.start();
+        channel.start_and_wait_until_idle(ends.to_read());
         channel.state.push_debug("a diagnostic");
         // Waits until there is something to read.
         written = read_once(ends.to_read());
@@ -197,10 +205,10 @@ TEST(output_channel, with_debug_off_a_diagnostic_wakes_the_writer_and_is_gone) {
         const redirected output_stream(stdout, ends.to_write());
         const redirected error_stream(stderr, ends.to_write());
         running_channel channel(std::nullopt);
+        channel.start_and_wait_until_idle(ends.to_read());
         // Stays in the stream's buffer until the writer has met the diagnostic, after which it
         // flushes both streams.
         std::fputs("flushed by the writer", stdout);
-        channel.start();
         channel.state.push_debug("a diagnostic");
         EXPECT_EQ(read_once(ends.to_read()), "flushed by the writer");
         channel.state.set_debug(true);
