@@ -41,7 +41,7 @@ void output_str_state::writer_loop() {
     std::unique_lock lock(mutex_);
     do {
         wake_.wait(lock, [this] { return stopping_ || !queue_.empty(); });
-        for (output_entry& entry : queue_) {
+        for (const output_entry& entry : queue_) {
             write(entry);
         }
         std::fflush(stdout);
@@ -50,13 +50,13 @@ void output_str_state::writer_loop() {
     } while (!stopping_);
 }
 
-void output_str_state::write(output_entry& entry) {
+void output_str_state::write(const output_entry& entry) {
     if (!entry.is_debug && pipe_) {
         pipe_->write(entry.text);
     } else if (!entry.is_debug || debug_) {
-        // One call with the line feed: standard error has no buffer.
-        entry.text += '\n';
-        std::fwrite(entry.text.data(), 1, entry.text.size(), entry.is_debug ? stderr : stdout);
+        // One call with the line feed, for the error stream has no buffer.
+        line_.assign(entry.text).push_back('\n');
+        std::fwrite(line_.data(), 1, line_.size(), entry.is_debug ? stderr : stdout);
     }
 }
 

@@ -59,7 +59,7 @@ public:
 
 private:
     void push(std::string text, bool is_debug);
-    void write(output_entry& entry);
+    void write(const output_entry& entry);
 
     std::optional<native_pipe> pipe_;
     std::mutex mutex_;
@@ -68,6 +68,8 @@ private:
     bool debug_ = false;
     bool stopping_ = false;
     std::condition_variable wake_;
+    /// The writer's, kept for its memory.
+    std::string line_;
 };
 
 /// A new channel, which owns the pipe that `options` names, if any. Throws
