@@ -19,8 +19,25 @@ else()
     find_package(Boost 1.76 REQUIRED CONFIG COMPONENTS filesystem json program_options)
 endif()
 
-# Headers only, and for no host in particular: Windows' are the same.
+# libzip's own CMake files ask for its tools, which nobody needs.
+find_path(LIBZIP_INCLUDE_DIR zip.h REQUIRED)
+find_library(LIBZIP_LIBRARY zip REQUIRED)
+add_library(libzip INTERFACE)
+target_include_directories(libzip SYSTEM INTERFACE ${LIBZIP_INCLUDE_DIR})
+target_link_libraries(libzip INTERFACE ${LIBZIP_LIBRARY})
+if(WIN32)
+    # Not the import library, which lies beside it.
+    find_library(ZLIB_STATIC_LIBRARY libz.a REQUIRED)
+    target_link_libraries(libzip INTERFACE ${ZLIB_STATIC_LIBRARY} advapi32)
+endif()
+
+# Headers alone, the same for all hosts. The folder that they are in holds this machine's own headers
+# as well, which no other host may see.
 find_path(
-    CLI11_INCLUDE_DIR CLI/CLI.hpp
-    PATHS /usr/include
+    CLI11_HEADERS CLI.hpp
+    PATHS /usr/include/CLI
     NO_CMAKE_FIND_ROOT_PATH REQUIRED)
+file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/headers)
+file(CREATE_LINK ${CLI11_HEADERS} ${PROJECT_BINARY_DIR}/headers/CLI SYMBOLIC)
+add_library(cli11 INTERFACE)
+target_include_directories(cli11 SYSTEM INTERFACE ${PROJECT_BINARY_DIR}/headers)

@@ -1,0 +1,191 @@
+#include "station/bundle.h"
+
+#include "station/text.h"
+
+#include <charconv>
+#include <fstream>
+#include <memory>
+#include <stdexcept>
+#include <string_view>
+
+#include <pugixml.hpp>
+#include <zip.h>
+
+namespace vandrel::station {
+
+namespace {
+
+constexpr const char* manifest_name = "BuildManifest.plist";
+/// Manifests are some MB. What is read ends here, whatever the zip says of itself.
+constexpr std::size_t largest_manifest = 64 * 1024 * 1024;
+constexpr std::size_t largest_options = 16 * 1024 * 1024;
+
+struct zip_discarder {
+    void operator()(zip_t* zip) const { zip_discard(zip); }
+};
+using unique_zip = std::unique_ptr<zip_t, zip_discarder>;
+
+struct zip_file_closer {
+    void operator()(zip_file_t* file) const { zip_fclose(file); }
+};
+using unique_zip_file = std::unique_ptr<zip_file_t, zip_file_closer>;
+
+[[noreturn]] void refuse(const std::filesystem::path& path, std::string_view what) {
+    throw std::runtime_error(printable(text_of(path)).append(" ").append(what));
+}
+
+/// libzip takes file names as UTF-8, on Windows too.
+unique_zip open_zip(const std::filesystem::path& path) {
+    int code = 0;
+    unique_zip zip(zip_open(text_of(path).c_str(), ZIP_RDONLY, &code));
+    if (!zip) {
+        zip_error_t error;
+        zip_error_init_with_code(&error, code);
+        const std::string why = zip_error_strerror(&error);
+        zip_error_fini(&error);
+        refuse(path, "is no IPSW that can be read: " + why);
+    }
+    return zip;
+}
+
+std::uint64_t unpacked_size_of(zip_t* zip) {
+    std::uint64_t sum = 0;
+    const zip_int64_t count = zip_get_num_entries(zip, 0);
+    for (zip_int64_t i = 0; i < count; ++i) {
+        zip_stat_t entry;
+        zip_stat_init(&entry);
+        if (zip_stat_index(zip, static_cast<zip_uint64_t>(i), 0, &entry) == 0) {
+            sum += entry.size;
+        }
+    }
+    return sum;
+}
+
+std::string read_manifest(zip_t* zip, const std::filesystem::path& path) {
+    const zip_int64_t index = zip_name_locate(zip, manifest_name, 0);
+    if (index < 0) {
+        refuse(path, "is no IPSW: it has no BuildManifest.plist");
+    }
+    const unique_zip_file file(zip_fopen_index(zip, static_cast<zip_uint64_t>(index), 0));
+    std::string text;
+    std::string piece(1024 * 1024, '\0');
+    zip_int64_t count = file ? 1 : -1;
+    while (count > 0) {
+        count = zip_fread(file.get(), piece.data(), piece.size());
+        text.append(piece, 0, static_cast<std::size_t>(std::max<zip_int64_t>(count, 0)));
+        if (text.size() > largest_manifest) {
+            refuse(path, "is no IPSW that can be used: its BuildManifest.plist is too large");
+        }
+    }
+    if (count < 0) {
+        refuse(path, "is a broken IPSW: its BuildManifest.plist cannot be unpacked");
+    }
+    return text;
+}
+
+/// The dictionary that a property list is. `name` is what to call the file.
+pugi::xml_node parse(pugi::xml_document& document, const std::string& text,
+                     const std::filesystem::path& path, const std::string& name) {
+    if (text.starts_with("bplist")) {
+        refuse(path, name + " is a binary property list; it has to be an XML one");
+    }
+    const std::string clean = allowed_in_xml(text);
+    const bool parsed = static_cast<bool>(
+        document.load_buffer(clean.data(), clean.size(), pugi::parse_default, pugi::encoding_utf8));
+    const pugi::xml_node root = document.child("plist").child("dict");
+    if (!parsed || !root) {
+        refuse(path, name + " is no property list with a dictionary");
+    }
+    return root;
+}
+
+pugi::xml_node value_of(const pugi::xml_node& dictionary, std::string_view key) {
+    for (pugi::xml_node each = dictionary.child("key"); each; each = each.next_sibling("key")) {
+        if (key == each.child_value()) {
+            return each.next_sibling();
+        }
+    }
+    return {};
+}
+
+std::string text_in(const pugi::xml_node& dictionary, std::string_view key) {
+    const pugi::xml_node value = value_of(dictionary, key);
+    return std::string_view(value.name()) == "string" ? value.child_value() : "";
+}
+
+/// A number such as "0x8110".
+std::optional<std::uint32_t> number_in(const pugi::xml_node& dictionary, std::string_view key) {
+    const std::string text = text_in(dictionary, key);
+    if (!text.starts_with("0x") && !text.starts_with("0X")) {
+        return {};
+    }
+    std::uint32_t number = 0;
+    const char* end = text.data() + text.size();
+    const auto result = std::from_chars(text.data() + 2, end, number, 16);
+    if (result.ec != std::errc() || result.ptr != end) {
+        return {};
+    }
+    return number;
+}
+
+std::vector<build_identity> identities_in(const pugi::xml_node& manifest) {
+    std::vector<build_identity> result;
+    for (const pugi::xml_node& each : value_of(manifest, "BuildIdentities").children("dict")) {
+        const auto chip = number_in(each, "ApChipID");
+        const auto board = number_in(each, "ApBoardID");
+        if (chip && board) {
+            result.push_back({*chip, *board});
+        }
+    }
+    return result;
+}
+
+} // namespace
+
+bundle read_bundle(const std::filesystem::path& path) {
+    const unique_zip zip = open_zip(path);
+    pugi::xml_document document;
+    const pugi::xml_node manifest = parse(document, read_manifest(zip.get(), path), path,
+                                          "is no IPSW: its BuildManifest.plist");
+    bundle result;
+    result.path = path;
+    result.size = std::filesystem::file_size(path);
+    result.unpacked_size = unpacked_size_of(zip.get());
+    result.version = text_in(manifest, "ProductVersion");
+    result.build = text_in(manifest, "ProductBuildVersion");
+    for (const pugi::xml_node& each :
+         value_of(manifest, "SupportedProductTypes").children("string")) {
+        result.models.emplace_back(each.child_value());
+    }
+    result.identities = identities_in(manifest);
+    if (result.identities.empty()) {
+        refuse(path, "is no IPSW that can be used: its BuildManifest.plist has no build identity");
+    }
+    return result;
+}
+
+std::string model_of(const bundle& made_for, const device_properties& device) {
+    return made_for.models.size() == 1 && fits(device, made_for.identities)
+               ? made_for.models.front()
+               : std::string();
+}
+
+restore_options_file read_restore_options(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::string text(largest_options + 1, '\0');
+    file.read(text.data(), static_cast<std::streamsize>(text.size()));
+    if (!file.eof() || file.bad()) {
+        refuse(path, file.gcount() > 0 ? "is too large for restore options" : "cannot be read");
+    }
+    text.resize(static_cast<std::size_t>(file.gcount()));
+    pugi::xml_document document;
+    const pugi::xml_node options = parse(document, text, path, "cannot be used: it");
+    restore_options_file result;
+    result.erases = text_in(options, "AuthInstallRestoreBehavior") != "Update";
+    if (const std::string named = text_in(options, "RestoreBundlePath"); !named.empty()) {
+        result.bundle = path_of(named);
+    }
+    return result;
+}
+
+} // namespace vandrel::station

@@ -1,0 +1,289 @@
+#include "station/command_line.h"
+
+#include "station/device.h"
+#include "station/host.h"
+#include "station/text.h"
+#include "station/version.h"
+
+#include <sstream>
+#include <string_view>
+#include <utility>
+
+#include <CLI/CLI.hpp>
+
+namespace vandrel::station {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+/// "90", "0.2", "500ms", "30m", "2h"; a number alone is in seconds.
+milliseconds read_time(const std::string& text) {
+    std::size_t end = 0;
+    double number = -1;
+    try {
+        number = std::stod(text, &end);
+    } catch (const std::exception&) {
+        end = 0;
+    }
+    static const std::map<std::string, double> factors = {
+        {"", 1e3}, {"s", 1e3}, {"ms", 1}, {"m", 60e3}, {"h", 3600e3}};
+    const auto factor = factors.find(text.substr(end));
+    constexpr double longest = 366 * 24 * 3600e3;
+    if (end == 0 || factor == factors.end() || !(number >= 0) ||
+        number * factor->second > longest) {
+        throw CLI::ValidationError("\"" + printable(text) +
+                                   "\" is no time; times look like 90, 0.5, 30m or 2h");
+    }
+    return milliseconds(static_cast<std::int64_t>(number * factor->second));
+}
+
+std::pair<std::string, std::string> split_pair(const std::string& text) {
+    const std::size_t middle = text.find('=');
+    if (middle == 0 || middle == std::string::npos) {
+        throw CLI::ValidationError("\"" + printable(text) + "\" is not of the form KEY=VALUE");
+    }
+    return {text.substr(0, middle), text.substr(middle + 1)};
+}
+
+void add_time(CLI::App* to, const std::string& name, awake_time& value, const std::string& what) {
+    to->add_option_function<std::string>(
+          name, [&value](const std::string& text) { value = read_time(text); }, what)
+        ->type_name("TIME");
+}
+
+/// Makes a rule's time shorter, for tests.
+void set_time(bench_times& times, std::optional<unsigned>& list_seconds, const std::string& text) {
+    const auto [name, value] = split_pair(text);
+    if (name == "list_detect") {
+        list_seconds = static_cast<unsigned>(read_time(value).count() / 1000);
+        return;
+    }
+    const std::map<std::string, awake_time*> all = {
+        {"quiet", &times.quiet},
+        {"never_began", &times.never_began},
+        {"linger_at_most", &times.linger_at_most},
+        {"give_up", &times.give_up},
+        {"stream_after_process", &times.stream_after_process},
+        {"retry_pause", &times.retry_pause},
+        {"retry_wait", &times.retry_wait},
+        {"list_after_start", &times.list_after_start},
+        {"list_limit", &times.list_limit},
+        {"away", &times.away},
+        {"came_back", &times.came_back},
+        {"clock_gap", &times.clock_gap},
+        {"third_cancel", &times.third_cancel}};
+    const auto found = all.find(name);
+    if (found == all.end()) {
+        throw CLI::ValidationError("no time is called \"" + printable(name) + "\"");
+    }
+    *found->second = read_time(value);
+}
+
+void add_tool(CLI::App* to, station_arguments& result) {
+    to->add_option("--tool", result.tool.program,
+                   "Program in the place of the vandrel beside this one")
+        ->type_name("PROGRAM");
+    to->add_option("--tool-argument", result.tool.arguments,
+                   "What its command line begins with; once for each argument")
+        ->type_name("ARGUMENT")
+        ->allow_extra_args(false);
+    to->add_option("--slots", result.slots_file,
+                   "Names of USB ports: lines of a location number and a name")
+        ->type_name("FILE");
+    to->add_flag("--json", result.json, "Write JSON Lines");
+    to->add_option_function<std::vector<std::string>>(
+          "--rule-time",
+          [&result](const std::vector<std::string>& texts) {
+              for (const std::string& each : texts) {
+                  set_time(result.options.times, result.list_seconds, each);
+              }
+          },
+          "Another time for one of the rules, for tests")
+        ->allow_extra_args(false)
+        ->group("");
+}
+
+void add_devices(CLI::App* to, station_arguments& result) {
+    bench_options& options = result.options;
+    to->add_option_function<std::vector<std::string>>(
+          "--ecid",
+          [&options](const std::vector<std::string>& texts) {
+              for (const std::string& each : texts) {
+                  const auto ecid = normalized_ecid(each);
+                  if (!ecid) {
+                      throw CLI::ValidationError("\"" + printable(each) + "\" is no ECID");
+                  }
+                  options.ecids.insert(*ecid);
+              }
+          },
+          "A device; can be given several times")
+        ->type_name("ECID")
+        ->allow_extra_args(false);
+    to->add_option("--only", result.only_file, "Devices: ECIDs or serial numbers, one a line")
+        ->type_name("FILE");
+    to->add_flag("--all", options.all, "All devices that are attached");
+    to->add_flag("--yes", options.yes, "Do not ask");
+    to->add_option("--expect", options.expect, "Refuse unless so many devices are chosen")
+        ->type_name("N");
+    to->add_flag("--dry-run", options.dry_run, "Show what would be done, and end");
+}
+
+void add_run(CLI::App* to, station_arguments& result) {
+    bench_options& options = result.options;
+    to->add_option("--at-once", result.at_once, "How many tools run side by side (8)")
+        ->type_name("N")
+        ->check(CLI::Range(1, 1000));
+    add_time(to, "--stagger", options.stagger, "Time from one start to the next (2)");
+    add_time(to, "--poll", options.poll, "Time between two lists (30)");
+    to->add_option("--scratch", result.scratch, "Where tools unpack (the temporary folder)")
+        ->type_name("FOLDER");
+    to->add_option("--run-folder", result.run_folder, "A new folder for the run's own record")
+        ->type_name("FOLDER");
+    to->add_option_function<std::vector<std::string>>(
+          "--tag",
+          [&result](const std::vector<std::string>& texts) {
+              for (const std::string& each : texts) {
+                  result.tags.insert(split_pair(each));
+              }
+          },
+          "Stands in every event of the log")
+        ->type_name("KEY=VALUE")
+        ->allow_extra_args(false);
+}
+
+CLI::App* add_restore(CLI::App& app, station_arguments& result) {
+    CLI::App* to = app.add_subcommand("restore", "Restore devices side by side");
+    bench_options& options = result.options;
+    auto* with_bundle =
+        to->add_option("--bundle", result.bundle, "The IPSW for all of them")->type_name("FILE");
+    auto* with_options =
+        to->add_option("--options", result.options_file,
+                       "Restore options, a property list as vandrel --restore-plist takes it")
+            ->type_name("FILE");
+    with_bundle->excludes(with_options);
+    to->add_flag("--erase", options.erase, "Erase them; with --bundle")->needs(with_bundle);
+    add_devices(to, result);
+    to->add_flag("--any-bundle", options.any_bundle,
+                 "Also devices that the bundle is not for; with --ecid only");
+    to->add_flag("--watch", options.watch, "Go on with each device that comes later");
+    to->add_option("--count", options.count, "End the watch after so many devices")->type_name("N");
+    to->add_option_function<std::string>(
+          "--for", [&options](const std::string& text) { options.watch_time = read_time(text); },
+          "End the watch after this time")
+        ->type_name("TIME");
+    to->add_option("--retries", options.retries, "How often a failed device is tried again (0)")
+        ->type_name("N")
+        ->check(CLI::Range(0, 100));
+    to->add_option("--stop-after", options.stop_after,
+                   "Begin no more devices after so many failures in a row (5; 0: never)")
+        ->type_name("N");
+    to->add_option_function<std::string>(
+          "--restore-timeout",
+          [&result](const std::string& text) {
+              result.restore_timeout =
+                  std::chrono::duration_cast<std::chrono::seconds>(read_time(text));
+          },
+          "How long one restore may take (2h)")
+        ->type_name("TIME");
+    add_time(to, "--stall-timeout", options.stall_timeout,
+             "Silence after which a tool is ended (30m)");
+    add_time(to, "--linger", options.linger,
+             "Time that a tool has to end by itself after a failure (30)");
+    add_run(to, result);
+    add_tool(to, result);
+    to->footer("Example, which erases and restores whatever is attached, after a question:\n"
+               "  vandrel-station restore --bundle iPhone.ipsw --all --erase");
+    return to;
+}
+
+CLI::App* add_recover(CLI::App& app, station_arguments& result, bool& exit, bool& stay) {
+    CLI::App* to = app.add_subcommand("recover", "Make devices leave Recovery mode, or stay");
+    auto* with_exit = to->add_flag("--exit", exit, "Boot");
+    to->add_flag("--stay", stay, "Stay in Recovery mode when they reboot")->excludes(with_exit);
+    add_devices(to, result);
+    add_run(to, result);
+    add_tool(to, result);
+    to->footer("Example:\n  vandrel-station recover --exit --all");
+    return to;
+}
+
+void check_devices(const station_arguments& result) {
+    const bench_options& options = result.options;
+    if (options.ecids.empty() && result.only_file.empty() && !options.all) {
+        throw CLI::ValidationError("which devices? Give --ecid, --only or --all");
+    }
+    if (options.any_bundle && (options.all || !result.only_file.empty())) {
+        throw CLI::ValidationError("--any-bundle goes with --ecid only");
+    }
+}
+
+void check_restore(const station_arguments& result) {
+    if (result.bundle.empty() && result.options_file.empty()) {
+        throw CLI::ValidationError("what to restore with? Give --bundle or --options");
+    }
+    const bench_options& options = result.options;
+    if (!options.watch && (options.count || options.watch_time)) {
+        throw CLI::ValidationError("--count and --for go with --watch only");
+    }
+    check_devices(result);
+}
+
+std::string one_line(std::string text) {
+    for (char& c : text) {
+        c = c == '\n' ? ' ' : c;
+    }
+    return text;
+}
+
+} // namespace
+
+std::variant<station_arguments, command_line_end> parse_command_line(int argument_count,
+                                                                     const char* const* arguments) {
+    station_arguments result;
+    bool exit = false;
+    bool stay = false;
+    CLI::App app("Restores a tableful of Apple devices with vandrel, and says what became of each.",
+                 "vandrel-station");
+    app.allow_windows_style_options(false);
+    app.require_subcommand(1);
+    app.set_version_flag("--version", std::string("vandrel-station ") + version);
+    CLI::App* list = app.add_subcommand("list", "Show the attached devices");
+    add_tool(list, result);
+    list->footer("Example:\n  vandrel-station list");
+    CLI::App* restore = add_restore(app, result);
+    CLI::App* recover = add_recover(app, result, exit, stay);
+    app.footer("vandrel-station COMMAND --help says more of each command.");
+    for (CLI::App* each : {list, restore, recover}) {
+        each->allow_windows_style_options(false);
+    }
+    try {
+        app.parse(argument_count, arguments);
+        if (*list) {
+            result.what = station_command::list;
+        } else if (*restore) {
+            result.what = station_command::restore;
+            check_restore(result);
+        } else {
+            result.what = station_command::recover;
+            if (!exit && !stay) {
+                throw CLI::ValidationError("what to do? Give --exit or --stay");
+            }
+            result.options.what = exit ? command::recover_exit : command::recover_stay;
+            check_devices(result);
+        }
+    } catch (const CLI::ParseError& error) {
+        std::ostringstream output;
+        std::ostringstream ignored;
+        if (app.exit(error, output, ignored) == 0) {
+            return command_line_end{output.str(), "", 0};
+        }
+        return command_line_end{"", "vandrel-station: " + one_line(error.what()) + "\n", 2};
+    }
+    if (result.tool.program.empty()) {
+        result.tool.program = text_of(program_folder() / program_file_name("vandrel"));
+    }
+    return result;
+}
+
+} // namespace vandrel::station

@@ -1,0 +1,173 @@
+#include "station/device_lister.h"
+
+#include "station/text.h"
+
+#include <algorithm>
+#include <exception>
+#include <utility>
+
+namespace vandrel::station {
+
+namespace {
+
+constexpr std::size_t most_at_once = 8;
+/// The device was there a moment ago.
+constexpr const char* info_seconds = "10";
+
+} // namespace
+
+device_lister::device_lister(boost::asio::io_context& context, settings how,
+                             std::function<void(input)> happened)
+    : context_(context), how_(std::move(how)), happened_(std::move(happened)) {}
+
+device_lister::~device_lister() {
+    for (auto& [ecid, each] : running_) {
+        each.process->release();
+        each.process->terminate();
+    }
+}
+
+void device_lister::start(const start_list& what) {
+    list_ = what.list;
+    ends_ = false;
+    without_properties_ = {what.without_properties.begin(), what.without_properties.end()};
+    devices_.clear();
+    to_ask_.clear();
+    std::vector<std::string> arguments{"--list-devices"};
+    if (how_.detect_seconds) {
+        arguments.insert(arguments.end(),
+                         {"--detect-timeout", std::to_string(*how_.detect_seconds)});
+    }
+    try {
+        ask("", std::move(arguments));
+    } catch (const std::exception& error) {
+        fail(list_failure::not_started, error.what());
+    }
+}
+
+void device_lister::end(list_id list) {
+    if (list != list_) {
+        return;
+    }
+    ends_ = true;
+    to_ask_.clear();
+    for (auto& [ecid, each] : running_) {
+        each.process->terminate();
+        // A process of the tool's own may hold the pipe.
+        each.stream_over = true;
+    }
+    if (running_.empty()) {
+        finish();
+    }
+}
+
+void device_lister::ask(const std::string& ecid, std::vector<std::string> arguments) {
+    tool_handlers handlers;
+    handlers.arrived = [this, ecid](const record& each) { running_[ecid].records.push_back(each); };
+    handlers.stream_ended = [this, ecid] {
+        running_[ecid].stream_over = true;
+        over_when_both(ecid);
+    };
+    handlers.process_ended = [this, ecid](int) {
+        running_[ecid].process_over = true;
+        over_when_both(ecid);
+    };
+    running_[ecid].process =
+        tool_process::start(context_, how_.tool, arguments, how_.folder, std::move(handlers));
+}
+
+void device_lister::over_when_both(const std::string& ecid) {
+    const auto found = running_.find(ecid);
+    if (found == running_.end() || !found->second.stream_over || !found->second.process_over) {
+        return;
+    }
+    const asked over = std::move(found->second);
+    running_.erase(found);
+    over.process->release();
+    if (ends_) {
+        if (running_.empty()) {
+            finish();
+        }
+    } else if (ecid.empty()) {
+        have_list(over.records);
+    } else {
+        have_properties(ecid, over.records);
+    }
+}
+
+void device_lister::have_list(const std::vector<record>& records) {
+    const auto list = std::ranges::find_if(records, [](const record& each) {
+        return std::holds_alternative<device_list_record>(each);
+    });
+    if (list == records.end()) {
+        const bool broken = std::ranges::any_of(records, [](const record& each) {
+            return std::holds_alternative<unreadable_record>(each);
+        });
+        const auto error = std::ranges::find_if(records, [](const record& each) {
+            return std::holds_alternative<internal_error_record>(each);
+        });
+        fail(broken ? list_failure::broken : list_failure::no_list,
+             error == records.end() ? "" : std::get<internal_error_record>(*error).error.text);
+        return;
+    }
+    for (const std::string& ecid : std::get<device_list_record>(*list).ecids) {
+        devices_.push_back({ecid, {}});
+        // Whatever else stands there is nothing to ask the tool about.
+        if (normalized_ecid(ecid) && !without_properties_.contains(ecid)) {
+            to_ask_.push_back(ecid);
+        }
+    }
+    ask_for_more();
+}
+
+void device_lister::have_properties(const std::string& ecid, const std::vector<record>& records) {
+    for (const record& each : records) {
+        if (const auto* info = std::get_if<device_info_record>(&each)) {
+            device_properties properties = info->properties;
+            if (const auto slot = how_.slots.find(properties.location_id);
+                slot != how_.slots.end()) {
+                properties.slot = slot->second;
+            }
+            if (how_.made_for) {
+                properties.model = model_of(*how_.made_for, properties);
+            }
+            std::ranges::find(devices_, ecid, &listed_device::ecid)->properties = properties;
+        }
+    }
+    happened_(list_continued{list_});
+    ask_for_more();
+}
+
+void device_lister::ask_for_more() {
+    while (!to_ask_.empty() && running_.size() < most_at_once) {
+        const std::string ecid = to_ask_.front();
+        to_ask_.pop_front();
+        if (running_.contains(ecid)) {
+            continue;
+        }
+        try {
+            ask(ecid, {"--device-info", "--ecid", ecid, "--detect-timeout", info_seconds});
+        } catch (const std::exception&) {
+            // Without its properties, then.
+            running_.erase(ecid);
+        }
+    }
+    if (running_.empty()) {
+        finish();
+    }
+}
+
+void device_lister::finish() {
+    if (ends_) {
+        happened_(list_not_had{list_, list_failure::timed_out, ""});
+    } else {
+        happened_(list_arrived{list_, devices_});
+    }
+}
+
+void device_lister::fail(list_failure why, const std::string& text) {
+    running_.erase("");
+    happened_(list_not_had{list_, why, text});
+}
+
+} // namespace vandrel::station

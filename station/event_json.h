@@ -1,0 +1,41 @@
+#pragma once
+
+/// Events as JSON, for programs.
+
+#include "station/events.h"
+
+#include <boost/json/object.hpp>
+
+#include <chrono>
+#include <map>
+#include <string>
+
+namespace vandrel::station {
+
+/// What every event of a run has in common.
+struct run_facts {
+    std::string run;
+    std::map<std::string, std::string> tags;
+};
+
+/// One event as one line, with its line feed, in ASCII only.
+std::string json_line(const event& what, const run_facts& facts,
+                      std::chrono::system_clock::time_point time);
+
+/// Any value as text in ASCII only.
+std::string ascii_json(const boost::json::value& value);
+
+/// A text that boost::json takes: valid UTF-8.
+boost::json::string json_text(std::string_view text);
+
+boost::json::object json_of(const counts& totals);
+boost::json::object json_of(const error_details& error);
+boost::json::object json_of(const device_properties& properties);
+/// Adds `operation`, `operation_name` and `progress`.
+void add_operation(boost::json::object& object, const operation_progress& where);
+/// Adds all that a try's end has.
+void add_try(boost::json::object& object, const try_result& result);
+
+double seconds_of(awake_time time);
+
+} // namespace vandrel::station

@@ -1,0 +1,55 @@
+#pragma once
+
+/// A run as lines of text.
+
+#include "station/bench.h"
+#include "station/bundle.h"
+#include "station/events.h"
+
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+
+namespace vandrel::station {
+
+/// One line for each event that is worth one: of an operation's progress, each tenth.
+class plain_view {
+public:
+    /// `has_slots`: places are names rather than location numbers.
+    explicit plain_view(bool has_slots) : place_width_(has_slots ? 4 : 10) {}
+
+    /// With a line feed; empty when there is nothing to show. `local_time` is the time of day here.
+    std::string line_for(const event& what, std::chrono::seconds local_time);
+
+private:
+    bool is_worth_a_line(const event& what);
+
+    int place_width_;
+    /// The last tenth that was shown, by ECID.
+    std::map<std::string, std::int64_t> tenths_;
+};
+
+/// "UTC+01:00".
+std::string zone_text(std::chrono::minutes ahead);
+
+/// What the question says about the means.
+struct question_facts {
+    std::optional<bundle> made_for;
+    std::string options_file;
+    std::string scratch;
+    std::uint64_t free_bytes = 0;
+    std::size_t at_once = 0;
+};
+
+/// What will be done to which devices, and which are left alone; without the question itself.
+std::string choice_text(const ask_consent& choice, command what, const question_facts& facts);
+
+/// What has to be typed, without a line feed.
+std::string prompt_text(const ask_consent& choice);
+
+/// Slot, ECID, product string, serial number, chip and board of each device, with titles.
+std::string device_table(const std::vector<listed_device>& devices);
+
+} // namespace vandrel::station

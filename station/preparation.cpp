@@ -1,0 +1,183 @@
+#include "station/preparation.h"
+
+#include "station/host.h"
+#include "station/text.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <fstream>
+#include <set>
+#include <system_error>
+#include <utility>
+
+namespace vandrel::station {
+
+namespace {
+
+constexpr int usage = static_cast<int>(early_exit::usage);
+constexpr int cannot_work = static_cast<int>(early_exit::cannot_work);
+constexpr std::size_t most_at_once = 8;
+/// What a restore needs beside the unpacked bundle.
+constexpr double room_factor = 1.1;
+
+std::string trimmed(std::string line) {
+    constexpr const char* blanks = " \t\r";
+    line.erase(line.find_last_not_of(blanks) + 1);
+    return line.erase(0, line.find_first_not_of(blanks));
+}
+
+/// The lines that hold anything, without those that begin with '#'.
+std::vector<std::string> lines_of(const std::string& name) {
+    std::ifstream file(path_of(name), std::ios::binary);
+    if (!file) {
+        throw refusal(usage, printable(name) + " cannot be read");
+    }
+    std::vector<std::string> result;
+    for (std::string line; std::getline(file, line);) {
+        if (result.empty() && line.starts_with("\xEF\xBB\xBF")) {
+            line.erase(0, 3);
+        }
+        line = trimmed(line);
+        if (!line.empty() && line.front() != '#') {
+            result.push_back(line);
+        }
+    }
+    return result;
+}
+
+std::set<std::string> read_only(const std::string& name) {
+    std::set<std::string> result;
+    for (const std::string& each : lines_of(name)) {
+        result.insert(normalized_ecid(each).value_or(each));
+    }
+    if (result.empty()) {
+        throw refusal(usage, printable(name) + " names no device");
+    }
+    return result;
+}
+
+void read_means(run_settings& settings) {
+    const station_arguments& arguments = settings.arguments;
+    std::optional<std::filesystem::path> file;
+    try {
+        if (!arguments.bundle.empty()) {
+            file = path_of(arguments.bundle);
+        } else if (!arguments.options_file.empty()) {
+            const auto options = read_restore_options(path_of(arguments.options_file));
+            settings.options.erase = options.erases;
+            file = options.bundle;
+        }
+        if (file) {
+            settings.made_for = read_bundle(*file);
+            settings.options.identities = settings.made_for->identities;
+        }
+    } catch (const std::exception& error) {
+        throw refusal(usage, error.what());
+    }
+}
+
+void find_room(run_settings& settings) {
+    const std::string& wanted = settings.arguments.scratch;
+    std::error_code error;
+    settings.scratch =
+        wanted.empty() ? std::filesystem::temp_directory_path(error) : path_of(wanted);
+    if (!error) {
+        settings.scratch = std::filesystem::absolute(settings.scratch, error);
+    }
+    const auto space = std::filesystem::space(settings.scratch, error);
+    if (error) {
+        throw refusal(cannot_work,
+                      fmt::format("the folder {} cannot be used for scratch: {}",
+                                  printable(text_of(settings.scratch)), error.message()));
+    }
+    settings.free_bytes = space.available;
+    settings.options.at_once = settings.arguments.at_once.value_or(most_at_once);
+    if (!settings.made_for) {
+        return;
+    }
+    const double each = room_factor * static_cast<double>(settings.made_for->unpacked_size);
+    const double fitting =
+        each > 0 ? static_cast<double>(space.available) / each : static_cast<double>(most_at_once);
+    if (fitting < 1) {
+        throw refusal(cannot_work,
+                      fmt::format("{} has {} free, and a restore needs {}",
+                                  printable(text_of(settings.scratch)), size_text(space.available),
+                                  size_text(static_cast<std::uint64_t>(each))));
+    }
+    if (!settings.arguments.at_once) {
+        settings.options.at_once =
+            static_cast<std::size_t>(std::min(static_cast<double>(most_at_once), fitting));
+    }
+}
+
+std::filesystem::path default_run_folder() {
+    std::string time = rfc3339(std::chrono::system_clock::now());
+    std::erase_if(time, [](char c) { return c == '-' || c == ':' || c == '.'; });
+    try {
+        return local_data_folder() / "vandrel" / "station" /
+               (time + "-" + std::to_string(own_process_number()));
+    } catch (const std::runtime_error& error) {
+        throw refusal(cannot_work, fmt::format("there is no place for the run's folder: {}; give "
+                                               "--run-folder",
+                                               error.what()));
+    }
+}
+
+} // namespace
+
+slot_names read_slots(const std::string& file) {
+    slot_names result;
+    if (file.empty()) {
+        return result;
+    }
+    for (const std::string& each : lines_of(file)) {
+        const std::size_t middle = each.find_first_of(" \t");
+        const std::string number = each.substr(0, middle);
+        const std::string name = middle == std::string::npos ? "" : trimmed(each.substr(middle));
+        std::uint32_t location = 0;
+        const bool is_hexadecimal = number.starts_with("0x") || number.starts_with("0X");
+        const char* end = number.data() + number.size();
+        const auto read = std::from_chars(number.data() + (is_hexadecimal ? 2 : 0), end, location,
+                                          is_hexadecimal ? 16 : 10);
+        if (read.ec != std::errc() || read.ptr != end || name.empty() ||
+            !result.emplace(location, name).second) {
+            throw refusal(usage, fmt::format("{}: \"{}\" is no new location number with a name",
+                                             printable(file), printable(each)));
+        }
+    }
+    return result;
+}
+
+run_settings prepare(station_arguments arguments) {
+    run_settings settings;
+    settings.arguments = std::move(arguments);
+    const station_arguments& given = settings.arguments;
+    settings.options = given.options;
+    settings.slots = read_slots(given.slots_file);
+    if (!given.only_file.empty()) {
+        settings.options.only = read_only(given.only_file);
+    }
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(path_of(given.tool.program), error)) {
+        throw refusal(cannot_work, "there is no tool " + printable(given.tool.program));
+    }
+    read_means(settings);
+    find_room(settings);
+    settings.run_folder =
+        given.run_folder.empty() ? default_run_folder() : path_of(given.run_folder);
+    if (!given.options_file.empty()) {
+        // vandrel takes no time limit beside a file of options.
+        settings.options.time_limit = given.restore_timeout;
+    } else if (given.what == station_command::restore) {
+        // vandrel keeps the limit itself; this is for one that does not.
+        settings.options.time_limit = given.restore_timeout + std::chrono::minutes(2);
+    }
+    settings.options.terminal =
+        is_terminal(standard_stream::in) &&
+        is_terminal(given.json ? standard_stream::error : standard_stream::out);
+    return settings;
+}
+
+} // namespace vandrel::station

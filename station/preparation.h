@@ -1,0 +1,40 @@
+#pragma once
+
+/// From what was asked for to what can be run: all files are read, and nothing is touched.
+
+#include "station/bundle.h"
+#include "station/command_line.h"
+#include "station/device_lister.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <stdexcept>
+
+namespace vandrel::station {
+
+/// A run that cannot begin; the text is one sentence for people.
+struct refusal : std::runtime_error {
+    refusal(int exit_status, const std::string& text)
+        : std::runtime_error(text), status(exit_status) {}
+    int status;
+};
+
+struct run_settings {
+    station_arguments arguments;
+    /// Complete: what files have to say is in it.
+    bench_options options;
+    std::optional<bundle> made_for;
+    slot_names slots;
+    std::filesystem::path scratch;
+    std::filesystem::path run_folder;
+    std::uint64_t free_bytes = 0;
+};
+
+/// Throws refusal.
+slot_names read_slots(const std::string& file);
+
+/// Throws refusal.
+run_settings prepare(station_arguments arguments);
+
+} // namespace vandrel::station

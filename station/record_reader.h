@@ -1,0 +1,72 @@
+#pragma once
+
+/// The stream of a tool's records, taken apart.
+
+#include "station/device.h"
+#include "station/report.h"
+
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+namespace vandrel::station {
+
+/// `DeviceList`: the ECIDs as they stand there.
+struct device_list_record {
+    std::vector<std::string> ecids;
+};
+
+/// `DeviceInfo`.
+struct device_info_record {
+    device_properties properties;
+};
+
+/// `CommandSuccess`.
+struct command_success_record {};
+
+/// `InternalError`.
+struct internal_error_record {
+    error_details error;
+};
+
+/// A whole record of a type that is not known.
+struct unknown_record {
+    std::string type;
+};
+
+/// What is no whole record, is larger than the largest that is read, or lacks a key that its type
+/// has.
+struct unreadable_record {};
+
+using record =
+    std::variant<restore_report, device_list_record, device_info_record, command_success_record,
+                 internal_error_record, unknown_record, unreadable_record>;
+
+/// Reads one document, whose end is that of the text.
+record read_record(std::string_view document);
+
+/// Takes a stream in pieces of any size.
+class record_reader {
+public:
+    using handler = std::function<void(const record&)>;
+
+    /// Larger documents are passed over. What is kept of one that has not ended is never larger.
+    static constexpr std::size_t largest_document = 4 * 1024 * 1024;
+
+    /// Calls `handle` for each record that these bytes end.
+    void take(std::string_view bytes, const handler& handle);
+    /// The stream has ended: what it ended in the middle of is an unreadable record.
+    void finish(const handler& handle);
+
+private:
+    void end_document(const handler& handle);
+
+    std::string document_;
+    /// The document is too large; only the last bytes of it are kept.
+    bool passes_over_ = false;
+};
+
+} // namespace vandrel::station

@@ -1,0 +1,152 @@
+#include "station/run_folder.h"
+
+#include "station/text.h"
+
+#include <fstream>
+#include <map>
+#include <mutex>
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+
+namespace vandrel::station {
+
+namespace {
+
+constexpr std::size_t queue_bytes = 16 * 1024 * 1024;
+
+} // namespace
+
+/// Used in the background only, but for the hole.
+struct run_folder::files {
+    explicit files(std::filesystem::path folder) : path(std::move(folder)) {}
+
+    void lose(const std::string& what) {
+        const std::lock_guard lock(mutex);
+        if (!hole) {
+            hole = what;
+        }
+    }
+
+    void write(std::ofstream& file, std::string_view bytes, const std::string& name) {
+        file.clear();
+        file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+        file.flush();
+        if (!file) {
+            lose(name + " could not be written");
+        }
+    }
+
+    void append(const std::string& of, const std::string& name, std::string_view bytes) {
+        auto& file = open[of][name];
+        if (!file.is_open()) {
+            std::error_code ignored;
+            std::filesystem::create_directories(path / path_of(of), ignored);
+            file.open(path / path_of(of) / path_of(name), std::ios::binary | std::ios::app);
+        }
+        write(file, bytes, of + "/" + name);
+    }
+
+    void replace(const std::string& name, std::string_view content) {
+        const std::filesystem::path unfinished = path / path_of(name + ".new");
+        {
+            std::ofstream file(unfinished, std::ios::binary | std::ios::trunc);
+            write(file, content, name);
+            if (!file) {
+                return;
+            }
+        }
+        std::error_code error;
+        std::filesystem::rename(unfinished, path / path_of(name), error);
+        if (error) {
+            lose(name + " could not be replaced: " + error.message());
+        }
+    }
+
+    void keep(const std::filesystem::path& file, const std::string& of) {
+        std::error_code error;
+        if (!std::filesystem::is_regular_file(file, error)) {
+            return;
+        }
+        std::filesystem::create_directories(path / path_of(of), error);
+        std::filesystem::copy_file(file, path / path_of(of) / file.filename(),
+                                   std::filesystem::copy_options::overwrite_existing, error);
+        if (error) {
+            lose(of + "/" + text_of(file.filename()) + " could not be kept: " + error.message());
+        }
+    }
+
+    std::filesystem::path path;
+    std::ofstream events;
+    std::map<std::string, std::map<std::string, std::ofstream>> open;
+    std::mutex mutex;
+    std::optional<std::string> hole;
+};
+
+run_folder::run_folder(const std::filesystem::path& path)
+    : path_(path), files_(std::make_shared<files>(path)), writer_(queue_bytes) {
+    std::error_code error;
+    std::filesystem::create_directories(path, error);
+    if (!error && !std::filesystem::is_empty(path, error) && !error) {
+        throw std::runtime_error("the run folder " + printable(text_of(path)) + " is not empty");
+    }
+    files_->events.open(path / "events.jsonl", std::ios::binary | std::ios::app);
+    if (error || !files_->events) {
+        throw std::runtime_error("the run folder " + printable(text_of(path)) + " cannot be made" +
+                                 (error ? ": " + error.message() : ""));
+    }
+}
+
+run_folder::~run_folder() = default;
+
+void run_folder::post(std::size_t bytes, std::function<void(files&)> task) {
+    // The files outlive this object as long as the background needs them.
+    if (!writer_.post(bytes, [kept = files_, task = std::move(task)] { task(*kept); })) {
+        files_->lose("the run folder takes what is written too slowly");
+    }
+}
+
+void run_folder::log(std::string line) {
+    const std::size_t size = line.size();
+    post(size,
+         [line = std::move(line)](files& all) { all.write(all.events, line, "events.jsonl"); });
+}
+
+void run_folder::replace(const std::string& name, std::string content) {
+    const std::size_t size = content.size();
+    post(size, [name, content = std::move(content)](files& all) { all.replace(name, content); });
+}
+
+void run_folder::append(const std::string& of, const std::string& name, std::string_view bytes) {
+    post(bytes.size(),
+         [of, name, text = std::string(bytes)](files& all) { all.append(of, name, text); });
+}
+
+void run_folder::keep(const std::filesystem::path& file, const std::string& of,
+                      std::function<void()> done) {
+    const bool taken = writer_.post(0, [kept = files_, file, of, done] {
+        kept->keep(file, of);
+        done();
+    });
+    if (!taken) {
+        files_->lose("the run folder takes what is written too slowly");
+        done();
+    }
+}
+
+void run_folder::close(const std::string& of) {
+    post(0, [of](files& all) { all.open.erase(of); });
+}
+
+std::optional<std::string> run_folder::hole() const {
+    const std::lock_guard lock(files_->mutex);
+    return files_->hole;
+}
+
+void run_folder::finish(std::chrono::milliseconds limit) {
+    if (!writer_.drain(limit)) {
+        files_->lose("the run folder takes nothing any more");
+    }
+}
+
+} // namespace vandrel::station

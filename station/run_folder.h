@@ -1,0 +1,56 @@
+#pragma once
+
+/// What a run leaves behind: its events, its summary, and what each tool wrote.
+
+#include "station/background_writer.h"
+
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace vandrel::station {
+
+/// Writes in the background. What cannot be written is lost, and `hole` says so. One thread.
+class run_folder {
+public:
+    /// Makes the folder, unless it is there and empty. Throws std::runtime_error with one sentence.
+    explicit run_folder(const std::filesystem::path& path);
+    run_folder(const run_folder&) = delete;
+    run_folder& operator=(const run_folder&) = delete;
+    ~run_folder();
+
+    const std::filesystem::path& path() const { return path_; }
+
+    /// Adds a line to events.jsonl.
+    void log(std::string line);
+    /// Puts a whole file in the place of the one of this name, which readers never see half
+    /// written.
+    void replace(const std::string& name, std::string content);
+    /// Adds to the file `name` in the folder `of`, which is made when it is missing.
+    void append(const std::string& of, const std::string& name, std::string_view bytes);
+    /// Copies a file into the folder `of`, if it is there. `done` is called afterwards, in the
+    /// background; also at once, here, when the queue is full.
+    void keep(const std::filesystem::path& file, const std::string& of, std::function<void()> done);
+    /// Nothing more is added to files of this folder.
+    void close(const std::string& of);
+
+    /// What was lost first; nothing when nothing was.
+    std::optional<std::string> hole() const;
+    bool is_behind() const { return writer_.is_behind(); }
+    /// Waits until all is written, but no longer than this.
+    void finish(std::chrono::milliseconds limit);
+
+private:
+    struct files;
+    void post(std::size_t bytes, std::function<void(files&)> task);
+
+    std::filesystem::path path_;
+    std::shared_ptr<files> files_;
+    background_writer writer_;
+};
+
+} // namespace vandrel::station

@@ -1,0 +1,106 @@
+#include "station/run_output.h"
+
+#include "station/host.h"
+#include "station/text.h"
+#include "station/version.h"
+
+#include <utility>
+
+namespace vandrel::station {
+
+namespace {
+
+using std::chrono::system_clock;
+
+constexpr std::size_t queue_bytes = 8 * 1024 * 1024;
+
+summary_facts facts_of(const run_settings& settings, const run_facts& facts) {
+    summary_facts result;
+    result.run = facts.run;
+    result.version = version;
+    result.command = name_of(settings.options.what);
+    result.erase = settings.options.erase;
+    if (settings.made_for) {
+        result.bundle_version = settings.made_for->version;
+        result.bundle_build = settings.made_for->build;
+        result.bundle_path = text_of(settings.made_for->path);
+    }
+    result.folder = text_of(settings.run_folder);
+    result.tags = facts.tags;
+    result.started = system_clock::now();
+    return result;
+}
+
+} // namespace
+
+run_output::run_output(const run_settings& settings)
+    : settings_(settings),
+      facts_{text_of(settings.run_folder.filename()), settings.arguments.tags},
+      plain_(!settings.slots.empty()),
+      output_(queue_bytes) {
+    if (!settings.options.dry_run) {
+        try {
+            folder_ = std::make_unique<run_folder>(settings.run_folder);
+        } catch (const std::exception& error) {
+            throw refusal(static_cast<int>(early_exit::cannot_work), error.what());
+        }
+    }
+    summary_.emplace(facts_of(settings, facts_));
+    write_summary();
+    if (!settings.arguments.json) {
+        const auto ahead = offset_of_local_time(system_clock::now());
+        show("Times are local (" + zone_text(ahead) + ").\n");
+    }
+}
+
+void run_output::take(const event& what) {
+    const auto now = system_clock::now();
+    const std::string line = json_line(what, facts_, now);
+    if (folder_) {
+        folder_->log(line);
+    }
+    if (settings_.arguments.json) {
+        write_output(line);
+    } else {
+        const auto local = now.time_since_epoch() + offset_of_local_time(now);
+        const auto of_day = local - std::chrono::floor<std::chrono::days>(local);
+        write_output(plain_.line_for(what, std::chrono::floor<std::chrono::seconds>(of_day)));
+    }
+    summary_->take(what, now);
+    if (std::holds_alternative<device_ended>(what.body) ||
+        std::holds_alternative<run_ended>(what.body)) {
+        write_summary();
+    }
+}
+
+void run_output::show(const std::string& text) {
+    const auto stream = settings_.arguments.json ? standard_stream::error : standard_stream::out;
+    output_.post(text.size(), [stream, text] { write_all(stream, text); });
+}
+
+void run_output::write_output(std::string text) {
+    if (!text.empty()) {
+        // What a reader does not take in time is in the run's folder.
+        const std::size_t size = text.size();
+        output_.post(size, [text = std::move(text)] { write_all(standard_stream::out, text); });
+    }
+}
+
+void run_output::write_summary() {
+    if (folder_) {
+        folder_->replace("summary.json", summary_->json());
+        folder_->replace("summary.csv", summary_->csv());
+    }
+}
+
+void run_output::finish(std::chrono::milliseconds limit) {
+    if (folder_) {
+        if (!settings_.arguments.json) {
+            show(summary_->text());
+        }
+        folder_->finish(limit);
+    }
+    output_.drain(limit);
+}
+
+} // namespace vandrel::station

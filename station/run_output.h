@@ -1,0 +1,46 @@
+#pragma once
+
+/// Where the events of a run go: standard output, and the run's folder.
+
+#include "station/background_writer.h"
+#include "station/event_json.h"
+#include "station/plain_view.h"
+#include "station/preparation.h"
+#include "station/run_folder.h"
+#include "station/summary.h"
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace vandrel::station {
+
+/// Never waits. One thread.
+class run_output {
+public:
+    /// Makes the run's folder, unless the run only shows what it would do. Throws refusal.
+    explicit run_output(const run_settings& settings);
+
+    void take(const event& what);
+    /// Text for people: on standard output, or with JSON there on standard error.
+    void show(const std::string& text);
+
+    /// None in a run that only shows.
+    run_folder* folder() { return folder_.get(); }
+    /// The summary for people, and the files' last state. Waits for what is written, up to `limit`.
+    void finish(std::chrono::milliseconds limit);
+
+private:
+    void write_output(std::string text);
+    void write_summary();
+
+    const run_settings& settings_;
+    run_facts facts_;
+    std::unique_ptr<run_folder> folder_;
+    plain_view plain_;
+    std::optional<summary> summary_;
+    background_writer output_;
+};
+
+} // namespace vandrel::station

@@ -1,0 +1,66 @@
+#include "station/scratch_folder.h"
+
+#include "station/text.h"
+
+#include <random>
+#include <system_error>
+#include <vector>
+
+namespace vandrel::station {
+
+namespace {
+
+constexpr std::string_view name_begin = "vs-";
+constexpr const char* marker_name = "vandrel-station.marker";
+
+std::string random_name() {
+    constexpr std::string_view letters = "abcdefghijklmnopqrstuvwxyz0123456789";
+    std::random_device source;
+    std::uniform_int_distribution<std::size_t> any(0, letters.size() - 1);
+    std::string name(name_begin);
+    for (int i = 0; i < 6; ++i) {
+        name += letters[any(source)];
+    }
+    return name;
+}
+
+} // namespace
+
+scratch_folder::scratch_folder(const std::filesystem::path& parent) {
+    std::filesystem::create_directories(parent);
+    do {
+        path_ = parent / random_name();
+    } while (!std::filesystem::create_directory(path_));
+    marker_ = held_file::make(path_ / marker_name);
+}
+
+scratch_folder::~scratch_folder() {
+    marker_.reset();
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+}
+
+std::filesystem::path scratch_folder::make(const std::string& name) const {
+    const std::filesystem::path folder = path_ / name;
+    std::filesystem::create_directory(folder);
+    return folder;
+}
+
+void scratch_folder::remove_abandoned(const std::filesystem::path& parent) {
+    std::error_code error;
+    std::vector<std::filesystem::path> abandoned;
+    for (std::filesystem::directory_iterator each(parent, error), end; !error && each != end;
+         each.increment(error)) {
+        std::error_code other;
+        if (text_of(each->path().filename()).starts_with(name_begin) &&
+            std::filesystem::is_directory(each->symlink_status(other)) &&
+            held_file::take(each->path() / marker_name)) {
+            abandoned.push_back(each->path());
+        }
+    }
+    for (const auto& each : abandoned) {
+        std::filesystem::remove_all(each, error);
+    }
+}
+
+} // namespace vandrel::station

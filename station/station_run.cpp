@@ -1,0 +1,363 @@
+#include "station/station_run.h"
+
+#include "station/background_writer.h"
+#include "station/bench.h"
+#include "station/device_lister.h"
+#include "station/event_json.h"
+#include "station/host.h"
+#include "station/run_output.h"
+#include "station/scratch_folder.h"
+#include "station/text.h"
+#include "station/tool_process.h"
+
+#include <boost/asio/executor_work_guard.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/json/array.hpp>
+#include <fmt/format.h>
+
+#include <chrono>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace vandrel::station {
+
+namespace {
+
+using std::chrono::steady_clock;
+
+/// A turn takes in what came within this time, so that nobody's pipe keeps it from coming.
+constexpr auto longest_gathering = std::chrono::milliseconds(20);
+/// How long the end waits for what is still to be written.
+constexpr auto last_writing = std::chrono::seconds(10);
+constexpr auto last_writing_of_session = std::chrono::seconds(2);
+
+std::unique_ptr<scratch_folder> make_scratch(const std::filesystem::path& parent) {
+    try {
+        return std::make_unique<scratch_folder>(parent);
+    } catch (const std::exception& error) {
+        throw refusal(static_cast<int>(early_exit::cannot_work),
+                      "no folder can be made for scratch: " + std::string(error.what()));
+    }
+}
+
+/// Virus scanners hold files for a while.
+void remove_patiently(const std::filesystem::path& folder) {
+    for (int tries = 0; tries < 60; ++tries) {
+        std::error_code error;
+        std::filesystem::remove_all(folder, error);
+        if (!error) {
+            return;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    }
+}
+
+class station_run {
+public:
+    explicit station_run(const run_settings& settings)
+        : settings_(settings),
+          output_(settings),
+          scratch_(make_scratch(settings.scratch)),
+          // Handlers of a process that does not end may stay for ever, and with them the loop.
+          context_(*new boost::asio::io_context(1)),
+          work_(context_.get_executor()),
+          lister_(context_,
+                  {settings.arguments.tool, scratch_->make("list"), settings.slots,
+                   settings.made_for, settings.arguments.list_seconds},
+                  [this](input what) { happened(std::move(what)); }),
+          rules_(settings.options),
+          cleaner_(std::make_shared<background_writer>(std::size_t{1} << 30U)) {}
+
+    int run() {
+        watch_signals(
+            context_, [this] { happened(user_cancelled{}); },
+            [this] {
+                session_ends_ = true;
+                happened(session_ends{});
+            });
+        while (!exit_status_) {
+            gather();
+            turn();
+        }
+        return finish();
+    }
+
+    void operator()(const start_list& what) { lister_.start(what); }
+    void operator()(const end_list& what) { lister_.end(what.list); }
+    void operator()(const lock_device& what) {
+        auto taken = device_lock::take(what.ecid);
+        if (taken.lock) {
+            locks_[what.ecid] = std::move(taken.lock);
+            happened(lock_obtained{what.ecid});
+        } else {
+            happened(lock_held{what.ecid, taken.holder});
+        }
+    }
+    void operator()(const unlock_device& what) { locks_.erase(what.ecid); }
+    void operator()(const ask_consent& what) {
+        output_.show(choice_text(what, settings_.options.what, facts()) + "\n" + prompt_text(what));
+        // Nobody has to answer, and the run can end without an answer.
+        std::thread([this] {
+            std::string line;
+            const bool has_line = static_cast<bool>(std::getline(std::cin, line));
+            boost::asio::post(context_, [this, has_line, line] {
+                happened(consent_answer{has_line ? std::optional(line) : std::nullopt});
+            });
+        }).detach();
+    }
+    void operator()(const show_choice& what) {
+        output_.show(choice_text(what, settings_.options.what, facts()));
+    }
+    void operator()(const start_tool& what) { start(what); }
+    void operator()(const end_tool& what) {
+        if (const auto found = tools_.find(what.tool); found != tools_.end()) {
+            found->second.process->terminate();
+        }
+    }
+    void operator()(const tool_over& what) { take_down(what.tool); }
+    void operator()(const give_up_tool& what) { given_up_.insert(what.tool); }
+    void operator()(const log_event& what) { output_.take(what.what); }
+    void operator()(const run_over& what) { exit_status_ = what.exit_status; }
+
+private:
+    struct running_tool {
+        std::shared_ptr<tool_process> process;
+        std::filesystem::path folder;
+        /// In the run's folder.
+        std::string kept_in;
+    };
+
+    void happened(input what) { inputs_.push_back(std::move(what)); }
+
+    question_facts facts() const {
+        return {settings_.made_for, settings_.arguments.options_file, text_of(settings_.scratch),
+                settings_.free_bytes, settings_.options.at_once};
+    }
+
+    /// Waits for anything, and takes what else is there.
+    void gather() {
+        context_.run_one_for(inputs_.empty() ? bench::turn_interval : awake_time(0));
+        const auto until = steady_clock::now() + longest_gathering;
+        while (context_.poll_one() > 0 && steady_clock::now() < until) {
+        }
+    }
+
+    void turn() {
+        if (run_folder* folder = output_.folder(); folder != nullptr && !has_hole_) {
+            if (const auto hole = folder->hole()) {
+                has_hole_ = true;
+                happened(log_has_hole{*hole});
+            }
+        }
+        const std::vector<input> taken = std::exchange(inputs_, {});
+        const auto now = std::chrono::duration_cast<awake_time>(steady_clock::now() - start_);
+        for (const decision& each : rules_.turn(now, taken)) {
+            std::visit(*this, each);
+        }
+        if (rules_.working() != awake_) {
+            awake_ = rules_.working();
+            keep_awake(awake_);
+        }
+    }
+
+    std::vector<std::string> arguments_for(const std::string& ecid,
+                                           const std::filesystem::path& folder) const {
+        const station_arguments& given = settings_.arguments;
+        std::vector<std::string> result;
+        if (settings_.options.what == command::recover_exit) {
+            result = {"--exit-recovery"};
+        } else if (settings_.options.what == command::recover_stay) {
+            result = {"--no-exit-recovery"};
+        } else if (!given.options_file.empty()) {
+            result = {"--restore-plist", given.options_file};
+        } else {
+            result = {"--restore", given.bundle, "--restore-timeout",
+                      std::to_string(given.restore_timeout.count())};
+            if (settings_.options.erase) {
+                result.emplace_back("--erase");
+            }
+        }
+        result.insert(result.end(), {"--ecid", ecid, "--detect-timeout", "30", "--debug",
+                                     "--amr-logfile", text_of(folder / log_name)});
+        return result;
+    }
+
+    tool_handlers handlers_for(tool_id tool, const std::string& kept_in) {
+        tool_handlers handlers;
+        handlers.bytes = [this, kept_in](std::string_view bytes) {
+            output_.folder()->append(kept_in, "records.plist", bytes);
+        };
+        handlers.arrived = [this, tool](const record& each) { arrived(tool, each); };
+        handlers.stream_ended = [this, tool] { happened(stream_ended{tool}); };
+        handlers.process_ended = [this, tool](int status) {
+            happened(process_ended{tool, status});
+        };
+        handlers.is_behind = [this] { return output_.folder()->is_behind(); };
+        return handlers;
+    }
+
+    void start(const start_tool& what) {
+        running_tool tool;
+        tool.kept_in = fmt::format("{}-visit{}-try{}", what.ecid, what.visit, what.try_number);
+        try {
+            tool.folder = scratch_->make(std::to_string(what.tool));
+            tool.process = tool_process::start(context_, settings_.arguments.tool,
+                                               arguments_for(what.ecid, tool.folder), tool.folder,
+                                               handlers_for(what.tool, tool.kept_in));
+        } catch (const std::exception& error) {
+            happened(tool_not_started{what.tool, error.what()});
+        }
+        if (tool.process) {
+            output_.folder()->append(tool.kept_in, "command.txt",
+                                     tool.process->command_line() + "\n");
+        }
+        tools_[what.tool] = std::move(tool);
+    }
+
+    void arrived(tool_id tool, const record& what) {
+        if (const auto* report = std::get_if<restore_report>(&what)) {
+            happened(report_arrived{tool, *report});
+        } else if (const auto* error = std::get_if<internal_error_record>(&what)) {
+            happened(internal_error{tool, error->error});
+        } else if (std::holds_alternative<command_success_record>(what)) {
+            happened(command_succeeded{tool});
+        } else if (std::holds_alternative<unreadable_record>(what)) {
+            happened(record_unreadable{tool});
+        }
+    }
+
+    void take_down(tool_id id) {
+        const auto found = tools_.find(id);
+        if (found == tools_.end()) {
+            return;
+        }
+        const running_tool over = std::move(found->second);
+        tools_.erase(found);
+        if (over.process) {
+            over.process->release();
+        }
+        run_folder& folder = *output_.folder();
+        folder.close(over.kept_in);
+        folder.keep(over.folder / tool_process::diagnostics_name, over.kept_in, [] {});
+        folder.keep(over.folder / log_name, over.kept_in, [cleaner = cleaner_, path = over.folder] {
+            cleaner->post(0, [path] { remove_patiently(path); });
+        });
+    }
+
+    int finish() {
+        for (auto& [id, tool] : tools_) {
+            if (tool.process) {
+                tool.process->release();
+                tool.process->terminate();
+            }
+        }
+        const awake_time limit = session_ends_ ? last_writing_of_session : last_writing;
+        output_.finish(limit);
+        cleaner_->drain(limit);
+        const bool has_hole = output_.folder() != nullptr && output_.folder()->hole();
+        constexpr int incomplete = 5;
+        return *exit_status_ == 0 && has_hole ? incomplete : *exit_status_;
+    }
+
+    static constexpr const char* log_name = "restore.log";
+
+    const run_settings& settings_;
+    run_output output_;
+    std::unique_ptr<scratch_folder> scratch_;
+    boost::asio::io_context& context_;
+    boost::asio::executor_work_guard<boost::asio::io_context::executor_type> work_;
+    device_lister lister_;
+    bench rules_;
+    std::shared_ptr<background_writer> cleaner_;
+    std::map<std::string, std::unique_ptr<device_lock>> locks_;
+    std::map<tool_id, running_tool> tools_;
+    std::set<tool_id> given_up_;
+    std::vector<input> inputs_;
+    std::optional<int> exit_status_;
+    const steady_clock::time_point start_ = steady_clock::now();
+    bool session_ends_ = false;
+    bool has_hole_ = false;
+    bool awake_ = false;
+};
+
+std::string json_list(const std::vector<listed_device>& devices) {
+    boost::json::array all;
+    for (const listed_device& each : devices) {
+        boost::json::object device{{"ecid", json_text(each.ecid)}};
+        if (each.properties) {
+            if (!each.properties->slot.empty()) {
+                device["slot"] = json_text(each.properties->slot);
+            }
+            device["location"] = fmt::format("0x{:08x}", each.properties->location_id);
+            for (auto& [key, value] : json_of(*each.properties)) {
+                device[key] = value;
+            }
+        }
+        all.push_back(std::move(device));
+    }
+    return ascii_json(boost::json::object{{"v", 1}, {"devices", all}}) + "\n";
+}
+
+std::string words_for(const list_not_had& failure) {
+    switch (failure.why) {
+    case list_failure::not_started:
+        return "the tool could not be started: " + printable(failure.text);
+    case list_failure::timed_out:
+        return "the tool gave no list of devices in time";
+    case list_failure::broken:
+        return "the tool's list of devices cannot be read";
+    default:
+        return "the tool gave no list of devices" +
+               (failure.text.empty() ? std::string() : ": " + printable(failure.text));
+    }
+}
+
+} // namespace
+
+int run_list(const station_arguments& arguments) {
+    const slot_names slots = read_slots(arguments.slots_file);
+    const auto scratch = make_scratch(std::filesystem::temp_directory_path());
+    auto& context = *new boost::asio::io_context(1);
+    std::optional<input> outcome;
+    auto limit = steady_clock::now() + arguments.options.times.list_limit;
+    device_lister lister(context,
+                         {arguments.tool, scratch->make("list"), slots, {}, arguments.list_seconds},
+                         [&](input what) {
+                             if (std::holds_alternative<list_continued>(what)) {
+                                 limit = steady_clock::now() + arguments.options.times.list_limit;
+                             } else {
+                                 outcome = std::move(what);
+                             }
+                         });
+    const auto guard = boost::asio::make_work_guard(context);
+    watch_signals(
+        context, [] { std::_Exit(130); }, [] { std::_Exit(130); });
+    lister.start({1, {}});
+    while (!outcome) {
+        context.run_one_for(bench::turn_interval);
+        if (!outcome && steady_clock::now() > limit) {
+            outcome = list_not_had{1, list_failure::timed_out, ""};
+        }
+    }
+    if (const auto* failure = std::get_if<list_not_had>(&*outcome)) {
+        throw refusal(static_cast<int>(early_exit::cannot_work), words_for(*failure));
+    }
+    const auto& devices = std::get<list_arrived>(*outcome).devices;
+    write_all(standard_stream::out, arguments.json ? json_list(devices) : device_table(devices));
+    constexpr int no_device = 3;
+    return devices.empty() ? no_device : 0;
+}
+
+int run_devices(const run_settings& settings) {
+    scratch_folder::remove_abandoned(settings.scratch);
+    return station_run(settings).run();
+}
+
+} // namespace vandrel::station

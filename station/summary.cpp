@@ -1,0 +1,221 @@
+#include "station/summary.h"
+
+#include "station/event_json.h"
+#include "station/event_text.h"
+#include "station/text.h"
+
+#include <boost/json/array.hpp>
+#include <boost/json/object.hpp>
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <algorithm>
+
+namespace vandrel::station {
+
+namespace {
+
+template<class Value>
+std::string optional_number(const std::optional<Value>& value) {
+    return value ? fmt::format("{}", *value) : std::string();
+}
+
+std::string line(const std::vector<std::string>& fields) {
+    std::string result;
+    for (const std::string& each : fields) {
+        result += csv_field(each) + ",";
+    }
+    result.pop_back();
+    return result + "\r\n";
+}
+
+} // namespace
+
+std::string csv_field(const std::string& text) {
+    std::string field = printable(text);
+    if (!field.empty() && std::string_view("=+-@").find(field.front()) != std::string_view::npos) {
+        field.insert(0, "'");
+    }
+    if (field.find_first_of(",\"") == std::string::npos) {
+        return field;
+    }
+    std::string quoted = "\"";
+    for (const char c : field) {
+        quoted += c == '"' ? std::string("\"\"") : std::string(1, c);
+    }
+    return quoted + '"';
+}
+
+summary::row& summary::row_of(const event_device& device, bool new_visit) {
+    const auto last = std::ranges::find_if(rows_.rbegin(), rows_.rend(), [&](const row& each) {
+        return each.device.ecid == device.ecid;
+    });
+    if (last == rows_.rend() || (new_visit && last->ended)) {
+        rows_.push_back({device, {}, {}, {}, {}});
+        return rows_.back();
+    }
+    if (device.location_id != 0) {
+        last->device = device;
+    }
+    return *last;
+}
+
+void summary::take(const event& what, std::chrono::system_clock::time_point time) {
+    if (const auto* ended = std::get_if<run_ended>(&what.body)) {
+        ended_ = *ended;
+        ended_at_ = time;
+    }
+    if (!what.device) {
+        return;
+    }
+    const auto* found = std::get_if<device_found>(&what.body);
+    row& its = row_of(*what.device, found != nullptr);
+    if (found != nullptr) {
+        its.properties = found->properties;
+    } else if (const auto* left = std::get_if<device_left_alone>(&what.body)) {
+        its.holder = left->holder;
+    } else if (const auto* ended = std::get_if<device_ended>(&what.body)) {
+        its.ended = *ended;
+        its.ended_at = time;
+    }
+}
+
+std::vector<const summary::row*> summary::rows_in(std::initializer_list<final_state> states) const {
+    std::vector<const row*> result;
+    for (const row& each : rows_) {
+        if (each.ended && std::ranges::find(states, each.ended->state) != states.end()) {
+            result.push_back(&each);
+        }
+    }
+    return result;
+}
+
+void summary::add_text(std::string& to, const std::string& title,
+                       const std::vector<const row*>& rows) const {
+    if (rows.empty()) {
+        return;
+    }
+    to += fmt::format("\n{} ({})\n", title, rows.size());
+    for (const row* each : rows) {
+        const device_ended& end = *each->ended;
+        const std::string serial = each->properties ? each->properties->serial_number : "";
+        to += fmt::format("  {:<4} {} {:<12} {}", place_of(each->device), each->device.ecid,
+                          printable(serial),
+                          describe_end(end.reason, end.last_try ? &*end.last_try : nullptr));
+        if (end.last_try) {
+            to += fmt::format(", after {}, {}", hours_minutes_seconds(end.last_try->duration),
+                              end.tries == 1 ? std::string("1 try")
+                                             : fmt::format("{} tries", end.tries));
+        }
+        to += "\n";
+        if (const std::string advice = advice_for(end.reason); !advice.empty()) {
+            to += "       " + advice + "\n";
+        }
+    }
+}
+
+std::string summary::text() const {
+    std::string result;
+    add_text(result, "NOT RESTORED",
+             rows_in({final_state::failed, final_state::timed_out, final_state::stalled,
+                      final_state::cancelled, final_state::missing}));
+    add_text(result, "Left alone", rows_in({final_state::left_alone}));
+    add_text(result, "Restored", rows_in({final_state::restored}));
+    if (ended_) {
+        result += fmt::format("\n{} of {} restored. Status {}.\n", ended_->totals.restored,
+                              number_of(ended_->totals.chosen, "device"), ended_->exit_status);
+    }
+    if (!facts_.folder.empty()) {
+        result += "Logs: " + printable(facts_.folder) + "\n";
+    }
+    return result;
+}
+
+std::string summary::json() const {
+    boost::json::object root{{"v", 1},
+                             {"state", ended_ ? "ended" : "running"},
+                             {"run", json_text(facts_.run)},
+                             {"version", facts_.version},
+                             {"command", facts_.command},
+                             {"erase", facts_.erase},
+                             {"started", rfc3339(facts_.started)}};
+    const auto add = [&root](const char* key, const std::string& text) {
+        if (!text.empty()) {
+            root[key] = json_text(text);
+        }
+    };
+    add("bundle", facts_.bundle_path);
+    add("bundle_version", facts_.bundle_version);
+    add("bundle_build", facts_.bundle_build);
+    if (ended_) {
+        root["ended"] = rfc3339(ended_at_);
+        root["counts"] = json_of(ended_->totals);
+        root["exit_status"] = ended_->exit_status;
+    }
+    if (!facts_.tags.empty()) {
+        boost::json::object tags;
+        for (const auto& [key, value] : facts_.tags) {
+            tags[std::string_view(json_text(key))] = json_text(value);
+        }
+        root["tags"] = tags;
+    }
+    boost::json::array devices;
+    for (const row& each : rows_) {
+        boost::json::object device{{"ecid", each.device.ecid}};
+        if (!each.device.slot.empty()) {
+            device["slot"] = json_text(each.device.slot);
+        }
+        if (each.device.location_id != 0) {
+            device["location"] = location_text(each.device.location_id);
+        }
+        if (each.properties) {
+            for (auto& [key, value] : json_of(*each.properties)) {
+                device[key] = value;
+            }
+        }
+        if (each.ended) {
+            if (each.ended->last_try) {
+                add_try(device, *each.ended->last_try);
+            }
+            device["state"] = name_of(each.ended->state);
+            device["reason"] = name_of(each.ended->reason);
+            device["tries"] = each.ended->tries;
+            device["ended"] = rfc3339(each.ended_at);
+        } else {
+            device["state"] = "running";
+        }
+        if (each.holder) {
+            device["holder"] = *each.holder;
+        }
+        devices.push_back(std::move(device));
+    }
+    root["devices"] = std::move(devices);
+    return ascii_json(root) + "\n";
+}
+
+std::string summary::csv() const {
+    std::string result =
+        line({"ended", "ecid", "serial_number", "slot", "location", "model", "product_string",
+              "state", "reason", "tries", "duration_s", "erase", "bundle_version", "bundle_build",
+              "error_code", "error_domain", "operation", "progress", "run"});
+    for (const row& each : rows_) {
+        if (!each.ended) {
+            continue;
+        }
+        const device_properties properties = each.properties.value_or(device_properties{});
+        const try_result last = each.ended->last_try.value_or(try_result{});
+        const error_details error = last.error.value_or(error_details{});
+        const auto& where = last.last_operation;
+        result += line(
+            {rfc3339(each.ended_at), each.device.ecid, properties.serial_number, each.device.slot,
+             each.device.location_id != 0 ? location_text(each.device.location_id) : "",
+             properties.model, properties.product_string, std::string(name_of(each.ended->state)),
+             std::string(name_of(each.ended->reason)), std::to_string(each.ended->tries),
+             fmt::format("{:.3f}", seconds_of(last.duration)), facts_.erase ? "yes" : "no",
+             facts_.bundle_version, facts_.bundle_build, optional_number(error.code), error.domain,
+             where ? where->name : "", where ? std::to_string(where->progress) : "", facts_.run});
+    }
+    return result;
+}
+
+} // namespace vandrel::station

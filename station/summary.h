@@ -1,0 +1,69 @@
+#pragma once
+
+/// What became of each device of a run: for people at its end, and as files from its start.
+
+#include "station/events.h"
+
+#include <chrono>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vandrel::station {
+
+/// What the summary says about the run itself.
+struct summary_facts {
+    std::string run;
+    std::string version;
+    std::string command;
+    bool erase = false;
+    /// Of the bundle, "17.1" and "21B80"; empty without one.
+    std::string bundle_version;
+    std::string bundle_build;
+    std::string bundle_path;
+    std::string folder;
+    std::map<std::string, std::string> tags;
+    std::chrono::system_clock::time_point started;
+};
+
+/// Made from the events of the run alone.
+class summary {
+public:
+    explicit summary(summary_facts facts) : facts_(std::move(facts)) {}
+
+    void take(const event& what, std::chrono::system_clock::time_point time);
+
+    /// For people, with a line feed behind each line.
+    std::string text() const;
+    /// One document, and a line feed.
+    std::string json() const;
+    /// A line with the names of the columns, then one for each visit of a device.
+    std::string csv() const;
+
+private:
+    struct row {
+        event_device device;
+        std::optional<device_properties> properties;
+        std::optional<device_ended> ended;
+        std::optional<std::int64_t> holder;
+        std::chrono::system_clock::time_point ended_at;
+    };
+
+    row& row_of(const event_device& device, bool new_visit);
+    std::vector<const row*> rows_in(std::initializer_list<final_state> states) const;
+    void add_text(std::string& to, const std::string& title,
+                  const std::vector<const row*>& rows) const;
+
+    summary_facts facts_;
+    /// In the order in which they appeared.
+    std::vector<row> rows_;
+    std::optional<run_ended> ended_;
+    std::chrono::system_clock::time_point ended_at_;
+};
+
+/// One field of a CSV line: quoted where it has to be, and harmless to spreadsheets, which take
+/// what begins with one of = + - @ for a formula.
+std::string csv_field(const std::string& text);
+
+} // namespace vandrel::station

@@ -1,0 +1,115 @@
+#include "station/text.h"
+
+#include <fmt/format.h>
+
+#include <array>
+#include <cstdint>
+#include <optional>
+
+namespace vandrel::station {
+
+namespace {
+
+constexpr std::string_view replacement = "\xEF\xBF\xBD";
+
+struct character {
+    char32_t code = 0;
+    std::size_t size = 1;
+};
+
+/// The character that `text` begins with; nothing when it begins with none.
+std::optional<character> first_character(std::string_view text) {
+    const auto byte = [&text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+    const unsigned char lead = byte(0);
+    if (lead < 0x80) {
+        return character{lead, 1};
+    }
+    const std::size_t size = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
+    if (lead < 0xC2 || lead > 0xF4 || text.size() < size) {
+        return {};
+    }
+    char32_t code = lead & (0x7FU >> size);
+    for (std::size_t i = 1; i < size; ++i) {
+        if ((byte(i) & 0xC0U) != 0x80) {
+            return {};
+        }
+        code = code << 6U | (byte(i) & 0x3FU);
+    }
+    constexpr std::array<char32_t, 5> smallest = {0, 0, 0x80, 0x800, 0x10000};
+    const bool is_surrogate = code >= 0xD800 && code <= 0xDFFF;
+    if (code < smallest[size] || code > 0x10FFFF || is_surrogate) {
+        return {};
+    }
+    return character{code, size};
+}
+
+template<class Allowed>
+std::string replaced(std::string_view text, Allowed allowed) {
+    std::string result;
+    result.reserve(text.size());
+    while (!text.empty()) {
+        const auto first = first_character(text);
+        const std::size_t size = first ? first->size : 1;
+        result += first && allowed(first->code) ? text.substr(0, size) : replacement;
+        text.remove_prefix(size);
+    }
+    return result;
+}
+
+bool turns_lines_around(char32_t code) {
+    return (code >= 0x202A && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069) ||
+           code == 0x200E || code == 0x200F || code == 0x2028 || code == 0x2029;
+}
+
+} // namespace
+
+std::string printable(std::string_view text) {
+    return replaced(text, [](char32_t code) {
+        return code >= 0x20 && !(code >= 0x7F && code <= 0x9F) && !turns_lines_around(code);
+    });
+}
+
+std::string allowed_in_xml(std::string_view text) {
+    return replaced(text, [](char32_t code) {
+        return (code >= 0x20 && code != 0xFFFE && code != 0xFFFF) || code == '\t' || code == '\n' ||
+               code == '\r';
+    });
+}
+
+std::filesystem::path path_of(std::string_view text) {
+    return std::u8string(text.begin(), text.end());
+}
+
+std::string text_of(const std::filesystem::path& path) {
+    const std::u8string text = path.u8string();
+    return {text.begin(), text.end()};
+}
+
+std::string rfc3339(std::chrono::system_clock::time_point time) {
+    const auto day = std::chrono::floor<std::chrono::days>(time);
+    const std::chrono::year_month_day date(day);
+    const auto of_day = std::chrono::floor<std::chrono::milliseconds>(time - day);
+    return fmt::format("{:04}-{:02}-{:02}T{}.{:03}Z", static_cast<int>(date.year()),
+                       static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+                       hours_minutes_seconds(of_day), of_day.count() % 1000);
+}
+
+std::string hours_minutes_seconds(std::chrono::milliseconds duration) {
+    const auto seconds = duration.count() / 1000;
+    return fmt::format("{:02}:{:02}:{:02}", seconds / 3600, seconds / 60 % 60, seconds % 60);
+}
+
+std::string size_text(std::uint64_t bytes) {
+    if (bytes < 1'000'000) {
+        return fmt::format("{} bytes", bytes);
+    }
+    const bool is_large = bytes >= 1'000'000'000;
+    return fmt::format("{:.1f} {}", static_cast<double>(bytes) / (is_large ? 1e9 : 1e6),
+                       is_large ? "GB" : "MB");
+}
+
+std::string number_of(std::size_t count, std::string_view noun) {
+    return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
+}
+
+} // namespace vandrel::station

@@ -1,0 +1,39 @@
+#pragma once
+
+/// Texts that go to people, to files and to the host.
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+namespace vandrel::station {
+
+/// `text` as valid UTF-8 without what moves a cursor or turns a line around: each control
+/// character, each mark that changes the direction of writing and each byte that belongs to no
+/// character becomes U+FFFD. Line feeds, too.
+std::string printable(std::string_view text);
+
+/// `text` as XML 1.0 allows it: forbidden characters and bytes that belong to no character become
+/// U+FFFD.
+std::string allowed_in_xml(std::string_view text);
+
+/// The path that this UTF-8 names.
+std::filesystem::path path_of(std::string_view text);
+/// The UTF-8 of a path.
+std::string text_of(const std::filesystem::path& path);
+
+/// "2026-03-01T02:58:10.123Z".
+std::string rfc3339(std::chrono::system_clock::time_point time);
+
+/// "00:21:31".
+std::string hours_minutes_seconds(std::chrono::milliseconds duration);
+
+/// "6.9 GB"; thousands, not 1,024.
+std::string size_text(std::uint64_t bytes);
+
+/// "1 device", "2 devices".
+std::string number_of(std::size_t count, std::string_view noun);
+
+} // namespace vandrel::station

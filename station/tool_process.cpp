@@ -1,0 +1,78 @@
+#include "station/tool_process.h"
+
+#include <boost/asio/steady_timer.hpp>
+
+#include <chrono>
+#include <utility>
+
+namespace vandrel::station {
+
+tool_process::tool_process(boost::asio::io_context& context, tool_handlers handlers)
+    : context_(context), handlers_(std::move(handlers)), buffer_(64 * std::size_t{1024}) {}
+
+std::shared_ptr<tool_process> tool_process::start(boost::asio::io_context& context,
+                                                  const tool_command& tool,
+                                                  const std::vector<std::string>& arguments,
+                                                  const std::filesystem::path& folder,
+                                                  tool_handlers handlers) {
+    process_start how{tool.program, tool.arguments, folder, folder / diagnostics_name};
+    how.arguments.insert(how.arguments.end(), arguments.begin(), arguments.end());
+    how.arguments.insert(how.arguments.end(), {"--output-pipe", "{pipe}"});
+    const std::shared_ptr<tool_process> made(new tool_process(context, std::move(handlers)));
+    made->process_ = start_process(context, how);
+    made->command_line_ = tool.program;
+    for (const std::string& each : how.arguments) {
+        made->command_line_ += " " + (each.find(' ') == each.npos ? each : '"' + each + '"');
+    }
+    made->read();
+    // The handlers hold the object, so that it lives until the process has ended.
+    made->process_->async_wait([made](int status) {
+        if (!made->released_) {
+            made->handlers_.process_ended(status);
+        }
+    });
+    return made;
+}
+
+void tool_process::release() {
+    released_ = true;
+    process_->close_stream();
+}
+
+void tool_process::read() {
+    if (handlers_.is_behind && handlers_.is_behind()) {
+        read_later();
+        return;
+    }
+    process_->async_read(buffer_, [self = shared_from_this()](std::size_t count) {
+        if (!self->released_) {
+            self->took(count);
+        }
+    });
+}
+
+void tool_process::read_later() {
+    const auto timer = std::make_shared<boost::asio::steady_timer>(context_);
+    timer->expires_after(std::chrono::milliseconds(5));
+    timer->async_wait([self = shared_from_this(), timer](const boost::system::error_code&) {
+        if (!self->released_) {
+            self->read();
+        }
+    });
+}
+
+void tool_process::took(std::size_t count) {
+    if (count == 0) {
+        reader_.finish(handlers_.arrived);
+        handlers_.stream_ended();
+        return;
+    }
+    const std::string_view bytes(buffer_.data(), count);
+    if (handlers_.bytes) {
+        handlers_.bytes(bytes);
+    }
+    reader_.take(bytes, handlers_.arrived);
+    read();
+}
+
+} // namespace vandrel::station
