@@ -1,7 +1,7 @@
 # The release: the target "package" builds one archive of the product and one of its debug symbols. Both unpack
 # into the same folder, where debuggers find the symbols.
 install(
-    TARGETS vandrel vandrel_library
+    TARGETS vandrel vandrel_library vandrel-station
     RUNTIME DESTINATION . COMPONENT product
     LIBRARY DESTINATION . COMPONENT product)
 install(
@@ -9,7 +9,7 @@ install(
     DESTINATION .
     COMPONENT product)
 install(
-    FILES docs/records.md docs/windows.md
+    FILES docs/records.md docs/station.md docs/windows.md
     DESTINATION docs
     COMPONENT product)
 install(
@@ -19,6 +19,7 @@ install(
 install(
     FILES ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/vandrel.exe.debug
           ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/vandrel.dll.debug
+          ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/vandrel-station.exe.debug
     DESTINATION .
     COMPONENT debug-symbols)
 
@@ -54,6 +55,10 @@ endfunction()
 # The libraries linked into the product: Boost, fmt, and the run-times of MinGW-w64 (with winpthreads) and of
 # GCC. The texts of the last two refer to the GNU licences.
 install_debian_licence(boost /usr/share/doc/libboost1.81-dev copyright libboost1.81-dev)
+install_debian_licence(cli11 /usr/share/doc/libcli11-dev copyright libcli11-dev)
+install_debian_licence(libzip /usr/share/doc/libzip-dev copyright libzip-dev)
+install_debian_licence(pugixml /usr/share/doc/libpugixml-dev copyright libpugixml-dev)
+install_debian_licence(zlib /usr/share/doc/libz-mingw-w64-dev copyright libz-mingw-w64-dev)
 install_debian_licence(mingw-w64 /usr/share/doc/mingw-w64-x86-64-dev copyright mingw-w64-x86-64-dev)
 install_debian_licence(gcc /usr/share/doc/gcc-mingw-w64-base copyright gcc-mingw-w64-base)
 install_debian_licence(GPL-3 /usr/share/common-licenses GPL-3 base-files)

@@ -35,17 +35,19 @@ class package(unittest.TestCase):
             return {entry: opened.read(entry) for entry in opened.namelist() if not entry.endswith("/")}
 
     def test_the_product_is_both_files_pages_samples_and_licences(self):
-        files = ["README.md", "docs/records.md", "docs/windows.md", "licences/GPL-3.txt",
-                 "licences/LGPL-2.1.txt", "licences/boost.txt", "licences/fmt.txt", "licences/gcc.txt",
-                 "licences/mingw-w64.txt", "samples/run_with_pipe.cpp", "samples/run_with_pipe.cs",
-                 "samples/run_with_pipe.py", "vandrel.dll", "vandrel.exe"]
+        files = ["README.md", "docs/records.md", "docs/station.md", "docs/windows.md", "licences/GPL-3.txt",
+                 "licences/LGPL-2.1.txt", "licences/boost.txt", "licences/cli11.txt", "licences/fmt.txt",
+                 "licences/gcc.txt", "licences/libzip.txt", "licences/mingw-w64.txt", "licences/pugixml.txt",
+                 "licences/zlib.txt", "samples/run_with_pipe.cpp", "samples/run_with_pipe.cs",
+                 "samples/run_with_pipe.py", "vandrel-station.exe", "vandrel.dll", "vandrel.exe"]
         self.assertEqual(sorted(self.product), [f"{name}/{file}" for file in files])
 
     def test_debug_symbols_are_apart_and_unpack_beside_the_product(self):
-        self.assertEqual(sorted(self.symbols), [f"{name}/vandrel.dll.debug", f"{name}/vandrel.exe.debug"])
+        self.assertEqual(sorted(self.symbols), [f"{name}/vandrel-station.exe.debug", f"{name}/vandrel.dll.debug",
+                                                f"{name}/vandrel.exe.debug"])
 
     def test_the_files_are_those_that_were_built(self):
-        for file in ("vandrel.exe", "vandrel.dll"):
+        for file in ("vandrel.exe", "vandrel.dll", "vandrel-station.exe"):
             self.assertTrue(self.product[f"{name}/{file}"] == read(build, "bin", file), file)
             symbols = file + ".debug"
             self.assertTrue(self.symbols[f"{name}/{symbols}"] == read(build, "bin", symbols), symbols)
@@ -53,7 +55,9 @@ class package(unittest.TestCase):
     def test_the_licences_are_what_they_are_called(self):
         phrases = {"boost": "Boost Software License", "fmt": "Victor Zverovich",
                    "gcc": "GCC RUNTIME LIBRARY EXCEPTION", "mingw-w64": "winpthreads",
-                   "GPL-3": "GNU GENERAL PUBLIC LICENSE", "LGPL-2.1": "GNU LESSER GENERAL PUBLIC LICENSE"}
+                   "cli11": "Redistribution and use", "libzip": "Dieter Baron", "pugixml": "Arseny Kapoulkine",
+                   "zlib": "Jean-loup Gailly", "GPL-3": "GNU GENERAL PUBLIC LICENSE",
+                   "LGPL-2.1": "GNU LESSER GENERAL PUBLIC LICENSE"}
         for licence, phrase in phrases.items():
             self.assertIn(phrase, self.product[f"{name}/licences/{licence}.txt"].decode(), licence)
 
