@@ -16,6 +16,7 @@ using boost::json::object;
 
 struct body_writer {
     object& to;
+    awake_time t;
 
     void operator()(const run_started& body) const {
         to["command"] = name_of(body.what);
@@ -40,7 +41,7 @@ struct body_writer {
     void operator()(const progress& body) const { add_operation(to, body); }
     void operator()(const quiet& body) const {
         to["never_began"] = body.never_began;
-        to["since_s"] = seconds_of(body.since);
+        to["silent_s"] = seconds_of(t - body.since);
     }
     void operator()(const quiet_over&) const {}
     void operator()(const device_away&) const {}
@@ -227,7 +228,7 @@ std::string json_line(const event& what, const run_facts& facts,
     if (what.device) {
         add_device(line, *what.device);
     }
-    std::visit(body_writer{line}, what.body);
+    std::visit(body_writer{line, what.t}, what.body);
     line["message"] = json_text(text.text.empty() ? text.word : text.word + ": " + text.text);
     if (!facts.tags.empty()) {
         object tags;

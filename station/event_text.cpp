@@ -43,6 +43,8 @@ std::string describe_warning(const warning& body) {
 }
 
 struct describer {
+    awake_time t;
+
     event_text operator()(const run_started& body) const {
         const std::string what = body.what == command::restore
                                      ? (body.erase ? "restore and erase" : "restore")
@@ -67,9 +69,9 @@ struct describer {
     event_text operator()(const operation& body) const { return {"running", describe(body)}; }
     event_text operator()(const progress& body) const { return {"running", describe(body)}; }
     event_text operator()(const quiet& body) const {
-        return {"QUIET", body.never_began
-                             ? "the restore has not begun for " + minutes_text(body.since)
-                             : "no report for " + minutes_text(body.since)};
+        const awake_time silence = t - body.since;
+        return {"QUIET", body.never_began ? "the restore has not begun for " + minutes_text(silence)
+                                          : "no report for " + minutes_text(silence)};
     }
     event_text operator()(const quiet_over&) const { return {"running", "reports come again"}; }
     event_text operator()(const device_away&) const { return {"away", "not in the last list"}; }
@@ -128,7 +130,7 @@ struct describer {
 } // namespace
 
 event_text describe(const event& what) {
-    return std::visit(describer{}, what.body);
+    return std::visit(describer{what.t}, what.body);
 }
 
 std::string describe(const error_details& error) {

@@ -1,0 +1,50 @@
+#!/usr/bin/env python3
+"""Writes a bench of twelve simulated devices: station_bench.py FOLDER.
+
+FOLDER gets scenario.plist, a bundle for the devices (iPhone.ipsw) and names of their ports (slots.txt). The
+fourth device fails, the seventh goes quiet for a while, and the twelfth arrives late.
+"""
+import os
+import plistlib
+import sys
+import zipfile
+
+CHIP, BOARD = 0x8110, 0x0C
+FAILS, GOES_QUIET, ARRIVES_LATE = 4, 7, 12
+STEPS = [(201, 0), (201, 100), (14, 0), (14, 25), (14, 50), (14, 75), (14, 100), (15, 50), (15, 100)]
+
+
+def reports(number):
+    result = []
+    for operation, progress in STEPS:
+        quiet = number == GOES_QUIET and (operation, progress) == (14, 50)
+        result.append((4 if quiet else 0.3, {"Status": "Restoring", "Operation": operation, "Progress": progress}))
+        if number == FAILS and (operation, progress) == (14, 25):
+            result.append((0.3, {"Status": "Failed", "Operation": operation, "Progress": 42, "Error": 4005}))
+            return result
+    return result + [(0.3, {"Status": "Successful", "Operation": 0, "Progress": 100, "Error": 0})]
+
+
+def device(number):
+    return {"Name": f"phone {number}", "ECID": f"{0x000A11B22C330000 + number:016X}", "State": "Recovery",
+            "ChipID": CHIP, "BoardID": BOARD, "ProductID": 0x1281, "LocationID": 0x14110000 + number * 0x1000,
+            "SerialNumber": f"F17Q2X9A{number:02}", "ProductString": "Mobile Device (Recovery Mode)",
+            "Restore": {"Reports": [{"After": after, "Report": report} for after, report in reports(number)]}}
+
+
+def main(folder):
+    numbers = range(1, 13)
+    events = [{"At": 6 if number == ARRIVES_LATE else 0, "Device": f"phone {number}", "Type": "connected"}
+              for number in numbers]
+    with open(os.path.join(folder, "scenario.plist"), "wb") as file:
+        plistlib.dump({"Devices": [device(number) for number in numbers], "Events": events}, file)
+    with open(os.path.join(folder, "slots.txt"), "w", encoding="ascii") as file:
+        for number in numbers:
+            file.write(f"{0x14110000 + number * 0x1000:#x} {'AB'[(number - 1) // 6]}{(number - 1) % 6 + 1}\n")
+    with zipfile.ZipFile(os.path.join(folder, "iPhone.ipsw"), "w") as bundle:
+        bundle.writestr("BuildManifest.plist", plistlib.dumps({
+            "ProductVersion": "17.1", "ProductBuildVersion": "21B80", "SupportedProductTypes": ["iPhone14,2"],
+            "BuildIdentities": [{"ApChipID": hex(CHIP), "ApBoardID": hex(BOARD)}]}))
+
+
+main(sys.argv[1])
