@@ -38,7 +38,8 @@ std::vector<decision> bench_run::turn(awake_time now, std::span<const input> hap
         }
     }
     if (phase_ != phase::over) {
-        look_at_limits();
+        // What has come before the end of the session, or with it, still counts.
+        session_over_ ? end_session() : look_at_limits();
     }
     return std::exchange(out_, {});
 }

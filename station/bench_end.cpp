@@ -40,6 +40,10 @@ void bench_run::on(const user_cancelled&) {
 }
 
 void bench_run::on(const session_ends&) {
+    session_over_ = true;
+}
+
+void bench_run::end_session() {
     cancelled_ = true;
     log(cancel{0, {}}, event_level::warning);
     end_tools(true);

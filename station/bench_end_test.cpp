@@ -209,8 +209,8 @@ TEST_F(bench_cancel, the_end_of_the_session_ends_the_run_at_once) {
 }
 
 TEST_F(bench_cancel, the_end_of_the_session_keeps_what_is_restored) {
-    bench.reports(device_a, report(0, 100, "Successful"));
-    bench.turn({session_ends{}});
+    bench.turn(
+        {session_ends{}, report_arrived{bench.tool(device_a), report(0, 100, "Successful")}});
     EXPECT_EQ(bench.state(device_a), final_state::restored);
 }
 

@@ -92,6 +92,7 @@ private:
     // bench_end.cpp
     void on(const user_cancelled&);
     void on(const session_ends&);
+    void end_session();
     void on(const log_has_hole& hole);
     void end_tools(bool firmware_too);
     void end_retries();
@@ -125,6 +126,7 @@ private:
     std::size_t failures_in_a_row_ = 0;
     bool stopped_ = false;
     bool cancelled_ = false;
+    bool session_over_ = false;
     /// Until then, one more Ctrl-C also ends tools that write firmware.
     std::optional<awake_time> third_cancel_until_;
     bool dry_ = false;

@@ -94,7 +94,7 @@ void bench_run::finish_try(device_record& device) {
     if (auto event = device.run->last_warning()) {
         log({std::move(*event)}, device);
     }
-    if (device.run->over(now_)) {
+    if (device.run->gone()) {
         out_.emplace_back(tool_over{device.tool, device.ecid});
     } else {
         given_up_[device.tool] = device.ecid;

@@ -157,6 +157,7 @@ private:
     bool consented_ = false;
     bool cancelled_ = false;
     bool hole_ = false;
+    bool session_over_ = false;
     std::uint64_t seq_ = 0;
     std::optional<int> status_;
 };
@@ -189,6 +190,7 @@ void bench_in_play::act() {
         if (bytes_.next(64) == 0) {
             happens(session_ends{});
             cancelled_ = true;
+            session_over_ = true;
         }
         break;
     case 10:
@@ -411,8 +413,11 @@ void bench_in_play::on(const start_list& what) {
 }
 
 void bench_in_play::on(const end_list& what) {
-    check_(list_ == what.list && !list_ended_, "a list is ended once, while it is under way");
-    list_ended_ = now_;
+    // Its answer can come in the turn in which it is ended.
+    check_((!list_ || list_ == what.list) && !list_ended_, "a list is ended once");
+    if (list_) {
+        list_ended_ = now_;
+    }
 }
 
 void bench_in_play::on(const unlock_device& what) {
@@ -483,7 +488,6 @@ void bench_in_play::on(const give_up_tool& what) {
     tool_in_play& run = tools_.at(what.tool);
     check_(run.process, "no tool is given up that has gone");
     run.given_up = true;
-    // At the end of the session nobody waits for a tool to go.
     const auto ended = std::ranges::find_if(
         run.facts, [](const fact& one) { return std::holds_alternative<end_tool>(one); });
     check_(ended != run.facts.end(), "a tool is ended before it is given up");
@@ -516,7 +520,8 @@ void bench_in_play::judge(const std::string& ecid, const try_ended& what) {
     check_(!run.judged, "a try ends once");
     run.judged = true;
     std::vector<fact> facts = run.facts;
-    if (run.given_up && what.reason != end_reason::user) {
+    // At the end of the session nobody waits for a tool to go.
+    if (run.given_up && !session_over_) {
         facts.emplace_back(given_up{});
     }
     const std::string found =

@@ -44,6 +44,9 @@ public:
     void give_up() { given_up_ = true; }
     bool given_up() const { return given_up_; }
 
+    /// There is no process, or none any more.
+    bool gone() const { return not_started_ || process_ended_; }
+
     /// Process and stream have ended, or the process long enough ago.
     bool over(awake_time now) const;
 
