@@ -223,6 +223,13 @@ TEST_F(bench_tool, what_comes_after_a_good_completion_is_a_warning) {
     EXPECT_EQ(bench.exit_status(), 0);
 }
 
+TEST_F(bench_tool, a_good_completion_after_a_failing_report_ends_the_linger) {
+    bench.reports(device_a, report(13, 1, "Failed"));
+    bench.reports(device_a, report(0, 100, "Successful"));
+    bench.pass(10min);
+    EXPECT_EQ(ended(), 0u);
+}
+
 TEST_F(bench_tool, a_failing_report_after_a_good_completion_does_not_end_the_tool) {
     bench.reports(device_a, report(0, 100, "Successful"));
     bench.reports(device_a, report(13, 1, "Failed"));
