@@ -241,7 +241,8 @@ truth_result check_documents(const std::string& folder) {
         ++result.looked_at;
         const std::string found = difference(root, name, expected);
         if (!found.empty()) {
-            result.differences.push_back(name + ": " + found);
+            result.differences.push_back(name);
+            result.differences.back().append(": ").append(found);
         }
     }
     if (result.looked_at == 0) {

@@ -17,8 +17,8 @@ namespace {
 
 constexpr const char* manifest_name = "BuildManifest.plist";
 /// Manifests are some MB. What is read ends here, whatever the zip says of itself.
-constexpr std::size_t largest_manifest = 64 * 1024 * 1024;
-constexpr std::size_t largest_options = 16 * 1024 * 1024;
+constexpr std::size_t largest_manifest = std::size_t{64} * 1024 * 1024;
+constexpr std::size_t largest_options = std::size_t{16} * 1024 * 1024;
 
 struct zip_discarder {
     void operator()(zip_t* zip) const { zip_discard(zip); }
@@ -68,7 +68,7 @@ std::string read_manifest(zip_t* zip, const std::filesystem::path& path) {
     }
     const unique_zip_file file(zip_fopen_index(zip, static_cast<zip_uint64_t>(index), 0));
     std::string text;
-    std::string piece(1024 * 1024, '\0');
+    std::string piece(std::size_t{1024} * 1024, '\0');
     zip_int64_t count = file ? 1 : -1;
     while (count > 0) {
         count = zip_fread(file.get(), piece.data(), piece.size());

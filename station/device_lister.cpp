@@ -39,7 +39,7 @@ void device_lister::start(const start_list& what) {
                          {"--detect-timeout", std::to_string(*how_.detect_seconds)});
     }
     try {
-        ask("", std::move(arguments));
+        ask("", arguments);
     } catch (const std::exception& error) {
         fail(list_failure::not_started, error.what());
     }
@@ -61,7 +61,7 @@ void device_lister::end(list_id list) {
     }
 }
 
-void device_lister::ask(const std::string& ecid, std::vector<std::string> arguments) {
+void device_lister::ask(const std::string& ecid, const std::vector<std::string>& arguments) {
     tool_handlers handlers;
     handlers.arrived = [this, ecid](const record& each) { running_[ecid].records.push_back(each); };
     handlers.stream_ended = [this, ecid] {

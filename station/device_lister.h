@@ -58,7 +58,7 @@ private:
         bool process_over = false;
     };
 
-    void ask(const std::string& ecid, std::vector<std::string> arguments);
+    void ask(const std::string& ecid, const std::vector<std::string>& arguments);
     void over_when_both(const std::string& ecid);
     void have_list(const std::vector<record>& records);
     void have_properties(const std::string& ecid, const std::vector<record>& records);

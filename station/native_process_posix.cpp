@@ -40,7 +40,12 @@ private:
     int number_;
 };
 
-std::pair<descriptor, descriptor> make_pipe() {
+struct pipe_ends {
+    descriptor reader;
+    descriptor writer;
+};
+
+pipe_ends make_pipe() {
     std::array<int, 2> ends{};
     if (pipe2(ends.data(), O_CLOEXEC) != 0) {
         throw std::system_error(errno, std::generic_category(), "pipe2");
@@ -114,8 +119,8 @@ std::vector<std::string> environment_with(const std::filesystem::path& temporary
 }
 
 pid_t spawn(child_plan& plan, const std::string& program) {
-    const auto [failure_reader, failure_writer] = make_pipe();
-    plan.failure = failure_writer.number();
+    pipe_ends failure = make_pipe();
+    plan.failure = failure.writer.number();
     const pid_t process = fork();
     if (process < 0) {
         throw std::system_error(errno, std::generic_category(), "fork");
@@ -123,11 +128,11 @@ pid_t spawn(child_plan& plan, const std::string& program) {
     if (process == 0) {
         become_tool(plan);
     }
-    close(const_cast<descriptor&>(failure_writer).release());
+    close(failure.writer.release());
     int error = 0;
     ssize_t count = 0;
     do {
-        count = read(failure_reader.number(), &error, sizeof error);
+        count = read(failure.reader.number(), &error, sizeof error);
     } while (count < 0 && errno == EINTR);
     if (count == sizeof error) {
         waitpid(process, nullptr, 0);

@@ -146,7 +146,7 @@ std::string device_table(const std::vector<listed_device>& devices) {
         const device_properties known = each.properties.value_or(device_properties{});
         std::string name = printable(known.product_string);
         if (!known.model.empty()) {
-            name = printable(known.model) + ", " + name;
+            name.insert(0, printable(known.model) + ", ");
         }
         text += fmt::format("  {:<10}  {:<16}  {:<12}  {:<6}  {:<5}  {}\n", place_of_device(each),
                             printable(each.ecid), printable(known.serial_number),

@@ -54,7 +54,7 @@ public:
     using handler = std::function<void(const record&)>;
 
     /// Larger documents are passed over. What is kept of one that has not ended is never larger.
-    static constexpr std::size_t largest_document = 4 * 1024 * 1024;
+    static constexpr std::size_t largest_document = std::size_t{4} * 1024 * 1024;
 
     /// Calls `handle` for each record that these bytes end.
     void take(std::string_view bytes, const handler& handle);

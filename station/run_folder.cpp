@@ -13,7 +13,7 @@ namespace vandrel::station {
 
 namespace {
 
-constexpr std::size_t queue_bytes = 16 * 1024 * 1024;
+constexpr std::size_t queue_bytes = std::size_t{16} * 1024 * 1024;
 
 } // namespace
 
@@ -123,7 +123,7 @@ void run_folder::append(const std::string& of, const std::string& name, std::str
 }
 
 void run_folder::keep(const std::filesystem::path& file, const std::string& of,
-                      std::function<void()> done) {
+                      const std::function<void()>& done) {
     const bool taken = writer_.post(0, [kept = files_, file, of, done] {
         kept->keep(file, of);
         done();

@@ -34,7 +34,8 @@ public:
     void append(const std::string& of, const std::string& name, std::string_view bytes);
     /// Copies a file into the folder `of`, if it is there. `done` is called afterwards, in the
     /// background; also at once, here, when the queue is full.
-    void keep(const std::filesystem::path& file, const std::string& of, std::function<void()> done);
+    void keep(const std::filesystem::path& file, const std::string& of,
+              const std::function<void()>& done);
     /// Nothing more is added to files of this folder.
     void close(const std::string& of);
 

@@ -12,7 +12,7 @@ namespace {
 
 using std::chrono::system_clock;
 
-constexpr std::size_t queue_bytes = 8 * 1024 * 1024;
+constexpr std::size_t queue_bytes = std::size_t{8} * 1024 * 1024;
 
 summary_facts facts_of(const run_settings& settings, const run_facts& facts) {
     summary_facts result;

@@ -41,7 +41,7 @@ scratch_folder::~scratch_folder() {
 }
 
 std::filesystem::path scratch_folder::make(const std::string& name) const {
-    const std::filesystem::path folder = path_ / name;
+    std::filesystem::path folder = path_ / name;
     std::filesystem::create_directory(folder);
     return folder;
 }

@@ -131,6 +131,36 @@ std::string summary::text() const {
     return result;
 }
 
+boost::json::object summary::json_of_row(const row& each) {
+    boost::json::object device{{"ecid", each.device.ecid}};
+    if (!each.device.slot.empty()) {
+        device["slot"] = json_text(each.device.slot);
+    }
+    if (each.device.location_id != 0) {
+        device["location"] = location_text(each.device.location_id);
+    }
+    if (each.properties) {
+        for (auto& [key, value] : json_of(*each.properties)) {
+            device[key] = value;
+        }
+    }
+    if (each.ended) {
+        if (each.ended->last_try) {
+            add_try(device, *each.ended->last_try);
+        }
+        device["state"] = name_of(each.ended->state);
+        device["reason"] = name_of(each.ended->reason);
+        device["tries"] = each.ended->tries;
+        device["ended"] = rfc3339(each.ended_at);
+    } else {
+        device["state"] = "running";
+    }
+    if (each.holder) {
+        device["holder"] = *each.holder;
+    }
+    return device;
+}
+
 std::string summary::json() const {
     boost::json::object root{{"v", 1},
                              {"state", ended_ ? "ended" : "running"},
@@ -161,33 +191,7 @@ std::string summary::json() const {
     }
     boost::json::array devices;
     for (const row& each : rows_) {
-        boost::json::object device{{"ecid", each.device.ecid}};
-        if (!each.device.slot.empty()) {
-            device["slot"] = json_text(each.device.slot);
-        }
-        if (each.device.location_id != 0) {
-            device["location"] = location_text(each.device.location_id);
-        }
-        if (each.properties) {
-            for (auto& [key, value] : json_of(*each.properties)) {
-                device[key] = value;
-            }
-        }
-        if (each.ended) {
-            if (each.ended->last_try) {
-                add_try(device, *each.ended->last_try);
-            }
-            device["state"] = name_of(each.ended->state);
-            device["reason"] = name_of(each.ended->reason);
-            device["tries"] = each.ended->tries;
-            device["ended"] = rfc3339(each.ended_at);
-        } else {
-            device["state"] = "running";
-        }
-        if (each.holder) {
-            device["holder"] = *each.holder;
-        }
-        devices.push_back(std::move(device));
+        devices.push_back(json_of_row(each));
     }
     root["devices"] = std::move(devices);
     return ascii_json(root) + "\n";

@@ -4,6 +4,8 @@
 
 #include "station/events.h"
 
+#include <boost/json/fwd.hpp>
+
 #include <chrono>
 #include <map>
 #include <optional>
@@ -50,6 +52,7 @@ private:
         std::chrono::system_clock::time_point ended_at;
     };
 
+    static boost::json::object json_of_row(const row& each);
     row& row_of(const event_device& device, bool new_visit);
     std::vector<const row*> rows_in(std::initializer_list<final_state> states) const;
     void add_text(std::string& to, const std::string& title,

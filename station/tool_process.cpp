@@ -18,7 +18,7 @@ std::shared_ptr<tool_process> tool_process::start(boost::asio::io_context& conte
     process_start how{tool.program, tool.arguments, folder, folder / diagnostics_name};
     how.arguments.insert(how.arguments.end(), arguments.begin(), arguments.end());
     how.arguments.insert(how.arguments.end(), {"--output-pipe", "{pipe}"});
-    const std::shared_ptr<tool_process> made(new tool_process(context, std::move(handlers)));
+    std::shared_ptr<tool_process> made(new tool_process(context, std::move(handlers)));
     made->process_ = start_process(context, how);
     made->command_line_ = tool.program;
     for (const std::string& each : how.arguments) {
