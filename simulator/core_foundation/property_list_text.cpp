@@ -118,6 +118,17 @@ std::optional<__CFNumber::value_type> parse_real(std::string_view text) {
                : std::nullopt;
 }
 
+namespace {
+
+/// The first `count` of the three bytes in the low 24 of `bits`.
+void append_group(std::vector<std::uint8_t>& result, std::uint32_t bits, int count) {
+    for (int byte = 0; byte < count; ++byte) {
+        result.push_back(static_cast<std::uint8_t>(bits >> (16 - 8 * byte)));
+    }
+}
+
+} // namespace
+
 std::optional<std::vector<std::uint8_t>> parse_base64(std::string_view text) {
     std::vector<std::uint8_t> result;
     result.reserve(text.size() / 4 * 3);
@@ -128,17 +139,17 @@ std::optional<std::vector<std::uint8_t>> parse_base64(std::string_view text) {
         if (is_xml_space(c)) {
             continue;
         }
-        const int value = c == '=' ? 0 : base64_values[static_cast<unsigned char>(c)];
-        padding += c == '=' ? 1 : 0;
+        const bool is_padding = c == '=';
+        const int value = is_padding ? 0 : base64_values[static_cast<unsigned char>(c)];
         // Padding ends the last group, of which it is at most half.
-        if (value < 0 || (c != '=' && padding > 0) || (c == '=' && digits < 2)) {
+        const bool is_misplaced = is_padding ? digits < 2 : padding > 0;
+        if (value < 0 || is_misplaced) {
             return std::nullopt;
         }
+        padding += static_cast<int>(is_padding);
         bits = bits << 6 | static_cast<std::uint32_t>(value);
         if (++digits == 4) {
-            for (int byte = 0; byte < 3 - padding; ++byte) {
-                result.push_back(static_cast<std::uint8_t>(bits >> (16 - 8 * byte)));
-            }
+            append_group(result, bits, 3 - padding);
             bits = 0;
             digits = 0;
         }
