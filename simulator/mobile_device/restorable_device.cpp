@@ -8,7 +8,7 @@
 using simulator::checked;
 using simulator::device_description;
 
-_AMRestorableDevice::_AMRestorableDevice(std::shared_ptr<const device_description> about)
+_AMRestorableDevice::_AMRestorableDevice(const std::shared_ptr<const device_description>& about)
     : _AMRestorableDevice(about, about->state) {}
 
 _AMRestorableDevice::_AMRestorableDevice(std::shared_ptr<const device_description> about,

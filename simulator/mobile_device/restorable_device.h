@@ -11,7 +11,7 @@
 
 /// A handle of a device. Several handles of one device share its description.
 struct _AMRestorableDevice final : simulator::object {
-    explicit _AMRestorableDevice(std::shared_ptr<const simulator::device_description> about);
+    explicit _AMRestorableDevice(const std::shared_ptr<const simulator::device_description>& about);
     /// With another state than the description.
     _AMRestorableDevice(std::shared_ptr<const simulator::device_description> about,
                         std::uint32_t present_state);
