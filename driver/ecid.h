@@ -40,8 +40,8 @@ private:
 
 } // namespace Orv
 
-/// In messages: the 16 digits, or 16 question marks for the value 0, which no device has. Accepts
-/// the format specifications of strings.
+/// In messages: the 16 digits, or 16 question marks for the value 0, which no device has. Width,
+/// precision and the rest after the colon of a placeholder apply as to strings.
 template<>
 struct fmt::formatter<Orv::ecid> : fmt::formatter<std::string_view> {
     template<class Context>
