@@ -101,57 +101,60 @@ std::size_t valid_length(std::string_view text) {
     return size - text.size();
 }
 
+namespace {
+
+/// Takes the first code point off a text, which is valid and not empty.
+char32_t take_code_point(std::string_view& text) {
+    const auto first = static_cast<unsigned char>(text.front());
+    const std::size_t bytes = first < 0x80 ? 1 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
+    auto code_point = static_cast<char32_t>(first & (bytes == 1 ? 0x7F : 0x7F >> bytes));
+    for (const char byte : text.substr(1, bytes - 1)) {
+        code_point = code_point << 6 | (static_cast<unsigned char>(byte) & 0x3F);
+    }
+    text.remove_prefix(bytes);
+    return code_point;
+}
+
+} // namespace
+
 std::u16string utf16_of(std::string_view text) {
     std::u16string result;
     while (!text.empty()) {
-        const auto first = static_cast<unsigned char>(text.front());
-        const std::size_t bytes = first < 0x80 ? 1 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
-        auto code_point = static_cast<char32_t>(first & (bytes == 1 ? 0x7F : 0x7F >> bytes));
-        for (const char byte : text.substr(1, bytes - 1)) {
-            code_point = code_point << 6 | (static_cast<unsigned char>(byte) & 0x3F);
-        }
-        if (bytes == 4) {
-            code_point -= 0x10000;
-            result += static_cast<char16_t>(0xD800 | code_point >> 10);
-            result += static_cast<char16_t>(0xDC00 | (code_point & 0x3FF));
+        const char32_t code_point = take_code_point(text);
+        if (code_point >= 0x10000) {
+            const char32_t bits = code_point - 0x10000;
+            result += static_cast<char16_t>(0xD800 | bits >> 10);
+            result += static_cast<char16_t>(0xDC00 | (bits & 0x3FF));
         } else {
             result += static_cast<char16_t>(code_point);
         }
-        text.remove_prefix(bytes);
     }
     return result;
 }
 
 bool append_utf16(std::string& text, std::span<const std::uint8_t> bytes, bool is_big_endian) {
     const std::size_t high = is_big_endian ? 0 : 1;
-    const auto take = [&bytes, high] {
-        const auto unit = static_cast<char32_t>(bytes[high] << 8 | bytes[1 - high]);
+    const auto peek = [&bytes, high] {
+        return static_cast<char32_t>(bytes[high] << 8 | bytes[1 - high]);
+    };
+    const auto take = [&bytes, &peek] {
+        const char32_t unit = peek();
         bytes = bytes.subspan(2);
         return unit;
     };
+    const auto is_low = [](char32_t unit) { return unit >= 0xDC00 && unit < 0xE000; };
     bool is_valid = true;
-    char32_t waiting = 0;
     while (!bytes.empty()) {
-        const char32_t unit = take();
-        const bool is_low = unit >= 0xDC00 && unit < 0xE000;
-        if (waiting != 0 && is_low) {
-            append_utf8(text, 0x10000 + ((waiting - 0xD800) << 10) + (unit - 0xDC00));
-            waiting = 0;
-            continue;
+        char32_t code_point = take();
+        const bool is_high = code_point >= 0xD800 && code_point < 0xDC00;
+        if (is_high && !bytes.empty() && is_low(peek())) {
+            code_point = 0x10000 + ((code_point - 0xD800) << 10) + (take() - 0xDC00);
+        } else if (is_high || is_low(code_point)) {
+            is_valid = false;
         }
-        if (waiting != 0) {
-            append_utf8(text, waiting);
-        }
-        is_valid = is_valid && waiting == 0 && !is_low;
-        waiting = unit >= 0xD800 && unit < 0xDC00 ? unit : 0;
-        if (waiting == 0) {
-            append_utf8(text, unit);
-        }
+        append_utf8(text, code_point);
     }
-    if (waiting != 0) {
-        append_utf8(text, waiting);
-    }
-    return is_valid && waiting == 0;
+    return is_valid;
 }
 
 void append_utf8(std::string& text, char32_t code_point) {

@@ -48,6 +48,17 @@ bool has_forbidden_character(std::string_view text) {
            text.find(ffff) != text.npos;
 }
 
+/// Appends the character that the letter after an escape mark stands for.
+void append_character_of(char letter, std::string& result) {
+    if (letter < letter_of_fffe) {
+        result += static_cast<char>(letter - first_control_letter);
+    } else if (letter == letter_of_fffe) {
+        result += fffe;
+    } else {
+        result += letter == letter_of_ffff ? ffff : escape_mark;
+    }
+}
+
 bool is_equal_but_for_case(char left, char right) {
     return left == right ||
            ((left ^ right) == 0x20 && (left | 0x20) >= 'a' && (left | 0x20) <= 'z');
@@ -120,14 +131,7 @@ void xml_source::escape() {
 void xml_source::append_unescaped(std::string& result, std::string_view piece) {
     while (!piece.empty()) {
         if (is_inside_escape_) {
-            const char letter = piece.front();
-            if (letter < letter_of_fffe) {
-                result += static_cast<char>(letter - first_control_letter);
-            } else {
-                result += letter == letter_of_fffe   ? fffe
-                          : letter == letter_of_ffff ? ffff
-                                                     : escape_mark;
-            }
+            append_character_of(piece.front(), result);
             piece.remove_prefix(1);
         }
         const std::size_t plain = std::min(piece.find(escape_mark), piece.size());

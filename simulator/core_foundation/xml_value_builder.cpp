@@ -167,10 +167,16 @@ void xml_value_builder::check_place(element kind) const {
     if (kind != element::key && key_may_come) {
         throw property_list_error("value without a key");
     }
+    if (kind == element::array || kind == element::dict) {
+        check_depth();
+    }
+}
+
+/// Whether one more container may open.
+void xml_value_builder::check_depth() const {
     // <plist>, which may be left out, is on the stack as well.
-    const bool has_plist = !is_outermost && containers_.front().kind == element::plist;
-    if (containers_.size() >= property_list_depth_limit + (has_plist ? 1U : 0U) &&
-        (kind == element::array || kind == element::dict)) {
+    const bool has_plist = !containers_.empty() && containers_.front().kind == element::plist;
+    if (containers_.size() >= property_list_depth_limit + (has_plist ? 1U : 0U)) {
         throw property_list_error("containers nested too deep");
     }
 }

@@ -53,6 +53,7 @@ private:
     };
 
     void check_place(element kind) const;
+    void check_depth() const;
     void close_scalar();
     void add(owned<const object> value);
 

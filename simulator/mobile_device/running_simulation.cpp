@@ -74,6 +74,10 @@ running_simulation::running_simulation(scenario played, const simulation_options
                 create<_AMRestorableDevice>(devices_.back()->shared, recovery));
         }
     }
+    prepare_events();
+}
+
+void running_simulation::prepare_events() {
     if (!played_.events) {
         played_.events.emplace();
         for (std::size_t i = 0; i < devices_.size(); ++i) {

@@ -100,6 +100,9 @@ private:
     void report(_AMRestorableDevice& device, const restore_plan& plan, std::size_t position,
                 AMRestorableDeviceRestoreCallback callback, void* context);
 
+    /// Fills in the events that the scenario leaves out, and gives each its handle.
+    void prepare_events();
+
     scenario played_;
     const double speed_;
     std::vector<owned<_AMRestorableDevice>> devices_;
