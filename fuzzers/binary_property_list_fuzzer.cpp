@@ -9,6 +9,8 @@
 #include "simulator/core_foundation/property_list.h"
 #include "simulator/core_foundation/set.h"
 
+#include <algorithm>
+
 namespace vandrel::fuzzing {
 
 namespace {
@@ -19,26 +21,19 @@ bool unfolds_within(CFTypeRef value, int& allowance) {
     if (--allowance < 0) {
         return false;
     }
+    const auto fits = [&allowance](const auto& inner) {
+        return unfolds_within(inner.get(), allowance);
+    };
     if (const auto* array = simulator::cast<__CFArray>(value)) {
-        for (const auto& element : array->values) {
-            if (!unfolds_within(element.get(), allowance)) {
-                return false;
-            }
-        }
+        return std::ranges::all_of(array->values, fits);
     }
     if (const auto* dictionary = simulator::cast<__CFDictionary>(value)) {
-        for (const auto& entry : dictionary->table.entries()) {
-            if (!unfolds_within(entry.value.get(), allowance)) {
-                return false;
-            }
-        }
+        return std::ranges::all_of(dictionary->table.entries(),
+                                   [&](const auto& entry) { return fits(entry.value); });
     }
     if (const auto* set = simulator::cast<__CFSet>(value)) {
-        for (const auto& member : set->members.entries()) {
-            if (!unfolds_within(member.key.get(), allowance)) {
-                return false;
-            }
-        }
+        return std::ranges::all_of(set->members.entries(),
+                                   [&](const auto& member) { return fits(member.key); });
     }
     return true;
 }

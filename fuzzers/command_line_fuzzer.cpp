@@ -15,6 +15,7 @@
 #include <boost/filesystem/operations.hpp>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace vandrel {
@@ -133,10 +134,29 @@ bool is_ecid(const std::string& text) {
            text.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos;
 }
 
-failure expected_failure(const start_options& options) {
-    const auto bad_command = [](const std::string& reason) {
-        return failure{"vandrel", 3, reason};
+failure bad_command(const std::string& reason) {
+    return {"vandrel", 3, reason};
+}
+
+/// The option that chooses the command, without dashes; empty when none does.
+std::string chosen_command(const start_options& options) {
+    const std::pair<bool, const char*> commands[] = {
+        {options.list_devices, "list-devices"},
+        {options.device_info, "device-info"},
+        {options.exit_recovery, "exit-recovery"},
+        {options.no_exit_recovery, "no-exit-recovery"},
+        {options.restore.has_value(), "restore"},
+        {options.restore_plist.has_value(), "restore-plist"},
     };
+    for (const auto& [is_given, name] : commands) {
+        if (is_given) {
+            return name;
+        }
+    }
+    return "";
+}
+
+failure expected_failure(const start_options& options) {
     if (options.ecid && !is_ecid(*options.ecid)) {
         return {"vandrel", 2, "Invalid ecid"};
     }
@@ -146,18 +166,13 @@ failure expected_failure(const start_options& options) {
     if (options.restore_timeout && !options.restore) {
         return bad_command("Option --restore-timeout only compatible with --restore");
     }
-    if (options.list_devices) {
-        return options.ecid ? bad_command("Option --list-devices not compatible with --ecid")
-                            : refused_registration();
-    }
-    const std::string command = options.device_info        ? "device-info"
-                                : options.exit_recovery    ? "exit-recovery"
-                                : options.no_exit_recovery ? "no-exit-recovery"
-                                : options.restore          ? "restore"
-                                : options.restore_plist    ? "restore-plist"
-                                                           : "";
+    const std::string command = chosen_command(options);
     if (command.empty()) {
         return bad_command("Invalid command option");
+    }
+    if (command == "list-devices") {
+        return options.ecid ? bad_command("Option --list-devices not compatible with --ecid")
+                            : refused_registration();
     }
     if (!options.ecid) {
         return bad_command("Option --" + command + " requires --ecid");

@@ -6,7 +6,6 @@
 namespace vandrel::station {
 namespace {
 
-using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 

@@ -44,7 +44,7 @@ error_value error_in(const std::string& xml) {
 
 TEST(record_reader, takes_a_stream_in_pieces_of_any_size) {
     const std::string stream = report() + "\n" + report() + document("News", "<true/>");
-    for (const std::size_t piece : {1, 2, 7, 8, 9, 300, 100000}) {
+    for (const std::size_t piece : {1U, 2U, 7U, 8U, 9U, 300U, 100000U}) {
         EXPECT_THAT(kinds_in(stream, piece), ElementsAre(0, 0, 5)) << piece;
     }
 }

@@ -35,13 +35,22 @@ bool is_own_code_7(const internal_error& what) {
     return what.error.domain == "vandrel" && what.error.code == 7;
 }
 
+/// The end of a tool that no record and no decision explains.
+std::string end_by_itself(const std::vector<fact>& facts) {
+    if (!all_of_kind<tool_not_started>(facts).empty()) {
+        return "failed tool_not_started";
+    }
+    const auto processes = all_of_kind<process_ended>(facts);
+    const bool success = processes.empty() || processes.front().exit_status == 0;
+    return success ? "failed no_completion" : "failed tool_crashed";
+}
+
 } // namespace
 
 std::string expected_end(const std::vector<fact>& facts) {
     const auto reports = all_of_kind<report_arrived>(facts);
     const auto errors = all_of_kind<internal_error>(facts);
     const auto endings = all_of_kind<end_tool>(facts);
-    const auto processes = all_of_kind<process_ended>(facts);
     const auto ended_for = [&](end_tool_why why) {
         return !endings.empty() && endings.front().why == why;
     };
@@ -68,11 +77,7 @@ std::string expected_end(const std::vector<fact>& facts) {
         const bool began = !reports.empty() || !all_of_kind<record_unreadable>(facts).empty();
         return began ? "stalled silence" : "stalled never_began";
     }
-    if (!all_of_kind<tool_not_started>(facts).empty()) {
-        return "failed tool_not_started";
-    }
-    const bool success = processes.empty() || processes.front().exit_status == 0;
-    return success ? "failed no_completion" : "failed tool_crashed";
+    return end_by_itself(facts);
 }
 
 } // namespace vandrel::station

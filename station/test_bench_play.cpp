@@ -289,7 +289,7 @@ void bench_in_play::answer_others() {
 restore_report bench_in_play::random_report() {
     restore_report report;
     report.operation = operations.at(bytes_.next(operations.size()));
-    report.progress = bytes_.next(3) * 50;
+    report.progress = std::int64_t{50} * bytes_.next(3);
     report.status = bytes_.next(12) == 0 ? "Failed" : "Restoring";
     switch (bytes_.next(16)) {
     case 0:

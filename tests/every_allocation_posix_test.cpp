@@ -108,6 +108,9 @@ int run_tool(const std::vector<const char*>& arguments,
 }
 
 class every_allocation : public ::testing::Test {
+public:
+    ~every_allocation() override { unsetenv("TMPDIR"); }
+
 protected:
     every_allocation() {
         setenv("TMPDIR", temporary_files.c_str(), 1);
@@ -115,7 +118,6 @@ protected:
         write_file(options_file,
                    "<plist><dict><key>Key</key><string>value</string></dict></plist>");
     }
-    ~every_allocation() override { unsetenv("TMPDIR"); }
 
     /// The run's status with its flags, or `aborted`.
     static int run(const std::vector<const char*>& arguments, std::size_t n, extent how_long) {

@@ -23,7 +23,6 @@ using namespace vandrel;
 using ::testing::Contains;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
-using ::testing::IsEmpty;
 using ::testing::Not;
 using vandrel::testing::channel_capture;
 
@@ -48,13 +47,14 @@ simulator::scenario one_device(std::uint32_t state) {
 
 /// A session over a simulation with one device.
 class session_of_one_device : public ::testing::Test {
+public:
+    ~session_of_one_device() override { simulator::stop(); }
+
 protected:
     explicit session_of_one_device(std::uint32_t state = 2) {
         simulator::start(one_device(state), {journal(), 1});
         session.targetEcid = Orv::ecid(0xAB);
     }
-    ~session_of_one_device() override { simulator::stop(); }
-
     std::string journal() const { return (folder.path() / "journal").string(); }
 
     vandrel::testing::temporary_folder folder;

@@ -121,7 +121,7 @@ TEST(bench, needs_a_folder_that_it_can_write) {
     const test::temporary_folder folder;
     test::write_file(folder / "file", "");
     try {
-        bench(folder / "file");
+        const bench opened(folder / "file");
         FAIL() << "opened";
     } catch (const std::runtime_error& error) {
         const std::string text = error.what();
