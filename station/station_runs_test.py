@@ -1,0 +1,87 @@
+#!/usr/bin/env python3
+"""Whole runs of the station."""
+import json
+import os
+import plistlib
+import subprocess
+import sys
+import unittest
+import zipfile
+
+from test_station import BOARD, CHIP, a_bench, completion, host_path, report
+
+
+class runs(unittest.TestCase):
+    def test_devices_are_listed(self):
+        with a_bench([[], []]) as bench:
+            result = bench.run("list", "--json", rules={}, with_folder=False)
+            self.assertEqual(result.returncode, 0, result)
+            self.assertEqual(json.loads(result.stdout), {"v": 1, "devices": [
+                {"ecid": each, "location": f"0x1410000{i}", "chip_id": CHIP, "board_id": BOARD,
+                 "serial_number": f"SERIAL{i}", "product_string": "Phone"} for i, each in enumerate(bench.ecids)]})
+
+    def test_all_restored_is_status_0(self):
+        with a_bench([[report(), completion()]] * 2) as bench:
+            result = bench.restore()
+            self.assertEqual((result.returncode, result.stderr), (0, b""))
+            self.assertIn(b"2 of 2 devices restored. Status 0.", result.stdout)
+            self.assertEqual(bench.summary()["state"], "ended")
+
+    def test_a_failed_device_is_tried_again_when_asked(self):
+        with a_bench([[completion(Error=1)]]) as bench:
+            result = bench.restore("--retries", "1", "--linger", "0.1")
+            self.assertEqual(result.returncode, 1)
+            self.assertEqual(bench.journal(), ["--restore " + bench.ecids[0]] * 2)
+            self.assertEqual([event["will_retry"] for event in bench.events() if event["event"] == "try_ended"],
+                             [True, False])
+
+    def test_an_erase_without_a_terminal_needs_yes(self):
+        with a_bench([[completion()]]) as bench:
+            bench.write("options.plist", plistlib.dumps({"AuthInstallRestoreBehavior": "Erase"}))
+            for means in (["--bundle", host_path(bench.bundle), "--erase"],
+                          ["--options", host_path(os.path.join(bench.folder, "options.plist"))]):
+                with self.subTest(means=means[0]):
+                    self.assertEqual(bench.run("restore", *means, "--all").returncode, 2)
+                    self.assertEqual(bench.journal(), [])
+                    subprocess.run(["rm", "-rf", bench.run_folder], check=True)
+
+    def test_a_bundle_that_cannot_be_used_is_refused_in_one_sentence(self):
+        with a_bench([[completion()]]) as bench:
+            with zipfile.ZipFile(os.path.join(bench.folder, "empty.ipsw"), "w") as made:
+                made.writestr("other", b"")
+            bench.write("broken.ipsw", b"PK\x03\x04 and no more")
+            for name, why in (("empty.ipsw", "it has no BuildManifest.plist"), ("broken.ipsw", "no IPSW that can be read"),
+                              ("none.ipsw", "no IPSW that can be read")):
+                with self.subTest(name=name):
+                    result = bench.run("restore", "--bundle", host_path(os.path.join(bench.folder, name)), "--all")
+                    self.assertEqual(result.returncode, 2, result)
+                    self.assertIn(why, result.stderr.decode())
+                    self.assertEqual(result.stderr.count(b"\n"), 1)
+            self.assertEqual(bench.journal(), [])
+
+    def test_a_device_that_the_bundle_is_not_for_is_left_alone(self):
+        with a_bench([[completion()]]) as bench:
+            bench.bundle = bench.make_bundle("other.ipsw", BOARD + 1)
+            self.assertEqual(bench.restore().returncode, 3)
+            self.assertEqual(bench.journal(), [])
+
+    def test_a_run_folder_that_cannot_be_made_is_status_4(self):
+        with a_bench([[completion()]]) as bench:
+            bench.write("run", b"a file")
+            self.assertEqual(bench.restore().returncode, 4)
+            self.assertEqual(bench.journal(), [])
+
+    def test_sixty_four_devices_are_restored_at_once(self):
+        reports = b"".join(report(14, i // 10) for i in range(1000))
+        with a_bench([[reports, completion()]] * 64) as bench:
+            result = bench.restore("--json", "--at-once", "64")
+            self.assertEqual(result.returncode, 0, result.stderr)
+            self.assertEqual(bench.summary()["counts"]["restored"], 64)
+            for each in bench.ecids:
+                path = os.path.join(bench.run_folder, each + "-visit1-try1", "records.plist")
+                with open(path, "rb") as file:
+                    self.assertTrue(file.read() == reports + completion(), each)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])
