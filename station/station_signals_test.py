@@ -8,10 +8,10 @@ import sys
 import time
 import unittest
 
-from test_station import a_bench, bench_state, completion, emulator, report, tool
+from test_station import a_bench, bench_state, completion, on_windows, report, tool
 
 
-@unittest.skipIf(emulator, "signals are sent by their POSIX names")
+@unittest.skipIf(on_windows, "signals are sent by their POSIX names")
 class signals(unittest.TestCase):
     def start(self, bench, *arguments):
         process = subprocess.Popen(

@@ -1,4 +1,4 @@
-"""What tests of whole runs of the station share. They are called with PAGE STATION TOOL [EMULATOR]: docs/station.md,
+"""What tests of whole runs of the station share. They are called with PAGE STATION TOOL [EMULATOR...]: docs/station.md,
 the station, and the tool that plays scripts."""
 import json
 import os
@@ -9,6 +9,7 @@ import tempfile
 import zipfile
 
 page, station, tool, *emulator = sys.argv[1:]
+on_windows = station.endswith(".exe")
 CHIP, BOARD = 0x8110, 0x0C
 RULES = {"retry_pause": 0.1, "list_after_start": 0}
 # Silence is judged soon, but not so soon that a tool on a busy machine is taken for a silent one.
@@ -16,7 +17,7 @@ SILENCE = {**RULES, "never_began": 20, "quiet": 2}
 
 
 def host_path(path):
-    return "Z:" + path.replace("/", "\\") if emulator else path
+    return "Z:" + path.replace("/", "\\") if on_windows else path
 
 
 def record(kind, value):
