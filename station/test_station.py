@@ -37,17 +37,18 @@ def internal_error(code):
 
 
 def ecid(number):
-    return f"{number:016X}"
+    """No other test process has the same: the locks of devices are the machine's."""
+    return f"{(os.getpid() << 24) + number:016X}"
 
 
 class a_bench:
-    """A folder with what the tool does, and a bundle."""
+    """A folder with what the tool does, and a bundle. Its devices have the numbers from `first`."""
 
-    def __init__(self, scripts):
+    def __init__(self, scripts, first=1):
         self.kept = tempfile.TemporaryDirectory(prefix="bench & 100% Ж ")
         self.folder = self.kept.name
         self.run_folder = os.path.join(self.folder, "run")
-        self.ecids = [ecid(i) for i in range(1, len(scripts) + 1)]
+        self.ecids = [ecid(first + i) for i in range(len(scripts))]
         self.write("list", record("DeviceList", self.ecids))
         for i, (each, steps) in enumerate(zip(self.ecids, scripts)):
             self.write(each + ".info", record("DeviceInfo", {
