@@ -108,8 +108,13 @@ private:
 
     std::shared_ptr<output_str_state> outputter;
     boost::filesystem::path scratchLocation;
-    /// Its lock is taken before the output channel's own, never after.
+
+protected:
+    /// Its lock is taken before the output channel's own, never after. Protected, so that a test
+    /// can wait for its changes.
     device_table devices;
+
+private:
     std::promise<int> completion;
 };
 

@@ -97,13 +97,14 @@ void device_notifier_state::report_restore_status(CFDictionaryRef statusDict) {
         log(fmt::format("{}: Could not convert statusDict", signature));
         return;
     }
-    const cf_handle<CFMutableDictionaryRef> record(CFDictionaryCreateMutableCopy(
+    cf_handle<CFMutableDictionaryRef> record(CFDictionaryCreateMutableCopy(
         kCFAllocatorDefault, 0, static_cast<CFDictionaryRef>(converted.get())));
     if (record && status->operation != 0) {
         const cf_handle<CFStringRef> name(AMRLocalizedCopyStringForAMROperation(status->operation));
         CFDictionarySetValue(record.get(), CFSTR("Orv_OperationName"), name.get());
     }
     outputter->print_value(CFSTR("RestoreStatus"), record.get());
+    record.reset();
 
     if (status->operation == 0 && status->progress == 100) {
         log(fmt::format("{}: Notifying restore complete", signature));

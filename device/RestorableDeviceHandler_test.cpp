@@ -43,10 +43,34 @@ cf_handle<_AMRestorableDevice*> make_device(std::uint64_t ecid = 0xAB, std::uint
     return cf_handle<_AMRestorableDevice*>(simulator::create_device(std::move(description)));
 }
 
+/// A session that lets a test wait for changes of its devices.
+class open_session : public device_notifier_state {
+public:
+    using device_notifier_state::device_notifier_state;
+    using device_notifier_state::devices;
+};
+
 /// A session of its own channel, called the way MobileDevice calls it.
 class session_test : public ::testing::Test {
 protected:
     session_test() { session.detectTimeout = 0; }
+
+    /// Whether a notification of this type wakes a thread that waits for a change.
+    bool wakes_a_waiter(notification_type type) {
+        std::promise<void> locked;
+        auto woken = std::async(std::launch::async, [this, &locked] {
+            auto table = session.devices.lock();
+            locked.set_value();
+            const auto start = std::chrono::steady_clock::now();
+            table.wait_for_change(std::chrono::seconds(20));
+            return std::chrono::steady_clock::now() - start < std::chrono::seconds(20);
+        });
+        locked.get_future().wait();
+        // The lock is free again when the thread waits; the notification takes it.
+        const auto device = make_device();
+        notify(device.get(), type);
+        return woken.get();
+    }
 
     void notify(_AMRestorableDevice* device, notification_type type) {
         device_notifier_state::deviceNotificationCallback(device, type, &session);
@@ -66,7 +90,7 @@ protected:
     }
 
     channel_capture capture;
-    device_notifier_state session{capture.channel(), std::nullopt, std::nullopt};
+    open_session session{capture.channel(), std::nullopt, std::nullopt};
 };
 
 class device_notification : public session_test {};
@@ -279,6 +303,13 @@ TEST_F(waiting_for_a_device, other_devices_and_unknown_notifications_only_wake_i
     notify(other.get(), disconnected);
     notify(device.get(), connected);
     EXPECT_EQ(found.get().get(), device.get());
+}
+
+TEST_F(waiting_for_a_device, each_notification_wakes_it_even_an_unknown_one) {
+    EXPECT_TRUE(wakes_a_waiter(connected));
+    EXPECT_TRUE(wakes_a_waiter(disconnected));
+    EXPECT_TRUE(wakes_a_waiter(notification_type{2}));
+    EXPECT_TRUE(wakes_a_waiter(notification_type{0xFFFFFFFF}));
 }
 
 TEST_F(waiting_for_a_device, a_device_that_came_and_went_before_is_not_found) {

@@ -9,7 +9,8 @@ namespace vandrel {
 
 /// The outcome of parsing a command line.
 struct parse_result {
-    /// As they were before parsing, when the command line could not be parsed.
+    /// Meaningless when the command line could not be parsed, except where its error is reported:
+    /// with the options before parsing, or the defaults when memory ran out.
     start_options options;
     /// What `--help` prints.
     boost::program_options::options_description description;

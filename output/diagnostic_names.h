@@ -1,10 +1,10 @@
 #pragma once
 
 /// The functions of the session and of the records that diagnostics and failed assertions name, in
-/// one table. A diagnostic begins with
-/// the signature of its function, as one compiler spells it; a failed assertion also gives a source
-/// and a line. They are identifiers, which readers of logs search for and compare: they stay as
-/// they are whatever compiler builds the program and wherever the code moves to.
+/// one table. A diagnostic begins with the signature of its function, as one compiler spells it; a
+/// failed assertion also gives a source and a line. They are identifiers, which readers of logs
+/// search for and compare: they stay as they are whatever compiler builds the program and wherever
+/// the code moves to.
 
 #include "foundation/assertion.h"
 

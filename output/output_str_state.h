@@ -62,12 +62,12 @@ private:
     void write(const output_entry& entry);
 
     std::optional<native_pipe> pipe_;
+    std::condition_variable wake_;
     std::mutex mutex_;
-    // All below is guarded by the mutex.
+    // Guarded by the mutex:
     std::vector<output_entry> queue_;
     bool debug_ = false;
     bool stopping_ = false;
-    std::condition_variable wake_;
     /// The writer's, kept for its memory.
     std::string line_;
 };
