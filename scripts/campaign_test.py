@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The bookkeeping of scripts/mutation, with workshops that neither build nor run anything."""
+"""The bookkeeping of scripts/mutation, with worktrees in which nothing is built or run."""
 import contextlib
 import io
 import pathlib
@@ -18,7 +18,7 @@ from mutants import mutant
 SOURCE = "0123456789"
 
 
-class workshop:
+class worktree:
     """Finds that the mutants at some positions survive, that some do not compile, and kills the others."""
 
     def __init__(self, surviving=(), refused=()):
@@ -44,67 +44,67 @@ class campaign(unittest.TestCase):
             patch.start()
             self.addCleanup(patch.stop)
 
-    def run_campaign(self, shop, count, groups, again=()):
+    def run_campaign(self, tree, count, groups, again=()):
         """Whether enough are killed, and the output."""
-        results = mutation.tally(again)
+        recorded = mutation.results(again)
         with contextlib.redirect_stdout(io.StringIO()) as output:
-            mutation.work_off(shop, mutation.selection(groups, count), results)
-            enough = results.close()
+            mutation.test_mutants(tree, mutation.selection(groups, count), recorded)
+            enough = recorded.close()
         return enough, output.getvalue()
 
     def test_tries_as_many_of_each_folder(self):
-        shop = workshop()
-        self.run_campaign(shop, 4, {"a": candidates("a/f.cpp", 5), "b": candidates("b/f.cpp", 5)})
-        self.assertEqual(shop.tried, [("a/f.cpp", 0), ("b/f.cpp", 0), ("a/f.cpp", 1), ("b/f.cpp", 1)])
+        tree = worktree()
+        self.run_campaign(tree, 4, {"a": candidates("a/f.cpp", 5), "b": candidates("b/f.cpp", 5)})
+        self.assertEqual(tree.tried, [("a/f.cpp", 0), ("b/f.cpp", 0), ("a/f.cpp", 1), ("b/f.cpp", 1)])
 
     def test_takes_more_of_others_when_a_folder_has_too_few(self):
-        shop = workshop()
-        self.run_campaign(shop, 4, {"a": candidates("a/f.cpp", 1), "b": candidates("b/f.cpp", 5)})
-        self.assertEqual(len(shop.tried), 4)
+        tree = worktree()
+        self.run_campaign(tree, 4, {"a": candidates("a/f.cpp", 1), "b": candidates("b/f.cpp", 5)})
+        self.assertEqual(len(tree.tried), 4)
 
     def test_replaces_those_that_do_not_compile(self):
-        shop = workshop(refused=[0, 1])
-        _, output = self.run_campaign(shop, 2, {"a": candidates("a/f.cpp", 5)})
-        self.assertEqual([position for _, position in shop.tried], [0, 1, 2, 3])
+        tree = worktree(refused=[0, 1])
+        _, output = self.run_campaign(tree, 2, {"a": candidates("a/f.cpp", 5)})
+        self.assertEqual([position for _, position in tree.tried], [0, 1, 2, 3])
         self.assertRegex(output, r"in all +2 +2  100.0 %")
 
     def test_lists_survivors_and_fails_if_there_are_too_many(self):
-        enough, output = self.run_campaign(workshop(surviving=[1]), 10, {"a": candidates("a/f.cpp", 10)})
+        enough, output = self.run_campaign(worktree(surviving=[1]), 10, {"a": candidates("a/f.cpp", 10)})
         self.assertFalse(enough)
         self.assertIn("survived: a/f.cpp:1: constant: 1  ->  x\n", output)
         self.assertRegex(output, r"in all +10 +9  90.0 %")
 
     def test_passes_if_all_are_killed(self):
-        self.assertTrue(self.run_campaign(workshop(), 3, {"a": candidates("a/f.cpp", 3)})[0])
+        self.assertTrue(self.run_campaign(worktree(), 3, {"a": candidates("a/f.cpp", 3)})[0])
 
     def test_continues_where_it_was_interrupted(self):
         groups = {"a": candidates("a/f.cpp", 4)}
-        self.run_campaign(workshop(surviving=[1], refused=[0]), 2, {"a": candidates("a/f.cpp", 4)})
-        with open(self.folder / "results.jsonl", "a", encoding="utf-8") as results:
-            results.write('{"identity": "half a li')
-        shop = workshop()
-        _, output = self.run_campaign(shop, 3, groups)
-        self.assertEqual(shop.tried, [("a/f.cpp", 3)])
+        self.run_campaign(worktree(surviving=[1], refused=[0]), 2, {"a": candidates("a/f.cpp", 4)})
+        with open(self.folder / "results.jsonl", "a", encoding="utf-8") as file:
+            file.write('{"identity": "half a li')
+        tree = worktree()
+        _, output = self.run_campaign(tree, 3, groups)
+        self.assertEqual(tree.tried, [("a/f.cpp", 3)])
         self.assertRegex(output, r"in all +3 +2 ")
 
     def test_tries_survivors_again(self):
-        self.run_campaign(workshop(surviving=[1]), 3, {"a": candidates("a/f.cpp", 3)})
-        shop = workshop()
-        enough, _ = self.run_campaign(shop, 3, {"a": candidates("a/f.cpp", 3)}, again=["survivors"])
-        self.assertEqual((shop.tried, enough), ([("a/f.cpp", 1)], True))
+        self.run_campaign(worktree(surviving=[1]), 3, {"a": candidates("a/f.cpp", 3)})
+        tree = worktree()
+        enough, _ = self.run_campaign(tree, 3, {"a": candidates("a/f.cpp", 3)}, again=["survivors"])
+        self.assertEqual((tree.tried, enough), ([("a/f.cpp", 1)], True))
 
     def test_tries_all_again(self):
-        self.run_campaign(workshop(), 3, {"a": candidates("a/f.cpp", 3)})
-        shop = workshop()
-        self.run_campaign(shop, 3, {"a": candidates("a/f.cpp", 3)}, again=["all"])
-        self.assertEqual(len(shop.tried), 3)
+        self.run_campaign(worktree(), 3, {"a": candidates("a/f.cpp", 3)})
+        tree = worktree()
+        self.run_campaign(tree, 3, {"a": candidates("a/f.cpp", 3)}, again=["all"])
+        self.assertEqual(len(tree.tried), 3)
 
     def test_tries_a_mutant_again_when_its_file_has_changed(self):
-        self.run_campaign(workshop(), 2, {"a": candidates("a/f.cpp", 2)})
-        shop = workshop()
+        self.run_campaign(worktree(), 2, {"a": candidates("a/f.cpp", 2)})
+        tree = worktree()
         with mock.patch.object(mutation, "source_of", lambda file: SOURCE + "!"):
-            self.run_campaign(shop, 2, {"a": candidates("a/f.cpp", 2)})
-        self.assertEqual(len(shop.tried), 2)
+            self.run_campaign(tree, 2, {"a": candidates("a/f.cpp", 2)})
+        self.assertEqual(len(tree.tried), 2)
 
 
 class order_of_mutants(unittest.TestCase):

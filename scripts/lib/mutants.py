@@ -1,6 +1,6 @@
-"""The mutants of a source: every change that scripts/mutation may make to it, found in its text.
+"""The mutants of a source: every change that scripts/mutation may make to its text.
 
-Nothing here knows C++ well. A change that does not compile is no mutant, and the compiler finds out.
+This is not a C++ parser. The compiler rejects invalid mutants.
 """
 import re
 from dataclasses import dataclass

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """Runs a mutation campaign: see scripts/mutation, which installs what this needs.
 
-A mutant is the core with one change (mutants.py). A test that fails, or that does not end, kills it. It
-survives if all tests pass. A change that does not compile is no mutant. The choice of mutants is the same
-in every run with the same sources.
+A mutant is the core with one change (mutants.py). A test that fails or times out kills it. It survives if
+all tests pass. A mutant that does not compile is not counted. The choice of mutants is the same in every
+run with the same sources.
 """
 import argparse
 import functools
@@ -29,9 +29,9 @@ ROOT = Path(__file__).resolve().parents[2]
 WORK = ROOT / "build" / "mutation"
 FOLDERS = ("debug", "device", "driver", "foundation", "output", "platform")
 # The percentage of mutants that the tests must kill.
-PROMISED = 95
+PROMISED = 97
 DECLARATIONS = ("platform/core_foundation.h", "platform/mobile_device.h")
-# Tests that repeat others, at greater length.
+# Longer versions of other tests.
 REPEATED_TESTS = r"\.(every_creation_fails_once|product)\.|records_of_many_producers|storm|same_as"
 
 @functools.cache
@@ -40,7 +40,7 @@ def source_of(file):
 
 
 def sources_of(folder):
-    """Those that the Linux build compiles, except the declarations of Apple's functions: a change there
+    """The files that the Linux build compiles, except the declarations of Apple's functions: a change there
     would change the simulator too."""
     listed = subprocess.run(["git", "ls-files", f"{folder}/*.cpp", f"{folder}/*.h"], cwd=ROOT,
                             check=True, capture_output=True, text=True).stdout.split()
@@ -71,24 +71,24 @@ def nearest_suites(file):
     return ":".join(f"{suite}.*:*/{suite}.*" for suite in sorted(suites))
 
 
-class workshop:
+class worktree:
     """A copy of the project, in which one mutant at a time is built and tested."""
 
     def __init__(self, number):
-        self.tree = WORK / str(number) / "vandrel"
-        self.build = self.tree / "build" / "linux"
+        self.folder = WORK / str(number) / "vandrel"
+        self.build = self.folder / "build" / "linux"
         self.temporary = WORK / str(number) / "tmp"
 
     def prepare(self):
         files = subprocess.run(["git", "ls-files"], cwd=ROOT, check=True, capture_output=True,
                                text=True).stdout.split("\n")
         for file in filter(None, files):
-            target = self.tree / file
+            target = self.folder / file
             target.parent.mkdir(parents=True, exist_ok=True)
             if not target.exists() or target.read_bytes() != (ROOT / file).read_bytes():
                 shutil.copy(ROOT / file, target)
-        if not (self.tree / ".deps").exists():
-            (self.tree / ".deps").symlink_to(ROOT / ".deps")
+        if not (self.folder / ".deps").exists():
+            (self.folder / ".deps").symlink_to(ROOT / ".deps")
         linker = ["-DCMAKE_%s_LINKER_FLAGS=-fuse-ld=gold" % kind for kind in ("EXE", "SHARED", "MODULE")]
         self.clear_temporary()
         self.require(["cmake", "-S", ".", "--preset", "linux", "-DCMAKE_BUILD_TYPE=",
@@ -107,13 +107,14 @@ class workshop:
             sys.exit(f"error: {' '.join(map(str, command))} failed: see {WORK / 'prepare.log'}")
 
     def succeeds(self, command, seconds, log=os.devnull, shard=None):
-        """False when it fails, or runs for longer than this. Shard 1 of 4 is one quarter of the tests."""
+        """False if it fails or runs longer than this. A shard is (index, number of shards): (1, 4) is the
+        second quarter of the tests."""
         environment = {**os.environ, "TMPDIR": str(self.temporary)}
         if shard:
             environment.update(GTEST_SHARD_INDEX=str(shard[0]), GTEST_TOTAL_SHARDS=str(shard[1]))
         with open(log, "a", encoding="utf-8") as output:
             process = subprocess.Popen(
-                command, cwd=self.tree, stdin=subprocess.DEVNULL, stdout=output, stderr=output,
+                command, cwd=self.folder, stdin=subprocess.DEVNULL, stdout=output, stderr=output,
                 start_new_session=True, env=environment,
                 preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_AS, (1 << 33, 1 << 33)))
             try:
@@ -136,23 +137,23 @@ class workshop:
 
     def passes(self, program, suites="*", shards=1):
         """Whether these suites of a program pass. Tests mostly wait, so shards run at the same time."""
-        results = []
+        passed = []
         command = [self.build / "bin" / program, "--gtest_fail_fast", "--gtest_brief=1",
                    f"--gtest_filter={suites}"]
-        run_in_threads([lambda i=i: results.append(self.succeeds(command, 360, shard=(i, shards)))
+        run_in_threads([lambda i=i: passed.append(self.succeeds(command, 360, shard=(i, shards)))
                         for i in range(shards)])
-        return all(results)
+        return all(passed)
 
     def survives(self, candidate):
-        """None: it does not compile."""
+        """None if it does not compile."""
         source = source_of(candidate.file)
-        path = self.tree / candidate.file
+        path = self.folder / candidate.file
         self.clear_temporary()
         path.write_text(candidate.change(source), encoding="utf-8")
         try:
             if not self.builds("vandrel_core"):
                 return None
-            # The nearest and quickest first; most mutants do not get beyond.
+            # The nearest and quickest tests first: they kill most mutants.
             unit_tests = candidate.file.split("/")[0] + "_tests"
             suites = nearest_suites(candidate.file)
             if not self.builds(unit_tests) or (suites and not self.passes(unit_tests, suites)):
@@ -167,14 +168,14 @@ class workshop:
 
 
 def identity(candidate):
-    """What stays the same as long as the mutant's file does."""
+    """A key that changes only if the mutant's file changes."""
     source = source_of(candidate.file)
     key = json.dumps([candidate.file, source, candidate.begin, candidate.end, candidate.replacement])
     return hashlib.sha256(key.encode()).hexdigest()
 
 
-class tally:
-    """Keeps the result of each mutant as soon as it is known, also for later runs."""
+class results:
+    """The result of each mutant. A file keeps it as soon as it is known, for later runs."""
 
     def __init__(self, again):
         self.lock = threading.Lock()
@@ -182,7 +183,7 @@ class tally:
         self.known = {}
         self.this_run = {}
         if self.path.exists() and "all" not in again:
-            # The last line can be incomplete, if the run was killed.
+            # The last line can be incomplete if the run was killed.
             for line in self.path.read_text("utf-8").splitlines(keepends=True):
                 if line.endswith("\n"):
                     entry = json.loads(line)
@@ -205,19 +206,19 @@ class tally:
             entry = {"identity": identity(candidate), "group": group, "result": result,
                      "seconds": round(seconds, 1), "mutant": description}
             self.this_run[entry["identity"]] = entry
-            with open(self.path, "a", encoding="utf-8") as results:
-                print(json.dumps(entry), file=results)
+            with open(self.path, "a", encoding="utf-8") as file:
+                print(json.dumps(entry), file=file)
             if result == "survived":
                 print(f"survived: {description}", flush=True)
 
     def close(self):
-        """Prints the table; whether enough are killed."""
+        """Prints the table. Returns whether enough mutants are killed."""
         entries = list(self.this_run.values())
         print(f"{'':12}  mutants  killed")
         totals = [0, 0]
         for group in sorted({entry["group"] for entry in entries}):
-            results = [entry["result"] for entry in entries if entry["group"] == group]
-            killed, survived = results.count("killed"), results.count("survived")
+            of_group = [entry["result"] for entry in entries if entry["group"] == group]
+            killed, survived = of_group.count("killed"), of_group.count("survived")
             totals = [totals[0] + killed + survived, totals[1] + killed]
             print(f"{group:12}  {killed + survived:7}  {killed:6}")
         print(f"{'in all':12}  {totals[0]:7}  {totals[1]:6}"
@@ -230,7 +231,7 @@ class tally:
 
 
 class selection:
-    """The mutants still to be tried: so many that compile, as evenly from each group as it has them."""
+    """The mutants still to be tested: `count` that compile, the same number from each group if it has them."""
 
     def __init__(self, groups, count):
         self.lock = threading.Lock()
@@ -255,15 +256,16 @@ class selection:
             self.taken[group] -= 1
 
 
-def work_off(shop, candidates, results):
+def test_mutants(tree, candidates, recorded):
+    """Tests the candidates in this worktree, one at a time, until none is left."""
     while taken := candidates.take():
         group, candidate = taken
-        result = results.recall(group, candidate)
+        result = recorded.recall(group, candidate)
         if result is None:
             begin = time.monotonic()
-            survives = shop.survives(candidate)
+            survives = tree.survives(candidate)
             result = {None: "refused", True: "survived", False: "killed"}[survives]
-            results.add(group, candidate, result, time.monotonic() - begin)
+            recorded.add(group, candidate, result, time.monotonic() - begin)
         if result == "refused":
             candidates.give_back(group)
 
@@ -291,13 +293,13 @@ def main():
         return 0
 
     WORK.mkdir(parents=True, exist_ok=True)
-    shops = [workshop(number) for number in range(options.jobs)]
+    trees = [worktree(number) for number in range(options.jobs)]
     print("Building and testing the core without a change ...", flush=True)
-    run_in_threads([shop.prepare for shop in shops])
+    run_in_threads([tree.prepare for tree in trees])
     print("Mutating ...", flush=True)
-    candidates, results = selection(groups, count), tally(options.again)
-    run_in_threads([lambda shop=shop: work_off(shop, candidates, results) for shop in shops])
-    return 0 if results.close() else 1
+    candidates, recorded = selection(groups, count), results(options.again)
+    run_in_threads([lambda tree=tree: test_mutants(tree, candidates, recorded) for tree in trees])
+    return 0 if recorded.close() else 1
 
 
 def run_in_threads(jobs):
