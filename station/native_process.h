@@ -44,6 +44,8 @@ public:
     virtual void async_wait(exit_handler handler) = 0;
     /// Ends the process at once. Returns before it is gone.
     virtual void terminate() = 0;
+    /// How many bytes lie in the pipe that no read has taken; 0 when that cannot be known.
+    virtual std::size_t bytes_in_pipe() = 0;
     /// Ends a pending read as the end of the stream does.
     virtual void close_stream() = 0;
     virtual long number() const = 0;

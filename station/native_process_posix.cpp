@@ -2,13 +2,16 @@
 
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/posix/stream_descriptor.hpp>
+#include <boost/asio/steady_timer.hpp>
 
 #include <array>
+#include <chrono>
 #include <csignal>
 #include <system_error>
 #include <utility>
 
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -144,7 +147,10 @@ pid_t spawn(child_plan& plan, const std::string& program) {
 class posix_process final : public native_process {
 public:
     posix_process(boost::asio::io_context& context, pid_t process, int reader, int watched)
-        : process_(process), stream_(context, reader), watched_(context, watched) {}
+        : process_(process),
+          stream_(context, reader),
+          watched_(context, watched),
+          later_(context) {}
 
     ~posix_process() override {
         if (process_ > 0) {
@@ -164,13 +170,9 @@ public:
         watched_.async_wait(
             boost::asio::posix::stream_descriptor::wait_read,
             [this, handler = std::move(handler)](const boost::system::error_code& error) {
-                if (error) {
-                    return;
+                if (!error) {
+                    take_end(handler);
                 }
-                int status = 0;
-                waitpid(process_, &status, 0);
-                process_ = -1;
-                handler(WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status));
             });
     }
 
@@ -178,6 +180,13 @@ public:
         if (process_ > 0) {
             kill(process_, SIGKILL);
         }
+    }
+
+    std::size_t bytes_in_pipe() override {
+        int count = 0;
+        return ioctl(stream_.native_handle(), FIONREAD, &count) == 0
+                   ? static_cast<std::size_t>(count)
+                   : 0;
     }
 
     void close_stream() override {
@@ -188,9 +197,26 @@ public:
     long number() const override { return process_; }
 
 private:
+    void take_end(const exit_handler& handler) {
+        int status = 0;
+        // A debugger gets the end of its process first, and may leave it lying.
+        if (waitpid(process_, &status, WNOHANG) == 0) {
+            later_.expires_after(std::chrono::milliseconds(100));
+            later_.async_wait([this, handler](const boost::system::error_code& error) {
+                if (!error) {
+                    take_end(handler);
+                }
+            });
+            return;
+        }
+        process_ = -1;
+        handler(WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status));
+    }
+
     pid_t process_;
     boost::asio::posix::stream_descriptor stream_;
     boost::asio::posix::stream_descriptor watched_;
+    boost::asio::steady_timer later_;
 };
 
 } // namespace

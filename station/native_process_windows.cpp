@@ -228,6 +228,12 @@ public:
 
     void terminate() override { TerminateProcess(process_.native_handle(), 1); }
 
+    std::size_t bytes_in_pipe() override {
+        DWORD count = 0;
+        return PeekNamedPipe(stream_.native_handle(), nullptr, 0, nullptr, &count, nullptr) ? count
+                                                                                            : 0;
+    }
+
     void close_stream() override {
         boost::system::error_code ignored;
         stream_.close(ignored);

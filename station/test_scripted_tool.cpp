@@ -1,8 +1,10 @@
 #include "launcher/launch.h"
 #include "platform/native_pipe.h"
+#include "station/test_start_again.h"
 
 #include <boost/asio/io_context.hpp>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -11,11 +13,13 @@
 #include <sstream>
 #include <string>
 #include <thread>
+#include <vector>
 
 // A tool for tests of the station: it takes vandrel's command line behind the name of a folder, and
 // does what that folder's files say. `list` is the list of devices, ECID.info the properties of
-// one, ECID.restore a script of what a restore does, one step a line. Each start of a restore is a
-// line in `journal`.
+// one, ECID.restore a script of what a restore does, one step a line. The Nth list is what the
+// script list.N does, when there is one. ECID.looked is a script for after the properties. Each
+// start of a restore is a line in `journal`, each start of a list one in `lists`.
 
 namespace vandrel {
 
@@ -28,10 +32,14 @@ struct call {
     std::string command;
     std::string ecid;
     long long pipe = -1;
+    /// Does nothing but keep the pipe open until this file is there.
+    std::string held_until;
+    std::vector<std::string> arguments;
 };
 
 call read_call(int count, const char* const* texts) {
     call result;
+    result.arguments.assign(texts, texts + count);
     const std::string folder = texts[1];
     result.folder = std::u8string(folder.begin(), folder.end());
     for (int i = 2; i < count; ++i) {
@@ -40,6 +48,8 @@ call read_call(int count, const char* const* texts) {
             result.ecid = texts[++i];
         } else if (text == "--output-pipe" && i + 1 < count) {
             result.pipe = std::atoll(texts[++i]);
+        } else if (text == "--held-until" && i + 1 < count) {
+            result.held_until = texts[++i];
         } else if (result.command.empty()) {
             result.command = text;
         }
@@ -57,15 +67,33 @@ void sleep(int milliseconds) {
     std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
 }
 
+/// Waits for a file, but not longer than its folder is there.
+void await_file(const std::filesystem::path& path) {
+    while (!std::filesystem::exists(path) && std::filesystem::exists(path.parent_path())) {
+        sleep(5);
+    }
+}
+
+std::string next_word(std::istream& script) {
+    std::string word;
+    script >> word;
+    return word;
+}
+
+/// A child that keeps the pipe open until the file is there.
+void leave_child(const call& what, const std::string& until) {
+    std::vector<std::string> arguments = what.arguments;
+    arguments.insert(arguments.end(), {"--held-until", until});
+    start_again(arguments);
+}
+
 /// The exit status, once the script ends the process.
-int play(const call& what, native_pipe& pipe) {
-    std::istringstream script(content_of(what.folder / (what.ecid + ".restore")));
+int play(const call& what, const std::string& script_name, native_pipe& pipe) {
+    std::istringstream script(content_of(what.folder / script_name));
     std::string step;
     while (script >> step) {
         if (step == "write") {
-            std::string name;
-            script >> name;
-            pipe.write(content_of(what.folder / name));
+            pipe.write(content_of(what.folder / next_word(script)));
         } else if (step == "sleep" || step == "exit") {
             int number = 0;
             script >> number;
@@ -73,6 +101,13 @@ int play(const call& what, native_pipe& pipe) {
                 return number;
             }
             sleep(number);
+        } else if (step == "await") {
+            await_file(what.folder / next_word(script));
+        } else if (step == "rename") {
+            const std::filesystem::path from = what.folder / next_word(script);
+            std::filesystem::rename(from, what.folder / next_word(script));
+        } else if (step == "leave_child") {
+            leave_child(what, next_word(script));
         } else if (step == "hang") {
             sleep(600'000);
         } else if (step == "abort") {
@@ -82,9 +117,19 @@ int play(const call& what, native_pipe& pipe) {
     return 0;
 }
 
-void note(const call& what) {
-    std::ofstream(what.folder / "journal", std::ios::app)
-        << what.command << ' ' << what.ecid << std::endl;
+void note(const call& what, const char* in) {
+    std::ofstream(what.folder / in, std::ios::app) << what.command + ' ' + what.ecid + '\n';
+}
+
+int give_list(const call& what, native_pipe& pipe) {
+    note(what, "lists");
+    const auto number = std::ranges::count(content_of(what.folder / "lists"), '\n');
+    const std::string script = "list." + std::to_string(number);
+    if (std::filesystem::exists(what.folder / script)) {
+        return play(what, script, pipe);
+    }
+    pipe.write(content_of(what.folder / "list"));
+    return 0;
 }
 
 } // namespace
@@ -94,18 +139,21 @@ int launch(int argument_count, const char* const* arguments) {
         return misused;
     }
     const call what = read_call(argument_count, arguments);
+    if (!what.held_until.empty()) {
+        await_file(what.folder / what.held_until);
+        return 0;
+    }
     boost::asio::io_context context;
     native_pipe pipe(context, what.pipe);
     if (what.command == "--list-devices") {
-        pipe.write(content_of(what.folder / "list"));
-        return 0;
+        return give_list(what, pipe);
     }
     if (what.command == "--device-info") {
         pipe.write(content_of(what.folder / (what.ecid + ".info")));
-        return 0;
+        return play(what, what.ecid + ".looked", pipe);
     }
-    note(what);
-    return play(what, pipe);
+    note(what, "journal");
+    return play(what, what.ecid + ".restore", pipe);
 }
 
 } // namespace vandrel

@@ -6,6 +6,8 @@ import plistlib
 import subprocess
 import sys
 import tempfile
+import threading
+import time
 import zipfile
 
 page, station, tool, *emulator = sys.argv[1:]
@@ -49,20 +51,14 @@ class a_bench:
         self.folder = self.kept.name
         self.run_folder = os.path.join(self.folder, "run")
         self.ecids = [ecid(first + i) for i in range(len(scripts))]
-        self.write("list", record("DeviceList", self.ecids))
+        self.show(self.ecids)
         for i, (each, steps) in enumerate(zip(self.ecids, scripts)):
             self.write(each + ".info", record("DeviceInfo", {
                 "ECID": each, "ProductID": 1, "BoardID": BOARD, "ChipID": CHIP, "ProductType": 1, "FusingInfo": 3,
                 "LocationID": 0x14100000 + i, "SerialNumber": f"SERIAL{i}", "ProductString": "Phone"}))
-            lines = []
-            for k, step in enumerate(steps):
-                if isinstance(step, bytes):
-                    name = f"{each}.{k}"
-                    self.write(name, step)
-                    step = "write " + name
-                lines.append(step)
-            self.write(each + ".restore", "\n".join(lines).encode())
+            self.script(each + ".restore", steps)
         self.bundle = self.make_bundle("some.ipsw", BOARD)
+        self.tool = [host_path(tool), host_path(self.folder)]
 
     def __enter__(self):
         return self
@@ -74,6 +70,31 @@ class a_bench:
         with open(os.path.join(self.folder, name), "wb") as file:
             file.write(content)
 
+    def script(self, name, steps):
+        """Bytes are written to the pipe; other steps are the tool's own."""
+        lines = []
+        for k, step in enumerate(steps):
+            if isinstance(step, bytes):
+                self.write(f"{name}.{k}", step)
+                step = f"write {name}.{k}"
+            lines.append(step)
+        self.write(name, "\n".join(lines).encode())
+
+    def show(self, ecids):
+        """From now on lists have these devices."""
+        self.write("list.new", record("DeviceList", ecids))
+        os.replace(os.path.join(self.folder, "list.new"), os.path.join(self.folder, "list"))
+
+    def lists(self):
+        """How many lists have begun."""
+        return len(self.lines_of("lists"))
+
+    def pass_lists(self, count):
+        """Waits until the station has taken in so many lists that have begun after this call."""
+        # Lists follow one another: when one begins, what the one before it had has been taken in.
+        wanted = self.lists() + count + 1
+        wait_until(lambda: self.lists() >= wanted)
+
     def make_bundle(self, name, board):
         path = os.path.join(self.folder, name)
         with zipfile.ZipFile(path, "w") as made:
@@ -84,7 +105,9 @@ class a_bench:
         return path
 
     def command(self, *arguments, rules=RULES, with_folder=True):
-        words = [*emulator, station, *arguments, "--tool", host_path(tool), "--tool-argument", host_path(self.folder)]
+        words = [*emulator, station, *arguments, "--tool", self.tool[0]]
+        for word in self.tool[1:]:
+            words += ["--tool-argument", word]
         if with_folder:
             words += ["--run-folder", host_path(self.run_folder), "--scratch", host_path(self.folder),
                       "--stagger", "0", "--poll", "0.2"]
@@ -112,11 +135,67 @@ class a_bench:
             return json.load(file)
 
     def journal(self):
-        path = os.path.join(self.folder, "journal")
+        return self.lines_of("journal")
+
+    def lines_of(self, name):
+        path = os.path.join(self.folder, name)
         if not os.path.exists(path):
             return []
         with open(path) as file:
             return file.read().split("\n")[:-1]
+
+
+def wait_until(is_so, seconds=60):
+    end = time.monotonic() + seconds
+    while not is_so():
+        if time.monotonic() > end:
+            raise AssertionError("it did not come about")
+        time.sleep(0.01)
+
+
+class a_run:
+    """A station that runs with --json, and its events as they come. Whatever happens, it ends with the test."""
+
+    def __init__(self, test, bench, *arguments, command=None, rules=RULES, seconds=120, **more):
+        self.events = []
+        words = command or bench.command(
+            "restore", "--bundle", host_path(bench.bundle), "--all", "--json", *arguments, rules=rules)
+        self.process = subprocess.Popen(words, stdin=more.pop("stdin", subprocess.DEVNULL), stdout=subprocess.PIPE,
+                                        **more)
+        self.limit = threading.Timer(seconds, self.process.kill)
+        self.limit.start()
+        test.addCleanup(self.end)
+
+    def end(self):
+        self.limit.cancel()
+        if self.process.poll() is None:
+            self.process.kill()
+        self.process.wait()
+        self.process.stdout.close()
+
+    def next_event(self):
+        """None at the end."""
+        line = self.process.stdout.readline()
+        if not line.endswith(b"\n"):
+            return None
+        self.events.append(json.loads(line))
+        return self.events[-1]
+
+    def wait_for(self, name, **keys):
+        """The next event of this name with these keys."""
+        while event := self.next_event():
+            if event["event"] == name and all(event.get(key) == value for key, value in keys.items()):
+                return event
+        raise AssertionError(f"{name} with {keys} never came, but {[event['event'] for event in self.events]}")
+
+    def wait(self):
+        """Reads everything that is left. The exit status."""
+        while self.next_event():
+            pass
+        return self.process.wait()
+
+    def named(self, name):
+        return [event for event in self.events if event["event"] == name]
 
 
 def bench_state(bench):
@@ -124,3 +203,21 @@ def bench_state(bench):
         return bench.summary()["state"]
     except (OSError, ValueError):
         return None
+
+
+def processes_with(*words):
+    """The numbers of the processes whose command line has these words."""
+    found = []
+    for number in filter(str.isdigit, os.listdir("/proc")):
+        try:
+            with open(f"/proc/{number}/cmdline", "rb") as file:
+                line = file.read().split(b"\0")
+        except OSError:
+            continue
+        if all(os.fsencode(word) in line for word in words):
+            found.append(int(number))
+    return found
+
+
+def tools_of(bench):
+    return processes_with(host_path(tool), host_path(bench.folder))

@@ -1,11 +1,18 @@
 #include "station/tool_process.h"
 
+#include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
 
 #include <chrono>
 #include <utility>
 
 namespace vandrel::station {
+
+namespace {
+
+constexpr std::size_t more_than_a_pipe_holds = std::size_t{1024} * 1024;
+
+} // namespace
 
 tool_process::tool_process(boost::asio::io_context& context, tool_handlers handlers)
     : context_(context), handlers_(std::move(handlers)), buffer_(64 * std::size_t{1024}) {}
@@ -27,9 +34,8 @@ std::shared_ptr<tool_process> tool_process::start(boost::asio::io_context& conte
     made->read();
     // The handlers hold the object, so that it lives until the process has ended.
     made->process_->async_wait([made](int status) {
-        if (!made->released_) {
-            made->handlers_.process_ended(status);
-        }
+        made->exit_status_ = status;
+        made->pass_on_end();
     });
     return made;
 }
@@ -63,16 +69,36 @@ void tool_process::read_later() {
 
 void tool_process::took(std::size_t count) {
     if (count == 0) {
+        stream_over_ = true;
         reader_.finish(handlers_.arrived);
         handlers_.stream_ended();
-        return;
+    } else {
+        read_since_end_ += exit_status_ ? count : 0;
+        const std::string_view bytes(buffer_.data(), count);
+        if (handlers_.bytes) {
+            handlers_.bytes(bytes);
+        }
+        reader_.take(bytes, handlers_.arrived);
+        read();
     }
-    const std::string_view bytes(buffer_.data(), count);
-    if (handlers_.bytes) {
-        handlers_.bytes(bytes);
+    if (exit_status_) {
+        pass_on_end();
     }
-    reader_.take(bytes, handlers_.arrived);
-    read();
+}
+
+/// What the process has written still lies in the pipe when it ends. Whoever reads slowly must not
+/// take that for records that never came.
+void tool_process::pass_on_end() {
+    // A read that is complete is handled before what is posted here.
+    boost::asio::post(context_, [self = shared_from_this()] {
+        // A child of the tool can write for ever; the tool's own bytes are the first.
+        const bool has_more = !self->stream_over_ &&
+                              self->read_since_end_ < more_than_a_pipe_holds &&
+                              self->process_->bytes_in_pipe() > 0;
+        if (self->exit_status_ && !self->released_ && !has_more) {
+            self->handlers_.process_ended(*std::exchange(self->exit_status_, std::nullopt));
+        }
+    });
 }
 
 } // namespace vandrel::station

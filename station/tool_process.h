@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -28,6 +29,7 @@ struct tool_handlers {
     std::function<void(std::string_view)> bytes;
     std::function<void(const record&)> arrived;
     std::function<void()> stream_ended;
+    /// After everything that the process has written.
     std::function<void(int exit_status)> process_ended;
     /// Whether reading should wait a little; may be empty.
     std::function<bool()> is_behind;
@@ -58,6 +60,7 @@ private:
     void read();
     void took(std::size_t count);
     void read_later();
+    void pass_on_end();
 
     boost::asio::io_context& context_;
     tool_handlers handlers_;
@@ -65,6 +68,10 @@ private:
     std::vector<char> buffer_;
     record_reader reader_;
     std::string command_line_;
+    /// Of a process whose end has not been passed on.
+    std::optional<int> exit_status_;
+    std::size_t read_since_end_ = 0;
+    bool stream_over_ = false;
     bool released_ = false;
 };
 
