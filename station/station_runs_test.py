@@ -8,7 +8,7 @@ import sys
 import unittest
 import zipfile
 
-from test_station import BOARD, CHIP, a_bench, completion, host_path, report
+from test_station import BOARD, CHIP, RULES, a_bench, completion, host_path, report
 
 
 class runs(unittest.TestCase):
@@ -70,6 +70,13 @@ class runs(unittest.TestCase):
             bench.write("run", b"a file")
             self.assertEqual(bench.restore().returncode, 4)
             self.assertEqual(bench.journal(), [])
+
+    def test_what_lies_in_the_pipe_of_a_tool_that_has_ended_counts(self):
+        # As much as a pipe holds, and no time in which it could come late.
+        reports = report(14, 50, More="x" * 50_000)
+        with a_bench([[reports, completion()]] * 16) as bench:
+            bench.restore("--at-once", "16", rules={**RULES, "stream_after_process": 0})
+            self.assertEqual(bench.summary()["counts"]["restored"], 16)
 
     def test_sixty_four_devices_are_restored_at_once(self):
         reports = b"".join(report(14, i // 10) for i in range(1000))
