@@ -1,7 +1,5 @@
 #pragma once
 
-#include <fmt/format.h>
-
 #include <compare>
 #include <cstdint>
 #include <string>
@@ -38,16 +36,10 @@ private:
     std::string text_;
 };
 
-} // namespace Orv
+/// In messages: the 16 digits, or 16 question marks for the value 0, which no device has. The
+/// format options are those of strings. The result refers to `ecid`.
+inline std::string_view format_as(const ecid& ecid) {
+    return ecid.value() == 0 ? std::string_view("????????????????") : ecid.text();
+}
 
-/// In messages: the 16 digits, or 16 question marks for the value 0, which no device has. Width,
-/// precision and the rest after the colon of a placeholder apply as to strings.
-template<>
-struct fmt::formatter<Orv::ecid> : fmt::formatter<std::string_view> {
-    template<class Context>
-    auto format(const Orv::ecid& ecid, Context& context) const {
-        const std::string_view text =
-            ecid.value() == 0 ? std::string_view("????????????????") : ecid.text();
-        return formatter<std::string_view>::format(text, context);
-    }
-};
+} // namespace Orv

@@ -1,5 +1,6 @@
 #include "driver/ecid.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <stdexcept>

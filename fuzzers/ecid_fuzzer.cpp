@@ -5,6 +5,8 @@
 #include "driver/ecid.h"
 #include "fuzzers/fuzzing.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cstring>
 #include <stdexcept>
