@@ -12,6 +12,7 @@
 #include "device/device_properties.h"
 #include "driver/parse_arguments.h"
 #include "driver/run_command.h"
+#include "output/output_str_state.h"
 #include "platform/forwarding/apple_libraries.h"
 #include "platform/forwarding/apple_library.h"
 

@@ -3,6 +3,7 @@
 #include "debug/status_text.h"
 #include "foundation/assertion.h"
 #include "foundation/cf_text.h"
+#include "output/output_str_state.h"
 
 #include <fmt/format.h>
 
@@ -42,7 +43,7 @@ std::optional<std::string> case_line(std::int32_t code, CFStringRef text,
                        cfstring_to_string(text));
 }
 
-// Each dump owns a share of the channel while it runs.
+// Each dump shares ownership of the channel.
 // NOLINTNEXTLINE(performance-unnecessary-value-param)
 void print_imp_AMRLocalizedCopyStringForAMROperation(std::shared_ptr<output_str_state> output) {
     if (!output) {

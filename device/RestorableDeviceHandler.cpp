@@ -1,9 +1,11 @@
 #include "device/RestorableDeviceHandler.h"
 
 #include "debug/status_text.h"
+#include "device/callback_gate.h"
 #include "foundation/cf_text.h"
 #include "foundation/monotonic_clock.h"
 #include "output/diagnostic_names.h"
+#include "output/output_str_state.h"
 
 #include <boost/filesystem/operations.hpp>
 #include <fmt/format.h>
@@ -80,7 +82,7 @@ void device_notifier_state::remove_scratch_directory() noexcept {
     boost::system::error_code error;
     auto removed = boost::filesystem::remove_all(scratchLocation, error);
     if (removed == failed && error == boost::system::errc::not_enough_memory) {
-        // A command that ended for want of memory has given its own back by now.
+        // A command that ran out of memory has freed its objects by now, so try once more.
         removed = boost::filesystem::remove_all(scratchLocation, error);
     }
     if (removed != failed) {
@@ -145,8 +147,7 @@ bool device_notifier_state::update_devices(_AMRestorableDevice* device, notifica
         table.insert_or_assign(ecid, device_handle(device, CFTypeDeleter()));
         break;
     case notification_type::disconnected:
-        // The message is inverted: it is logged when the device is present. Readers of logs
-        // know it so.
+        // The message is inverted: it is logged when the device is present. Log readers rely on it.
         if (table.contains(ecid)) {
             log(fmt::format("{}: Disconnected AMRestorableDevice, but '{}' not present", signature,
                             ecid));

@@ -1,12 +1,10 @@
 #pragma once
 
 #include "debug/device_state.h"
-#include "device/callback_gate.h"
 #include "device/device_operation.h"
 #include "device/device_table.h"
 #include "driver/ecid.h"
 #include "foundation/cf_handle.h"
-#include "output/output_str_state.h"
 #include "platform/mobile_device.h"
 
 #include <boost/filesystem/path.hpp>
@@ -19,20 +17,25 @@
 
 namespace vandrel {
 
+class callback_gate;
+class output_str_state;
+
 /// One run's session with MobileDevice: the chosen command and its settings, the table of the
 /// attached devices, and a private scratch directory, which the destructor removes.
 ///
 /// The driver creates it, fills in the settings and calls waitForCompletion on the worker thread.
-/// MobileDevice calls the two static callbacks on its own threads, with the session's address. A
-/// callback that comes after the session is gone does nothing.
+/// MobileDevice calls the two static callbacks with the session's address, on its own threads or on
+/// the thread that calls one of its functions. A callback after the session's destruction does
+/// nothing.
 ///
-/// Operations and fields have the names that logs and MobileDevice use, so private fields do not
-/// end in an underscore.
+/// Many members have the names that logs and MobileDevice use, so private fields do not end in an
+/// underscore.
 class device_notifier_state {
 public:
     /// `amrLogFile`: the file in which MobileDevice logs restores, if any. `scratchOverride`: the
     /// scratch directory; if absent or empty, a new name under the system's temporary directory.
-    /// Creates nothing on disk. Throws std::invalid_argument when `outputter` is null.
+    /// Creates no directory; MobileDevice may create its log file. Throws std::invalid_argument if
+    /// `outputter` is null.
     device_notifier_state(std::shared_ptr<output_str_state> outputter,
                           const std::optional<boost::filesystem::path>& amrLogFile,
                           const std::optional<boost::filesystem::path>& scratchOverride);
@@ -64,8 +67,8 @@ public:
     /// registration then stays in place.
     std::int32_t waitForCompletion();
 
-    /// The device with this ECID from the table. Waits up to detectTimeout for it; null when it did
-    /// not come.
+    /// The device with this ECID from the table. Waits up to detectTimeout for it; null if it
+    /// has not connected by then.
     device_handle waitForDevice(const Orv::ecid& ecid);
 
     /// Carries out exit_recovery or no_exit_recovery on `recoveryDevice`, which is borrowed, and
@@ -79,8 +82,8 @@ public:
     /// cf_error_handle when there are no options.
     void restoreDevice(_AMRestorableDevice* device);
 
-    // --- callbacks; `context` is the session's address. MobileDevice is handed noexcept functions
-    // that call these, so no exception unwinds through its frames: it ends the process.
+    // --- callbacks; `context` is the session's address. MobileDevice calls noexcept wrappers of
+    // these. An exception in a callback ends the process.
 
     /// Updates the table. Throws std::invalid_argument when `context` is null.
     static void deviceNotificationCallback(_AMRestorableDevice* device, notification_type type,
@@ -97,11 +100,12 @@ private:
     static callback_gate& gate();
 
     void remove_scratch_directory() noexcept;
-    /// True when the notification reached the table, so that waiters have to be woken.
+    /// False if the notification was ignored. Else true, also for an unknown type; waiters are then
+    /// to be woken.
     bool update_devices(_AMRestorableDevice* device, notification_type type);
     void operate_on_device();
-    /// The Recovery-mode side of `device`. Throws cf_error_handle when the device is in another
-    /// state or has no such side.
+    /// The Recovery-mode device of `device`. Throws cf_error_handle if `device` is in another state
+    /// or has no Recovery-mode device.
     cf_handle<_AMRecoveryModeDevice*> copy_recovery_device(_AMRestorableDevice* device) const;
     void list_devices();
     void report_restore_status(CFDictionaryRef statusDict);

@@ -3,6 +3,7 @@
 #include "driver/tool_error.h"
 #include "foundation/monotonic_clock.h"
 #include "output/diagnostic_names.h"
+#include "output/output_str_state.h"
 
 #include <fmt/format.h>
 
@@ -67,14 +68,14 @@ void device_notifier_state::operate_on_device() {
         operateOnRecoveryDevice(copy_recovery_device(device.get()).get());
         return;
     case device_operation::list_devices:
-        // Needs no device, so it does not come here.
+        // Needs no device, and is handled before.
         break;
     }
     throw make_tool_error(tool_error::invalid_argument, "Internal error, missing operation");
 }
 
 void device_notifier_state::list_devices() {
-    // Takes the whole time, however many devices are there: nothing announces the last one.
+    // Always takes the whole time: MobileDevice does not report which device is the last.
     const deadline end(detectTimeout);
     for (auto remaining = end.remaining(); remaining > std::chrono::nanoseconds::zero();
          remaining = end.remaining()) {

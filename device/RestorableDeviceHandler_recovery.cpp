@@ -2,6 +2,7 @@
 #include "device/RestorableDeviceHandler.h"
 #include "driver/tool_error.h"
 #include "output/diagnostic_names.h"
+#include "output/output_str_state.h"
 
 #include <fmt/format.h>
 
@@ -11,7 +12,7 @@ namespace vandrel {
 
 namespace {
 
-/// `what` is the command's name in messages.
+/// `what` is the call's name in messages.
 void check(std::int32_t result, std::string_view what) {
     if (result != 0) {
         throw make_tool_error(tool_error::recovery_command_failed,

@@ -1,11 +1,13 @@
 #include "debug/status_text.h"
 #include "device/RestorableDeviceHandler.h"
+#include "device/callback_gate.h"
 #include "device/restore_options.h"
 #include "device/restore_status.h"
 #include "driver/tool_error.h"
 #include "foundation/monotonic_clock.h"
 #include "foundation/plist_values.h"
 #include "output/diagnostic_names.h"
+#include "output/output_str_state.h"
 
 #include <fmt/format.h>
 
@@ -18,7 +20,7 @@ namespace vandrel {
 
 namespace {
 
-/// The operation whose first report means that the restore operating system is on its way.
+/// The operation whose first report means that the restore operating system starts.
 constexpr std::int32_t booting = 9;
 
 /// Waits for `timeout` nanoseconds at most.

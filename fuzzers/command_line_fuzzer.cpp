@@ -9,6 +9,7 @@
 #include "driver/parse_arguments.h"
 #include "foundation/cf_text.h"
 #include "fuzzers/fuzzing.h"
+#include "output/output_str_state.h"
 #include "simulator/core_foundation/accounting.h"
 #include "simulator/mobile_device/simulation.h"
 

@@ -8,6 +8,7 @@
 #include "fuzzers/fuzzing.h"
 #include "fuzzers/object_graph.h"
 #include "fuzzers/xml_outcome.h"
+#include "output/output_str_state.h"
 #include "simulator/core_foundation/dictionary.h"
 #include "simulator/core_foundation/number.h"
 #include "simulator/core_foundation/string.h"

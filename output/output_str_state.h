@@ -11,6 +11,10 @@
 #include <string>
 #include <vector>
 
+namespace boost::asio {
+class io_context;
+}
+
 namespace vandrel {
 
 /// One queued line: a record's whole document, or one diagnostic message.
@@ -32,8 +36,8 @@ class output_str_state {
 public:
     explicit output_str_state(std::optional<native_pipe> pipe);
 
-    /// Whether the writer writes the diagnostics that it meets from now on, those already queued
-    /// among them, or drops them. Off at first.
+    /// Whether the writer writes diagnostics or drops them. Applies to all diagnostics not yet
+    /// written, including those queued. Off at first.
     void set_debug(bool debug);
 
     /// Queues a diagnostic. Like all the others, waits while the writer is writing.
@@ -42,7 +46,7 @@ public:
     /// Queues a record's document.
     void push_output(std::string text);
 
-    /// Lets the writer end after it has written what is queued. Final.
+    /// Ends the writer after it has written the queue. Cannot be undone.
     void shutdown();
 
     /// The body of the writer thread: returns after shutdown. Throws boost::system::system_error
@@ -68,7 +72,7 @@ private:
     std::vector<output_entry> queue_;
     bool debug_ = false;
     bool stopping_ = false;
-    /// The writer's, kept for its memory.
+    /// Buffer of the writer, reused to avoid allocations.
     std::string line_;
 };
 

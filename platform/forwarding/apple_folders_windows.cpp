@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <string>
 
 #include <shlobj.h>
 #include <windows.h>
@@ -30,7 +31,7 @@ std::optional<std::wstring> registry_text(const wchar_t* key, const wchar_t* val
 }
 
 void add(std::vector<path>& folders, const path& folder) {
-    // A relative path would lead to wherever the program was started.
+    // A relative path would depend on the current folder.
     if (folder.is_absolute() && std::ranges::find(folders, folder) == folders.end()) {
         folders.push_back(folder);
     }

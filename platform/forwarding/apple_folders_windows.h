@@ -5,7 +5,6 @@
 #include <boost/filesystem/path.hpp>
 
 #include <cstdint>
-#include <string>
 #include <vector>
 
 namespace vandrel {
@@ -18,8 +17,8 @@ struct apple_folders {
     std::vector<boost::filesystem::path> mobile_device_support;
 };
 
-/// Those that the installers have recorded in the registry, those under Common Files that they use
-/// by custom, and those of the Store's packages.
+/// Those that the installers have recorded in the registry, their default folders under Common
+/// Files, and those of the Store's packages.
 apple_folders find_apple_folders();
 
 /// Windows' functions for packages of the Store, as far as they are used here.
