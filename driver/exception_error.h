@@ -9,7 +9,7 @@ namespace vandrel {
 
 class output_str_state;
 
-/// What a run is at when an exception is caught.
+/// The phase in which an exception is caught.
 enum class stage { parsing, running };
 
 /// What a standard exception is reported as.
@@ -18,9 +18,10 @@ struct failure {
     std::string reason;
 };
 
-/// The exceptions of Boost.Program_options have codes of their own; a std::length_error is a bad
-/// command while the command line is parsed; every other exception is an unknown error. The reason
-/// is the exception's text, but for an option that is given twice. Throws std::bad_alloc.
+/// Three exceptions of Boost.Program_options have codes of their own: an unknown option, an option
+/// given twice, and an invalid value. A std::length_error is a bad command while the command line
+/// is parsed. Every other exception is an unknown error. The reason is the exception's text, except
+/// for an option given twice. Throws std::bad_alloc.
 failure failure_of(const std::exception& exception, stage caught_in);
 
 /// The tool error for an exception that ends a command; make_out_of_memory_error when there is no
@@ -28,7 +29,7 @@ failure failure_of(const std::exception& exception, stage caught_in);
 cf_error_handle error_of(const std::exception& exception) noexcept;
 
 /// Queues the record of `error`, which may be null, and returns the exit status. Without memory for
-/// the error (null) or for its record, only the status is left.
+/// the error (null) or for its record, only the exit status reports the failure.
 int report_error(CFErrorRef error, output_str_state& outputter) noexcept;
 
 } // namespace vandrel

@@ -19,7 +19,7 @@ namespace po = boost::program_options;
 
 using shared_options = std::shared_ptr<start_options>;
 
-/// A switch that stores straight into its field. The table's values keep the options alive.
+/// A switch that stores directly into its field. The table's values keep the options alive.
 auto into(const shared_options& options, bool start_options::*field) {
     return po::bool_switch(&((*options).*field));
 }
@@ -72,7 +72,7 @@ po::options_description option_table(const shared_options& options) {
            "Attempt to put a recovery mode device into restore mode");
     option("output-pipe", into(options, &start_options::output_pipe),
            "Send formatted output to a specific pipe");
-    // The library loses a name, and says nothing, when there is no memory for it.
+    // The library loses a name, without an error, if there is no memory for it.
     const auto has_no_name = [](const auto& described) { return described->long_name().empty(); };
     if (std::ranges::any_of(table.options(), has_no_name)) {
         throw std::bad_alloc();

@@ -8,14 +8,15 @@
 
 namespace vandrel {
 
-/// The table of the options, which `--help` prints in this order. Parsing stores into `options`, of
-/// which the table keeps a share, so that it refers to nothing that is gone.
+/// The table of the options, which `--help` prints in this order. Parsing stores into `options`.
+/// The table shares ownership of `options`.
 boost::program_options::options_description
 option_table(const std::shared_ptr<start_options>& options);
 
 /// Parses the arguments after the program's name, and stores them where `table` stores its options.
-/// Throws the exceptions of Boost.Program_options, whose texts have marks behind percent signs, and
-/// std::length_error when there is not even a program's name. Nothing is stored then.
+/// Throws the exceptions of Boost.Program_options, whose texts have marks after percent signs, and
+/// std::length_error if there is not even a program's name; nothing is stored then. Throws
+/// std::bad_alloc, after which some values may be stored.
 void parse_options(const boost::program_options::options_description& table, int argument_count,
                    const char* const* arguments);
 

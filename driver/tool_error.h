@@ -30,14 +30,14 @@ enum class tool_error : std::int32_t {
 /// error.
 cf_error_handle make_tool_error(tool_error code, const std::string& detail);
 
-/// The unknown_error for a failure whose own error could not be made for want of memory, with the
-/// reason "std::bad_alloc". Null when there is no memory for this one either.
+/// The unknown_error for a failure whose own error could not be made because memory ran out, with
+/// the reason "std::bad_alloc". Null if there is no memory for this one either.
 cf_error_handle make_out_of_memory_error() noexcept;
 
 /// The exit status for an error: 0 for null. Else the low 32 bits of its code, which are the status
 /// when they are 0 to 8 as an unsigned number; every other code, negative ones among them, gives 1.
-/// The domain plays no part: an error of the platform with a small code ends the process with that
-/// code.
+/// The domain is not considered: an error of Apple's platform with a small code ends the process
+/// with that code.
 int tool_exit_code(CFErrorRef error);
 
 } // namespace vandrel
