@@ -6,22 +6,22 @@
 
 namespace vandrel {
 
-/// Decides whether a callback may still use the object whose bare address it was given.
-/// MobileDevice may call after the object is gone: a registration stays in place after an error,
-/// and a restore that has timed out goes on reporting.
+/// Protects objects from callbacks that arrive after their destruction. MobileDevice keeps an
+/// object's address and may use it later: a registration stays in place after an error, and a
+/// restore that has timed out goes on reporting.
 ///
-/// An object opens the gate for its address when it is ready for callbacks, and closes it before
-/// any of its members is destroyed. A callback enters first, and uses the object only when it was
-/// let in; close waits until it has left. Thread-safe.
+/// An object calls open with its address when it is ready for callbacks, and close before any of
+/// its members is destroyed. A callback calls enter first, and uses the object only if the visit is
+/// true. close waits until no callback is running. Thread-safe.
 class callback_gate {
 public:
-    /// The time that a callback is inside, which ends with this object.
+    /// Marks a callback as running until it is destroyed.
     class visit {
     public:
         visit(const visit&) = delete;
         visit& operator=(const visit&) = delete;
         ~visit();
-        /// False when the object is gone, or never was.
+        /// False if the object is closed or unknown.
         explicit operator bool() const { return gate_ != nullptr; }
 
     private:
@@ -33,8 +33,8 @@ public:
 
     void open(const void* object);
 
-    /// Lets no callback in from now on, and returns when none is inside. Not to be called from
-    /// inside.
+    /// Every later visit of `object` is false. Returns when no callback is running. A callback must
+    /// not call it.
     void close(const void* object);
 
     [[nodiscard]] visit enter(const void* object);

@@ -13,8 +13,8 @@
 
 namespace vandrel {
 
-/// A share in a restorable device, which lives as long as the last share. Made with CFTypeDeleter,
-/// so all shares together hold one CoreFoundation reference.
+/// Shared ownership of a restorable device. Made with CFTypeDeleter, so all copies of a handle hold
+/// one CoreFoundation reference together.
 using device_handle = std::shared_ptr<_AMRestorableDevice>;
 
 /// 64-bit FNV-1a over the value's bytes, the least significant first.
@@ -45,10 +45,10 @@ public:
         std::vector<Orv::ecid> ecids() const;
 
         bool in_teardown() const { return table_.inTeardown; }
-        /// Final: nothing takes the flag back.
+        /// Cannot be undone.
         void begin_teardown() { table_.inTeardown = true; }
 
-        /// Releases the lock until notify_all is called, or `timeout` has passed, or for no reason.
+        /// Releases the lock until notify_all is called, or `timeout` has passed, or spuriously.
         void wait_for_change(std::chrono::nanoseconds timeout) {
             table_.devicesChanged.wait_for(lock_, timeout);
         }
@@ -60,8 +60,9 @@ public:
         std::unique_lock<std::mutex> lock_;
     };
 
-    /// Holds the lock for the life of the result. What is called meanwhile takes no lock but the
-    /// output channel's.
+    /// Holds the lock for the life of the result. Code that runs under it queues output and calls
+    /// functions of Apple's platform that read, retain and release objects. It calls nothing that
+    /// waits for a callback.
     [[nodiscard]] access lock() { return access(*this); }
 
     /// Wakes every waiter. Called without the lock, so that a waiter can go on at once.

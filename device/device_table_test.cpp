@@ -25,7 +25,7 @@ device_handle make_device() {
 }
 
 TEST(ecid_hash, the_hash_is_fnv_1a_over_the_bytes_from_the_least_significant) {
-    // Worked out from the published algorithm by a program of another language.
+    // Computed by a Python program from the published algorithm.
     EXPECT_EQ(ecid_hash()(Orv::ecid(std::uint64_t{0})), 0xA8C7F832281A39C5U);
     EXPECT_EQ(ecid_hash()(Orv::ecid(std::uint64_t{0x0001A2B3C4D5E6F7})), 0x7B8C4F5017903045U);
 }

@@ -83,8 +83,7 @@ cf_handle<CFDictionaryRef> read_restore_plist(const boost::filesystem::path& pat
     try {
         return read_dictionary(path);
     } catch (const std::exception& exception) {
-        // The same opening words for every failure, a file that is no property list included:
-        // whoever searches for them finds all.
+        // All failures begin with the same words, so one search finds them.
         throw make_tool_error(tool_error::read_error, fmt::format("Cannot open file '{}' - {}",
                                                                   path.string(), exception.what()));
     }

@@ -10,7 +10,7 @@
 namespace vandrel {
 
 /// For a restore of the IPSW bundle at `bundle`: MobileDevice's default options with the bundle's
-/// path, a path under `scratch` for its personalised copy, another one with each call, and the
+/// path, a path under `scratch` for its personalised copy, a different one for each call, and the
 /// behaviour for an erasing or an updating restore. Throws std::runtime_error when MobileDevice has
 /// no defaults or a path cannot be converted.
 cf_handle<CFMutableDictionaryRef> make_restore_options(const boost::filesystem::path& bundle,
@@ -18,8 +18,8 @@ cf_handle<CFMutableDictionaryRef> make_restore_options(const boost::filesystem::
                                                        const boost::filesystem::path& scratch);
 
 /// The dictionary at the top of the property-list file at `path`, in any format that
-/// CoreFoundation reads, as it stands there; at most 1 GiB. Throws cf_error_handle, an error of the
-/// code read_error, for whatever is wrong with the file.
+/// CoreFoundation reads, unchanged; at most 1 GiB. Throws cf_error_handle, an error of the code
+/// read_error, for every failure.
 cf_handle<CFDictionaryRef> read_restore_plist(const boost::filesystem::path& path);
 
 } // namespace vandrel
