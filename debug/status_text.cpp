@@ -22,8 +22,8 @@ struct status_text {
     const char* text;
 };
 
-// In ascending order of their codes. The blank at the end of 2102 and the "%d" of 208 belong to
-// the texts; several operations share a name.
+// In ascending order of their codes. The trailing space of 2102 and the "%d" of 208 belong to the
+// texts. Several operations share a name.
 
 constexpr auto error_texts = std::to_array<status_text>({
     {1, "Bad argument"},

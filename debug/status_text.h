@@ -36,8 +36,8 @@ std::string amr_error_text(std::int32_t code);
 /// The name of an AMR operation code in UTF-8; "Unknown operation N" for a code without one.
 std::string amr_operation_text(std::int32_t code);
 
-// In messages, states, kinds, errors and operations are texts: width, precision and the rest after
-// the colon of a placeholder apply as to strings.
+// In messages, states, kinds, errors and operations are texts. The format options are those of
+// strings.
 
 /// "Recovery", or "<invalid device state N>".
 std::string format_as(device_state state);

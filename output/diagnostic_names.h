@@ -1,10 +1,10 @@
 #pragma once
 
-/// The functions of the session and of the records that diagnostics and failed assertions name, in
-/// one table. A diagnostic begins with the signature of its function, as one compiler spells it; a
-/// failed assertion also gives a source and a line. They are identifiers, which readers of logs
-/// search for and compare: they stay as they are whatever compiler builds the program and wherever
-/// the code moves to.
+/// Signatures that diagnostics and assertions contain. A diagnostic of the session or of the
+/// records begins with a signature; the lines of `--help` and `--debug-dump` do not. What
+/// MobileDevice's callbacks call uses the callback's signature. A failed assertion also contains a
+/// source and a line. All of these are fixed identifiers, which readers of logs search for and
+/// compare: they do not follow the compiler or the code.
 
 #include "foundation/assertion.h"
 
@@ -14,13 +14,13 @@ namespace vandrel {
 
 struct diagnostic_name {
     std::string_view signature;
-    /// The line of the function's assertion in `session_source`; 0 when it has none.
+    /// A fixed number that the function's assertion prints as its line; 0 if it has no assertion.
     int assertion_line = 0;
 };
 
 namespace diagnostic_names {
 
-/// The source of the session's assertions.
+/// A fixed text that the session's assertions print as their source.
 inline constexpr std::string_view session_source = "device/RestorableDeviceHandler.cpp";
 
 inline constexpr diagnostic_name session_constructor{

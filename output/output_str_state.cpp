@@ -54,7 +54,7 @@ void output_str_state::write(const output_entry& entry) {
     if (!entry.is_debug && pipe_) {
         pipe_->write(entry.text);
     } else if (!entry.is_debug || debug_) {
-        // One call with the line feed, for the error stream has no buffer.
+        // One call with the line feed, because standard error is not buffered.
         line_.assign(entry.text).push_back('\n');
         std::fwrite(line_.data(), 1, line_.size(), entry.is_debug ? stderr : stdout);
     }
