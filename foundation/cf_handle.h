@@ -9,7 +9,7 @@
 
 namespace vandrel {
 
-/// Releases a CoreFoundation object; null is left alone.
+/// Releases a CoreFoundation object; null is ignored.
 struct CFTypeDeleter {
     void operator()(CFTypeRef object) const noexcept {
         if (object != nullptr) {
@@ -23,7 +23,7 @@ struct CFTypeDeleter {
 template<class Ref>
 using cf_handle = std::unique_ptr<std::remove_pointer_t<Ref>, CFTypeDeleter>;
 
-/// How every failure of the tool travels: thrown where it is found, caught by the driver.
+/// Owns an error. The rules of the options and the commands throw their errors as this type.
 using cf_error_handle = cf_handle<CFErrorRef>;
 
 } // namespace vandrel

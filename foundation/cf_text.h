@@ -1,6 +1,6 @@
 #pragma once
 
-/// Text across the border between CoreFoundation and the standard library. All of it is UTF-8.
+/// Conversion between strings of CoreFoundation and of the standard library. The latter are UTF-8.
 
 #include "foundation/cf_handle.h"
 
@@ -12,7 +12,7 @@ namespace vandrel {
 /// The text up to its first zero byte; empty for a null string and when it cannot be converted.
 std::string cfstring_to_string(CFStringRef string);
 
-/// The same, telling a failed conversion (or a null string) from an empty text.
+/// The same, but nullopt if the string is null or cannot be converted.
 std::optional<std::string> copy_utf8(CFStringRef string);
 
 /// A new string; null when `text` is not valid UTF-8. A zero byte ends the text.

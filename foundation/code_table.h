@@ -8,8 +8,8 @@
 
 namespace vandrel {
 
-/// Whether the entries of `table` stand in ascending order of their `code`, each code once:
-/// what find_code relies on. For a static_assert beside the table.
+/// Whether the entries of `table` are in ascending order of their `code`, each code once.
+/// find_code relies on it. For a static_assert beside the table.
 template<class Table>
 consteval bool is_ordered_by_code(const Table& table) {
     return std::ranges::adjacent_find(table, std::ranges::greater_equal(),

@@ -15,11 +15,12 @@ namespace Orv {
 
 /// A file on disk, opened to be read whole.
 ///
-/// A function that is given an error code stores failures there, and its result is then of no use.
-/// Without an error code it throws boost::system::system_error, whose text names the step, the file
-/// and the reason. Failures of the system have the category win32_error_category on both hosts,
-/// failures of the reader itself file_error_category. If Boost.Asio cannot take over an open file,
-/// that is thrown in any case, with the operation "assign". One thread at a time.
+/// A function that is given an error code stores failures there, and its result is then
+/// meaningless. Without an error code it throws boost::system::system_error, whose text contains
+/// the step, the file and the reason. Failures of the system have the category win32_error_category
+/// on both hosts, failures of the reader itself file_error_category. Boost.Asio's own failures have
+/// its category, and their text has no file: a failed read is "read: REASON"; a file that
+/// Boost.Asio cannot take over is always thrown, with the operation "assign". One thread at a time.
 class file {
 public:
     /// Opens an existing file for reading. Throws boost::system::system_error.
@@ -61,7 +62,7 @@ public:
     const char* name() const noexcept override;
     using boost::system::error_category::message;
     std::string message(int code) const override;
-    /// A file that is too large counts as too little memory.
+    /// A file that is too large maps to not_enough_memory.
     boost::system::error_condition default_error_condition(int code) const noexcept override;
 
 private:

@@ -19,7 +19,7 @@ std::int64_t split_at_seconds(std::int64_t count, std::int64_t frequency) {
 } // namespace
 
 std::int64_t ticks_to_nanoseconds(std::int64_t count, std::int64_t frequency) {
-    // The two usual frequencies are constants to the compiler, which spares their divisions.
+    // The two usual frequencies are constants here, so the divisions are optimised.
     switch (frequency) {
     case 10'000'000:
         return count * 100;

@@ -7,13 +7,13 @@
 
 namespace vandrel {
 
-/// A count of `frequency` ticks a second, in nanoseconds, without overflow on the way.
+/// A count of `frequency` ticks a second, in nanoseconds. Intermediate results do not overflow.
 std::int64_t ticks_to_nanoseconds(std::int64_t count, std::int64_t frequency);
 
 /// The present time.
 std::int64_t monotonic_now();
 
-/// A moment on the monotonic clock at which a wait gives up:
+/// A moment on the monotonic clock at which a wait ends:
 ///
 ///     const deadline end(timeout);
 ///     while (!done()) {

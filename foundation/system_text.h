@@ -10,8 +10,8 @@ namespace vandrel {
 /// the system has none; native_last_error then has the reason.
 std::string system_text(std::int32_t code);
 
-/// `text` in UTF-8, without its broken surrogates: a low one that stands alone is dropped, and a
-/// high one without a low one after it together with the unit that does follow.
+/// `text` in UTF-8. Unpaired surrogates are dropped. An unpaired high surrogate is dropped together
+/// with the next unit.
 std::string readable_utf8(std::u16string_view text);
 
 /// `text` without the characters at its end that the global locale classes as white space.

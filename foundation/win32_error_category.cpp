@@ -18,8 +18,8 @@ struct portable_condition {
     std::errc condition;
 };
 
-/// What Windows and Winsock codes mean portably. An interrupted call (10004) counts as one to be
-/// made again, not as `interrupted`: those who handle these conditions rely on that.
+/// What Windows and Winsock codes mean portably. An interrupted call (10004) maps to
+/// resource_unavailable_try_again, not to `interrupted`: handlers of these conditions rely on it.
 constexpr auto conditions = std::to_array<portable_condition>({
     {1, std::errc::function_not_supported},
     {2, std::errc::no_such_file_or_directory},

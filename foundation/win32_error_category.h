@@ -25,13 +25,13 @@ private:
     win32_error_category() = default;
 };
 
-/// The message of a code that the system has no text for: `error` is the last-error number that the
-/// search for a text has left, and stands in the message together with its own text, if any.
+/// The message of a code that the system has no text for. `error` is the last-error number that the
+/// search for a text has left. It is shown with its text, if any.
 std::string message_without_text(std::int32_t code, std::uint32_t error);
 
 /// The calling thread's last-error number. To be taken right after the call that failed, before any
 /// other call can change it. The result wraps a std::error_code of win32_error_category, whose
-/// value is that number; the value of the wrapper itself is another.
+/// value is that number; value() of the wrapper differs.
 boost::system::error_code last_win32_error();
 
 } // namespace vandrel
