@@ -1,6 +1,7 @@
 #pragma once
 
-/// What the program uses of Apple's CoreFoundation, under its own names.
+/// The functions and constants of Apple's CoreFoundation that vandrel uses, under their own names.
+/// The simulator and the tests use some that the product does not; forwarded.inc lists them.
 ///
 /// Our own declarations, after CoreFoundation's public documentation. Whoever includes this links
 /// exactly one supplier of the functions: `platform/forwarding` (Apple's libraries) or `simulator`.
@@ -47,7 +48,7 @@ struct CFRange {
 
 /// Null: the default allocator.
 extern const CFAllocatorRef kCFAllocatorDefault;
-/// Neither allocates nor frees. As a deallocator: the bytes stay the caller's.
+/// Neither allocates nor frees. As a deallocator: the caller keeps ownership of the bytes.
 extern const CFAllocatorRef kCFAllocatorNull;
 
 /// `object` is not null. Returns it.
@@ -77,10 +78,11 @@ CFStringRef CFStringCreateWithBytes(CFAllocatorRef allocator, const std::uint8_t
                                     Boolean is_external_representation);
 /// In UTF-16 code units.
 CFIndex CFStringGetLength(CFStringRef string);
-/// The most bytes that `length` UTF-16 code units can take, without a terminating zero.
+/// The most bytes that `length` UTF-16 code units can take, without a terminating zero; -1 if the
+/// number does not fit.
 CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encoding);
-/// Where `string_to_find` first stands in `string`, in UTF-16 code units; kCFNotFound and 0 when it
-/// does not, or is empty. Without options, characters have to be the very same.
+/// The first position of `string_to_find` in `string`, in UTF-16 code units; kCFNotFound and 0 if
+/// there is none, or it is empty. Without options, characters must be identical.
 CFRange CFStringFind(CFStringRef string, CFStringRef string_to_find, CFStringCompareFlags options);
 /// Fills `buffer` with the text and a zero byte; false when `size` bytes do not hold them.
 Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex size,
@@ -99,7 +101,8 @@ inline constexpr CFNumberType kCFNumberCFIndexType = 14;
 
 CFTypeID CFNumberGetTypeID();
 CFNumberRef CFNumberCreate(CFAllocatorRef allocator, CFNumberType type, const void* value);
-/// Writes the number into `*value`, of `type`; false when it does not fit there without loss.
+/// Writes the number into `*value`, of `type`; false if it does not fit there without loss. An
+/// unsigned number with the same bits fits: 65535 as 16 bits gives true and -1.
 Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value);
 
 extern const CFBooleanRef kCFBooleanTrue;
@@ -127,9 +130,9 @@ CFIndex CFDataGetLength(CFDataRef data);
 
 // --- containers
 
-/// How a container keeps its elements. Only the two standard sets of callbacks are used, which
-/// retain, release, compare and hash elements as CoreFoundation objects; so their insides are
-/// nobody's business here.
+/// How a container keeps its elements. Only the four standard sets of callbacks are used, which
+/// retain, release, compare and hash elements as CoreFoundation objects. Their members are not used
+/// here.
 struct CFArrayCallBacks {
     CFIndex version;
     const void* functions[4];
@@ -229,8 +232,8 @@ CFPropertyListRef CFPropertyListCreateWithData(CFAllocatorRef allocator, CFDataR
 
 } // extern "C"
 
-/// The constant string of a literal. `place` keeps it, for looking it up takes long; whoever looks
-/// it up at the same time finds the same one.
+/// The constant string of a literal. `place` keeps it, because the lookup is slow. Concurrent
+/// lookups return the same string.
 inline CFStringRef constant_string(std::atomic<CFStringRef>& place, const char* literal) {
     CFStringRef constant = place.load(std::memory_order_acquire);
     if (constant == nullptr) {
@@ -240,7 +243,7 @@ inline CFStringRef constant_string(std::atomic<CFStringRef>& place, const char* 
     return constant;
 }
 
-/// The constant string of a literal; looked up once in each place where it stands.
+/// The constant string of a literal; looked up once in each place where it is used.
 #define CFSTR(literal)                                                                             \
     ([]() -> CFStringRef {                                                                         \
         static std::atomic<CFStringRef> cfstr_place;                                               \

@@ -1,9 +1,10 @@
 #pragma once
 
-/// What the program uses of Apple's MobileDevice, under its own names.
+/// The functions of Apple's MobileDevice that vandrel uses, under their own names.
 ///
-/// Our own declarations; see core_foundation.h for who supplies the functions. Callbacks arrive on
-/// threads of MobileDevice, at any time between registration and the end of the process.
+/// Our own declarations; see core_foundation.h for who supplies the functions. Callbacks arrive at
+/// any time between registration and the end of the process, on threads of MobileDevice or on the
+/// thread that calls one of its functions.
 
 #include "platform/core_foundation.h"
 
@@ -11,9 +12,9 @@
 
 extern "C" {
 
-/// A device in DFU, Recovery mode or a running restore operating system: a CoreFoundation object.
+/// A device in any state that AMRestorableDeviceGetState returns: a CoreFoundation object.
 struct _AMRestorableDevice;
-/// The Recovery-mode side of a restorable device: a CoreFoundation object.
+/// The Recovery-mode device of a restorable device: a CoreFoundation object.
 struct _AMRecoveryModeDevice;
 
 // --- booted devices; only the subscription is used, which starts MobileDevice's USB service
@@ -42,7 +43,7 @@ std::int32_t AMRestorableDeviceUnregisterForNotifications(std::int32_t registrat
 
 /// 0 unknown, 1 DFU, 2 Recovery, 3 restore operating system, 4 booted.
 std::uint32_t AMRestorableDeviceGetState(_AMRestorableDevice* device);
-/// 0 when the device does not tell.
+/// 0 if the device does not report it.
 std::uint64_t AMRestorableDeviceGetECID(_AMRestorableDevice* device);
 /// The USB product number.
 std::uint16_t AMRestorableDeviceGetProductID(_AMRestorableDevice* device);
@@ -50,16 +51,16 @@ std::uint32_t AMRestorableDeviceGetBoardID(_AMRestorableDevice* device);
 std::uint32_t AMRestorableDeviceGetChipID(_AMRestorableDevice* device);
 std::uint32_t AMRestorableDeviceGetProductType(_AMRestorableDevice* device);
 std::uint32_t AMRestorableDeviceGetFusingInfo(_AMRestorableDevice* device);
-/// Where on the USB the device hangs.
+/// The USB location ID.
 std::uint32_t AMRestorableDeviceGetLocationID(_AMRestorableDevice* device);
-/// Null when the device does not tell.
+/// Null if the device does not report it.
 CFStringRef AMRestorableDeviceCopySerialNumber(_AMRestorableDevice* device);
-/// Null when the device does not tell.
+/// Null if the device does not report it.
 CFStringRef AMRestorableDeviceCopyProductString(_AMRestorableDevice* device);
 
 // --- Recovery mode
 
-/// Null when `device` has no Recovery-mode side.
+/// Null if `device` has no Recovery-mode device.
 _AMRecoveryModeDevice* AMRestorableDeviceCopyRecoveryModeDevice(_AMRestorableDevice* device);
 /// Whether the device boots its system by itself. 0, or an AMR error code.
 std::int32_t AMRecoveryModeDeviceSetAutoBoot(_AMRecoveryModeDevice* device, Boolean auto_boot);
@@ -68,13 +69,13 @@ std::int32_t AMRecoveryModeDeviceReboot(_AMRecoveryModeDevice* device);
 
 // --- restores
 
-/// `status` is borrowed. Called for every report of a running restore.
+/// `report` is borrowed. Called for every report of a running restore.
 using AMRestorableDeviceRestoreCallback = void (*)(_AMRestorableDevice* device,
-                                                   CFDictionaryRef status, void* context);
+                                                   CFDictionaryRef report, void* context);
 
 /// A new dictionary with MobileDevice's default restore options, or null.
 CFMutableDictionaryRef AMRestoreCreateDefaultOptions(CFAllocatorRef allocator);
-/// Starts a restore and returns; what follows is told to `callback`.
+/// Starts a restore and returns. Reports are passed to `callback`.
 std::int32_t AMRestorableDeviceRestore(_AMRestorableDevice* device, CFDictionaryRef options,
                                        AMRestorableDeviceRestoreCallback callback, void* context);
 /// Logs restores into the file at `path`, in UTF-8. 0, or an AMR error code.

@@ -7,7 +7,8 @@ namespace vandrel {
 /// The system's monotonic counter, in ticks.
 std::int64_t performance_counter();
 
-/// Ticks a second of performance_counter; the same for the whole life of the process.
+/// Frequency, in ticks per second, of performance_counter; the same for the whole life of the
+/// process.
 std::int64_t performance_frequency();
 
 } // namespace vandrel

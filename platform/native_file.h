@@ -19,7 +19,7 @@ namespace vandrel {
 /// operation. Closed with the object. One thread at a time.
 class native_file {
 public:
-    /// Nothing when the file cannot be opened; native_last_error then has the reason. `context`
+    /// nullopt if the file cannot be opened; native_last_error then has the reason. `context`
     /// outlives the file; nobody runs it. Throws boost::system::system_error with the operation
     /// "assign" when the open file cannot be bound to it. While the file is open, others can read
     /// and delete it; on Windows they cannot write to it, and a file that somebody writes to cannot
@@ -33,7 +33,7 @@ public:
     native_file& operator=(native_file&&) noexcept;
     ~native_file();
 
-    /// In bytes. Nothing when the file has no size; native_last_error then has the reason.
+    /// In bytes. nullopt if the file has no size; native_last_error then has the reason.
     std::optional<std::uint64_t> size() const;
 
     /// Fills `buffer` from the start of the file. A file that ends before is an error.

@@ -14,9 +14,9 @@ namespace vandrel {
 /// handle opened for overlapped writing. Owns the descriptor or handle.
 class native_pipe {
 public:
-    /// `inherited` is the number that the launching process passed on. Throws
-    /// boost::system::system_error with the operation "assign" when it cannot be used. `context`
-    /// outlives the pipe; nobody runs it.
+    /// `inherited` is the number that the controlling application passed on. Throws
+    /// boost::system::system_error with the operation "assign" if it cannot be used. `context`
+    /// outlives the pipe; it is never run.
     native_pipe(boost::asio::io_context& context, std::int64_t inherited);
     native_pipe(native_pipe&&) noexcept;
     ~native_pipe();

@@ -12,7 +12,7 @@ struct native_pipe::stream {
 
 native_pipe::native_pipe(boost::asio::io_context& context, std::int64_t inherited)
     : stream_(std::make_unique<stream>(stream{boost::asio::windows::stream_handle(context)})) {
-    // NOLINTNEXTLINE(performance-no-int-to-ptr): the number is all that the launcher can pass
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): the controlling application passes a number
     stream_->handle.assign(reinterpret_cast<HANDLE>(inherited));
 }
 

@@ -33,7 +33,7 @@ void* require(library_handle library, const char* name) {
 void load_apple_libraries() {
     auto* const core_foundation = open_apple_library(apple_library::core_foundation);
     auto* const mobile_device = open_apple_library(apple_library::mobile_device);
-    // As large as the storage in constants.cpp.
+    // 48 bytes is the size of the storage in constants.cpp.
     // NOLINTBEGIN(bugprone-macro-parentheses): names and types take none
 #define FUNCTION(library, name) forwarded_##name = require(library, #name);
 #define CONSTANT(library, name, type)                                                              \

@@ -10,9 +10,8 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// Loads Apple's libraries and makes the platform's functions and constants, which until then must
-/// not be used, lead there. Called once, before any other thread starts. Throws
-/// apple_library_missing.
+/// Loads Apple's libraries and binds the forwarded functions and constants to them. They must not
+/// be used before. Called once, before any other thread starts. Throws apple_library_missing.
 void load_apple_libraries();
 
 } // namespace vandrel
