@@ -50,7 +50,7 @@ class writing(unittest.TestCase):
         self.assertEqual(table([figure]).splitlines()[-1],
                          "| reading | a copy | 15 ns | 12 µs | **1.25 x** (1 x to 2.5 x) |  |  |")
 
-    def test_times_are_told_in_the_unit_that_fits(self):
+    def test_times_are_written_in_the_unit_that_fits(self):
         self.assertEqual([time_text(2.345), time_text(0.25), time_text(1e-6)],
                          ["2.35 s", "250 ms", "1 µs"])
 
@@ -69,11 +69,11 @@ class instruction_counts(unittest.TestCase):
         self.assertEqual(grown({"job": 1050}, {"job": 1000}, 0.05), [])
         self.assertEqual(grown({"job": 10}, {"job": 1000}, 0.05), [])
 
-    def test_growth_beyond_the_margin_is_told(self):
+    def test_growth_beyond_the_margin_is_reported(self):
         self.assertEqual(grown({"a": 1051, "b": 1}, {"a": 1000, "b": 1}, 0.05),
                          [("a", "1,051 instructions, +5.1% beyond 1,000")])
 
-    def test_a_job_without_a_count_is_told(self):
+    def test_a_job_without_a_count_is_reported(self):
         self.assertEqual(grown({"new": 7}, {}, 0.05), [("new", "7 instructions, and none are kept")])
 
 

@@ -116,7 +116,7 @@ TEST_F(session_command, a_notification_after_the_teardown_never_reaches_the_tabl
                 ::testing::Contains(::testing::EndsWith("Ignoring notification, inTeardown")));
 }
 
-TEST_F(session_command, a_device_that_goes_after_the_teardown_stays_in_the_table) {
+TEST_F(session_command, a_device_that_disconnects_after_the_teardown_stays_in_the_table) {
     // The scenario's own device comes when it likes, and would take the place of one of its ECID.
     const cf_handle<_AMRestorableDevice*> other(simulator::create_device(recovery_device(0xCD)));
     notify(other.get(), connected);

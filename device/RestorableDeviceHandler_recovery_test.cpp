@@ -31,7 +31,7 @@ protected:
     cf_handle<_AMRecoveryModeDevice*> device;
 };
 
-TEST_F(recovery_device, that_is_null_breaks_a_rule) {
+TEST_F(recovery_device, that_is_null_is_a_broken_precondition) {
     session.operation = device_operation::exit_recovery;
     try {
         session.operateOnRecoveryDevice(nullptr);

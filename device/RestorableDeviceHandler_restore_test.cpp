@@ -101,7 +101,7 @@ TEST_F(restore_reports, a_report_that_cannot_be_copied_is_only_logged) {
                                                     "Could not convert statusDict"));
 }
 
-TEST_F(restore_reports, what_a_property_list_cannot_hold_is_left_out_and_an_error_is_told) {
+TEST_F(restore_reports, what_a_property_list_cannot_hold_is_left_out_and_an_error_is_converted) {
     const auto complete = make_report(0, 5);
     const cf_error_handle error(CFErrorCreate(kCFAllocatorDefault, CFSTR("usb"), 7, nullptr));
     const cf_handle<CFMutableArrayRef> list(

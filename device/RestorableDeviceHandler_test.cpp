@@ -166,7 +166,7 @@ TEST_F(device_notification, the_disconnect_of_a_device_that_has_booted_leaves_it
     EXPECT_EQ(find().get(), in_recovery.get());
 }
 
-TEST_F(device_notification, devices_in_every_other_state_are_taken) {
+TEST_F(device_notification, devices_in_every_other_state_are_added) {
     for (const std::uint32_t state : {0U, 1U, 2U, 3U, 5U, 77U}) {
         const auto device = make_device(0x100 + state, state);
         notify(device.get(), connected);
@@ -230,7 +230,7 @@ TEST(session, a_notification_after_its_end_finds_nothing_to_touch) {
     EXPECT_THAT(capture.finish().diagnostics, ElementsAre(EndsWith(": initializing")));
 }
 
-TEST(session, a_storm_of_notifications_across_its_end_meets_no_dead_session) {
+TEST(session, a_storm_of_notifications_is_ignored_after_destruction) {
     constexpr int rounds = 50;
     channel_capture capture(false);
     const auto device = make_device();

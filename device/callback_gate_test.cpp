@@ -11,13 +11,13 @@ namespace {
 
 using vandrel::callback_gate;
 
-TEST(callback_gate, an_address_that_was_never_opened_lets_nobody_in) {
+TEST(callback_gate, an_address_that_was_never_opened_rejects_callbacks) {
     callback_gate gate;
     const int object = 0;
     EXPECT_FALSE(gate.enter(&object));
 }
 
-TEST(callback_gate, an_open_address_lets_callbacks_in) {
+TEST(callback_gate, an_open_address_accepts_callbacks) {
     callback_gate gate;
     const int object = 0;
     gate.open(&object);
@@ -27,7 +27,7 @@ TEST(callback_gate, an_open_address_lets_callbacks_in) {
     EXPECT_TRUE(second);
 }
 
-TEST(callback_gate, a_closed_address_lets_nobody_in) {
+TEST(callback_gate, a_closed_address_rejects_callbacks) {
     callback_gate gate;
     const int object = 0;
     gate.open(&object);
@@ -35,7 +35,7 @@ TEST(callback_gate, a_closed_address_lets_nobody_in) {
     EXPECT_FALSE(gate.enter(&object));
 }
 
-TEST(callback_gate, addresses_do_not_know_of_each_other) {
+TEST(callback_gate, addresses_are_independent) {
     callback_gate gate;
     const int objects[2] = {};
     gate.open(&objects[0]);
@@ -62,7 +62,7 @@ TEST(callback_gate, an_address_can_be_opened_again) {
     EXPECT_TRUE(gate.enter(&object));
 }
 
-TEST(callback_gate, close_waits_for_who_is_inside_and_lets_nobody_follow) {
+TEST(callback_gate, close_waits_for_running_callbacks_and_rejects_later_ones) {
     callback_gate gate;
     int object = 1;
     gate.open(&object);
@@ -93,7 +93,7 @@ TEST(callback_gate, close_waits_for_who_is_inside_and_lets_nobody_follow) {
     EXPECT_EQ(object, 2);
 }
 
-TEST(callback_gate, no_callback_meets_an_object_that_is_gone) {
+TEST(callback_gate, no_callback_uses_a_destroyed_object) {
     constexpr int rounds = 100;
     callback_gate gate;
     std::atomic<bool> stop = false;

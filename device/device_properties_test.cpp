@@ -63,7 +63,7 @@ TEST(make_device_info, asks_the_device_for_everything_but_its_ecid) {
     EXPECT_EQ(properties.productString, "Mobile Device");
 }
 
-TEST(make_device_info, leaves_out_the_texts_that_the_device_does_not_tell) {
+TEST(make_device_info, leaves_out_the_texts_that_the_device_does_not_report) {
     const device_properties properties = properties_of({});
     EXPECT_EQ(properties.serialNumber, std::nullopt);
     EXPECT_EQ(properties.productString, std::nullopt);

@@ -148,7 +148,7 @@ TEST(notification_storm, is_listed_at_one_moment_in_order) {
     EXPECT_LE(listed.size(), thread_count * devices_per_thread);
 }
 
-TEST(notification_storm, does_not_reach_a_session_that_went_in_it) {
+TEST(notification_storm, is_ignored_after_destruction_of_the_session) {
     std::mt19937 random(4711);
     for (int round = 0; round < 10; ++round) {
         channel_capture capture(false);

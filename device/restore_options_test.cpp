@@ -97,19 +97,19 @@ TEST_F(restore_plist, may_be_an_empty_dictionary) {
     EXPECT_EQ(CFDictionaryGetCount(read_restore_plist(path).get()), 0);
 }
 
-TEST_F(restore_plist, is_not_taken_from_an_empty_file) {
+TEST_F(restore_plist, cannot_be_read_from_an_empty_file) {
     write("");
     EXPECT_EQ(failure(), read_error("Empty file"));
 }
 
-TEST_F(restore_plist, is_not_taken_from_a_file_with_something_else_on_top) {
+TEST_F(restore_plist, cannot_be_read_from_a_file_with_another_type_on_top) {
     write("<plist><array/></plist>");
     EXPECT_EQ(failure(), read_error("Invalid format"));
     write("<plist><string>dict</string></plist>");
     EXPECT_EQ(failure(), read_error("Invalid format"));
 }
 
-TEST_F(restore_plist, is_not_taken_from_a_file_that_is_no_property_list) {
+TEST_F(restore_plist, cannot_be_read_from_a_file_that_is_no_property_list) {
     write("anything");
     EXPECT_EQ(failure(), read_error("Invalid format"));
 }

@@ -152,7 +152,7 @@ TEST(parse_arguments, a_value_for_a_switch_is_an_unknown_error) {
     EXPECT_EQ(refusal(parse({"--erase=yes"})), "1: option '--erase' does not take any arguments");
 }
 
-TEST(parse_arguments, words_that_are_no_options_are_passed_over) {
+TEST(parse_arguments, words_that_are_no_options_are_ignored) {
     const auto result = parse({"restore", "--list-devices", "x.ipsw"});
     EXPECT_EQ(refusal(result), "none");
     EXPECT_TRUE(result.options.list_devices);
@@ -205,7 +205,7 @@ TEST(parse_arguments, two_dashes_alone_end_the_options) {
     EXPECT_FALSE(result.options.debug);
 }
 
-TEST(parse_arguments, one_dash_and_an_empty_argument_are_passed_over) {
+TEST(parse_arguments, one_dash_and_an_empty_argument_are_ignored) {
     const auto result = parse({"-", "", "--list-devices"});
     EXPECT_EQ(refusal(result), "none");
     EXPECT_TRUE(result.options.list_devices);

@@ -80,7 +80,7 @@ TEST(tool_exit_code, code_minus_1_is_1) {
     EXPECT_EQ(tool_exit_code(make_foreign_error(-1).get()), 1);
 }
 
-TEST(tool_exit_code, the_domain_plays_no_part) {
+TEST(tool_exit_code, the_domain_is_ignored) {
     EXPECT_EQ(tool_exit_code(make_foreign_error(3).get()), 3);
 }
 

@@ -50,7 +50,7 @@ TEST(is_ordered_by_code, is_true_for_ascending_codes) {
     static_assert(is_ordered_by_code(std::array<entry, 1>{{{5, 'a'}}}));
 }
 
-TEST(is_ordered_by_code, is_false_for_a_code_that_stands_too_late_or_twice) {
+TEST(is_ordered_by_code, is_false_for_a_code_out_of_order_or_repeated) {
     static_assert(!is_ordered_by_code(std::to_array<entry>({{2, 'a'}, {1, 'b'}, {3, 'c'}})));
     static_assert(!is_ordered_by_code(std::to_array<entry>({{1, 'a'}, {3, 'b'}, {2, 'c'}})));
     static_assert(!is_ordered_by_code(std::to_array<entry>({{1, 'a'}, {1, 'b'}})));

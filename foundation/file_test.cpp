@@ -257,7 +257,7 @@ TEST(file_error_category, has_a_message_for_each_of_its_codes) {
     EXPECT_EQ(category.message(3), "Could not obtain file lock");
 }
 
-TEST(file_error_category, numbers_the_codes_that_it_does_not_know) {
+TEST(file_error_category, shows_the_numbers_of_unknown_codes) {
     EXPECT_EQ(file_error_category::instance().message(4), "Unknown error 4");
     EXPECT_EQ(file_error_category::instance().message(-1), "Unknown error -1");
 }

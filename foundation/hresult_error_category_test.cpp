@@ -11,7 +11,7 @@ TEST(hresult_error_category, is_named_for_com_results) {
     EXPECT_STREQ(hresult_error_category::instance().name(), "HRESULT Error");
 }
 
-TEST(hresult_error_category, has_the_systems_text_without_its_line_break) {
+TEST(hresult_error_category, has_the_systems_text_without_a_line_break) {
     EXPECT_EQ(hresult_error_category::instance().message(2), testing::system_message(2));
 }
 
@@ -25,7 +25,7 @@ TEST(hresult_error_category, leaves_a_result_as_it_is_as_a_condition) {
     EXPECT_EQ(category.default_error_condition(5), std::error_condition(5, category));
 }
 
-TEST(com_message, has_one_line_break_less) {
+TEST(com_message, loses_one_line_break_at_its_end) {
     EXPECT_EQ(com_message("Text.\r\n", 1), "Text.");
     EXPECT_EQ(com_message("Text.\n", 1), "Text.");
     EXPECT_EQ(com_message("Text.\r\n\r\n", 1), "Text.\r\n");

@@ -16,7 +16,7 @@ TEST(libtessel_error_category, has_a_message_for_each_of_its_codes) {
     EXPECT_EQ(category.message(3), "Not a USB device");
 }
 
-TEST(libtessel_error_category, knows_no_other_code) {
+TEST(libtessel_error_category, other_codes_are_unknown) {
     EXPECT_EQ(libtessel_error_category::instance().message(4), "unknown error");
     EXPECT_EQ(libtessel_error_category::instance().message(-1), "unknown error");
 }

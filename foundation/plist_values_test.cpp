@@ -304,12 +304,12 @@ TEST(is_valid_plist_value, a_set_with_a_bad_member_is_not_valid) {
     EXPECT_FALSE(is_valid_plist_value(make_set(kCFNull).get(), binary));
 }
 
-TEST(is_valid_plist_value, one_bad_element_spoils_an_array_wherever_it_stands) {
+TEST(is_valid_plist_value, one_bad_element_at_any_position_makes_an_array_invalid) {
     EXPECT_FALSE(is_valid_plist_value(make_array({kCFNull, CFSTR("text")}).get(), xml));
     EXPECT_FALSE(is_valid_plist_value(make_array({CFSTR("text"), kCFNull}).get(), xml));
 }
 
-TEST(is_valid_plist_value, a_key_that_is_no_string_spoils_a_dictionary) {
+TEST(is_valid_plist_value, a_key_that_is_no_string_makes_a_dictionary_invalid) {
     const auto key = make_number(1);
     const auto dictionary = make_dictionary();
     CFDictionarySetValue(dictionary.get(), key.get(), CFSTR("value"));
@@ -317,7 +317,7 @@ TEST(is_valid_plist_value, a_key_that_is_no_string_spoils_a_dictionary) {
     EXPECT_FALSE(is_valid_plist_value(dictionary.get(), xml));
 }
 
-TEST(is_valid_plist_value, a_bad_value_spoils_a_dictionary) {
+TEST(is_valid_plist_value, a_bad_value_makes_a_dictionary_invalid) {
     const auto dictionary = make_dictionary();
     CFDictionarySetValue(dictionary.get(), CFSTR("bad"), kCFNull);
     CFDictionarySetValue(dictionary.get(), CFSTR("good"), CFSTR("value"));

@@ -62,7 +62,7 @@ TEST(readable_utf8, keeps_zero_units) {
     EXPECT_EQ(readable_utf8({u"a\0b", 3}), std::string("a\0b", 3));
 }
 
-TEST(readable_utf8, drops_a_low_surrogate_that_stands_alone) {
+TEST(readable_utf8, drops_an_unpaired_low_surrogate) {
     const char16_t text[] = {u'a', low, u'b'};
     EXPECT_EQ(readable_utf8({text, 3}), "ab");
 }
@@ -105,7 +105,7 @@ TEST(without_trailing_space, strips_what_the_global_locale_classes_as_space_or_b
     EXPECT_EQ(without_trailing_space("text s b sb"), "text s b ");
 }
 
-TEST(system_text, is_the_systems_message_without_its_line_break) {
+TEST(system_text, is_the_systems_message_without_a_line_break) {
     EXPECT_EQ(system_text(2), testing::system_message(2));
     EXPECT_EQ(system_text(5), testing::system_message(5));
     EXPECT_EQ(system_text(80), testing::system_message(80));

@@ -22,7 +22,7 @@ TEST(win32_error_category, is_named_for_windows) {
     EXPECT_STREQ(category().name(), "Win32 Error");
 }
 
-TEST(win32_error_category, has_the_systems_text_without_its_line_break) {
+TEST(win32_error_category, has_the_systems_text_without_a_line_break) {
     EXPECT_EQ(category().message(2), testing::system_message(2));
 }
 

@@ -48,7 +48,7 @@ private:
                                    testing::UnitTest::GetInstance()->current_test_info()->name());
 };
 
-TEST(platform_truth, each_difference_is_told) {
+TEST(platform_truth, each_difference_is_reported) {
     const folder_of_documents folder;
     for (const std::string name : {"a", "b", "c", "d"}) {
         folder.write("documents/" + name, name == "b" ? "<false>" : "<true/>");

@@ -26,7 +26,7 @@ TEST(utf16_to_utf8, replaces_a_high_surrogate_before_another_character) {
                                                        "a");
 }
 
-TEST(utf16_to_utf8, replaces_a_low_surrogate_that_stands_alone) {
+TEST(utf16_to_utf8, replaces_an_unpaired_low_surrogate) {
     EXPECT_EQ(utf16_to_utf8({char16_t{0xDE00}, u'a'}), "\xEF\xBF\xBD"
                                                        "a");
 }

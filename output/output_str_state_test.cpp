@@ -28,7 +28,7 @@ TEST(output_channel, an_empty_text_is_a_bare_line_feed) {
     EXPECT_EQ(written.diagnostics, std::vector<std::string>{""});
 }
 
-TEST(output_channel, diagnostics_go_to_the_error_stream_when_debugging_is_on) {
+TEST(output_channel, diagnostics_go_to_standard_error_when_debugging_is_on) {
     channel_capture capture;
     capture.channel()->push_debug("a diagnostic");
     const auto written = capture.finish();

@@ -63,7 +63,7 @@ class check_includes(unittest.TestCase):
                     {"launcher/launch.h": "", path: f'\n#include "{target}"\n'},
                     f"{path}:2: {source_zone} may not include {target_zone} ({target})")
 
-    def test_the_core_does_not_know_who_supplies_the_platform(self):
+    def test_the_core_includes_no_supplier_of_the_platform(self):
         self.assert_only_violation(
             {"device/table.cpp": '#include "simulator/mobile_device/play.h"\n'},
             "device/table.cpp:1: device may not include simulated MobileDevice (simulator/mobile_device/play.h)")
@@ -77,7 +77,7 @@ class check_includes(unittest.TestCase):
             {"samples/run.cpp": '#include "foundation/text.h"\n'},
             "samples/run.cpp:1: samples may not include foundation (foundation/text.h)")
 
-    def test_the_station_knows_nothing_of_the_core(self):
+    def test_the_station_includes_nothing_of_the_core(self):
         for target, zone in [("output/channel.h", "output"), ("driver/ecid.h", "driver values"),
                              ("platform/core.h", "platform")]:
             with self.subTest(target):

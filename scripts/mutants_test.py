@@ -95,7 +95,7 @@ class removed_calls(mutants):
     def test_inside_an_expression_are_neither_moves_nor_statements(self):
         self.assertEqual(self.of_body("removed inner call", "a = std::move(b); open(a);"), set())
 
-    def test_are_told_from_assignments(self):
+    def test_are_distinguished_from_assignments(self):
         self.assertEqual(self.of_body("removed assignment", "a = b; ++a;"), {"; ++a;", "a = b; ;"})
 
 

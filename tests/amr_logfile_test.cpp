@@ -107,7 +107,7 @@ TEST_F(amr_logfile, help_writes_it_as_well) {
 
 // --- the restore library
 
-TEST_F(amr_logfile, without_a_log_file_the_restore_library_is_told_of_none) {
+TEST_F(amr_logfile, without_a_log_file_file_logging_is_not_enabled) {
     EXPECT_EQ(list(no_devices).calls("AMRestoreEnableFileLogging"), 0);
 }
 

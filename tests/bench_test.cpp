@@ -132,7 +132,7 @@ TEST_F(bench, a_device_that_is_not_said_to_be_away_stays_in_the_list) {
     EXPECT_THAT(list().records, ElementsAre(device_list({some_ecid, other_ecid})));
 }
 
-TEST_F(bench, a_killed_process_lets_its_device_go) {
+TEST_F(bench, a_killed_process_releases_its_device) {
     scenario = two_devices(
         restored_by({report(13, 1)}, {{"Away", array{dictionary{{"From", 0}, {"Until", 1e9}}}}}));
     {

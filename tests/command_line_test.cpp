@@ -89,7 +89,7 @@ TEST(command_line, a_restore_timeout_with_restore_plist_is_refused) {
         "Option --restore-timeout only compatible with --restore");
 }
 
-TEST(command_line, erase_is_looked_at_before_the_restore_timeout) {
+TEST(command_line, erase_is_checked_before_the_restore_timeout) {
     expect_bad_command({"--restore-timeout", "5", "--erase"},
                        "Option --erase only compatible with --restore");
 }
@@ -98,7 +98,7 @@ TEST(command_line, an_empty_restore_path_is_missing) {
     expect_bad_command({"--restore", "", "--ecid", some_ecid}, "Missing restore IPSW path");
 }
 
-TEST(command_line, a_restore_without_ecid_is_refused_before_its_path_is_looked_at) {
+TEST(command_line, a_restore_without_ecid_is_refused_before_its_path_is_checked) {
     expect_bad_command({"--restore", ""}, "Option --restore requires --ecid");
 }
 
@@ -113,7 +113,7 @@ TEST(command_line, an_ecid_is_exactly_16_hexadecimal_digits) {
     expect_invalid_argument({"--device-info", "--ecid", ""}, reason);
 }
 
-TEST(command_line, an_invalid_ecid_is_seen_before_any_command_rule) {
+TEST(command_line, an_invalid_ecid_is_checked_before_any_command_rule) {
     constexpr auto reason = "Invalid ecid";
     expect_invalid_argument({"--ecid", "12AB"}, reason);
     expect_invalid_argument({"--ecid", "12AB", "--erase"}, reason);
@@ -163,7 +163,7 @@ TEST(command_line, a_negative_timeout_beyond_32_bits_is_an_invalid_argument) {
         "the argument ('-4294967296') for option '--detect-timeout' is invalid");
 }
 
-TEST(command_line, a_dash_an_empty_argument_and_all_behind_two_dashes_are_passed_over) {
+TEST(command_line, a_dash_an_empty_argument_and_all_behind_two_dashes_are_ignored) {
     expect_bad_command({"-", "", "--", "--list-devices", "--frobnicate"}, "Invalid command option");
 }
 
@@ -217,11 +217,11 @@ void expect_help(const std::vector<std::string>& arguments) {
     EXPECT_EQ(run.calls("AMRestorableDeviceRegisterForNotifications"), 0);
 }
 
-TEST(command_line, help_is_the_option_table_on_the_error_stream) {
+TEST(command_line, help_is_the_option_table_on_standard_error) {
     expect_help({"--help"});
 }
 
-TEST(command_line, help_wins_over_every_other_option) {
+TEST(command_line, help_takes_precedence_over_every_other_option) {
     expect_help({"--help", "--list-devices"});
     expect_help({"--help", "--debug-dump"});
     expect_help({"--help", "--erase", "--ecid", "12AB"});

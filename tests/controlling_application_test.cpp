@@ -94,7 +94,7 @@ TEST(controlling_application, gets_every_byte_when_it_reads_one_at_a_time) {
     EXPECT_THAT(tool.temporary_files(), IsEmpty());
 }
 
-TEST(controlling_application, that_stops_reading_in_a_record_ends_the_tool_as_a_crash_does) {
+TEST(controlling_application, that_stops_reading_in_a_record_aborts_the_tool) {
     running_tool tool =
         restore_with({step(13, 1, {{"Log", more_than_the_pipe_holds}}), in_a_long_time}).start();
     EXPECT_EQ(tool.read_pipe(5), "<?xml");
@@ -117,7 +117,7 @@ TEST(controlling_application, that_stops_reading_between_records_ends_the_tool_w
     EXPECT_THAT(run.standard_error, HasSubstr("write: "));
 }
 
-TEST(controlling_application, that_stops_reading_after_the_last_record_does_no_harm) {
+TEST(controlling_application, that_stops_reading_after_the_last_record_leaves_the_status_0) {
     running_tool tool = restore_with({step(0, 100)}).start();
     read_record(tool);
     tool.close_pipe();
@@ -161,21 +161,21 @@ TEST(controlling_application, runs_64_tools_at_once) {
     }
 }
 
-TEST(invalid_output_pipe, a_number_that_is_no_handle_ends_the_tool_as_a_crash_does) {
+TEST(invalid_output_pipe, a_number_that_is_no_handle_aborts_the_tool) {
     const tool_run run = listing_to(987'654).run();
     EXPECT_THAT(run.status, a_crash);
     EXPECT_EQ(run.standard_output, "");
     EXPECT_THAT(run.standard_error, HasSubstr("assign: "));
 }
 
-TEST(invalid_output_pipe, a_negative_number_ends_the_tool_as_a_crash_does) {
+TEST(invalid_output_pipe, a_negative_number_aborts_the_tool) {
     const tool_run run = listing_to(-1).run();
     EXPECT_THAT(run.status, a_crash);
     EXPECT_EQ(run.standard_output, "");
     EXPECT_THAT(run.standard_error, HasSubstr("assign: "));
 }
 
-TEST(invalid_output_pipe, a_handle_of_another_kind_ends_the_tool_as_a_crash_does) {
+TEST(invalid_output_pipe, a_handle_of_another_kind_aborts_the_tool) {
     const auto handle = foreign_handle::of_another_kind();
     const tool_run run = listing_to(handle.number()).inheriting(handle.number()).run();
     EXPECT_THAT(run.status, a_crash);

@@ -12,7 +12,7 @@ namespace {
 using namespace vandrel::testing;
 using ::testing::IsEmpty;
 
-TEST(debug_dump, writes_both_tables_to_the_error_stream_and_nothing_elsewhere) {
+TEST(debug_dump, writes_both_tables_to_standard_error_and_nothing_elsewhere) {
     const tool_run run = tool_call({"--debug-dump"}).run();
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.standard_output, "");
@@ -60,7 +60,7 @@ TEST(debug_dump, is_all_that_a_run_does) {
     EXPECT_EQ(run.diagnostics.size(), 11004U);
 }
 
-TEST(debug_dump, gives_way_to_help) {
+TEST(debug_dump, help_takes_precedence) {
     const tool_run run = tool_call({"--debug-dump", "--help"}).run();
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(run.diagnostics.at(0), "Program options:");

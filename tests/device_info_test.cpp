@@ -28,7 +28,7 @@ plist_value info_record(const dictionary& more = {}) {
     return dictionary{{"Type", "DeviceInfo"}, {"Value", info}};
 }
 
-TEST(device_info, tells_everything_that_the_device_tells) {
+TEST(device_info, writes_all_properties) {
     const dictionary told{{"ProductID", 4737},
                           {"BoardID", 14},
                           {"ChipID", 32816},
@@ -43,7 +43,7 @@ TEST(device_info, tells_everything_that_the_device_tells) {
     EXPECT_EQ(run.standard_error, "");
 }
 
-TEST(device_info, leaves_out_the_texts_that_the_device_does_not_tell) {
+TEST(device_info, leaves_out_the_texts_that_the_device_does_not_report) {
     const tool_run run = info_of(recovery_device(some_ecid)).run();
     EXPECT_THAT(run.records, ElementsAre(info_record()));
 }

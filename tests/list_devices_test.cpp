@@ -35,7 +35,7 @@ tool_run list(const dictionary& scenario, std::vector<std::string> more = {}) {
     return tool_call(arguments).scenario(scenario).speed(10).run();
 }
 
-TEST(list_devices, the_built_in_devices_stand_in_ascending_unsigned_order) {
+TEST(list_devices, the_built_in_devices_are_in_ascending_unsigned_order) {
     // The booted device, the one without ECID and the one that comes after four seconds are absent.
     const tool_run run = tool_call({"--list-devices"}).run();
     EXPECT_EQ(run.status, 0);
@@ -99,7 +99,7 @@ TEST(list_devices, a_device_that_came_back_under_its_ecid_is_listed_once) {
     EXPECT_THAT(run.records, ElementsAre(device_list({"00000000000000AB"})));
 }
 
-TEST(list_devices, a_list_wins_over_a_restore) {
+TEST(list_devices, a_list_takes_precedence_over_a_restore) {
     const tool_run run = list(attached({recovery_device("00000000000000AB")}),
                               {"--restore", "x.ipsw", "--exit-recovery", "--device-info"});
     EXPECT_EQ(run.status, 0);
@@ -112,7 +112,7 @@ TEST(list_devices, the_option_may_be_shortened) {
     EXPECT_THAT(run.records, ElementsAre(device_list({})));
 }
 
-TEST(list_devices, no_cleanup_is_taken_and_changes_nothing) {
+TEST(list_devices, no_cleanup_is_accepted_and_changes_nothing) {
     const tool_run run = list(attached({}), {"--no-cleanup"});
     EXPECT_EQ(run.status, 0);
     EXPECT_THAT(run.records, ElementsAre(device_list({})));
@@ -169,7 +169,7 @@ TEST(list_devices, with_debug_every_notification_is_explained) {
 
 // --- registration fails
 
-TEST(registration_error, it_is_told_twice_and_its_small_code_is_the_status) {
+TEST(registration_error, it_is_reported_twice_and_its_small_code_is_the_status) {
     const tool_run run =
         list({{"Devices", array{}},
               {"RegistrationError", dictionary{{"Domain", "com.example.usb"},

@@ -48,7 +48,7 @@ TEST_F(out_of_memory, a_file_is_not_read) {
     EXPECT_TRUE(bytes.empty());
 }
 
-TEST_F(out_of_memory, an_error_code_tells_when_there_is_one) {
+TEST_F(out_of_memory, an_error_code_is_set_when_there_is_one) {
     Orv::file file(path);
     boost::system::error_code error;
     {

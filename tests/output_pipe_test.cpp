@@ -40,7 +40,7 @@ TEST(output_pipe, records_reach_the_pipe_back_to_back_and_standard_output_stays_
     EXPECT_EQ(run.records[1].at("Value").at("Orv_OperationName"), plist_value("Restoring image"));
 }
 
-TEST(output_pipe, diagnostics_still_go_to_the_error_stream) {
+TEST(output_pipe, diagnostics_still_go_to_standard_error) {
     const tool_run run = tool_call({"--list-devices", "--detect-timeout", "0", "--debug"})
                              .scenario({{"Devices", array{}}})
                              .with_pipe()
@@ -51,13 +51,13 @@ TEST(output_pipe, diagnostics_still_go_to_the_error_stream) {
     EXPECT_THAT(run.diagnostics, Contains(EndsWith(": initializing")));
 }
 
-TEST(output_pipe, help_still_goes_to_the_error_stream) {
+TEST(output_pipe, help_still_goes_to_standard_error) {
     const tool_run run = tool_call({"--help"}).with_pipe().run();
     EXPECT_EQ(run.pipe, "");
     EXPECT_EQ(run.diagnostics.front(), "Program options:");
 }
 
-TEST(output_pipe, a_refused_command_is_told_to_the_pipe) {
+TEST(output_pipe, a_refused_command_is_reported_on_the_pipe) {
     const tool_run run = tool_call({"--erase"}).with_pipe().run();
     EXPECT_EQ(run.status, 3);
     EXPECT_EQ(run.standard_output, "");
@@ -66,7 +66,7 @@ TEST(output_pipe, a_refused_command_is_told_to_the_pipe) {
                                               "Option --erase only compatible with --restore")));
 }
 
-TEST(output_pipe, a_command_line_that_cannot_be_parsed_is_told_to_standard_output) {
+TEST(output_pipe, a_command_line_that_cannot_be_parsed_is_reported_on_standard_output) {
     // The library gives out values only when it has understood the whole line, so the channel does
     // not know of the pipe.
     const tool_run run = tool_call({"--frobnicate"}).with_pipe().run();

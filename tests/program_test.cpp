@@ -91,7 +91,7 @@ TEST(run_program, gives_the_status_of_the_program) {
 }
 
 // A signal, or what the run-time of Windows ends an aborted program with.
-TEST(run_program, tells_a_crash_from_a_status) {
+TEST(run_program, distinguishes_a_crash_from_a_status) {
     EXPECT_THAT(run({"abort"}).status, AnyOf(-SIGABRT, 3));
 }
 

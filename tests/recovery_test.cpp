@@ -59,7 +59,7 @@ void expect_error(const tool_run& run, int code, const std::string& description,
 
 // --- success
 
-TEST(exit_recovery, tells_the_device_to_boot_by_itself_and_then_to_reboot) {
+TEST(exit_recovery, sets_auto_boot_and_then_reboots) {
     const tool_run run = run_on("--exit-recovery", recovery_device(some_ecid));
     EXPECT_EQ(run.status, 0);
     EXPECT_THAT(run.records, ElementsAre(success));
@@ -67,7 +67,7 @@ TEST(exit_recovery, tells_the_device_to_boot_by_itself_and_then_to_reboot) {
     EXPECT_THAT(told(run), ElementsAre("SetAutoBoot(true)", "Reboot"));
 }
 
-TEST(no_exit_recovery, tells_the_device_to_stay_and_does_not_reboot_it) {
+TEST(no_exit_recovery, clears_auto_boot_and_does_not_reboot) {
     const tool_run run = run_on("--no-exit-recovery", recovery_device(some_ecid), {"--debug"});
     EXPECT_EQ(run.status, 0);
     EXPECT_THAT(run.records, ElementsAre(success));
@@ -110,7 +110,7 @@ TEST(no_exit_recovery, ends_when_the_setting_is_refused) {
     EXPECT_THAT(told(run), ElementsAre("SetAutoBoot(false)"));
 }
 
-TEST(exit_recovery, tells_the_number_of_an_error_that_has_no_name) {
+TEST(exit_recovery, shows_the_number_of_an_error_without_a_name) {
     expect_error(run_on("--exit-recovery", recovery_device(some_ecid, {{"RebootResult", -402}})), 6,
                  "Recovery mode command failed", "Reboot command failed (Unknown error -402)");
 }

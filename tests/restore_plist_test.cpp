@@ -94,7 +94,7 @@ TEST_F(restore_plist, the_restore_is_started_with_the_files_options_and_no_other
     EXPECT_EQ(run.calls("AMRestoreCreateDefaultOptions"), 0);
 }
 
-TEST_F(restore_plist, a_binary_file_is_taken_like_an_xml_one) {
+TEST_F(restore_plist, a_binary_file_is_accepted_like_an_xml_one) {
     // {"A": "one", "B": [1, true]}, as plutil writes it.
     const std::string binary("bplist00"
                              "\xD2\x01\x02\x03\x04"
@@ -112,7 +112,7 @@ TEST_F(restore_plist, a_binary_file_is_taken_like_an_xml_one) {
     EXPECT_EQ(used_options(run), plist_value(dictionary{{"A", "one"}, {"B", array{1, true}}}));
 }
 
-TEST_F(restore_plist, an_empty_dictionary_is_taken) {
+TEST_F(restore_plist, an_empty_dictionary_is_accepted) {
     const tool_run run = restore_with(make("options.plist", to_xml(dictionary{}))).run();
     EXPECT_EQ(run.status, 0);
     EXPECT_EQ(used_options(run), plist_value(dictionary{}));
@@ -182,7 +182,7 @@ TEST_F(restore_plist, more_than_a_gibibyte_is_a_read_error_that_names_both_sizes
                                 "too large to fit into the buffer [Orv::file:1]");
 }
 
-TEST_F(restore_plist, more_than_four_gibibytes_are_told_by_their_right_size) {
+TEST_F(restore_plist, more_than_four_gibibytes_are_reported_with_the_right_size) {
     const fs::path file = make("large.plist", "");
     fs::resize_file(file, 5'368'709'120);
     expect_read_error(file, "'" + file.string() +

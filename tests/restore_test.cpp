@@ -127,7 +127,7 @@ TEST(restore, with_debug_every_step_is_explained) {
                             completion + "AMRestorableDeviceUnregisterForNotifications()"));
 }
 
-TEST(restore, no_cleanup_is_taken_and_the_scratch_folder_is_removed_all_the_same) {
+TEST(restore, no_cleanup_is_accepted_and_the_scratch_folder_is_still_removed) {
     const tool_run run = restore(restoring({last_step}), {"--no-cleanup"}).run();
     EXPECT_EQ(run.status, 0);
     EXPECT_THAT(run.records, ElementsAre(last_record));
@@ -220,7 +220,7 @@ TEST(restore, no_time_at_all_is_a_timeout_at_once) {
     EXPECT_THAT(run.records, ElementsAre(timeout_record("0")));
 }
 
-TEST(restore, reports_that_go_on_after_the_timeout_do_no_harm) {
+TEST(restore, reports_that_continue_after_the_timeout_change_nothing) {
     // Far more reports than fit into the second that the tool waits; the process ends among them.
     array reports;
     for (int count = 0; count < 4000; ++count) {

@@ -72,7 +72,7 @@ TEST(vandrel_sim, options_of_the_tool_before_the_double_dash_are_refused) {
         "--");
 }
 
-TEST(vandrel_sim, a_creation_that_the_run_did_not_come_to_is_told) {
+TEST(vandrel_sim, a_creation_that_the_run_did_not_reach_is_reported) {
     const program_result result = run({"--fail-creation", "1000000", "--", "--help"});
     EXPECT_EQ(result.status, 0);
     EXPECT_THAT(result.standard_error,

@@ -42,7 +42,7 @@ TEST(accounting, the_creation_that_was_named_fails_and_no_other) {
     EXPECT_TRUE(make_number(3));
 }
 
-TEST(accounting, an_order_to_fail_can_be_taken_back) {
+TEST(accounting, a_failure_that_was_set_can_be_cancelled) {
     fail_creation(1);
     fail_creation(0);
     EXPECT_TRUE(make_number(1));
@@ -105,7 +105,7 @@ TEST(accounting, references_to_constants_have_to_balance) {
     EXPECT_THAT(unbalanced_constants(), IsEmpty());
 }
 
-TEST(accounting, a_constant_that_is_released_too_often_is_told) {
+TEST(accounting, a_constant_that_is_released_too_often_is_reported) {
     CFRelease(kCFNull);
     EXPECT_THAT(unbalanced_constants(), ElementsAre(Pair("CFNull \"<CFNull>\"", -1)));
     CFRetain(kCFNull);

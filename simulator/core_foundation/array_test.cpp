@@ -20,7 +20,7 @@ TEST(cf_array, holds_its_elements_in_order) {
     EXPECT_EQ(content_of(CFArrayGetValueAtIndex(list.get(), 1)), "two");
 }
 
-TEST(cf_array, gives_its_elements_back_when_it_goes) {
+TEST(cf_array, releases_its_elements_when_it_is_destroyed) {
     const auto value = make_number(1);
     make_array({value.get(), value.get()}).reset();
     EXPECT_EQ(simulator::live_object_count(), 1);

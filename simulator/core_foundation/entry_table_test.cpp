@@ -68,7 +68,7 @@ TEST(entry_table, keeps_the_order_when_values_are_replaced) {
     EXPECT_EQ(table.entries()[99].key->describe(), "99");
 }
 
-TEST(entry_table, tells_keys_of_different_types_apart) {
+TEST(entry_table, distinguishes_keys_of_different_types) {
     entry_table table;
     fill(table, 0, 20);
     EXPECT_EQ(table.find(*static_cast<const object*>(static_cast<CFTypeRef>(CFSTR("7")))), nullptr);

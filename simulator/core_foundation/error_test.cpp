@@ -69,14 +69,14 @@ std::string reason_of(CFStringRef domain, CFIndex code) {
     return reason ? text_of(reason.get()) : "(none)";
 }
 
-TEST(cf_error, one_of_posix_has_the_systems_reason) {
+TEST(cf_error, a_posix_error_has_the_systems_reason) {
     EXPECT_EQ(reason_of(CFSTR("NSPOSIXErrorDomain"), 2), "No such file or directory");
     EXPECT_EQ(reason_of(CFSTR("NSPOSIXErrorDomain"), 13), "Permission denied");
     EXPECT_EQ(reason_of(CFSTR("NSPOSIXErrorDomain"), 0x100000002), "(none)");
     EXPECT_EQ(reason_of(CFSTR("test"), 2), "(none)");
 }
 
-TEST(cf_error, one_of_posix_keeps_the_reason_that_it_was_given) {
+TEST(cf_error, a_posix_error_keeps_the_reason_that_it_was_given) {
     const auto info =
         make_dictionary({{kCFErrorLocalizedFailureReasonKey, make_string("why").get()}});
     const handle<CFErrorRef> failure(

@@ -20,7 +20,7 @@ namespace {
 using namespace simulator;
 using namespace simulator::test;
 
-TEST(object, a_new_one_lives_until_its_one_reference_is_given_back) {
+TEST(object, a_new_one_lives_until_its_one_reference_is_released) {
     const __TestThing* thing = create<__TestThing>(7);
     EXPECT_EQ(checked(thing).value, 7);
     EXPECT_EQ(__TestThing::static_type().live_objects(), 1);
@@ -28,7 +28,7 @@ TEST(object, a_new_one_lives_until_its_one_reference_is_given_back) {
     EXPECT_EQ(__TestThing::static_type().live_objects(), 0);
 }
 
-TEST(object, every_reference_taken_must_be_given_back) {
+TEST(object, every_retained_reference_must_be_released) {
     const auto* thing = create<__TestThing>(7);
     EXPECT_EQ(CFRetain(thing), thing);
     CFRelease(thing);

@@ -94,7 +94,7 @@ TEST(property_list_binary_reader, a_file_becomes_its_value) {
     EXPECT_TRUE(CFEqual(value.get(), make_array({CFSTR("a"), kCFBooleanTrue}).get()));
 }
 
-TEST(property_list_binary_reader, the_format_is_told) {
+TEST(property_list_binary_reader, the_format_is_returned) {
     CFPropertyListFormat format = 0;
     const handle<CFPropertyListRef> value(
         CFPropertyListCreateWithData(kCFAllocatorDefault, make_data(small_file).get(),

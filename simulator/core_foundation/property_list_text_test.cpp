@@ -29,7 +29,7 @@ TEST(parse_integer, reads_hexadecimal) {
     EXPECT_EQ(parse_integer("-0x10"), number(std::int64_t{-16}));
 }
 
-TEST(parse_integer, white_space_may_stand_in_front_and_a_blank_after_the_sign) {
+TEST(parse_integer, white_space_may_precede_the_sign_and_a_blank_follow_it) {
     EXPECT_EQ(parse_integer(" \t\r\n7"), number(std::int64_t{7}));
     EXPECT_EQ(parse_integer("- 5"), number(std::int64_t{-5}));
     EXPECT_EQ(parse_integer(" + 0x10"), number(std::int64_t{16}));
@@ -91,7 +91,7 @@ TEST(parse_real, what_is_too_small_is_zero) {
     EXPECT_TRUE(std::signbit(std::get<double>(parse_real("-1e-400").value())));
 }
 
-TEST(parse_real, white_space_may_stand_in_front_and_a_blank_after_the_sign) {
+TEST(parse_real, white_space_may_precede_the_sign_and_a_blank_follow_it) {
     EXPECT_EQ(parse_real("\n 1.5"), number(1.5));
     EXPECT_EQ(parse_real("- 1.5"), number(-1.5));
 }
@@ -112,7 +112,7 @@ TEST(parse_base64, reads_every_length_of_the_last_group) {
     EXPECT_EQ(decoded("+/+/"), "\xFB\xFF\xBF");
 }
 
-TEST(parse_base64, white_space_may_stand_anywhere) {
+TEST(parse_base64, white_space_may_be_anywhere) {
     EXPECT_EQ(decoded(" Zm\n\t9v\r\nYg = = "), "foob");
 }
 

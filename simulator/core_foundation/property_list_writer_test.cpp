@@ -284,14 +284,14 @@ TEST(property_list_writer, a_container_that_holds_itself_is_refused) {
     CFDictionarySetValue(dictionary.get(), CFSTR("self"), kCFBooleanTrue);
 }
 
-TEST(property_list_writer, told_to_fail_it_gives_no_error) {
+TEST(property_list_writer, a_failing_creation_gives_no_error) {
     CFErrorRef error = nullptr;
     simulator::fail_creation(1);
     EXPECT_FALSE(data_of(kCFBooleanTrue, &error));
     EXPECT_EQ(error, nullptr);
 }
 
-TEST(property_list_writer, told_to_fail_at_the_error_it_gives_none) {
+TEST(property_list_writer, a_failing_creation_of_the_error_gives_no_error) {
     for (int n = 1; n <= 3; ++n) {
         CFErrorRef error = nullptr;
         simulator::fail_creation(n);

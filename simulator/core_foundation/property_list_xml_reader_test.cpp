@@ -108,7 +108,7 @@ TEST(property_list_xml_reader, a_document_becomes_its_value) {
     EXPECT_TRUE(CFEqual(value.get(), expected.get()));
 }
 
-TEST(property_list_xml_reader, the_format_is_told) {
+TEST(property_list_xml_reader, the_format_is_returned) {
     CFPropertyListFormat format = 0;
     const handle<CFPropertyListRef> value(
         CFPropertyListCreateWithData(kCFAllocatorDefault, make_data("<plist><true/></plist>").get(),
@@ -165,7 +165,7 @@ TEST(property_list_xml_reader, of_two_equal_keys_the_last_wins) {
               "{a = 2}");
 }
 
-TEST(property_list_xml_reader, comments_and_instructions_are_passed_over) {
+TEST(property_list_xml_reader, comments_and_instructions_are_ignored) {
     EXPECT_EQ(description("<!-- a --><array><?b?><true/><!-- c --></array><!-- d -->"), "(true)");
 }
 
@@ -338,7 +338,7 @@ TEST(property_list_xml_reader, the_frame_may_be_left_out) {
     EXPECT_EQ(refusal_of("<key>a</key>"), "line 1: key where a value must come");
 }
 
-TEST(property_list_xml_reader, white_space_may_stand_in_front_of_the_declaration) {
+TEST(property_list_xml_reader, white_space_may_precede_the_declaration) {
     EXPECT_TRUE(read_document(" \n\t\r\n" + head + "<plist><true/></plist>"));
     EXPECT_EQ(refusal_of("\n\n" + head + "<plist>\n<true></plist>"), "line 6: mismatched tag");
 }

@@ -82,7 +82,7 @@ std::string found(const char* text, const char* wanted) {
     return std::to_string(range.location) + "+" + std::to_string(range.length);
 }
 
-TEST(cf_string, another_is_found_where_it_first_stands) {
+TEST(cf_string, another_is_found_where_it_first_occurs) {
     EXPECT_EQ(found("abcabc", "abc"), "0+3");
     EXPECT_EQ(found("abcabc", "ca"), "2+2");
     EXPECT_EQ(found("abc", "abc"), "0+3");
@@ -118,7 +118,7 @@ TEST(cf_string, a_container_describes_it_by_its_text) {
     EXPECT_EQ(description_of(make_array({make_string("text").get()}).get()), "(text)");
 }
 
-TEST(cf_string, a_byte_order_mark_in_front_is_taken_off) {
+TEST(cf_string, a_leading_byte_order_mark_is_removed) {
     EXPECT_EQ(text_of(make_string("\xEF\xBB\xBFtext").get()), "text");
     EXPECT_EQ(CFStringGetLength(string_of_bytes("\xEF\xBB\xBFtext").get()), 4);
     EXPECT_EQ(CFStringGetLength(string_of_bytes("\xEF\xBB\xBF").get()), 0);

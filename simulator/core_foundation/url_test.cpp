@@ -20,7 +20,7 @@ TEST(cf_url, is_made_of_the_characters_of_a_url) {
     EXPECT_FALSE(url("a#b#c"));
 }
 
-TEST(cf_url, text_and_base_tell_urls_apart) {
+TEST(cf_url, text_and_base_distinguish_urls) {
     const auto base = url("file:///a/");
     EXPECT_TRUE(CFEqual(url("b").get(), url("b").get()));
     EXPECT_FALSE(CFEqual(url("b").get(), url("c").get()));

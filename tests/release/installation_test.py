@@ -154,13 +154,13 @@ class installation(unittest.TestCase):
         )
         self.expect_devices()
 
-    def test_the_registry_wins_over_the_customary_folders(self):
+    def test_the_registry_takes_precedence_over_the_customary_folders(self):
         self.install_customary()
         self.install(vandrel, "Elsewhere/Support", "CoreFoundation.dll")
         self.record("Apple Application Support", "InstallDir", "C:\\Elsewhere\\Support")
         self.expect_sentence("do not have CFArrayAppendValue")
 
-    def test_a_folder_that_the_registry_names_and_that_has_gone_is_passed_over(self):
+    def test_a_missing_folder_that_the_registry_names_is_ignored(self):
         self.install_customary()
         self.record("Apple Application Support", "InstallDir", "C:\\Elsewhere\\Support")
         self.expect_devices()

@@ -94,7 +94,7 @@ std::ptrdiff_t position_of(const tool_run& run, const std::string& text) {
 
 // --- inside the calls
 
-TEST(unkind_platform, a_device_that_connects_inside_the_registration_is_there_at_once) {
+TEST(platform_variations, a_device_that_connects_inside_the_registration_is_there_at_once) {
     const auto scenario =
         attached({event_during("AMRestorableDeviceRegisterForNotifications", "connected")});
     const tool_run run = command({"--no-exit-recovery", "--detect-timeout", "0"}, scenario).run();
@@ -102,7 +102,7 @@ TEST(unkind_platform, a_device_that_connects_inside_the_registration_is_there_at
     EXPECT_EQ(run.calls("AMRecoveryModeDeviceSetAutoBoot"), 1);
 }
 
-TEST(unkind_platform, a_device_that_connects_inside_the_unregistration_is_ignored) {
+TEST(platform_variations, a_device_that_connects_inside_the_unregistration_is_ignored) {
     const tool_run run =
         list(attached({event_during("AMRestorableDeviceUnregisterForNotifications", "connected")}))
             .run();
@@ -111,7 +111,7 @@ TEST(unkind_platform, a_device_that_connects_inside_the_unregistration_is_ignore
     EXPECT_THAT(run.diagnostics, Contains(EndsWith(": Ignoring notification, inTeardown")));
 }
 
-TEST(unkind_platform, a_completion_inside_the_restore_call_is_not_lost) {
+TEST(platform_variations, a_completion_inside_the_restore_call_is_not_lost) {
     const auto scenario =
         restoring({{"Reports", array{report(status(13, 1)), report(status(0, 100))}},
                    {"ReportsInsideCall", 2}});
@@ -121,7 +121,7 @@ TEST(unkind_platform, a_completion_inside_the_restore_call_is_not_lost) {
                                          status_record(status(0, 100))));
 }
 
-TEST(unkind_platform, a_boot_inside_the_restore_call_completes_the_way_into_restore_mode) {
+TEST(platform_variations, a_boot_inside_the_restore_call_completes_the_way_into_restore_mode) {
     const auto scenario =
         restoring({{"Reports", array{report(status(9, 0))}}, {"ReportsInsideCall", 1}});
     const tool_run run =
@@ -131,7 +131,7 @@ TEST(unkind_platform, a_boot_inside_the_restore_call_completes_the_way_into_rest
     EXPECT_THAT(run.records, ElementsAre(status_record(status(9, 0), "Booting")));
 }
 
-TEST(unkind_platform, a_restore_call_that_returns_late_is_waited_for) {
+TEST(platform_variations, a_restore_call_that_returns_late_is_waited_for) {
     const auto scenario = restoring(
         {{"Reports", array{report(status(13, 1)), report(status(0, 100))}}, {"CallTakes", 1.5}});
     const tool_run run = command({"--restore", "x.ipsw", "--restore-timeout", "1"}, scenario).run();
@@ -142,7 +142,7 @@ TEST(unkind_platform, a_restore_call_that_returns_late_is_waited_for) {
 
 // The device goes inside each call, so what was logged before "Removing" was logged before the
 // call.
-TEST(unkind_platform, each_call_of_a_recovery_command_is_explained_before_it_is_made) {
+TEST(platform_variations, each_call_of_a_recovery_command_is_explained_before_it_is_made) {
     for (const auto& [call, explained] :
          {std::pair("AMRecoveryModeDeviceSetAutoBoot", "AMRecoveryModeDeviceSetAutoBoot(true)"),
           std::pair("AMRecoveryModeDeviceReboot", "AMRecoveryModeDeviceReboot()")}) {
@@ -162,7 +162,7 @@ TEST(unkind_platform, each_call_of_a_recovery_command_is_explained_before_it_is_
 
 // --- the end of notifications
 
-TEST(unkind_platform, an_unregistration_may_wait_for_its_callbacks) {
+TEST(platform_variations, an_unregistration_may_wait_for_its_callbacks) {
     array events;
     for (int i = 0; i < 20'000; ++i) {
         events.emplace_back(event(i * 0.0001, i % 2 == 0 ? "connected" : "disconnected"));
@@ -176,7 +176,7 @@ TEST(unkind_platform, an_unregistration_may_wait_for_its_callbacks) {
     EXPECT_EQ(run.calls("AMRestorableDeviceUnregisterForNotifications"), 1);
 }
 
-TEST(unkind_platform, notifications_while_an_unregistration_takes_long_are_ignored) {
+TEST(platform_variations, notifications_while_an_unregistration_takes_long_are_ignored) {
     dictionary scenario = attached({event_during("AMRestorableDeviceUnregisterForNotifications",
                                                  "connected", {{"Threads", 4}})});
     scenario["UnregistrationTakes"] = 0.5;
@@ -195,7 +195,7 @@ TEST(unkind_platform, notifications_while_an_unregistration_takes_long_are_ignor
 class late_report : public ::testing::TestWithParam<double> {};
 
 // Inside the call, so that the tool is there for certain when it comes.
-TEST_P(late_report, makes_a_record_and_does_no_harm) {
+TEST_P(late_report, makes_a_record_and_changes_nothing_else) {
     const std::vector<std::pair<std::vector<std::string>, dictionary>> commands = {
         {{"--restore", "x.ipsw"}, status(0, 100)},
         {{"--restore", "x.ipsw", "--enter-restore-mode"}, status(9, 0)}};
@@ -226,12 +226,12 @@ TEST_P(late_report, may_come_while_the_tool_ends) {
     EXPECT_EQ(run.records.front(), status_record(status(0, 100)));
 }
 
-INSTANTIATE_TEST_SUITE_P(unkind_platform, late_report, ::testing::Values(0, 0.01),
+INSTANTIATE_TEST_SUITE_P(platform_variations, late_report, ::testing::Values(0, 0.01),
                          [](const auto& instance) {
                              return instance.param == 0 ? "at_once" : "after_10_milliseconds";
                          });
 
-TEST(unkind_platform, a_second_completion_ends_the_process) {
+TEST(platform_variations, a_second_completion_ends_the_process) {
     const std::vector<std::pair<std::vector<std::string>, dictionary>> commands = {
         {{"--restore", "x.ipsw"}, status(0, 100)},
         {{"--restore", "x.ipsw", "--enter-restore-mode"}, status(9, 0)}};
@@ -249,7 +249,7 @@ TEST(unkind_platform, a_second_completion_ends_the_process) {
 
 // An exception that the tool let out would go through the platform's call back into the tool, which
 // would take it for an error of the command.
-TEST(unkind_platform, a_second_completion_inside_the_restore_call_ends_the_process) {
+TEST(platform_variations, a_second_completion_inside_the_restore_call_ends_the_process) {
     const auto scenario =
         restoring({{"Reports", array{report(status(0, 100)), report(status(0, 100))}},
                    {"ReportsInsideCall", 2}});
@@ -264,7 +264,8 @@ TEST(unkind_platform, a_second_completion_inside_the_restore_call_ends_the_proce
 
 // --- subscriptions and registrations that fail
 
-TEST(unkind_platform, the_first_subscription_asks_for_usb_devices_with_a_callback_and_no_context) {
+TEST(platform_variations,
+     the_first_subscription_asks_for_usb_devices_with_a_callback_and_no_context) {
     const tool_run run = list(attached({})).run();
     EXPECT_EQ(
         arguments_of(run, "AMDeviceNotificationSubscribe"),
@@ -274,7 +275,7 @@ TEST(unkind_platform, the_first_subscription_asks_for_usb_devices_with_a_callbac
               plist_value(dictionary{{"HasSubscription", true}}));
 }
 
-TEST(unkind_platform, a_first_subscription_that_fails_and_leaves_nothing_changes_nothing) {
+TEST(platform_variations, a_first_subscription_that_fails_and_leaves_nothing_changes_nothing) {
     dictionary scenario = attached({first_event("connected")});
     scenario["SubscriptionResult"] = 5;
     const tool_run run = list(scenario).run();
@@ -284,7 +285,7 @@ TEST(unkind_platform, a_first_subscription_that_fails_and_leaves_nothing_changes
               plist_value(dictionary{{"HasSubscription", false}}));
 }
 
-TEST(unkind_platform, an_error_without_user_information_is_its_domain_and_its_code) {
+TEST(platform_variations, an_error_without_user_information_is_its_domain_and_its_code) {
     dictionary scenario = attached({});
     scenario["RegistrationError"] = dictionary{{"Domain", "com.example.usb"}, {"Code", 2}};
     const tool_run run = list(scenario).run();
@@ -297,7 +298,7 @@ TEST(unkind_platform, an_error_without_user_information_is_its_domain_and_its_co
 
 // --- threads and handles
 
-TEST(unkind_platform, notifications_of_one_device_may_come_on_several_threads_at_once) {
+TEST(platform_variations, notifications_of_one_device_may_come_on_several_threads_at_once) {
     array events;
     for (int i = 0; i < 40; ++i) {
         events.emplace_back(
@@ -310,7 +311,7 @@ TEST(unkind_platform, notifications_of_one_device_may_come_on_several_threads_at
     EXPECT_EQ(run.calls("AMRestorableDeviceGetState"), 40 * 8 + 2);
 }
 
-TEST(unkind_platform, a_device_may_leave_under_another_handle_than_it_came) {
+TEST(platform_variations, a_device_may_leave_under_another_handle_than_it_came) {
     const tool_run run = list(attached({first_event("connected"),
                                         first_event("disconnected", {{"NewHandle", true}})}))
                              .run();
@@ -320,7 +321,7 @@ TEST(unkind_platform, a_device_may_leave_under_another_handle_than_it_came) {
     EXPECT_THAT(run.diagnostics, Contains(EndsWith(": Removing '00000000000000AB'")));
 }
 
-TEST(unkind_platform, a_device_may_come_again_under_another_handle) {
+TEST(platform_variations, a_device_may_come_again_under_another_handle) {
     const tool_run run =
         list(attached({first_event("connected"), first_event("connected", {{"NewHandle", true}}),
                        first_event("connected", {{"NewHandle", true}})}))
@@ -329,7 +330,7 @@ TEST(unkind_platform, a_device_may_come_again_under_another_handle) {
     EXPECT_THAT(run.records, ElementsAre(device_list({some_ecid})));
 }
 
-TEST(unkind_platform, a_device_that_comes_again_during_its_restore_is_restored_to_the_end) {
+TEST(platform_variations, a_device_that_comes_again_during_its_restore_is_restored_to_the_end) {
     dictionary scenario =
         restoring({{"Reports", array{report(status(13, 1)), report(status(0, 100), 0.2)}}});
     scenario["Events"] =
@@ -346,7 +347,7 @@ TEST(unkind_platform, a_device_that_comes_again_during_its_restore_is_restored_t
 
 // --- waiting
 
-TEST(unkind_platform, a_device_that_comes_wakes_a_tool_that_already_waits) {
+TEST(platform_variations, a_device_that_comes_wakes_a_tool_that_already_waits) {
     const temporary_folder folder;
     const auto signal = folder.path() / "now";
     const auto scenario = attached({event(0, "connected", {{"AwaitFile", signal.string()}})});
