@@ -183,6 +183,12 @@ record read_record(std::string_view document) {
     }
 }
 
+std::size_t record_reader::unfinished_ = 0;
+
+record_reader::~record_reader() {
+    unfinished_ -= counted_;
+}
+
 void record_reader::take(std::string_view bytes, const handler& handle) {
     while (!bytes.empty()) {
         // The mark may have begun in the bytes before.
@@ -201,7 +207,9 @@ void record_reader::take(std::string_view bytes, const handler& handle) {
         }
         document_ += bytes.substr(0, taken);
         bytes.remove_prefix(taken);
-        if (document_.size() > largest_document) {
+        count_document();
+        if (document_.size() > largest_document ||
+            (document_.size() > small_document && unfinished_ > most_unfinished)) {
             passes_over_ = true;
         }
         if (ends) {
@@ -210,7 +218,13 @@ void record_reader::take(std::string_view bytes, const handler& handle) {
             document_.erase(0, document_.size() - (end_mark.size() - 1));
             document_.shrink_to_fit();
         }
+        count_document();
     }
+}
+
+void record_reader::count_document() {
+    unfinished_ += document_.capacity();
+    unfinished_ -= std::exchange(counted_, document_.capacity());
 }
 
 void record_reader::finish(const handler& handle) {

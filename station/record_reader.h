@@ -48,13 +48,22 @@ using record =
 /// Reads one document, whose end is that of the text.
 record read_record(std::string_view document);
 
-/// Takes a stream in pieces of any size.
+/// Takes a stream in pieces of any size. All readers are used by one thread.
 class record_reader {
 public:
     using handler = std::function<void(const record&)>;
 
     /// Larger documents are passed over. What is kept of one that has not ended is never larger.
     static constexpr std::size_t largest_document = std::size_t{4} * 1024 * 1024;
+    /// What all readers keep of documents that have not ended. When it is more, those that are
+    /// larger than a small one are passed over, too.
+    static constexpr std::size_t most_unfinished = std::size_t{16} * 1024 * 1024;
+    static constexpr std::size_t small_document = std::size_t{128} * 1024;
+
+    record_reader() = default;
+    record_reader(const record_reader&) = delete;
+    record_reader& operator=(const record_reader&) = delete;
+    ~record_reader();
 
     /// Calls `handle` for each record that these bytes end.
     void take(std::string_view bytes, const handler& handle);
@@ -63,8 +72,13 @@ public:
 
 private:
     void end_document(const handler& handle);
+    void count_document();
+
+    static std::size_t unfinished_;
 
     std::string document_;
+    /// What is counted of it in `unfinished_`.
+    std::size_t counted_ = 0;
     /// The document is too large; only the last bytes of it are kept.
     bool passes_over_ = false;
 };

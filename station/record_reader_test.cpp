@@ -6,6 +6,7 @@ namespace vandrel::station {
 
 namespace {
 
+using testing::Contains;
 using testing::ElementsAre;
 
 const std::string head = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
@@ -69,6 +70,46 @@ TEST(record_reader, a_record_that_is_too_large_is_passed_over) {
     const std::string large =
         report("<key>Text</key><string>" + std::string(5'000'000, 'x') + "</string>");
     EXPECT_THAT(kinds_in(report() + large + report(), 65536), ElementsAre(0, 6, 0));
+}
+
+TEST(record_reader, many_large_records_at_once_are_passed_over_when_they_take_too_much_memory) {
+    const std::string large =
+        report("<key>Text</key><string>" + std::string(3'000'000, 'x') + "</string>");
+    std::vector<std::size_t> kinds;
+    const auto note = [&kinds](const record& each) { kinds.push_back(each.index()); };
+    std::vector<record_reader> readers(10);
+    for (std::size_t i = 0; i < large.size(); i += 50'000) {
+        for (record_reader& each : readers) {
+            each.take(std::string_view(large).substr(i, 50'000), note);
+        }
+    }
+    EXPECT_EQ(kinds.size(), 10);
+    EXPECT_THAT(kinds, Contains(0));
+    EXPECT_THAT(kinds, Contains(6));
+
+    // The next ones find room again, and small ones always do.
+    kinds.clear();
+    readers[0].take(large, note);
+    EXPECT_THAT(kinds, ElementsAre(0));
+}
+
+TEST(record_reader, a_small_record_is_read_whatever_the_others_take) {
+    const auto ignore = [](const record&) {};
+    std::vector<record_reader> others(10);
+    for (record_reader& each : others) {
+        each.take(std::string(3'000'000, 'x'), ignore);
+    }
+    EXPECT_THAT(kinds_in(report(), 64), ElementsAre(0));
+}
+
+TEST(record_reader, a_reader_that_has_gone_takes_no_memory) {
+    const auto ignore = [](const record&) {};
+    for (int i = 0; i < 10; ++i) {
+        record_reader().take(std::string(3'000'000, 'x'), ignore);
+    }
+    const std::string large =
+        report("<key>Text</key><string>" + std::string(3'000'000, 'x') + "</string>");
+    EXPECT_THAT(kinds_in(large, 65536), ElementsAre(0));
 }
 
 TEST(record_reader, characters_that_xml_forbids_are_replaced) {
