@@ -1,0 +1,191 @@
+#!/usr/bin/env python3
+"""Readers that stop or go, and disks that stop or fill, under restores."""
+import json
+import os
+import subprocess
+import sys
+import threading
+import unittest
+
+from test_station import (
+    a_bench, a_run, bench_state, completion, host_path, on_windows, report, wait_until)
+
+if not on_windows:
+    import pty
+    import resource
+
+posix_only = unittest.skipIf(on_windows, "this is a POSIX host's own way to stop a reader")
+TWELVE = ["--at-once", "12", "--yes"]
+
+
+def reports(count):
+    return b"".join(report(14, i % 100) for i in range(count))
+
+
+class a_test(unittest.TestCase):
+    def assert_nobody_waited(self, bench, count):
+        """Of devices whose restores took no time."""
+        events = bench.events()
+        self.assertEqual([event["seq"] for event in events], list(range(1, len(events) + 1)))
+        names = {event["event"] for event in events}
+        self.assertFalse(names & {"quiet", "log_incomplete", "failure_reported", "warning"}, names)
+        self.assertEqual(bench.summary()["counts"]["restored"], count)
+
+
+class standard_output(a_test):
+    def start(self, bench, *arguments, **more):
+        process = subprocess.Popen(
+            bench.command("restore", "--bundle", host_path(bench.bundle), "--all", *arguments),
+            stdin=subprocess.DEVNULL, **more)
+        limit = threading.Timer(120, process.kill)
+        limit.start()
+        self.addCleanup(limit.cancel)
+        self.addCleanup(process.wait)
+        self.addCleanup(process.kill)
+        return process
+
+    def test_a_reader_that_stops_stops_no_device(self):
+        with a_bench([[reports(2000), completion()]] * 12) as bench:
+            process = self.start(bench, *TWELVE, "--json", stdout=subprocess.PIPE)
+            wait_until(lambda: bench_state(bench) == "ended")
+            self.assert_nobody_waited(bench, 12)
+            # Now it goes on. What did not fit in the meantime is in the run's folder only.
+            with process.stdout as output:
+                shown = [json.loads(line)["seq"] for line in output]
+            self.assertEqual(shown, sorted(set(shown)))
+            self.assertEqual(process.wait(), 0)
+
+    @posix_only
+    def test_a_terminal_that_stops_stops_no_device(self):
+        with a_bench([[reports(2000), completion()]] * 12) as bench:
+            terminal, other_end = pty.openpty()
+            process = self.start(bench, *TWELVE, stdout=other_end)
+            os.close(other_end)
+            with open(terminal, "rb", buffering=0) as screen:
+                wait_until(lambda: bench_state(bench) == "ended")
+                self.assert_nobody_waited(bench, 12)
+                shown = b""
+                try:
+                    while piece := screen.read(65536):
+                        shown += piece
+                except OSError:
+                    # This is how a terminal ends that nobody has open any more.
+                    pass
+            self.assertEqual(process.wait(), 0)
+            self.assertIn(b"12 of 12 devices restored. Status 0.", shown)
+
+    def test_a_reader_that_goes_ends_no_run(self):
+        with a_bench([[report(), "await go", reports(1000), completion()]] * 2) as bench:
+            process = self.start(bench, "--json", stdout=subprocess.PIPE)
+            process.stdout.readline()
+            process.stdout.close()
+            bench.write("go", b"")
+            self.assertEqual(process.wait(), 0)
+            self.assert_nobody_waited(bench, 2)
+
+    def test_a_reader_that_goes_does_not_hide_a_failure(self):
+        with a_bench([["await go", completion(Error=1)]]) as bench:
+            process = self.start(bench, "--json", stdout=subprocess.PIPE)
+            process.stdout.close()
+            bench.write("go", b"")
+            self.assertEqual(process.wait(), 1)
+
+    @posix_only
+    def test_an_output_that_was_never_open_is_no_other_file(self):
+        for numbers in ([1], [0, 1], [0, 1, 2]):
+            with self.subTest(closed=numbers), a_bench([[report(), completion()]]) as bench:
+                process = self.start(bench, "--json", preexec_fn=lambda: [os.close(number) for number in numbers])
+                self.assertEqual(process.wait(), 0)
+                self.assert_nobody_waited(bench, 1)
+                folder = os.path.join(bench.run_folder, bench.ecids[0] + "-visit1-try1")
+                with open(os.path.join(folder, "records.plist"), "rb") as file:
+                    self.assertEqual(file.read(), report() + completion())
+                self.assertEqual(os.path.getsize(os.path.join(folder, "diagnostics.txt")), 0)
+
+
+class run_folder(a_test):
+    def stop(self, bench, run):
+        """From the first record on, the run's folder takes nothing: one of its files is a pipe without a reader."""
+        for _ in bench.ecids:
+            run.wait_for("try_started")
+        folder = os.path.join(bench.run_folder, bench.ecids[0] + "-visit1-try1")
+        os.makedirs(folder, exist_ok=True)
+        pipe = os.path.join(folder, "records.plist")
+        os.mkfifo(pipe)
+        bench.write("go", b"")
+        return pipe
+
+    def all_restored(self, bench, run):
+        waiting = set(bench.ecids)
+        while waiting:
+            waiting.discard(run.wait_for("device_ended", state="restored")["ecid"])
+        self.assertEqual(run.named("quiet"), [])
+
+    @posix_only
+    def test_a_disk_that_stops_for_a_while_stops_no_device_and_loses_nothing(self):
+        content = reports(100) + completion()
+        with a_bench([["await go", content]] * 12) as bench:
+            run = a_run(self, bench, *TWELVE)
+            pipe = self.stop(bench, run)
+            self.all_restored(bench, run)
+            with open(pipe, "rb") as file:
+                self.assertEqual(file.read(), content)
+            self.assertEqual(run.wait(), 0)
+            self.assert_nobody_waited(bench, 12)
+            for each in bench.ecids[1:]:
+                with open(os.path.join(bench.run_folder, each + "-visit1-try1", "records.plist"), "rb") as file:
+                    self.assertEqual(file.read(), content)
+
+    @posix_only
+    def test_a_disk_that_stops_for_good_is_status_5(self):
+        with a_bench([["await go", reports(4000), completion()]] * 12) as bench:
+            run = a_run(self, bench, *TWELVE, seconds=120)
+            self.stop(bench, run)
+            self.all_restored(bench, run)
+            self.assertEqual(run.wait(), 5)
+            self.assertEqual([event["text"] for event in run.named("log_incomplete")],
+                             ["the run folder takes what is written too slowly"])
+
+    def test_a_disk_that_fills_is_status_5(self):
+        if on_windows:
+            self.skipTest("no file's size can be limited here")
+        most = 100_000
+
+        def limit_files():
+            resource.setrlimit(resource.RLIMIT_FSIZE, (most, most))
+        with a_bench([[reports(500), completion()]] * 4) as bench:
+            # Python ignores the signal that goes with the limit, and so does the station then.
+            run = a_run(self, bench, preexec_fn=limit_files, restore_signals=False)
+            self.assertEqual(run.wait(), 5)
+            self.assertEqual(len(run.named("log_incomplete")), 1)
+            self.assertIn(" could not be written", run.named("log_incomplete")[0]["text"])
+            self.assertEqual([event["state"] for event in run.named("device_ended")], ["restored"] * 4)
+            self.assertEqual((bench.summary()["state"], bench.summary()["exit_status"]), ("ended", 5))
+            self.assertEqual(os.path.getsize(os.path.join(bench.run_folder, "events.jsonl")), most)
+
+
+@unittest.skipIf(on_windows, "the memory of a process is counted on the other host")
+class memory(unittest.TestCase):
+    def peak_of(self, bench):
+        process = subprocess.Popen(
+            bench.command("restore", "--bundle", bench.bundle, "--all", "--json", "--at-once", "64"),
+            stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL)
+        _, status, usage = os.wait4(process.pid, 0)
+        process.returncode = os.waitstatus_to_exitcode(status)
+        self.assertEqual(process.returncode, 0)
+        self.assertEqual(bench.summary()["counts"]["restored"], 64)
+        return usage.ru_maxrss * 1024
+
+    def test_a_thousand_reports_of_each_of_sixty_four_devices_take_less_than_64_mib(self):
+        with a_bench([[reports(1000), completion()]] * 64) as bench:
+            self.assertLess(self.peak_of(bench), 64 * 2**20)
+
+    def test_a_record_of_10_mb_of_each_of_sixty_four_devices_takes_less_than_64_mib(self):
+        with a_bench([["write large", completion()]] * 64) as bench:
+            bench.write("large", report(Large="x" * 10_000_000))
+            self.assertLess(self.peak_of(bench), 64 * 2**20)
+            self.assertEqual({event["unreadable_records"] for event in bench.ended().values()}, {1})
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])
