@@ -203,7 +203,8 @@ TEST_F(bench_tool, an_error_that_neither_completes_nor_fails_is_a_warning_and_no
     EXPECT_THAT(bench.logged<failure_reported>(), IsEmpty());
     ASSERT_EQ(bench.logged<warning>(device_a).size(), 1u);
     EXPECT_EQ(bench.logged<warning>()[0].kind, warning_kind::error_in_report);
-    EXPECT_EQ(bench.logged<warning>()[0].error, (error_details{"", 9, ""}));
+    EXPECT_EQ(bench.logged<warning>()[0].error,
+              (error_details{"", 9, "Communication error, possibly USB disconnection"}));
     bench.pass(10min);
     EXPECT_EQ(ended(), 0u);
 }

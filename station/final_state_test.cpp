@@ -32,6 +32,7 @@ std::ostream& operator<<(std::ostream& stream, const history& what) {
 const error_details own_timeout{"vandrel", 7, "Aborting, restore did not complete in 7200 seconds"};
 const error_details no_such_device{"vandrel", 4, "Failed to find device"};
 const error_details foreign_seven{"com.apple.MobileDevice", 7, ""};
+const error_details communication_error{"", 9, "Communication error, possibly USB disconnection"};
 
 void says(bench_under_test& bench, const restore_report& what) {
     bench.reports(device_a, what);
@@ -187,13 +188,13 @@ const history histories[] = {
          ends(bench, 0);
      }},
     {"an_error_and_no_completion",
-     {failed, device_error, by_tool, error_details{"", 9, ""}, true},
+     {failed, device_error, by_tool, communication_error, true},
      [](under_test& bench) {
          says(bench, report(13, 42, "Restoring", std::int64_t{9}));
          ends(bench, 0);
      }},
     {"the_first_failure_of_several",
-     {failed, device_error, by_tool, error_details{"", 9, ""}, true},
+     {failed, device_error, by_tool, communication_error, true},
      [](under_test& bench) {
          says(bench, report(13, 41, "Restoring", std::int64_t{8}));
          says(bench, report(13, 42, "Failed", std::int64_t{9}));
@@ -201,14 +202,14 @@ const history histories[] = {
          ends(bench, 0);
      }},
     {"a_failed_report_and_then_cancelled",
-     {failed, device_error, by_user, error_details{"", 9, ""}, false},
+     {failed, device_error, by_user, communication_error, false},
      [](under_test& bench) {
          says(bench, report(13, 42, "Failed", std::int64_t{9}));
          bench.turn({user_cancelled{}, user_cancelled{}});
          ends(bench, 1);
      }},
     {"a_failed_report_and_code_7",
-     {failed, device_error, by_tool, error_details{"", 9, ""}, true},
+     {failed, device_error, by_tool, communication_error, true},
      [](under_test& bench) {
          says(bench, report(13, 42, "Failed", std::int64_t{9}));
          error_record(bench, own_timeout);
@@ -365,7 +366,7 @@ const history histories[] = {
          bench.pass(30s);
      }},
     {"a_failed_report_and_a_tool_that_does_not_go",
-     {failed, device_error, by_station, error_details{"", 9, ""}, false},
+     {failed, device_error, by_station, communication_error, false},
      [](under_test& bench) {
          says(bench, report(13, 42, "Failed", std::int64_t{9}));
          bench.pass(1min);

@@ -113,6 +113,9 @@ record read_restore_status(const pugi::xml_node& value) {
     report.progress = integer(value, "Progress");
     report.error = error_in(value_of(value, "Error"));
     report.operation_name = optional_text(value, "Orv_OperationName");
+    if (report.operation_name.empty()) {
+        report.operation_name = operation_name(report.operation);
+    }
     return report;
 }
 

@@ -1,5 +1,7 @@
 #include "station/report.h"
 
+#include "debug/status_tables.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -9,6 +11,13 @@ namespace vandrel::station {
 
 namespace {
 
+/// The text of a code in one of the tables; empty for a code without one.
+template<class Table>
+std::string text_in(const Table& table, std::int64_t code) {
+    const auto found = std::ranges::find(table, code, &status_text::code);
+    return found != table.end() ? found->text : "";
+}
+
 struct details_of_value {
     std::optional<error_details> operator()(std::monostate) const { return std::nullopt; }
 
@@ -16,7 +25,7 @@ struct details_of_value {
         if (code == 0) {
             return std::nullopt;
         }
-        return error_details{{}, code, {}};
+        return error_details{{}, code, text_in(error_texts, code)};
     }
 
     std::optional<error_details> operator()(double number) const {
@@ -40,6 +49,10 @@ struct details_of_value {
 
 std::optional<error_details> error_of(const restore_report& report) {
     return std::visit(details_of_value{}, report.error);
+}
+
+std::string operation_name(std::int32_t operation) {
+    return text_in(operation_texts, operation);
 }
 
 bool completes(const restore_report& report) {

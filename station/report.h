@@ -37,7 +37,7 @@ struct restore_report {
     std::int32_t operation = 0;
     std::int64_t progress = 0;
     error_value error;
-    /// `Orv_OperationName`; empty without one.
+    /// `Orv_OperationName`, or the name of the operation without one; empty when it has none.
     std::string operation_name;
 };
 
@@ -52,8 +52,12 @@ struct error_details {
 };
 
 /// The error of a report. The integer 0 is none; every other value is one, whatever its type, since
-/// a restore library that puts anything else there has something to say.
+/// a restore library that puts anything else there has something to say. A bare integer is an AMR
+/// code: the text is that of the code, empty for one without a text.
 std::optional<error_details> error_of(const restore_report& report);
+
+/// The name of an AMR operation; empty for one without a name.
+std::string operation_name(std::int32_t operation);
 
 /// Whether the report ends the restore, well or not: operation 0 at 100 percent.
 bool completes(const restore_report& report);

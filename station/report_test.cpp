@@ -27,6 +27,26 @@ TEST(report_error, is_any_value_but_none_and_the_integer_zero) {
     EXPECT_EQ(error_of(report("", 0, 0, other_error{"false"})), (error_details{"", {}, "false"}));
 }
 
+TEST(report_error, of_an_amr_code_has_the_text_of_the_code) {
+    EXPECT_EQ(error_of(report("", 0, 0, std::int64_t{9})),
+              (error_details{"", 9, "Communication error, possibly USB disconnection"}));
+    EXPECT_EQ(error_of(report("", 0, 0, std::int64_t{3194})),
+              (error_details{"", 3194, "Authorization declined"}));
+    EXPECT_EQ(error_of(report("", 0, 0, std::int64_t{0x1'0000'0009})),
+              (error_details{"", 0x1'0000'0009, ""}));
+}
+
+TEST(report_error, of_another_domain_has_no_text_but_its_own) {
+    EXPECT_EQ(error_of(report("", 0, 0, error_dictionary{9, "NSPOSIXErrorDomain", ""})),
+              (error_details{"NSPOSIXErrorDomain", 9, ""}));
+}
+
+TEST(operation_name, is_that_of_the_table) {
+    EXPECT_EQ(operation_name(13), "Restoring image");
+    EXPECT_EQ(operation_name(0), "");
+    EXPECT_EQ(operation_name(999), "");
+}
+
 TEST(report, completes_with_operation_0_at_100_percent_only) {
     EXPECT_TRUE(completes(report("Successful", 0, 100)));
     EXPECT_FALSE(completes(report("Successful", 0, 99)));

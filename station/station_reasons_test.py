@@ -27,6 +27,8 @@ def failed(progress=42, **more):
     return step(progress, status="Failed", **more)
 
 
+ERROR_9 = "error 9: Communication error, possibly USB disconnection in Restoring image at 42 %"
+
 # What a tool does, the reason and the words with which its device ends, and what else the event says.
 CASES = [
     # A good completion counts whatever comes before and after it.
@@ -58,9 +60,9 @@ CASES = [
     ([completion(Error=True)], "device_error", "an error: true", {"error": {"text": "true"}}),
     ([completion(Error=2**64 - 1)], "device_error", "an error: 18446744073709551615", {}),
     ([completion("Failed")], "device_error", "a failure", {"error": None}),
-    ([failed(Error=9)], "device_error", "error 9 in Restoring image at 42 %", {"error": {"code": 9}}),
-    ([failed(Error=9), completion(Error=10)], "device_error", "error 9 in Restoring image at 42 %", {}),
-    ([failed(Error=9), internal_error(4), "exit 4"], "device_error", "error 9 in Restoring image at 42 %", {}),
+    ([failed(Error=9)], "device_error", ERROR_9, {"error": {"code": 9, "text": "Communication error, possibly USB disconnection"}}),
+    ([failed(Error=9), completion(Error=10)], "device_error", ERROR_9, {}),
+    ([failed(Error=9), internal_error(4), "exit 4"], "device_error", ERROR_9, {}),
     ([step(Error=4005)], "device_error", "error 4005 in Restoring image at 42 %", {"warnings": ["error_in_report"]}),
     # No completion.
     ([step(), internal_error(7), "exit 0"], "time_limit", "the time limit has passed in Restoring image at 42 %",
