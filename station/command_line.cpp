@@ -5,6 +5,7 @@
 #include "station/text.h"
 #include "station/version.h"
 
+#include <memory>
 #include <sstream>
 #include <string_view>
 #include <utility>
@@ -16,6 +17,18 @@ namespace vandrel::station {
 namespace {
 
 using std::chrono::milliseconds;
+
+/// Behind the name of an option stands what it takes, and no more.
+class plain_help : public CLI::Formatter {
+public:
+    plain_help() { label("SUBCOMMAND", "COMMAND"); }
+    std::string make_option_opts(const CLI::Option* option) const override {
+        const bool takes = option->get_type_size() != 0 && !option->get_type_name().empty();
+        return takes ? " " + option->get_type_name() : std::string();
+    }
+};
+
+constexpr const char* about_times = "A TIME is a number of seconds, or like 500ms, 30m or 2h.\n\n";
 
 /// "90", "0.2", "500ms", "30m", "2h"; a number alone is in seconds.
 milliseconds read_time(const std::string& text) {
@@ -85,13 +98,16 @@ void add_tool(CLI::App* to, station_arguments& result) {
                    "Program in the place of the vandrel beside this one")
         ->type_name("PROGRAM");
     to->add_option("--tool-argument", result.tool.arguments,
-                   "What its command line begins with; once for each argument")
+                   "What its command line begins with; give one each time")
         ->type_name("ARGUMENT")
         ->allow_extra_args(false);
     to->add_option("--slots", result.slots_file,
                    "Names of USB ports: lines of a location number and a name")
         ->type_name("FILE");
-    to->add_flag("--json", result.json, "Write JSON Lines");
+    auto* with_json = to->add_flag("--json", result.json, "Write JSON, for programs");
+    to->add_flag("--plain")
+        ->description("Write lines of text, also on a terminal (there is no other view yet)")
+        ->excludes(with_json);
     to->add_option_function<std::vector<std::string>>(
           "--rule-time",
           [&result](const std::vector<std::string>& texts) {
@@ -133,7 +149,7 @@ void add_run(CLI::App* to, station_arguments& result) {
     bench_options& options = result.options;
     to->add_option("--at-once", result.at_once, "How many tools run side by side (8)")
         ->type_name("N")
-        ->check(CLI::Range(1, 1000));
+        ->check(CLI::Range(1, 1000).description(""));
     add_time(to, "--stagger", options.stagger, "Time from one start to the next (2)");
     add_time(to, "--poll", options.poll, "Time between two lists (30)");
     to->add_option("--scratch", result.scratch, "Where tools unpack (the temporary folder)")
@@ -174,7 +190,7 @@ CLI::App* add_restore(CLI::App& app, station_arguments& result) {
         ->type_name("TIME");
     to->add_option("--retries", options.retries, "How often a failed device is tried again (0)")
         ->type_name("N")
-        ->check(CLI::Range(0, 100));
+        ->check(CLI::Range(0, 100).description(""));
     to->add_option("--stop-after", options.stop_after,
                    "Begin no more devices after so many failures in a row (5; 0: never)")
         ->type_name("N");
@@ -192,8 +208,15 @@ CLI::App* add_restore(CLI::App& app, station_arguments& result) {
              "Time that a tool has to end by itself after a failure (30)");
     add_run(to, result);
     add_tool(to, result);
-    to->footer("Example, which erases and restores whatever is attached, after a question:\n"
-               "  vandrel-station restore --bundle iPhone.ipsw --all --erase");
+    to->footer(std::string(about_times) +
+               "Examples\n"
+               "Erase and restore all devices that are attached, after a question:\n"
+               "  vandrel-station restore --bundle iPhone.ipsw --all --erase\n"
+               "Restore, and go on with each device that is attached within two hours:\n"
+               "  vandrel-station restore --bundle iPhone.ipsw --all --watch --for 2h\n"
+               "Erase exactly one device, from a program:\n"
+               "  vandrel-station restore --bundle iPhone.ipsw --ecid 0001A2B3C4D5E6F7 --erase "
+               "--yes --json");
     return to;
 }
 
@@ -204,7 +227,9 @@ CLI::App* add_recover(CLI::App& app, station_arguments& result, bool& exit, bool
     add_devices(to, result);
     add_run(to, result);
     add_tool(to, result);
-    to->footer("Example:\n  vandrel-station recover --exit --all");
+    to->footer(std::string(about_times) +
+               "Example, which boots all devices that are in Recovery mode:\n"
+               "  vandrel-station recover --exit --all");
     return to;
 }
 
@@ -248,13 +273,17 @@ std::variant<station_arguments, command_line_end> parse_command_line(int argumen
     app.allow_windows_style_options(false);
     app.require_subcommand(1);
     app.set_version_flag("--version", std::string("vandrel-station ") + version);
+    app.formatter(std::make_shared<plain_help>());
     CLI::App* list = app.add_subcommand("list", "Show the attached devices");
+    list->add_option("--bundle", result.bundle, "An IPSW: show the models, and which it is for")
+        ->type_name("FILE");
     add_tool(list, result);
-    list->footer("Example:\n  vandrel-station list");
+    list->footer("Example:\n  vandrel-station list --bundle iPhone.ipsw");
     CLI::App* restore = add_restore(app, result);
     CLI::App* recover = add_recover(app, result, exit, stay);
-    app.footer("vandrel-station COMMAND --help says more of each command.");
+    app.footer("vandrel-station COMMAND --help has the options of a command, and examples.");
     for (CLI::App* each : {list, restore, recover}) {
+        each->group("Commands");
         each->allow_windows_style_options(false);
     }
     try {
@@ -278,7 +307,12 @@ std::variant<station_arguments, command_line_end> parse_command_line(int argumen
         if (app.exit(error, output, ignored) == 0) {
             return command_line_end{output.str(), "", 0};
         }
-        return command_line_end{"", "vandrel-station: " + one_line(error.what()) + "\n", 2};
+        // Nothing else is required by the library's means.
+        const bool lacks_command = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
+        const std::string why =
+            lacks_command ? "which command? Give list, restore or recover; --help says more"
+                          : one_line(error.what());
+        return command_line_end{"", "vandrel-station: " + why + "\n", 2};
     }
     if (result.tool.program.empty()) {
         result.tool.program = text_of(program_folder() / program_file_name("vandrel"));

@@ -46,9 +46,11 @@ struct describer {
     awake_time t;
 
     event_text operator()(const run_started& body) const {
-        const std::string what = body.what == command::restore
-                                     ? (body.erase ? "restore and erase" : "restore")
-                                     : std::string(name_of(body.what));
+        std::string what = body.erase ? "restore and erase" : "restore";
+        if (body.what != command::restore) {
+            what = body.what == command::recover_exit ? "leave Recovery mode"
+                                                      : "stay in Recovery mode";
+        }
         return {"run", what + (body.watch ? ", and watch for more devices" : "")};
     }
     event_text operator()(const device_found& body) const {
@@ -88,8 +90,8 @@ struct describer {
     event_text operator()(const device_ended& body) const {
         const auto* last = body.last_try ? &*body.last_try : nullptr;
         return {word_of(body.state),
-                describe_end(body.reason, last) + ", after " +
-                    (body.tries == 1 ? std::string("1 try") : fmt::format("{} tries", body.tries))};
+                describe_end(body.reason, last) +
+                    (body.tries > 1 ? fmt::format(", after {} tries", body.tries) : "")};
     }
     event_text operator()(const list_failed& body) const {
         return {"WARNING", fmt::format("no list of devices ({}){}{}", name_of(body.why),
@@ -145,8 +147,9 @@ std::string describe(const error_details& error) {
 }
 
 std::string describe(const operation_progress& where) {
-    const std::string name =
-        where.name.empty() ? fmt::format("operation {}", where.operation) : printable(where.name);
+    const std::string name = where.name.empty() || where.name == "Unknown"
+                                 ? fmt::format("operation {}", where.operation)
+                                 : printable(where.name);
     return fmt::format("{} at {} %", name, where.progress);
 }
 

@@ -11,6 +11,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace vandrel::station {
 
@@ -18,7 +19,7 @@ namespace vandrel::station {
 class plain_view {
 public:
     /// `has_slots`: places are names rather than location numbers.
-    explicit plain_view(bool has_slots) : place_width_(has_slots ? 4 : 10) {}
+    plain_view(bool has_slots, command what) : place_width_(has_slots ? 4 : 10), command_(what) {}
 
     /// With a line feed; empty when there is nothing to show. `local_time` is the time of day here.
     std::string line_for(const event& what, std::chrono::seconds local_time);
@@ -27,6 +28,7 @@ private:
     bool is_worth_a_line(const event& what);
 
     int place_width_;
+    command command_;
     /// The last tenth that was shown, by ECID.
     std::map<std::string, std::int64_t> tenths_;
 };
@@ -49,7 +51,9 @@ std::string choice_text(const ask_consent& choice, command what, const question_
 /// What has to be typed, without a line feed.
 std::string prompt_text(const ask_consent& choice);
 
-/// Slot, ECID, product string, serial number, chip and board of each device, with titles.
-std::string device_table(const std::vector<listed_device>& devices);
+/// Slot, ECID, serial number, chip, board and product string of each device, with titles; with a
+/// bundle also the model, and whether the bundle is for it.
+std::string device_table(const std::vector<listed_device>& devices,
+                         const std::optional<bundle>& made_for);
 
 } // namespace vandrel::station

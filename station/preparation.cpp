@@ -1,5 +1,6 @@
 #include "station/preparation.h"
 
+#include "station/choice.h"
 #include "station/host.h"
 #include "station/text.h"
 
@@ -150,6 +151,14 @@ slot_names read_slots(const std::string& file) {
     return result;
 }
 
+bundle read_named_bundle(const std::string& file) {
+    try {
+        return read_bundle(path_of(file));
+    } catch (const std::exception& error) {
+        throw refusal(usage, error.what());
+    }
+}
+
 run_settings prepare(station_arguments arguments) {
     run_settings settings;
     settings.arguments = std::move(arguments);
@@ -177,6 +186,9 @@ run_settings prepare(station_arguments arguments) {
     settings.options.terminal =
         is_terminal(standard_stream::in) &&
         is_terminal(given.json ? standard_stream::error : standard_stream::out);
+    if (lacks_consent(settings.options)) {
+        throw refusal(usage, "an erase without a terminal needs --yes");
+    }
     return settings;
 }
 

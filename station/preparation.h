@@ -32,6 +32,9 @@ struct run_settings {
 };
 
 /// Throws refusal.
+bundle read_named_bundle(const std::string& file);
+
+/// Throws refusal.
 slot_names read_slots(const std::string& file);
 
 /// Throws refusal.

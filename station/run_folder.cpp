@@ -2,6 +2,8 @@
 
 #include "station/text.h"
 
+#include <fmt/format.h>
+
 #include <fstream>
 #include <map>
 #include <mutex>
@@ -16,6 +18,10 @@ namespace {
 constexpr std::size_t queue_bytes = std::size_t{16} * 1024 * 1024;
 
 } // namespace
+
+std::string try_folder(const std::string& ecid, int visit, int try_number) {
+    return fmt::format("{}-visit{}-try{}", ecid, visit, try_number);
+}
 
 /// Used in the background only, but for the hole.
 struct run_folder::files {

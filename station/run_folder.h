@@ -14,6 +14,9 @@
 
 namespace vandrel::station {
 
+/// The folder of one try, in the run's own.
+std::string try_folder(const std::string& ecid, int visit, int try_number);
+
 /// Writes in the background. What cannot be written is lost, and `hole` says so. One thread.
 class run_folder {
 public:

@@ -20,6 +20,7 @@ summary_facts facts_of(const run_settings& settings, const run_facts& facts) {
     result.version = version;
     result.command = name_of(settings.options.what);
     result.erase = settings.options.erase;
+    result.expected = settings.options.expect;
     if (settings.made_for) {
         result.bundle_version = settings.made_for->version;
         result.bundle_build = settings.made_for->build;
@@ -36,7 +37,7 @@ summary_facts facts_of(const run_settings& settings, const run_facts& facts) {
 run_output::run_output(const run_settings& settings)
     : settings_(settings),
       facts_{text_of(settings.run_folder.filename()), settings.arguments.tags},
-      plain_(!settings.slots.empty()),
+      plain_(!settings.slots.empty(), settings.options.what),
       output_(queue_bytes) {
     if (!settings.options.dry_run) {
         try {
@@ -47,7 +48,7 @@ run_output::run_output(const run_settings& settings)
     }
     summary_.emplace(facts_of(settings, facts_));
     write_summary();
-    if (!settings.arguments.json) {
+    if (!settings.arguments.json && !settings.options.dry_run) {
         const auto ahead = offset_of_local_time(system_clock::now());
         show("Times are local (" + zone_text(ahead) + ").\n");
     }
@@ -61,7 +62,7 @@ void run_output::take(const event& what) {
     }
     if (settings_.arguments.json) {
         write_output(line);
-    } else {
+    } else if (!settings_.options.dry_run || what.level != event_level::info) {
         const auto local = now.time_since_epoch() + offset_of_local_time(now);
         const auto of_day = local - std::chrono::floor<std::chrono::days>(local);
         write_output(plain_.line_for(what, std::chrono::floor<std::chrono::seconds>(of_day)));
@@ -99,6 +100,10 @@ void run_output::finish(std::chrono::milliseconds limit) {
             show(summary_->text());
         }
         folder_->finish(limit);
+    }
+    if (const std::string why = summary_->refusal_text(); !why.empty()) {
+        const std::string line = "vandrel-station: " + why + "\n";
+        output_.post(line.size(), [line] { write_all(standard_stream::error, line); });
     }
     output_.drain(limit);
 }

@@ -28,7 +28,8 @@ public:
 
     /// None in a run that only shows.
     run_folder* folder() { return folder_.get(); }
-    /// The summary for people, and the files' last state. Waits for what is written, up to `limit`.
+    /// The summary for people, and the files' last state; on standard error, why nothing was
+    /// touched, if so. Waits for what is written, up to `limit`.
     void finish(std::chrono::milliseconds limit);
 
 private:

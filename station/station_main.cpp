@@ -1,6 +1,7 @@
 #include "station/command_line.h"
 #include "station/host.h"
 #include "station/launch.h"
+#include "station/list_run.h"
 #include "station/preparation.h"
 #include "station/station_run.h"
 #include "station/text.h"

@@ -3,7 +3,6 @@
 #include "station/background_writer.h"
 #include "station/bench.h"
 #include "station/device_lister.h"
-#include "station/event_json.h"
 #include "station/host.h"
 #include "station/run_output.h"
 #include "station/scratch_folder.h"
@@ -13,7 +12,6 @@
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
-#include <boost/json/array.hpp>
 #include <fmt/format.h>
 
 #include <chrono>
@@ -205,7 +203,7 @@ private:
 
     void start(const start_tool& what) {
         running_tool tool;
-        tool.kept_in = fmt::format("{}-visit{}-try{}", what.ecid, what.visit, what.try_number);
+        tool.kept_in = try_folder(what.ecid, what.visit, what.try_number);
         try {
             tool.folder = scratch_->make(std::to_string(what.tool));
             tool.process = tool_process::start(context_, settings_.arguments.tool,
@@ -287,73 +285,7 @@ private:
     bool awake_ = false;
 };
 
-std::string json_list(const std::vector<listed_device>& devices) {
-    boost::json::array all;
-    for (const listed_device& each : devices) {
-        boost::json::object device{{"ecid", json_text(each.ecid)}};
-        if (each.properties) {
-            if (!each.properties->slot.empty()) {
-                device["slot"] = json_text(each.properties->slot);
-            }
-            device["location"] = fmt::format("0x{:08x}", each.properties->location_id);
-            for (auto& [key, value] : json_of(*each.properties)) {
-                device[key] = value;
-            }
-        }
-        all.push_back(std::move(device));
-    }
-    return ascii_json(boost::json::object{{"v", 1}, {"devices", all}}) + "\n";
-}
-
-std::string words_for(const list_not_had& failure) {
-    switch (failure.why) {
-    case list_failure::not_started:
-        return "the tool could not be started: " + printable(failure.text);
-    case list_failure::timed_out:
-        return "the tool gave no list of devices in time";
-    case list_failure::broken:
-        return "the tool's list of devices cannot be read";
-    default:
-        return "the tool gave no list of devices" +
-               (failure.text.empty() ? std::string() : ": " + printable(failure.text));
-    }
-}
-
 } // namespace
-
-int run_list(const station_arguments& arguments) {
-    const slot_names slots = read_slots(arguments.slots_file);
-    const auto scratch = make_scratch(std::filesystem::temp_directory_path());
-    auto& context = *new boost::asio::io_context(1);
-    std::optional<input> outcome;
-    auto limit = steady_clock::now() + arguments.options.times.list_limit;
-    device_lister lister(context,
-                         {arguments.tool, scratch->make("list"), slots, {}, arguments.list_seconds},
-                         [&](input what) {
-                             if (std::holds_alternative<list_continued>(what)) {
-                                 limit = steady_clock::now() + arguments.options.times.list_limit;
-                             } else {
-                                 outcome = std::move(what);
-                             }
-                         });
-    const auto guard = boost::asio::make_work_guard(context);
-    watch_signals(
-        context, [] { std::_Exit(130); }, [] { std::_Exit(130); });
-    lister.start({1, {}});
-    while (!outcome) {
-        context.run_one_for(bench::turn_interval);
-        if (!outcome && steady_clock::now() > limit) {
-            outcome = list_not_had{1, list_failure::timed_out, ""};
-        }
-    }
-    if (const auto* failure = std::get_if<list_not_had>(&*outcome)) {
-        throw refusal(static_cast<int>(early_exit::cannot_work), words_for(*failure));
-    }
-    const auto& devices = std::get<list_arrived>(*outcome).devices;
-    write_all(standard_stream::out, arguments.json ? json_list(devices) : device_table(devices));
-    constexpr int no_device = 3;
-    return devices.empty() ? no_device : 0;
-}
 
 int run_devices(const run_settings& settings) {
     scratch_folder::remove_abandoned(settings.scratch);

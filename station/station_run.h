@@ -1,13 +1,12 @@
 #pragma once
 
-/// What each command does, with the means of this host.
+/// The commands `restore` and `recover`, with the means of this host.
 
 #include "station/preparation.h"
 
 namespace vandrel::station {
 
-/// Both return the exit status, and throw refusal.
-int run_list(const station_arguments& arguments);
+/// Returns the exit status; throws refusal.
 int run_devices(const run_settings& settings);
 
 } // namespace vandrel::station

@@ -1,7 +1,9 @@
 #include "station/summary.h"
 
+#include "station/bench.h"
 #include "station/event_json.h"
 #include "station/event_text.h"
+#include "station/run_folder.h"
 #include "station/text.h"
 
 #include <boost/json/array.hpp>
@@ -51,7 +53,7 @@ summary::row& summary::row_of(const event_device& device, bool new_visit) {
         return each.device.ecid == device.ecid;
     });
     if (last == rows_.rend() || (new_visit && last->ended)) {
-        rows_.push_back({device, {}, {}, {}, {}});
+        rows_.push_back({device, {}, {}, {}, 1, {}});
         return rows_.back();
     }
     if (device.location_id != 0) {
@@ -72,22 +74,74 @@ void summary::take(const event& what, std::chrono::system_clock::time_point time
     row& its = row_of(*what.device, found != nullptr);
     if (found != nullptr) {
         its.properties = found->properties;
+        its.visit = ++visits_[what.device->ecid];
     } else if (const auto* left = std::get_if<device_left_alone>(&what.body)) {
         its.holder = left->holder;
+        its.ended = device_ended{final_state::left_alone, left->reason, 0, {}};
+        its.ended_at = time;
+    } else if (std::holds_alternative<try_started>(what.body)) {
+        // One that was left alone, and then was not.
+        its.ended.reset();
     } else if (const auto* ended = std::get_if<device_ended>(&what.body)) {
         its.ended = *ended;
         its.ended_at = time;
     }
 }
 
+std::size_t summary::left_alone_for(end_reason reason) const {
+    return static_cast<std::size_t>(std::ranges::count_if(rows_, [&](const row& each) {
+        return each.ended && each.ended->state == final_state::left_alone &&
+               each.ended->reason == reason;
+    }));
+}
+
+std::string summary::refusal_text() const {
+    constexpr int refused = static_cast<int>(early_exit::usage);
+    constexpr int cannot_work = static_cast<int>(early_exit::cannot_work);
+    constexpr int no_device = 3;
+    if (!ended_) {
+        return {};
+    }
+    const std::size_t chosen = left_alone_for(end_reason::not_begun);
+    switch (ended_->exit_status) {
+    case refused:
+        return (facts_.expected && *facts_.expected != chosen
+                    ? fmt::format("{} chosen, and --expect says {}",
+                                  chosen == 1 ? std::string("1 device is")
+                                              : fmt::format("{} devices are", chosen),
+                                  *facts_.expected)
+                    : std::string("nobody consented")) +
+               "; nothing was touched";
+    case no_device:
+        return left_alone_for(end_reason::unfit) != 0
+                   ? "the bundle is not for what was chosen; nothing was touched"
+                   : "there is no device to work on";
+    case cannot_work:
+        return "the tool gave no list of devices; nothing was touched";
+    default:
+        return {};
+    }
+}
+
 std::vector<const summary::row*> summary::rows_in(std::initializer_list<final_state> states) const {
     std::vector<const row*> result;
     for (const row& each : rows_) {
-        if (each.ended && std::ranges::find(states, each.ended->state) != states.end()) {
+        if (each.ended && each.ended->reason != end_reason::not_begun &&
+            std::ranges::find(states, each.ended->state) != states.end()) {
             result.push_back(&each);
         }
     }
     return result;
+}
+
+std::string summary::describe_row(const row& each) {
+    event what;
+    if (each.ended->state == final_state::left_alone) {
+        what.body = device_left_alone{each.ended->reason, each.holder};
+        return describe(what).text;
+    }
+    return describe_end(each.ended->reason,
+                        each.ended->last_try ? &*each.ended->last_try : nullptr);
 }
 
 void summary::add_text(std::string& to, const std::string& title,
@@ -100,8 +154,7 @@ void summary::add_text(std::string& to, const std::string& title,
         const device_ended& end = *each->ended;
         const std::string serial = each->properties ? each->properties->serial_number : "";
         to += fmt::format("  {:<4} {} {:<12} {}", place_of(each->device), each->device.ecid,
-                          printable(serial),
-                          describe_end(end.reason, end.last_try ? &*end.last_try : nullptr));
+                          printable(serial), describe_row(*each));
         if (end.last_try) {
             to += fmt::format(", after {}, {}", hours_minutes_seconds(end.last_try->duration),
                               end.tries == 1 ? std::string("1 try")
@@ -111,19 +164,28 @@ void summary::add_text(std::string& to, const std::string& title,
         if (const std::string advice = advice_for(end.reason); !advice.empty()) {
             to += "       " + advice + "\n";
         }
+        if (end.tries > 0 && end.state != final_state::restored &&
+            end.reason != end_reason::tool_not_started && !facts_.folder.empty()) {
+            to += "       Log: " +
+                  printable(text_of(path_of(facts_.folder) /
+                                    try_folder(each->device.ecid, each->visit, end.tries))) +
+                  "\n";
+        }
     }
 }
 
 std::string summary::text() const {
     std::string result;
-    add_text(result, "NOT RESTORED",
+    const bool restores = facts_.command == name_of(command::restore);
+    add_text(result, restores ? "NOT RESTORED" : "NOT DONE",
              rows_in({final_state::failed, final_state::timed_out, final_state::stalled,
                       final_state::cancelled, final_state::missing}));
     add_text(result, "Left alone", rows_in({final_state::left_alone}));
-    add_text(result, "Restored", rows_in({final_state::restored}));
+    add_text(result, restores ? "Restored" : "Done", rows_in({final_state::restored}));
     if (ended_) {
-        result += fmt::format("\n{} of {} restored. Status {}.\n", ended_->totals.restored,
-                              number_of(ended_->totals.chosen, "device"), ended_->exit_status);
+        result += fmt::format("\n{} of {} {}. Status {}.\n", ended_->totals.restored,
+                              number_of(ended_->totals.chosen, "device"),
+                              restores ? "restored" : "done", ended_->exit_status);
     }
     if (!facts_.folder.empty()) {
         result += "Logs: " + printable(facts_.folder) + "\n";

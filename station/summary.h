@@ -20,6 +20,8 @@ struct summary_facts {
     std::string version;
     std::string command;
     bool erase = false;
+    /// Of `--expect`.
+    std::optional<std::size_t> expected;
     /// Of the bundle, "17.1" and "21B80"; empty without one.
     std::string bundle_version;
     std::string bundle_build;
@@ -38,6 +40,9 @@ public:
 
     /// For people, with a line feed behind each line.
     std::string text() const;
+    /// When the run is over and nothing was touched, the reason in one sentence without a full
+    /// stop; else empty.
+    std::string refusal_text() const;
     /// One document, and a line feed.
     std::string json() const;
     /// A line with the names of the columns, then one for each visit of a device.
@@ -49,9 +54,13 @@ private:
         std::optional<device_properties> properties;
         std::optional<device_ended> ended;
         std::optional<std::int64_t> holder;
+        /// From 1.
+        int visit = 1;
         std::chrono::system_clock::time_point ended_at;
     };
 
+    static std::string describe_row(const row& each);
+    std::size_t left_alone_for(end_reason reason) const;
     static boost::json::object json_of_row(const row& each);
     row& row_of(const event_device& device, bool new_visit);
     std::vector<const row*> rows_in(std::initializer_list<final_state> states) const;
@@ -61,6 +70,8 @@ private:
     summary_facts facts_;
     /// In the order in which they appeared.
     std::vector<row> rows_;
+    /// How often each device was found, by ECID.
+    std::map<std::string, int> visits_;
     std::optional<run_ended> ended_;
     std::chrono::system_clock::time_point ended_at_;
 };

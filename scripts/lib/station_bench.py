@@ -34,7 +34,7 @@ def device(number):
 
 def main(folder):
     numbers = range(1, 13)
-    events = [{"At": 6 if number == ARRIVES_LATE else 0, "Device": f"phone {number}", "Type": "connected"}
+    events = [{"At": 4 if number == ARRIVES_LATE else 0, "Device": f"phone {number}", "Type": "connected"}
               for number in numbers]
     with open(os.path.join(folder, "scenario.plist"), "wb") as file:
         plistlib.dump({"Devices": [device(number) for number in numbers], "Events": events}, file)
