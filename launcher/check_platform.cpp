@@ -1,5 +1,5 @@
 /// vandrel-check-platform FOLDER: compares Apple's CoreFoundation, as it is installed here, with
-/// what FOLDER says that it does. Prints each difference; the result is 0 when there is none,
+/// the expected results in FOLDER. Prints each difference. The exit status is 0 if there is none,
 /// else 1.
 
 #include "launcher/launch.h"
@@ -17,8 +17,8 @@ std::size_t print_differences(const char* what, const truth_result& result) {
     for (const std::string& difference : result.differences) {
         std::printf("%s\n", difference.c_str());
     }
-    std::printf("%zu of %zu %s are as they should be\n",
-                result.looked_at - result.differences.size(), result.looked_at, what);
+    std::printf("%zu of %zu %s are as expected\n", result.checked - result.differences.size(),
+                result.checked, what);
     return result.differences.size();
 }
 

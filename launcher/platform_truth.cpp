@@ -11,6 +11,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string_view>
+#include <utility>
 
 namespace vandrel {
 
@@ -76,7 +77,7 @@ std::string difference(const std::filesystem::path& folder, const std::string& n
 class value_checks {
 public:
     void check(bool holds, const std::string& what) {
-        ++result.looked_at;
+        ++result.checked;
         if (!holds) {
             result.differences.push_back(what);
         }
@@ -238,14 +239,14 @@ truth_result check_documents(const std::string& folder) {
     std::string name;
     std::string expected;
     while (list >> name >> expected) {
-        ++result.looked_at;
+        ++result.checked;
         const std::string found = difference(root, name, expected);
         if (!found.empty()) {
             result.differences.push_back(name);
             result.differences.back().append(": ").append(found);
         }
     }
-    if (result.looked_at == 0) {
+    if (result.checked == 0) {
         throw std::runtime_error("there is no results.txt in " + folder);
     }
     return result;

@@ -1,6 +1,6 @@
 #pragma once
 
-/// What Apple's CoreFoundation does, as data, and what compares the CoreFoundation at hand with it.
+/// Compares the linked CoreFoundation with the results that Apple's is expected to give.
 
 #include <cstddef>
 #include <string>
@@ -9,17 +9,17 @@
 namespace vandrel {
 
 struct truth_result {
-    /// How many documents and other facts were looked at.
-    std::size_t looked_at = 0;
-    /// One line for each that is not as it should be.
+    /// How many documents and other facts were checked.
+    std::size_t checked = 0;
+    /// One line for each that is different from the expected result.
     std::vector<std::string> differences;
 };
 
 /// Reads each document of a folder that simulator/core_foundation/truth/make_truth.py has written.
-/// Throws std::runtime_error when the folder cannot be read.
+/// Throws std::runtime_error if the folder cannot be read.
 truth_result check_documents(const std::string& folder);
 
-/// Looks at what strings, numbers and errors do.
+/// Checks strings, numbers, errors and the writing of property lists.
 truth_result check_values();
 
 } // namespace vandrel

@@ -56,8 +56,7 @@ TEST(vandrel_sim, a_scenario_that_is_not_there_is_refused) {
 
 TEST(vandrel_sim, a_journal_that_cannot_be_written_is_refused) {
     expect_refusal(run({"--journal", "no-such-folder/journal.plist", "--", "--list-devices"}),
-                   "no-such-folder/journal.plist: file: is unwritable (",
-                   "); should be a file that can be written");
+                   "no-such-folder/journal.plist: cannot write the journal (", ")");
 }
 
 TEST(vandrel_sim, a_wrong_option_of_the_simulator_is_refused) {
@@ -67,16 +66,17 @@ TEST(vandrel_sim, a_wrong_option_of_the_simulator_is_refused) {
 
 TEST(vandrel_sim, options_of_the_tool_before_the_double_dash_are_refused) {
     expect_refusal(
-        run({"--list-devices", "--"}), "--list-devices: is no option of the simulator",
-        "; should be --scenario, --journal, --bench, --speed or --fail-creation, or stand after "
+        run({"--list-devices", "--"}), "--list-devices: unknown option",
+        "; expected --scenario, --journal, --bench, --speed or --fail-creation, or place it after "
         "--");
 }
 
 TEST(vandrel_sim, a_creation_that_the_run_did_not_reach_is_reported) {
     const program_result result = run({"--fail-creation", "1000000", "--", "--help"});
     EXPECT_EQ(result.status, 0);
-    EXPECT_THAT(result.standard_error,
-                EndsWith("vandrel-sim: --fail-creation: the run ended 1000000 objects before\n"));
+    EXPECT_THAT(
+        result.standard_error,
+        EndsWith("vandrel-sim: --fail-creation: the run created 1000000 objects too few\n"));
 }
 
 } // namespace

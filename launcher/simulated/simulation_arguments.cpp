@@ -71,8 +71,10 @@ void take_option(argument_span& given, option_values& values) {
 
     const auto* const known = std::ranges::find(options, name, &option::name);
     if (known == std::end(options)) {
-        complain(argument, "no option of the simulator",
-                 "--scenario, --journal, --bench, --speed or --fail-creation, or stand after --");
+        throw simulation_arguments_error(std::string(argument) +
+                                         ": unknown option; expected --scenario, --journal, "
+                                         "--bench, --speed or --fail-creation, or place it after "
+                                         "--");
     }
     std::optional<std::string>& value = values.*known->value;
     if (value) {

@@ -85,14 +85,14 @@ TEST(simulation_arguments, take_the_folder_of_a_bench) {
 
 TEST(simulation_arguments, refuse_an_unknown_option) {
     EXPECT_EQ(complaint({"--fast", "--"}),
-              "--fast: is no option of the simulator; should be --scenario, --journal, "
-              "--bench, --speed or --fail-creation, or stand after --");
+              "--fast: unknown option; expected --scenario, --journal, "
+              "--bench, --speed or --fail-creation, or place it after --");
 }
 
 TEST(simulation_arguments, refuse_a_word_that_is_no_option) {
     EXPECT_EQ(complaint({"demo.plist", "--"}),
-              "demo.plist: is no option of the simulator; should be --scenario, --journal, "
-              "--bench, --speed or --fail-creation, or stand after --");
+              "demo.plist: unknown option; expected --scenario, --journal, "
+              "--bench, --speed or --fail-creation, or place it after --");
 }
 
 TEST(simulation_arguments, refuse_an_abbreviated_option) {

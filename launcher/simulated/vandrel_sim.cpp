@@ -26,26 +26,25 @@ void start_simulation(const simulation_arguments& arguments) {
     try {
         simulator::start(std::move(scenario), arguments.options);
     } catch (const std::system_error& error) {
-        throw std::runtime_error(*arguments.options.journal + ": file: is unwritable (" +
-                                 error.code().message() +
-                                 "); should be a file that can be written");
+        throw std::runtime_error(*arguments.options.journal + ": cannot write the journal (" +
+                                 error.code().message() + ")");
     }
     simulator::fail_creation(arguments.failing_creation);
 }
 
-/// Called by exit, because the tool ends the process itself. Prints which objects of the platform
-/// the tool has not released, and whether the run ended before the creation that should have
-/// failed. An object that was not released is a defect of the tool.
+/// Called by exit, because the tool ends the process itself. Prints which objects of Apple's
+/// platform the tool has not released, and whether the run ended before the creation that should
+/// have failed. An object that was not released is a defect of the tool.
 void account_for_objects() {
     simulator::stop();
     if (const auto left = simulator::creations_until_failure(); left != 0) {
-        std::fprintf(stderr, "vandrel-sim: --fail-creation: the run ended %lld objects before\n",
+        std::fprintf(stderr, "vandrel-sim: --fail-creation: the run created %lld objects too few\n",
                      static_cast<long long>(left));
     }
     const auto leaked = simulator::live_objects();
     for (const auto& [type, count] : leaked) {
-        std::fprintf(stderr, "vandrel-sim: %lld of type %s never released\n",
-                     static_cast<long long>(count), type.c_str());
+        std::fprintf(stderr, "vandrel-sim: leaked objects of type %s: %lld\n", type.c_str(),
+                     static_cast<long long>(count));
     }
     const auto unbalanced = simulator::unbalanced_constants();
     for (const auto& [constant, count] : unbalanced) {
