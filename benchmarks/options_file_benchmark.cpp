@@ -19,7 +19,11 @@ namespace {
 
 using vandrel::benchmarks::stopwatch;
 
-boost::filesystem::path path;
+/// Never destroyed, like all objects that last as long as the process.
+boost::filesystem::path& path() {
+    static auto& path = *new boost::filesystem::path;
+    return path;
+}
 
 template<class Read>
 void time_reading(benchmark::State& state, Read read) {
@@ -35,12 +39,12 @@ void time_reading(benchmark::State& state, Read read) {
 
 std::vector<std::uint8_t> whole_file() {
     std::vector<std::uint8_t> bytes;
-    Orv::file(path).read_whole(bytes, 0x40000000);
+    Orv::file(path()).read_whole(bytes, 0x40000000);
     return bytes;
 }
 
 void options(benchmark::State& state) {
-    time_reading(state, [] { return vandrel::read_restore_plist(path); });
+    time_reading(state, [] { return vandrel::read_restore_plist(path()); });
 }
 
 void whole_file_alone(benchmark::State& state) {
@@ -55,7 +59,7 @@ struct parser_deleter {
 void expat(benchmark::State& state) {
     time_reading(state, [] {
         constexpr int piece_size = 1 << 16;
-        const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"),
+        const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path().c_str(), "rb"),
                                                                    std::fclose);
         std::unique_ptr<XML_ParserStruct, parser_deleter> parser(XML_ParserCreate(nullptr));
         XML_SetElementHandler(
@@ -99,6 +103,6 @@ int main(int argument_count, char** arguments) {
         std::fputs("which file?\n", stderr);
         return 2;
     }
-    path = arguments[1];
+    path() = arguments[1];
     benchmark::RunSpecifiedBenchmarks();
 }
