@@ -186,7 +186,7 @@ def rows(bin_folder, work):
             run.timed(restoring, copies=64, scenario=restore), one_of_64, 1.3, 1.1),
         Row("peak memory of `--list-devices`", "the program that loads the same",
             run.peak([vandrel, "--list-devices", "--detect-timeout", "0"]), run.peak(empty), 8, 3,
-            lambda ours, yardstick: (ours - yardstick) / 2**20,
+            lambda ours, reference: (ours - reference) / 2**20,
             lambda figure: f"+ {figure:.3g} MiB", size_text),
         Row("peak memory of a restore with the options file of 100 MB, XML", "the file's size",
             run.peak([vandrel, "--restore-plist", xml, "--ecid", ECID], scenario=last_report),

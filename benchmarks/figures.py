@@ -1,21 +1,21 @@
-"""Pairs measurements with their yardsticks, compares them with their limits, and writes a table."""
+"""Pairs measurements with their references, compares them with their limits, and writes a table."""
 import dataclasses
 import statistics
 
 
 @dataclasses.dataclass(frozen=True)
 class Row:
-    """One figure: what is measured against what. `ours` and `yardstick` measure once each."""
+    """One figure: what is measured against what. `ours` and `reference` measure once each."""
 
     what: str
     against: str
     ours: object
-    yardstick: object
+    reference: object
     # Either of these limits may be missing.
     must: float = None
     aim: float = None
     # How a figure is computed from the two, and how the three are formatted.
-    compare: object = lambda ours, yardstick: ours / yardstick
+    compare: object = lambda ours, reference: ours / reference
     show: object = lambda figure: f"{figure:.3g} x"
     show_measured: object = lambda seconds: time_text(seconds)
 
@@ -29,7 +29,7 @@ class Figure:
     lowest: float
     highest: float
     ours: float
-    yardstick: float
+    reference: float
 
     @property
     def misses_must(self):
@@ -52,14 +52,14 @@ def size_text(size):
 
 
 def measure(row, runs):
-    """Measures `runs` pairs, the yardstick first in each."""
-    yardsticks, ours = [], []
+    """Measures `runs` pairs, the reference first in each."""
+    references, ours = [], []
     for _ in range(runs):
-        yardsticks.append(row.yardstick())
+        references.append(row.reference())
         ours.append(row.ours())
-    figures = [row.compare(mine, other) for mine, other in zip(ours, yardsticks)]
+    figures = [row.compare(mine, other) for mine, other in zip(ours, references)]
     return Figure(row, statistics.median(figures), min(figures), max(figures),
-                  statistics.median(ours), statistics.median(yardsticks))
+                  statistics.median(ours), statistics.median(references))
 
 
 def mark_text(figure, mark, is_missed):
@@ -68,12 +68,12 @@ def mark_text(figure, mark, is_missed):
 
 def table(figures):
     """A Markdown table."""
-    lines = ["| what | yardstick | ours | yardstick's | figure (lowest to highest) | must | aim |",
+    lines = ["| what | reference | ours | reference's | figure (lowest to highest) | must | aim |",
              "| --- | --- | --- | --- | --- | --- | --- |"]
     for figure in figures:
         row = figure.row
         cells = [row.what, row.against,
-                 row.show_measured(figure.ours), row.show_measured(figure.yardstick),
+                 row.show_measured(figure.ours), row.show_measured(figure.reference),
                  f"**{row.show(figure.median)}** ({row.show(figure.lowest)} to "
                  f"{row.show(figure.highest)})",
                  mark_text(figure, row.must, figure.misses_must),

@@ -6,12 +6,12 @@ import platform_costs
 from figures import Figure, Row, between_markers, grown, measure, table, time_text
 
 
-def row(ours=(), yardstick=(), **more):
-    return Row("reading", "a copy", iter(ours).__next__, iter(yardstick).__next__, **more)
+def row(ours=(), reference=(), **more):
+    return Row("reading", "a copy", iter(ours).__next__, iter(reference).__next__, **more)
 
 
 class measuring(unittest.TestCase):
-    def test_each_measurement_is_paired_with_the_yardstick_before_it(self):
+    def test_each_measurement_is_paired_with_the_reference_before_it(self):
         order = []
 
         def measured(name, values):
@@ -19,11 +19,11 @@ class measuring(unittest.TestCase):
             return lambda: order.append(name) or next(rest)
 
         figure = measure(Row("reading", "a copy", measured("ours", [2.0, 8.0, 3.0]),
-                             measured("yardstick", [1.0, 2.0, 3.0])), 3)
-        self.assertEqual(order, ["yardstick", "ours"] * 3)
+                             measured("reference", [1.0, 2.0, 3.0])), 3)
+        self.assertEqual(order, ["reference", "ours"] * 3)
         # The pairs are 2, 4 and 1.
         self.assertEqual((figure.median, figure.lowest, figure.highest), (2.0, 1.0, 4.0))
-        self.assertEqual((figure.ours, figure.yardstick), (3.0, 2.0))
+        self.assertEqual((figure.ours, figure.reference), (3.0, 2.0))
 
     def test_a_mark_is_missed_above_it_only(self):
         at_both = measure(row([3.0], [2.0], must=1.5, aim=1.5), 1)
