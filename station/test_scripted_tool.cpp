@@ -17,9 +17,9 @@
 
 // A tool for tests of the station: it takes vandrel's command line behind the name of a folder, and
 // does what that folder's files say. `list` is the list of devices, ECID.info the properties of
-// one, ECID.restore a script of what a restore does, one step a line. The Nth list is what the
-// script list.N does, when there is one. ECID.looked is a script for after the properties. Each
-// start of a restore is a line in `journal`, each start of a list one in `lists`.
+// one, ECID.restore a script of what a restore does, one step a line. The scripts list.N, for the
+// Nth list, and list.script, for each, go before `list`. ECID.looked is a script for after the
+// properties. Each start of a restore is a line in `journal`, each start of a list one in `lists`.
 
 namespace vandrel {
 
@@ -124,9 +124,11 @@ void note(const call& what, const char* in) {
 int give_list(const call& what, native_pipe& pipe) {
     note(what, "lists");
     const auto number = std::ranges::count(content_of(what.folder / "lists"), '\n');
-    const std::string script = "list." + std::to_string(number);
-    if (std::filesystem::exists(what.folder / script)) {
-        return play(what, script, pipe);
+    for (const std::string& script :
+         {"list." + std::to_string(number), std::string("list.script")}) {
+        if (std::filesystem::exists(what.folder / script)) {
+            return play(what, script, pipe);
+        }
     }
     pipe.write(content_of(what.folder / "list"));
     return 0;

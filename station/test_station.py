@@ -1,5 +1,5 @@
-"""What tests of whole runs of the station share. They are called with PAGE STATION TOOL [EMULATOR...]: docs/station.md,
-the station, and the tool that plays scripts."""
+"""What tests of whole runs of the station share. They are called with PAGE STATION TOOL SIMULATOR [EMULATOR...]:
+docs/station.md, the station, the tool that plays scripts, and vandrel-sim."""
 import json
 import os
 import plistlib
@@ -10,7 +10,7 @@ import threading
 import time
 import zipfile
 
-page, station, tool, *emulator = sys.argv[1:]
+page, station, tool, simulator, *emulator = sys.argv[1:]
 on_windows = station.endswith(".exe")
 CHIP, BOARD = 0x8110, 0x0C
 RULES = {"retry_pause": 0.1, "list_after_start": 0}
