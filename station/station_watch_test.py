@@ -6,8 +6,8 @@ import sys
 import time
 import unittest
 
-from test_station import (BOARD, CHIP, RULES, a_bench, a_run, completion, ecid, host_path, internal_error, record,
-                          report, simulator, wait_until)
+from test_station import (BOARD, CHIP, RULES, a_bench, a_run, completion, ecid, host_path, internal_error, on_windows,
+                          record, report, simulator, wait_until)
 
 A, B, C = ecid(1), ecid(2), ecid(3)
 # A visit ends with the second list without the device.
@@ -24,8 +24,14 @@ class watches(unittest.TestCase):
     def watch(self, bench, *arguments, rules=VISITS):
         return a_run(self, bench, "--watch", *arguments, rules=rules)
 
+    def plan(self, bench, *lists):
+        """What the tool does in each of the next lists, behind those that may have begun meanwhile."""
+        for number, steps in enumerate(lists, bench.lists() + 3):
+            bench.script(f"list.{number}", steps)
+
     def begun(self, bench):
-        return [line.split()[1] for line in bench.journal()]
+        """The devices of all restores, in the order of their ECIDs: tools may begin side by side."""
+        return sorted(line.split()[1] for line in bench.journal())
 
     def leave_and_return(self, run, bench, *, lists):
         """The device A is away for so many lists."""
@@ -72,11 +78,12 @@ class visits(watches):
 
     def test_a_visit_does_not_end_with_one_list(self):
         bench = self.bench(FAILS, [completion()])
-        # The third list alone is without the device.
-        for number, shown in enumerate([[A], [A], [], [A]], 1):
-            bench.script(f"list.{number}", [record("DeviceList", shown)])
-        bench.show([A, B])
+        bench.show([A])
         run = self.watch(bench, "--count", "2")
+        run.wait_for("device_ended", ecid=A)
+        self.plan(bench, [record("DeviceList", [])], [record("DeviceList", [A])])
+        run.wait_for("device_back", ecid=A)
+        bench.show([A, B])
         self.assertEqual((run.wait(), self.begun(bench)), (1, [A, B]))
         self.assertEqual([event["event"] for event in run.events if event["event"] in ("device_away", "device_back")],
                          ["device_away", "device_back"])
@@ -151,10 +158,10 @@ class ends_of_watches(watches):
 
     def test_its_time_ends_the_watch_but_no_tool(self):
         bench = self.bench([report(), "await go", completion()], [completion()])
-        run = self.watch(bench, "--for", "0.5", "--at-once", "1")
+        run = self.watch(bench, "--for", "3", "--at-once", "1")
         run.wait_for("operation", ecid=A)
         since = time.monotonic()
-        wait_until(lambda: time.monotonic() > since + 0.6)
+        wait_until(lambda: time.monotonic() > since + 3)
         bench.write("go", b"")
         self.assertEqual((run.wait(), self.begun(bench)), (0, [A]))
         self.assertEqual([(event["ecid"], event["reason"]) for event in run.named("device_left_alone")],
@@ -196,27 +203,37 @@ class lists_that_go_wrong(watches):
         "rubbish": ([b"rubbish \xff\n" * 100], "broken"),
         "half a record": ([record("DeviceList", [A, B])[:-20]], "broken"),
         "an ECID twice": ([record("DeviceList", [B, A, A])], "duplicate_ecid"),
-        "one ECID in two ways": ([record("DeviceList", ["1", A])], "duplicate_ecid"),
+        "one ECID in two ways": ([record("DeviceList", ["0x" + A.lower(), A])], "duplicate_ecid"),
         "what is no ECID": ([record("DeviceList", ["phone"])], "broken"),
         "it hangs": (["hang"], "timed_out"),
         "it hangs behind its list": ([record("DeviceList", [B]), "hang"], "timed_out"),
     }
 
+    if on_windows:
+        # What is read is read in the same way; starting and ending processes is each host's own, and slow here.
+        CASES = {name: CASES[name] for name in ("it ends without one", "rubbish", "it hangs")}
+
     def rules_for(self, name):
         # Short only for those that hang: on a busy machine a good list takes its time too.
-        return {**VISITS, "list_limit": 2} if "hangs" in name else VISITS
+        return {**VISITS, "list_limit": 8} if "hangs" in name else VISITS
 
     def test_nobody_leaves_and_nobody_comes(self):
+        # All at once: they mostly wait.
+        runs = {}
         for name, (steps, reason) in self.CASES.items():
+            bench = self.bench(FAILS, [completion()])
+            bench.show([A])
+            runs[name] = bench, steps, reason, self.watch(bench, "--count", "2", rules=self.rules_for(name))
+        for bench, steps, _, run in runs.values():
+            run.wait_for("device_ended", ecid=A)
+            bench.script("list.script", steps)
+        for name, (bench, _, reason, run) in runs.items():
             with self.subTest(name):
-                bench = self.bench(FAILS, [completion()])
-                bench.script("list.1", [record("DeviceList", [A])])
                 # So many good lists without the device would end its visit, and one good list with B begin that.
-                for number in (2, 3):
-                    bench.script(f"list.{number}", steps)
-                run = self.watch(bench, "--count", "2", rules=self.rules_for(name))
                 for _ in range(2):
                     self.assertEqual(run.wait_for("list_failed")["reason"], reason)
+                bench.show([A, B])
+                os.remove(os.path.join(bench.folder, "list.script"))
                 self.assertEqual((run.wait(), self.begun(bench)), (1, [A, B]))
                 self.assertEqual([event["event"] for event in run.events
                                   if event["event"] in ("device_away", "device_back", "clock_gap")], [])
@@ -224,20 +241,22 @@ class lists_that_go_wrong(watches):
 
     def test_a_device_that_is_away_does_not_leave_by_them(self):
         bench = self.bench(FAILS, [completion()])
-        lists = [[record("DeviceList", [A])], [record("DeviceList", [])], ["exit 3"], [b"rubbish\n"],
-                 [record("DeviceList", [A])]]
-        for number, steps in enumerate(lists, 1):
-            bench.script(f"list.{number}", steps)
+        bench.show([A])
         run = self.watch(bench, "--count", "2")
+        run.wait_for("device_ended", ecid=A)
+        self.plan(bench, [record("DeviceList", [])], ["exit 3"], [b"rubbish\n"], [record("DeviceList", [A])])
         run.wait_for("device_back", ecid=A)
+        bench.show([A, B])
         self.assertEqual((run.wait(), self.begun(bench)), (1, [A, B]))
 
     def test_the_first_one_is_status_4_and_nothing_is_touched(self):
+        runs = {}
         for name, (steps, _) in self.CASES.items():
+            bench = self.bench([completion()], [completion()])
+            bench.script("list.1", steps)
+            runs[name] = bench, self.watch(bench, rules=self.rules_for(name))
+        for name, (bench, run) in runs.items():
             with self.subTest(name):
-                bench = self.bench([completion()], [completion()])
-                bench.script("list.1", steps)
-                run = self.watch(bench, rules=self.rules_for(name))
                 self.assertEqual((run.wait(), self.begun(bench)), (4, []))
 
     def test_none_is_begun_soon_after_a_start(self):
@@ -270,16 +289,17 @@ class simulated_devices(watches):
                         for i, (each, restore) in enumerate(zip(bench.ecids, restores))],
             "Events": [{"At": 0, "Device": each, "Type": "connected", **more} for each, more in
                        ((A, {}), (B, {}), (C, {"AwaitFile": host_path(late)}))]}))
-        words = [host_path(word) for word in ("--scenario", os.path.join(bench.folder, "scenario.plist"),
-                                              "--bench", os.path.join(bench.folder, "devices"), "--")]
-        bench.tool = [simulator, *words]
+        bench.tool = [host_path(simulator), "--scenario", host_path(os.path.join(bench.folder, "scenario.plist")),
+                      "--bench", host_path(os.path.join(bench.folder, "devices")), "--"]
         run = self.watch(bench, "--count", "3", rules={**VISITS, "list_detect": 1})
         run.wait_for("device_ended", ecid=A, reason="came_back")
         bench.write("late", b"")
         self.assertEqual(run.wait(), 1)
         self.assertEqual({event["ecid"]: event["reason"] for event in run.named("device_ended")},
                          {A: "came_back", B: "completed", C: "completed"})
-        self.assertEqual([event["ecid"] for event in run.named("device_away")], [A])
+        # While it was restored nobody asked where it was.
+        of_b = [event["event"] for event in run.events if event.get("ecid") == B]
+        self.assertNotIn("device_away", of_b[:of_b.index("device_ended")])
 
 
 if __name__ == "__main__":
