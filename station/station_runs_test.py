@@ -3,12 +3,13 @@
 import json
 import os
 import plistlib
+import shutil
 import subprocess
 import sys
 import unittest
 import zipfile
 
-from test_station import BOARD, CHIP, RULES, a_bench, completion, host_path, report
+from test_station import BOARD, CHIP, RULES, a_bench, completion, host_path, on_windows, report, tool
 
 
 class runs(unittest.TestCase):
@@ -57,7 +58,8 @@ class runs(unittest.TestCase):
                     self.assertEqual(result.returncode, 2, result)
                     self.assertIn(why, result.stderr.decode())
                     self.assertEqual(result.stderr.count(b"\n"), 1)
-            self.assertEqual(bench.journal(), [])
+                    self.assertEqual(result.stdout, b"")
+            self.assertEqual((bench.journal(), bench.lists()), ([], 0))
 
     def test_a_device_that_the_bundle_is_not_for_is_left_alone(self):
         with a_bench([[completion()]]) as bench:
@@ -68,8 +70,77 @@ class runs(unittest.TestCase):
     def test_a_run_folder_that_cannot_be_made_is_status_4(self):
         with a_bench([[completion()]]) as bench:
             bench.write("run", b"a file")
-            self.assertEqual(bench.restore().returncode, 4)
-            self.assertEqual(bench.journal(), [])
+            result = bench.restore()
+            self.assertEqual((result.returncode, result.stderr.count(b"\n")), (4, 1), result)
+            self.assertEqual((bench.journal(), bench.lists()), ([], 0))
+
+    def test_a_dry_run_touches_nothing(self):
+        with a_bench([[completion()]] * 2) as bench:
+            before = set(os.listdir(bench.folder))
+            for which in (["--all"], ["--ecid", bench.ecids[0]]):
+                with self.subTest(which=which[0]):
+                    result = bench.run("restore", "--bundle", host_path(bench.bundle), "--erase", "--dry-run", *which)
+                    self.assertEqual((result.returncode, result.stderr), (0, b""))
+                    self.assertIn(bench.ecids[0].encode(), result.stdout)
+                    self.assertEqual(bench.ecids[1].encode() in result.stdout, which == ["--all"])
+                    self.assertEqual(set(os.listdir(bench.folder)) - before, {"lists"})
+
+    def test_a_dry_run_without_a_device_is_status_3(self):
+        with a_bench([[completion()]]) as bench:
+            bench.show([])
+            for which in (["--all"], ["--ecid", bench.ecids[0]]):
+                with self.subTest(which=which[0]):
+                    result = bench.run("restore", "--bundle", host_path(bench.bundle), "--dry-run", *which)
+                    self.assertEqual(result.returncode, 3)
+
+    def test_names_of_files_have_any_characters(self):
+        name = "a 'b' & 100% %TEMP% ^ (c); Жук 中文 \U0001f4f1"
+        if not on_windows:
+            name += ' "d" \\ *?<>|'
+        with a_bench([[report(), completion()]] * 2) as bench:
+            folder = os.path.join(bench.folder, name)
+            os.mkdir(folder)
+            names = {each: os.path.join(folder, f"{name} {each}") for each in (
+                "bundle", "run", "scratch", "tool.exe", "slots", "only")}
+            os.rename(bench.bundle, names["bundle"])
+            os.mkdir(names["scratch"])
+            shutil.copy(tool, names["tool.exe"])
+            bench.tool[0] = host_path(names["tool.exe"])
+            bench.run_folder = names["run"]
+            bench.scratch = names["scratch"]
+            bench.write(names["slots"], "0x14100000 Ж1\n".encode())
+            bench.write(names["only"], (bench.ecids[0] + "\n").encode())
+            result = bench.run("restore", "--bundle", host_path(names["bundle"]), "--slots", host_path(names["slots"]),
+                               "--only", host_path(names["only"]))
+            self.assertEqual((result.returncode, result.stderr), (0, b""))
+            self.assertEqual(bench.journal(), ["--restore " + bench.ecids[0]])
+            self.assertEqual({(event["slot"], event["run"]) for event in bench.events() if "ecid" in event},
+                             {("Ж1", os.path.basename(names["run"]))})
+            arguments = bench.lines_of(bench.ecids[0] + ".arguments")
+            self.assertEqual(arguments[:2], bench.tool)
+            self.assertIn(host_path(names["bundle"]), arguments)
+            log = arguments[arguments.index("--amr-logfile") + 1]
+            self.assertTrue(log.startswith(host_path(names["scratch"])), log)
+            self.assertEqual(os.listdir(names["scratch"]), [])
+            kept = os.path.join(names["run"], bench.ecids[0] + "-visit1-try1")
+            with open(os.path.join(kept, "records.plist"), "rb") as file:
+                self.assertEqual(file.read(), report() + completion())
+
+    def test_json_survives_a_code_page(self):
+        name = "Телефон 电话 \U0001f4f1 é \u202e \x85"
+        shown = "Телефон 电话 \U0001f4f1 é \ufffd \ufffd"
+        with a_bench([[report(Orv_OperationName=name), completion(Error=name)]], name=name) as bench:
+            result = bench.restore("--json", "--tag", "Ж=中")
+            self.assertEqual(result.stdout.decode("cp437").encode("cp437"), result.stdout)
+            self.assertTrue(result.stdout.isascii())
+            events = [json.loads(line) for line in result.stdout.splitlines()]
+            self.assertEqual(events, bench.events())
+            self.assertEqual([event["product_string"] for event in events if event["event"] == "device_found"], [shown])
+            ended = events[-2]
+            self.assertEqual((ended["operation_name"], ended["error"], ended["tags"]), (shown, {"text": shown}, {"Ж": "中"}))
+            listed = bench.run("list", "--json", rules={}, with_folder=False).stdout
+            self.assertTrue(listed.isascii())
+            self.assertEqual(json.loads(listed)["devices"][0]["product_string"], shown)
 
     def test_what_lies_in_the_pipe_of_a_tool_that_has_ended_counts(self):
         # As much as a pipe holds, and no time in which it could come late.

@@ -20,6 +20,7 @@
 // one, ECID.restore a script of what a restore does, one step a line. The scripts list.N, for the
 // Nth list, and list.script, for each, go before `list`. ECID.looked is a script for after the
 // properties. Each start of a restore is a line in `journal`, each start of a list one in `lists`.
+// ECID.arguments has the arguments of the last restore, one a line.
 
 namespace vandrel {
 
@@ -155,6 +156,11 @@ int launch(int argument_count, const char* const* arguments) {
         return play(what, what.ecid + ".looked", pipe);
     }
     note(what, "journal");
+    std::ofstream arguments_file(what.folder / (what.ecid + ".arguments"));
+    for (const std::string& each : what.arguments) {
+        arguments_file << each + '\n';
+    }
+    arguments_file.close();
     return play(what, what.ecid + ".restore", pipe);
 }
 

@@ -44,18 +44,20 @@ def ecid(number):
 
 
 class a_bench:
-    """A folder with what the tool does, and a bundle. Its devices have the numbers from `first`."""
+    """A folder with what the tool does, and a bundle. Its devices have the numbers from `first`
+    and call themselves `name`."""
 
-    def __init__(self, scripts, first=1):
+    def __init__(self, scripts, first=1, name="Phone"):
         self.kept = tempfile.TemporaryDirectory(prefix="bench & 100% Ж ")
         self.folder = self.kept.name
         self.run_folder = os.path.join(self.folder, "run")
+        self.scratch = self.folder
         self.ecids = [ecid(first + i) for i in range(len(scripts))]
         self.show(self.ecids)
         for i, (each, steps) in enumerate(zip(self.ecids, scripts)):
             self.write(each + ".info", record("DeviceInfo", {
                 "ECID": each, "ProductID": 1, "BoardID": BOARD, "ChipID": CHIP, "ProductType": 1, "FusingInfo": 3,
-                "LocationID": 0x14100000 + i, "SerialNumber": f"SERIAL{i}", "ProductString": "Phone"}))
+                "LocationID": 0x14100000 + i, "SerialNumber": f"SERIAL{i}", "ProductString": name}))
             self.script(each + ".restore", steps)
         self.bundle = self.make_bundle("some.ipsw", BOARD)
         self.tool = [host_path(tool), host_path(self.folder)]
@@ -109,7 +111,7 @@ class a_bench:
         for word in self.tool[1:]:
             words += ["--tool-argument", word]
         if with_folder:
-            words += ["--run-folder", host_path(self.run_folder), "--scratch", host_path(self.folder),
+            words += ["--run-folder", host_path(self.run_folder), "--scratch", host_path(self.scratch),
                       "--stagger", "0", "--poll", "0.2"]
         for name, value in rules.items():
             words += ["--rule-time", f"{name}={value}"]
@@ -141,7 +143,7 @@ class a_bench:
         path = os.path.join(self.folder, name)
         if not os.path.exists(path):
             return []
-        with open(path) as file:
+        with open(path, encoding="utf-8") as file:
             return file.read().split("\n")[:-1]
 
 
