@@ -225,6 +225,8 @@ class provoked:
         return made
 
     def start(self, bench, *arguments, **more):
+        # Why a run touched nothing is said there, which is another test's business.
+        more.setdefault("stderr", subprocess.DEVNULL)
         return a_run(self.test, bench, "--retries", "1", "--stop-after", "0", *arguments, seconds=120, **more)
 
     def run(self, steps, *arguments, **more):
@@ -339,7 +341,7 @@ class provoked:
         return ending(run.wait(), run.events, 1)
 
     def not_begun(self):
-        run = self.start(self.bench([completion()]), "--dry-run", stderr=subprocess.DEVNULL)
+        run = self.start(self.bench([completion()]), "--dry-run")
         return ending(run.wait(), run.events)
 
 # Windows' own end of a process cannot be held up by another program, and its consoles need another test.
