@@ -18,6 +18,11 @@ bool is_time(double seconds) {
     return std::isfinite(seconds) && seconds >= 0;
 }
 
+/// Whether two bytes of UTF-8 are one of the control characters U+0080 to U+009F.
+bool is_c1_control(unsigned char first, unsigned char second) {
+    return first == 0xC2 && second < 0xA0;
+}
+
 void require_playable(const simulator::scenario& scenario) {
     std::set<std::string> names;
     for (const auto& device : scenario.devices) {
@@ -40,13 +45,15 @@ void try_input(input bytes) {
     try {
         require_playable(simulator::read_scenario(file.path()));
     } catch (const simulator::scenario_error& error) {
-        const std::string complaint = error.what();
-        require(complaint.starts_with(file.path() + ": "), "the file in the complaint");
+        const std::string text = error.what();
+        require(text.starts_with(file.path() + ": "), "the file in the error text");
         require(std::ranges::none_of(
-                    complaint, [](unsigned char byte) { return byte < 0x20 || byte == 0x7F; }),
-                "a complaint of one line");
-        require(complaint.find(": is ") != std::string::npos &&
-                    complaint.find("; should be ") != std::string::npos,
+                    text, [](unsigned char byte) { return byte < 0x20 || byte == 0x7F; }),
+                "an error text of one line");
+        require(std::ranges::adjacent_find(text, is_c1_control) == text.end(),
+                "an error text without control characters");
+        require(text.find(": is ") != std::string::npos &&
+                    text.find("; should be ") != std::string::npos,
                 "what is wrong, and what would be right");
     }
 }

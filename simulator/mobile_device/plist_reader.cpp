@@ -7,6 +7,7 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <cstddef>
 #include <limits>
 #include <utility>
 #include <vector>
@@ -66,13 +67,20 @@ std::optional<std::int64_t> whole_number(CFTypeRef value) {
 
 } // namespace
 
-void complain(const std::string& place, const std::string& is, const std::string& should_be) {
+void throw_scenario_error(const std::string& place, const std::string& is,
+                          const std::string& should_be) {
     throw scenario_error(place + ": is " + is + "; should be " + should_be);
 }
 
 std::string one_line(std::string text) {
     std::ranges::replace_if(
         text, [](unsigned char byte) { return byte < 0x20 || byte == 0x7F; }, '?');
+    // U+0080 to U+009F take two bytes in UTF-8.
+    for (std::size_t i = 0; (i = text.find('\xC2', i)) != std::string::npos; ++i) {
+        if (i + 1 < text.size() && static_cast<unsigned char>(text[i + 1]) < 0xA0) {
+            text.replace(i, 2, "?");
+        }
+    }
     return text;
 }
 
@@ -121,13 +129,14 @@ plist_reader::plist_reader(std::string place, CFTypeRef value,
       dictionary_(cf_cast<CFDictionaryRef>(value, CFDictionaryGetTypeID())) {
     const std::string own_place = place_.empty() ? "top level" : place_;
     if (dictionary_ == nullptr) {
-        complain(own_place, shown(value), "a dictionary");
+        throw_scenario_error(own_place, shown(value), "a dictionary");
     }
     for (const CFTypeRef key : keys_of(dictionary_)) {
         const CFStringRef name = as_string(key);
         if (name == nullptr || std::ranges::find(keys, cf_text(name)) == keys.end()) {
-            complain(own_place, "a dictionary with the unknown key " + shown(key),
-                     "one with no other keys than " + listed({keys.begin(), keys.end()}));
+            throw_scenario_error(own_place, "a dictionary with the unknown key " + shown(key),
+                                 "one with no other keys than " +
+                                     listed({keys.begin(), keys.end()}));
         }
     }
 }
@@ -143,7 +152,7 @@ std::string plist_reader::place_of(const std::string& key) const {
 CFTypeRef plist_reader::required(const std::string& key, const std::string& should_be) const {
     const CFTypeRef value = find(key);
     if (value == nullptr) {
-        complain(place_of(key), "missing", should_be);
+        throw_scenario_error(place_of(key), "missing", should_be);
     }
     return value;
 }
@@ -160,7 +169,7 @@ std::optional<std::string> plist_reader::optional_text(const std::string& key) c
     }
     const CFStringRef string = as_string(value);
     if (string == nullptr) {
-        complain(place_of(key), shown(value), "a string");
+        throw_scenario_error(place_of(key), shown(value), "a string");
     }
     return cf_text(string);
 }
@@ -172,7 +181,7 @@ bool plist_reader::optional_truth(const std::string& key, bool otherwise) const 
     }
     const CFBooleanRef boolean = as_boolean(value);
     if (boolean == nullptr) {
-        complain(place_of(key), shown(value), "true or false");
+        throw_scenario_error(place_of(key), shown(value), "true or false");
     }
     return CFBooleanGetValue(boolean) != 0;
 }
@@ -191,7 +200,7 @@ std::int64_t plist_reader::optional_integer(const std::string& key, std::int64_t
     }
     const auto number = whole_number(value);
     if (!number || *number < least || *number > most) {
-        complain(place_of(key), shown(value), range_text(least, most));
+        throw_scenario_error(place_of(key), shown(value), range_text(least, most));
     }
     return *number;
 }
@@ -205,7 +214,7 @@ double plist_reader::seconds(const std::string& key) const {
         CFNumberGetValue(number, kCFNumberFloat64Type, &result);
     }
     if (!std::isfinite(result) || result < 0) {
-        complain(place_of(key), shown(value), should_be);
+        throw_scenario_error(place_of(key), shown(value), should_be);
     }
     return result;
 }
@@ -224,7 +233,7 @@ plist_reader::optional_word(const std::string& key,
     const CFStringRef string = as_string(value);
     const std::string word = string == nullptr ? "" : cf_text(string);
     if (std::ranges::find(words, word) == words.end()) {
-        complain(place_of(key), shown(value), listed({words.begin(), words.end()}));
+        throw_scenario_error(place_of(key), shown(value), listed({words.begin(), words.end()}));
     }
     return word;
 }
@@ -239,7 +248,7 @@ std::uint64_t plist_reader::hexadecimal(const std::string& key) const {
             return std::string_view("0123456789abcdefABCDEF").find(character) !=
                    std::string_view::npos;
         })) {
-        complain(place_of(key), shown(value), should_be);
+        throw_scenario_error(place_of(key), shown(value), should_be);
     }
     std::from_chars(digits.data(), digits.data() + digits.size(), result, 16);
     return result;
@@ -265,7 +274,7 @@ std::uint32_t plist_reader::word_or_number(const std::string& key,
     }
     const auto number = whole_number(value);
     if (!number || *number < 0 || *number > most) {
-        complain(place_of(key), shown(value), listed(allowed));
+        throw_scenario_error(place_of(key), shown(value), listed(allowed));
     }
     return static_cast<std::uint32_t>(*number);
 }
@@ -274,7 +283,7 @@ CFArrayRef plist_reader::optional_array(const std::string& key) const {
     const CFTypeRef value = find(key);
     const auto array = cf_cast<CFArrayRef>(value, CFArrayGetTypeID());
     if (value != nullptr && array == nullptr) {
-        complain(place_of(key), shown(value), "an array");
+        throw_scenario_error(place_of(key), shown(value), "an array");
     }
     return array;
 }

@@ -4,7 +4,6 @@
 
 #include "platform/core_foundation.h"
 
-#include <cstddef>
 #include <cstdint>
 #include <initializer_list>
 #include <optional>
@@ -13,11 +12,12 @@
 
 namespace simulator {
 
-/// Throws scenario_error: at `place` there is `is`, but there should be `should_be`.
-[[noreturn]] void complain(const std::string& place, const std::string& is,
-                           const std::string& should_be);
+/// Throws scenario_error with the text "PLACE: is IS; should be SHOULD_BE".
+[[noreturn]] void throw_scenario_error(const std::string& place, const std::string& is,
+                                       const std::string& should_be);
 
-/// `text` on one line, with nothing that a terminal would take for a command.
+/// `text` with a question mark in place of each control character (U+0000 to U+001F, U+007F to
+/// U+009F), so that it is one line and a terminal finds no command in it.
 std::string one_line(std::string text);
 
 /// `text` for an error message: in quotes, on one line, shortened if it is long.

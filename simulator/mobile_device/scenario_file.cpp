@@ -95,7 +95,8 @@ device_event parse_event(const std::string& place, CFTypeRef value, const positi
     if (!event.during) {
         event.at = reader.seconds("At");
     } else if (const CFTypeRef time = reader.find("At")) {
-        complain(reader.place_of("At"), shown(time), "absent from an event with During");
+        throw_scenario_error(reader.place_of("At"), shown(time),
+                             "absent from an event with During");
     }
     event.awaited_file = reader.optional_text("AwaitFile");
     event.under_new_handle = reader.optional_truth("NewHandle", false);
@@ -105,8 +106,8 @@ device_event parse_event(const std::string& place, CFTypeRef value, const positi
     if (const auto name = reader.optional_text("Device")) {
         const auto found = devices.find(*name);
         if (found == devices.end()) {
-            complain(reader.place_of("Device"), shown(reader.find("Device")),
-                     "the Name of one of the Devices");
+            throw_scenario_error(reader.place_of("Device"), shown(reader.find("Device")),
+                                 "the Name of one of the Devices");
         }
         event.device = found->second;
     }
@@ -122,21 +123,21 @@ registration_failure parse_registration_error(const std::string& place, CFTypeRe
 cf_handle<CFDictionaryRef> parse_default_options(const std::string& place, CFTypeRef value) {
     const auto options = cf_cast<CFDictionaryRef>(value, CFDictionaryGetTypeID());
     if (options == nullptr && value != kCFBooleanFalse) {
-        complain(place, shown(value), "a dictionary or false");
+        throw_scenario_error(place, shown(value), "a dictionary or false");
     }
     return cf_retained(options);
 }
 
-[[noreturn]] void complain_of_unreadable_file() {
-    complain("file", "unreadable (" + std::generic_category().message(errno) + ")",
-             "a file that can be read");
+[[noreturn]] void throw_unreadable_file() {
+    throw_scenario_error("file", "unreadable (" + std::generic_category().message(errno) + ")",
+                         "a file that can be read");
 }
 
 std::vector<std::uint8_t> read_whole_file(const std::string& path) {
     errno = 0;
     std::ifstream file(utf8_path(path), std::ios::binary);
     if (!file) {
-        complain_of_unreadable_file();
+        throw_unreadable_file();
     }
     std::vector<std::uint8_t> bytes;
     std::vector<char> block(65536);
@@ -148,7 +149,7 @@ std::vector<std::uint8_t> read_whole_file(const std::string& path) {
             bytes.insert(bytes.end(), block.begin(), block.begin() + file.gcount());
         }
     } catch (const std::ios::failure&) {
-        complain_of_unreadable_file();
+        throw_unreadable_file();
     }
     return bytes;
 }
@@ -171,8 +172,8 @@ cf_handle<CFTypeRef> read_property_list(const std::vector<std::uint8_t>& bytes) 
         kCFAllocatorDefault, data.get(), kCFPropertyListImmutable, nullptr, &error_out));
     const cf_handle<CFErrorRef> error(error_out);
     if (!plist) {
-        complain("file", "no property list" + reason_of(error.get()),
-                 "an XML or binary property list");
+        throw_scenario_error("file", "not a property list" + reason_of(error.get()),
+                             "an XML or binary property list");
     }
     return plist;
 }
@@ -189,8 +190,8 @@ scenario parse_scenario(CFTypeRef plist) {
     reader.each("Devices", [&](const std::string& place, CFTypeRef element) {
         result.devices.push_back(parse_device(place, element));
         if (!devices.emplace(result.devices.back().name, devices.size()).second) {
-            complain(place + ".Name", quoted(result.devices.back().name) + " once more",
-                     "a name that no other device has");
+            throw_scenario_error(place + ".Name", quoted(result.devices.back().name) + " once more",
+                                 "a name that no other device has");
         }
     });
     if (reader.find("Events") != nullptr) {

@@ -43,7 +43,7 @@ std::string with_events(const std::string& events) {
            events + "</array></dict>";
 }
 
-std::string complaint(const std::string& xml) {
+std::string error_text(const std::string& xml) {
     try {
         parse(xml);
     } catch (const scenario_error& error) {
@@ -52,7 +52,7 @@ std::string complaint(const std::string& xml) {
     return "(none)";
 }
 
-std::string complaint_of_file(const std::string& path) {
+std::string error_of_file(const std::string& path) {
     try {
         read_scenario(path);
     } catch (const scenario_error& error) {
@@ -297,13 +297,13 @@ TEST(scenario_file, sets_how_a_restore_looks_on_a_bench) {
 struct wrong {
     const char* name;
     std::string xml;
-    const char* complaint;
+    const char* error_text;
 };
 
 class wrong_scenario : public ::testing::TestWithParam<wrong> {};
 
 TEST_P(wrong_scenario, is_reported_with_its_place) {
-    EXPECT_EQ(complaint(GetParam().xml), GetParam().complaint);
+    EXPECT_EQ(error_text(GetParam().xml), GetParam().error_text);
 }
 
 constexpr auto unknown_device_key =
@@ -505,8 +505,14 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& instance) { return std::string(instance.param.name); });
 
 TEST(scenario_file, is_reported_on_one_line) {
-    const std::string text = complaint("<dict><key>a&#10;b&#127;</key><true/></dict>");
+    const std::string text = error_text("<dict><key>a&#10;b&#127;</key><true/></dict>");
     EXPECT_EQ(text.substr(0, 54), "top level: is a dictionary with the unknown key \"a?b?\"");
+}
+
+TEST(scenario_file, is_reported_without_control_characters_beyond_ascii) {
+    const std::string text =
+        error_text("<dict><key>&#128;a&#159;b&#160;&#133;</key><true/></dict>");
+    EXPECT_NE(text.find("the unknown key \"?a?b\xC2\xA0?\";"), std::string::npos) << text;
 }
 
 TEST(scenario_file, is_reported_with_a_shortened_value) {
@@ -514,7 +520,7 @@ TEST(scenario_file, is_reported_with_a_shortened_value) {
     for (int i = 0; i < 30; ++i) {
         euros += "\xE2\x82\xAC";
     }
-    EXPECT_EQ(complaint(with_device("<key>BoardID</key><string>a" + euros + "</string>")),
+    EXPECT_EQ(error_text(with_device("<key>BoardID</key><string>a" + euros + "</string>")),
               "Devices[0].BoardID: is \"a" + euros.substr(0, 57) +
                   "...\"; should be a whole number from 0 to 4294967295");
 }
@@ -530,11 +536,11 @@ TEST(scenario_file, is_named_in_error_messages) {
     const test::temporary_folder folder;
     const std::string path = folder / "scenario.plist";
     test::write_file(path, "<plist><array/></plist>");
-    EXPECT_EQ(complaint_of_file(path), path + ": top level: is an array; should be a dictionary");
+    EXPECT_EQ(error_of_file(path), path + ": top level: is an array; should be a dictionary");
 }
 
 TEST(scenario_file, must_exist) {
-    const std::string text = complaint_of_file("no-such-folder/no-such-file.plist");
+    const std::string text = error_of_file("no-such-folder/no-such-file.plist");
     EXPECT_TRUE(text.starts_with("no-such-folder/no-such-file.plist: file: is unreadable (No such "
                                  "file or directory)"))
         << text;
@@ -543,7 +549,7 @@ TEST(scenario_file, must_exist) {
 
 TEST(scenario_file, must_not_be_a_folder) {
     const std::string folder = std::filesystem::temp_directory_path().string();
-    const std::string text = complaint_of_file(folder);
+    const std::string text = error_of_file(folder);
     EXPECT_TRUE(text.starts_with(folder + ": file: is unreadable (")) << text;
 }
 
@@ -551,8 +557,8 @@ TEST(scenario_file, must_be_a_property_list) {
     const test::temporary_folder folder;
     const std::string path = folder / "scenario.plist";
     test::write_file(path, "Devices: none\n");
-    const std::string text = complaint_of_file(path);
-    EXPECT_TRUE(text.starts_with(path + ": file: is no property list")) << text;
+    const std::string text = error_of_file(path);
+    EXPECT_TRUE(text.starts_with(path + ": file: is not a property list")) << text;
     EXPECT_TRUE(text.ends_with("; should be an XML or binary property list")) << text;
     EXPECT_EQ(std::ranges::count(text, '\n'), 0) << text;
 }
@@ -561,7 +567,7 @@ TEST(scenario_file, must_not_be_empty) {
     const test::temporary_folder folder;
     const std::string path = folder / "scenario.plist";
     test::write_file(path, "");
-    EXPECT_TRUE(complaint_of_file(path).starts_with(path + ": file: is no property"));
+    EXPECT_TRUE(error_of_file(path).starts_with(path + ": file: is not a property"));
 }
 
 } // namespace simulator
