@@ -10,7 +10,7 @@ namespace simulator {
 namespace {
 
 std::atomic<std::int64_t> creations{0};
-/// 0: no creation is told to fail.
+/// 0: no creation is set to fail.
 std::atomic<std::int64_t> until_failure{0};
 thread_local int unaccounted_depth = 0;
 

@@ -1,7 +1,7 @@
 #pragma once
 
-/// What is known about the simulated platform's objects from outside: how many live, and how to
-/// make a creation fail. Meant for tests; every function may be called from any thread.
+/// Counts the simulated platform's objects, and makes creations fail. For tests. Every function may
+/// be called from any thread.
 
 #include <cstdint>
 #include <map>
@@ -9,31 +9,31 @@
 
 namespace simulator {
 
-/// How many counted objects live, by the name of their type ("CFString"); types without one are
-/// left out.
+/// The number of counted objects that exist, by the name of their type ("CFString"). Types without
+/// objects are left out.
 std::map<std::string, std::int64_t> live_objects();
 
-/// How many counted objects live, of all types together.
+/// The number of counted objects that exist, of all types together.
 std::int64_t live_object_count();
 
-/// How many references to each constant (of CFSTR, a boolean, kCFNull) have been taken and not
-/// given back, by what describes it; below 0 when more have been given back than taken. Constants
-/// whose references balance are left out, and so is what is done in an unaccounted_scope.
+/// The number of references to each constant (of CFSTR, a boolean, kCFNull) that were retained and
+/// not released, by the constant's description; below 0 if there were more releases. Constants
+/// whose references balance are left out. What is done in an unaccounted_scope does not count.
 std::map<std::string, std::int64_t> unbalanced_constants();
 
-/// How many objects the Create and Copy functions have been about to make so far, those that were
-/// told to fail included. One call can make several: a property list's elements count one by one.
+/// The number of creations by Create and Copy functions so far, including those that were made to
+/// fail. One call can make several: the elements of a property list count one by one.
 std::int64_t creation_count();
 
-/// Makes the `n`-th creation from now fail, once: 1 is the next. The function at work then returns
-/// null, and no error where it has an error to give. 0 takes the order back.
+/// Makes the `n`-th creation from now fail, once: 1 is the next. The function that makes it then
+/// returns null, and gives no error even if it has a parameter for one. 0 cancels this.
 void fail_creation(std::int64_t n);
 
-/// How many creations are still to come until one fails; 0 when none has been told to, or has.
+/// The number of creations until one fails, that one included; 0 if none is set to fail.
 std::int64_t creations_until_failure();
 
-/// While one lives, the objects that its thread makes are neither counted nor told to fail, for
-/// their whole life. For what the simulator itself keeps. Scopes may nest.
+/// During its lifetime, the objects that its thread creates are not counted, also later, and their
+/// creation is not made to fail. For the objects that the simulator itself keeps. Scopes may nest.
 class unaccounted_scope {
 public:
     unaccounted_scope();
@@ -42,13 +42,13 @@ public:
     unaccounted_scope& operator=(const unaccounted_scope&) = delete;
 };
 
-/// What every Create and Copy function asks once for each object that it is about to give: counts
-/// it, and is false when it has been told to fail. `create` asks by itself.
+/// Counts a creation. Returns false if it was set to fail. Every Create and Copy function calls
+/// this once for each object before it creates it. `create` calls it.
 bool begin_creation();
 
 class object;
 
-/// Makes unbalanced_constants look at an object that lives for ever.
+/// Adds an object that is never destroyed to those that unbalanced_constants checks.
 void add_constant(const object& constant);
 
 /// Whether the calling thread is outside every unaccounted_scope.

@@ -4,6 +4,8 @@
 
 #include "simulator/core_foundation/object.h"
 
+#include <string>
+
 struct __CFBoolean final : simulator::object {
     explicit __CFBoolean(bool truth) : object(static_type()), value(truth) {}
     static const simulator::runtime_type& static_type();

@@ -6,10 +6,10 @@
 
 namespace simulator {
 
-/// What stands in the standard callbacks, so that no others are taken for them.
+/// The content of the standard callbacks, by which they are recognised.
 inline constexpr char standard_callbacks_mark = 0;
 
-/// By content: who loads the platform as a library may have a copy.
+/// Compares the content: a program that loads the platform as a library may have a copy.
 template<class Callbacks>
 bool are_standard(const Callbacks* given, const Callbacks& standard) {
     return given != nullptr && std::memcmp(given, &standard, sizeof standard) == 0;

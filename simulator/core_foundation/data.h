@@ -4,6 +4,7 @@
 
 #include "simulator/core_foundation/object.h"
 
+#include <cstdint>
 #include <span>
 #include <string>
 #include <vector>
@@ -11,7 +12,7 @@
 struct __CFData final : simulator::object {
     /// Keeps the bytes itself.
     explicit __CFData(std::vector<std::uint8_t> own_bytes);
-    /// Refers to the caller's bytes, and frees them in the end when told so.
+    /// Refers to the caller's bytes, and frees them in the destructor if `frees_bytes`.
     __CFData(std::span<const std::uint8_t> callers_bytes, bool frees_bytes);
     ~__CFData() override;
     static const simulator::runtime_type& static_type();

@@ -25,7 +25,7 @@ TEST(cf_data, without_a_copy_the_bytes_are_the_callers) {
 }
 
 TEST(cf_data, the_default_deallocator_frees_the_callers_bytes) {
-    // The address sanitizer tells when it does not.
+    // The address sanitizer reports it if it does not.
     auto* const bytes = static_cast<std::uint8_t*>(std::calloc(3, 1));
     const handle<CFDataRef> reference(
         CFDataCreateWithBytesNoCopy(kCFAllocatorDefault, bytes, 3, kCFAllocatorDefault));

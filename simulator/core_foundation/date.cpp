@@ -13,16 +13,16 @@ namespace {
 constexpr chrono::sys_days epoch{chrono::year{2001} / 1 / 1};
 constexpr double seconds_a_day = 86400;
 
-/// The calendar repeats itself after so many.
+/// The calendar repeats after this many years and days.
 constexpr int years_a_cycle = 400;
 constexpr int days_a_cycle = 146'097;
 using cycles =
     chrono::duration<std::int64_t,
                      std::ratio_multiply<chrono::days::period, std::ratio<days_a_cycle>>>;
-/// Where what 64 bits hold ends.
+/// The range of 64-bit seconds, rounded down.
 constexpr double end_of_time = 9.2e18;
 
-/// What an `n` in the pattern of a date stands for: a digit; everything else stands for itself.
+/// `n` matches a digit; every other character matches itself.
 constexpr std::string_view date_pattern = "nnnn-nn-nnTnn:nn:nnZ";
 
 bool matches_pattern(std::string_view text) {

@@ -21,12 +21,12 @@ struct __CFDate final : simulator::object {
 
 namespace simulator {
 
-/// "2001-01-01T00:00:00Z", in whole seconds, rounded down. Years before 0 have a minus sign, later
-/// ones than 9999 more digits than four. What is no time, or beyond what 64 bits hold in seconds,
-/// has a text that stands for no day.
+/// "2001-01-01T00:00:00Z", in whole seconds, rounded down. Years before 0 have a minus sign, and
+/// years after 9999 more than four digits. A time that is NaN, infinite or out of the range of
+/// 64-bit seconds is written as "0000-00-00T00:00:00Z".
 std::string date_text(CFAbsoluteTime time);
 
-/// The time that such a text stands for; none when it is no such text, or no such day.
+/// The time of such a text; none if the text has another form, or its day or time does not exist.
 std::optional<CFAbsoluteTime> parse_date(std::string_view text);
 
 } // namespace simulator

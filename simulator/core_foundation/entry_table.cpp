@@ -8,10 +8,10 @@ namespace simulator {
 
 namespace {
 
-/// So many entries are found sooner one after the other than by an index.
+/// Up to this number of entries, a linear search is faster.
 constexpr std::size_t most_without_index = 8;
 
-/// How many slots `count` entries need, at least.
+/// The smallest number of slots for `count` entries.
 constexpr std::size_t slots_for(std::size_t count) {
     return count + count / 3 + 1;
 }

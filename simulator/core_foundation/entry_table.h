@@ -1,7 +1,7 @@
 #pragma once
 
-/// A hash table of objects by objects, in the order in which keys were first set: what dictionaries
-/// and sets are made of.
+/// A hash table of objects by objects, in the order in which keys were first set. Dictionaries and
+/// sets use it.
 
 #include "simulator/core_foundation/object.h"
 
@@ -11,7 +11,7 @@
 
 namespace simulator {
 
-/// Keys and values are retained. Not to be changed while another thread uses it.
+/// Retains keys and values. Must not be changed while another thread uses it.
 class entry_table {
 public:
     struct entry {
@@ -19,22 +19,21 @@ public:
         owned<const object> value;
     };
 
-    /// Inserts, or replaces the value of an equal key, keeping the key that is there. `value` may
-    /// be null.
+    /// Inserts, or replaces the value of an equal key and keeps that key. `value` may be null.
     void set(const object& key, const object* value);
     /// Inserts, unless there is an equal key.
     void add(const object& key, const object* value);
     /// Null when no key equals `key`.
     const entry* find(const object& key) const;
     const std::vector<entry>& entries() const { return entries_; }
-    /// Makes room for `count` entries. Only while there is none.
+    /// Makes room for `count` entries. Only for an empty table.
     void reserve(std::size_t count);
 
 private:
     struct slot {
         /// The upper half of the mixed hash.
         std::uint32_t hash = 0;
-        /// Of the entry, counted from 1; 0: the slot is free. Memory ends long before 32 bits do.
+        /// The entry's number, counted from 1; 0 if the slot is free. 32 bits are enough.
         std::uint32_t number = 0;
     };
 
@@ -44,9 +43,9 @@ private:
     void put(slot added);
 
     std::vector<entry> entries_;
-    /// The entries by their keys' hashes: an entry is in the slot that its hash chooses, or in the
-    /// first after it that was free. A power of two of them, at most three quarters of them taken.
-    /// Most tables are small, and have none.
+    /// The entries by the hashes of their keys: an entry is in the slot that its hash selects, or
+    /// in the first free slot after that. The number of slots is a power of two, and at most three
+    /// quarters are used. Small tables, which are most, have no index.
     std::vector<slot> index_;
 };
 

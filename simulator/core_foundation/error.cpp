@@ -70,10 +70,10 @@ CFIndex CFErrorGetCode(CFErrorRef error) {
 }
 
 CFStringRef CFErrorCopyDescription(CFErrorRef error) {
-    // The platform makes a text of domain and code where there is none. Not here: what a record
-    // without a description looks like can be tried that way.
+    // The platform makes a text of domain and code if there is none. The simulator does not. This
+    // allows tests of records without a description.
     const auto* const text = checked(error).detail(kCFErrorLocalizedDescriptionKey);
-    // Whatever stands there comes back, a number as well.
+    // The value is returned whatever its type is, also a number.
     return static_cast<CFStringRef>(static_cast<CFTypeRef>(simulator::copy_reference(text)));
 }
 

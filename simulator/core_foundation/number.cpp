@@ -13,7 +13,7 @@ namespace {
 constexpr double signed_end = 9223372036854775808.0;
 constexpr double unsigned_end = 18446744073709551616.0;
 
-/// A whole number that 64 bits hold, in the alternative of whole numbers; others as they are. So
+/// An integer of 64 bits as an integer, also if it is stored as a real; other numbers unchanged. So
 /// 1 and 1.0 become the same, but 0 and -0.0 do not.
 __CFNumber::value_type normalised(const __CFNumber::value_type& value) {
     const auto* real = std::get_if<double>(&value);
@@ -34,8 +34,7 @@ bool is_nan(const __CFNumber::value_type& value) {
     return real != nullptr && std::isnan(*real);
 }
 
-/// The low 64 bits of the whole number that is left when a fraction is cut off; 0 for what is not
-/// finite.
+/// The low 64 bits of `real` without its fraction; 0 if it is not finite.
 std::uint64_t low_bits(double real) {
     if (!std::isfinite(real)) {
         return 0;
@@ -44,7 +43,7 @@ std::uint64_t low_bits(double real) {
     return rest < 0 ? 0 - static_cast<std::uint64_t>(-rest) : static_cast<std::uint64_t>(rest);
 }
 
-/// Stores the low bits of `value`; true when these, taken as unsigned or as signed, are the number.
+/// Stores the low bits of `value`. Returns whether they are `value`, either unsigned or signed.
 template<class Integer>
 bool store_integer(const __CFNumber::value_type& value, void* result) {
     auto& out = *static_cast<Integer*>(result);

@@ -4,12 +4,13 @@
 
 #include "simulator/core_foundation/object.h"
 
+#include <cstdint>
 #include <string>
 #include <variant>
 
 struct __CFNumber final : simulator::object {
-    /// Whole numbers are signed; unsigned only above what a signed one can hold, which property
-    /// lists allow. So equal whole numbers are of one alternative.
+    /// Integers are signed, and unsigned only above the largest signed number, which property lists
+    /// allow. So equal integers have the same alternative. A real can equal an integer.
     using value_type = std::variant<std::int64_t, std::uint64_t, double>;
 
     explicit __CFNumber(value_type number) : object(static_type()), value(number) {}

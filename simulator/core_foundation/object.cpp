@@ -74,23 +74,22 @@ void object::release(const char* function) const {
     }
 }
 
-/// An object that goes while another is being destroyed waits until that is done: containers may
-/// stand inside each other deeper than the stack is.
+/// Nested destruction is queued: containers may be nested more deeply than the stack allows.
 void object::destroy() const {
     thread_local bool is_destroying = false;
-    thread_local const object* doomed = nullptr;
-    next_doomed_ = doomed;
-    doomed = this;
+    thread_local const object* queue = nullptr;
+    next_to_destroy_ = queue;
+    queue = this;
     if (is_destroying) {
         return;
     }
     is_destroying = true;
-    while (const object* const next = doomed) {
-        doomed = next->next_doomed_;
+    while (const object* const next = queue) {
+        queue = next->next_to_destroy_;
         if (next->counted_) {
             delete next;
         } else {
-            // It took its references to constants in such a scope.
+            // It retained its constants in such a scope.
             const unaccounted_scope scope;
             delete next;
         }
@@ -122,7 +121,7 @@ using simulator::checked;
 
 namespace {
 
-/// Stands for the one allocator that is told apart from the default.
+/// Its address is the one allocator that differs from the default.
 constexpr char null_allocator_address = 0;
 
 } // namespace

@@ -18,12 +18,13 @@
 /// a pointer to the struct, a CFTypeRef and a pointer to `object` are the same address. CFRetain
 /// and CFRelease then do the rest: the last release deletes the object.
 ///
-/// Misuse of the platform ends the process with one line on the error stream that says which.
+/// Misuse of the platform ends the process with one line on standard error that describes it.
 
 #include "platform/core_foundation.h"
 #include "simulator/core_foundation/accounting.h"
 
 #include <atomic>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <utility>
@@ -31,7 +32,7 @@
 
 namespace simulator {
 
-/// One type of object, known by an id that is given out at run time. Lives for ever.
+/// One type of object, known by an id that is assigned at run time. Never destroyed.
 class runtime_type {
 public:
     /// `name` is a literal.
@@ -52,8 +53,8 @@ private:
     mutable std::atomic<std::int64_t> live_objects_{0};
 };
 
-/// Starts with one reference, which belongs to its maker. References may be taken and given back on
-/// any thread.
+/// Starts with one reference, which belongs to its creator. May be retained and released on any
+/// thread.
 class object {
 public:
     virtual ~object();
@@ -62,14 +63,13 @@ public:
 
     const runtime_type& type() const { return type_; }
 
-    /// `function` is who to name if the object is already gone.
+    /// `function` is the function to name in the message if the object is already destroyed.
     void retain(const char* function) const;
     void release(const char* function) const;
-    /// From now on the object is never deleted. How many references to it have been taken is still
-    /// counted.
+    /// From now on the object is never destroyed. Its references are still counted.
     void make_immortal();
-    /// References to an immortal object that have been taken and not given back; below 0 when more
-    /// have been given back.
+    /// The number of references to an immortal object that were retained and not released; below 0
+    /// if there were more releases.
     std::int64_t outstanding_references() const { return references_ - 1; }
 
     /// `other` is another object of the same type. By default nothing equals anything else.
@@ -91,14 +91,15 @@ private:
     mutable std::atomic<std::int32_t> references_{1};
     const bool counted_;
     bool immortal_ = false;
-    /// While it waits for its destruction.
-    mutable const object* next_doomed_ = nullptr;
+    /// The next object in the queue for destruction.
+    mutable const object* next_to_destroy_ = nullptr;
 };
 
 /// Ends the process with the line "simulator: FUNCTION: WHAT".
 [[noreturn]] void misuse(const char* function, const std::string& what);
 
-/// The object behind a reference of any type; a null one is misuse, blamed on the calling function.
+/// The object behind a reference of any type; a null one is misuse, reported for the calling
+/// function.
 inline const object& checked(CFTypeRef reference, const char* function = __builtin_FUNCTION()) {
     if (reference == nullptr) {
         misuse(function, "null object");
@@ -107,7 +108,7 @@ inline const object& checked(CFTypeRef reference, const char* function = __built
 }
 
 /// The object behind a reference; a null one, or one that refers to an object of another type, is
-/// misuse, blamed on the calling function.
+/// misuse, reported for the calling function.
 template<class T>
 T& checked(T* reference, const char* function = __builtin_FUNCTION()) {
     const object& base = checked(static_cast<CFTypeRef>(reference), function);
@@ -124,13 +125,13 @@ const T* cast(CFTypeRef reference) {
     return matches ? static_cast<const T*>(reference) : nullptr;
 }
 
-/// A new object with one reference, the caller's; null when it has been told to fail.
+/// A new object with one reference, the caller's; null if its creation was set to fail.
 template<class T, class... Arguments>
 T* create(Arguments&&... arguments) {
     return begin_creation() ? new T(std::forward<Arguments>(arguments)...) : nullptr;
 }
 
-/// A new object that lives for ever.
+/// A new object that is never destroyed.
 template<class T, class... Arguments>
 T* create_immortal(Arguments&&... arguments) {
     const unaccounted_scope scope;
@@ -156,8 +157,8 @@ owned<T> retained(T* reference) {
     return owned<T>(reference);
 }
 
-/// What a Copy function returns of something that is there already: a new reference; null when
-/// there is nothing, or when it has been told to fail.
+/// The result of a Copy function for an object that already exists: a new reference; null if there
+/// is no object, or if this creation was set to fail.
 template<class T>
 T* copy_reference(T* reference) {
     return reference != nullptr && begin_creation() ? retained(reference).release() : nullptr;

@@ -111,7 +111,7 @@ TEST(object_misuse, retaining_null_ends_the_process) {
 }
 
 TEST(object_misuse, releasing_once_too_often_ends_the_process) {
-    // The address sanitizer sees it first, and says it in its own words.
+    // The address sanitizer reports it first, with another text.
     EXPECT_DEATH(
         {
             const CFTypeRef thing = create<__TestThing>(7);

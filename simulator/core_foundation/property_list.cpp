@@ -33,8 +33,8 @@ CFErrorRef create_error(CFIndex code, const char* description) {
     return CFErrorCreate(kCFAllocatorDefault, CFSTR("NSCocoaErrorDomain"), code, user_info.get());
 }
 
-/// What `make` gives; null for what it throws, with an error in `*error`, if that is not null, for
-/// a bad property list.
+/// The result of `make`; null if it throws. For a bad property list, `*error` is then set, unless
+/// `error` is null.
 template<class Make>
 auto null_on_failure(CFIndex code, CFErrorRef* error, Make make) -> decltype(make()) {
     if (error != nullptr) {

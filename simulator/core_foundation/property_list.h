@@ -1,33 +1,37 @@
 #pragma once
 
-/// Property lists as text and bytes. CFPropertyListCreateData and CFPropertyListCreateWithData are
-/// these with errors in place of exceptions.
+/// Property lists as text and bytes. CFPropertyListCreateData and CFPropertyListCreateWithData call
+/// these functions, and return errors instead of exceptions.
 
 #include "simulator/core_foundation/object.h"
 
+#include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <span>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace simulator {
 
-/// How many containers may stand inside each other in what is read, the outermost counted.
+/// How many containers may be nested in what is read, including the outermost.
 inline constexpr int property_list_depth_limit = 512;
 
-/// The same for what is written, so that a container that holds itself ends somewhere.
+/// The same for what is written, so that writing a container that contains itself ends.
 inline constexpr std::size_t property_list_written_depth_limit = 2'048;
 
-/// Something cannot be written, or read, as a property list; what() says which and where.
+/// A value cannot be written, or bytes cannot be read, as a property list. what() has the reason
+/// and the place.
 class property_list_error : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// A creation has been told to fail.
+/// A creation was made to fail.
 class creation_failed : public std::exception {};
 
-/// create, throwing creation_failed for null.
+/// As `create`, but throws creation_failed instead of returning null.
 template<class T, class... Arguments>
 owned<T> create_value(Arguments&&... arguments) {
     owned<T> result(create<T>(std::forward<Arguments>(arguments)...));
@@ -50,8 +54,8 @@ owned<const object> read_xml_property_list(std::span<const std::uint8_t> documen
 /// Whether `bytes` begin as a binary property list does.
 bool is_binary_property_list(std::span<const std::uint8_t> bytes);
 
-/// The value of a binary property list. Takes time and memory in proportion to its size: what is
-/// referred to several times is made once and shared. Throws property_list_error and
+/// The value of a binary property list. Takes time and memory in proportion to its size: an object
+/// with several references to it is created once and shared. Throws property_list_error and
 /// creation_failed.
 owned<const object> read_binary_property_list(std::span<const std::uint8_t> bytes);
 

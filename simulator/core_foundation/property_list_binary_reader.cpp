@@ -22,12 +22,12 @@ namespace {
 constexpr std::string_view magic = "bplist00";
 constexpr std::size_t trailer_size = 32;
 
-/// A value in which containers are shared unfolds to far more than the file: thirty arrays of two
-/// references each to a million million. Whoever walks over it meets each shared container as often
-/// as it is referred to, so there is a bound on that too: as many values as the file has bytes, or
-/// this many if that is more.
+/// A value in which containers are shared can unfold to far more values than the file has: thirty
+/// nested arrays of two references each to 2^30. A traversal visits each shared container as often
+/// as it is referred to, so the number of visits is limited too: to the number of bytes in the
+/// file, or to this number if that is more.
 constexpr std::size_t usual_unfolded_limit = 1'000'000;
-/// Two of these can be added.
+/// The sum of two of these fits in 32 bits.
 constexpr std::size_t largest_unfolded_limit = 0x7FFF'FFFF;
 
 using byte_span = std::span<const std::uint8_t>;
@@ -45,12 +45,11 @@ std::uint64_t unsigned_of(byte_span bytes) {
     return result;
 }
 
-/// What stands at an object's offset, read from front to back.
+/// The bytes at an object's offset, read from front to back.
 class object_bytes {
 public:
-    /// `unclaimed` is how many bytes the objects have that no object has claimed yet. Every byte
-    /// belongs to one object at most; a file could make the same ones millions of objects
-    /// otherwise.
+    /// `unclaimed` is the number of bytes that belong to no object yet. Each byte belongs to one
+    /// object at most. Otherwise the same bytes could be millions of objects.
     object_bytes(byte_span bytes, std::uint64_t& unclaimed) : rest_(bytes), unclaimed_(unclaimed) {}
 
     byte_span take(std::uint64_t count) {
@@ -74,7 +73,7 @@ public:
         return take(count * size);
     }
 
-    /// The count that the low half of a marker gives: 15 says that an integer follows with it.
+    /// The count in the low half of a marker. 15 means that an integer with the count follows.
     std::uint64_t take_count(unsigned low) {
         if (low != 0xF) {
             return low;
@@ -92,7 +91,8 @@ private:
 };
 
 owned<const object> create_integer(byte_span bytes) {
-    // Up to four bytes are unsigned, eight signed; of sixteen, the low half counts, unsigned.
+    // Up to four bytes are unsigned, and eight are signed. Of sixteen, the low half is used,
+    // unsigned.
     if (bytes.size() > 8) {
         const std::uint64_t low = unsigned_of(bytes.subspan(8));
         if (low > std::numeric_limits<std::int64_t>::max()) {
@@ -108,7 +108,7 @@ double real_of(byte_span bytes) {
                              : std::bit_cast<double>(unsigned_of(bytes));
 }
 
-/// Bytes that are not ASCII are taken for Latin-1.
+/// Bytes that are not ASCII are read as Latin-1.
 owned<const object> create_ascii_string(byte_span bytes) {
     if (std::ranges::all_of(bytes, [](std::uint8_t byte) { return byte < 0x80; })) {
         return create_string_value(
@@ -137,7 +137,7 @@ owned<const object> create_unique_id(byte_span bytes) {
     return create_value<__CFKeyedArchiverUID>(static_cast<std::uint32_t>(number));
 }
 
-/// Reads from the top object down. Every object is made once, when it is first referred to.
+/// Reads from the top object down. Every object is created once, at the first reference to it.
 class binary_reader {
 public:
     explicit binary_reader(byte_span file) : file_(file) {
@@ -174,9 +174,9 @@ public:
 private:
     struct slot {
         owned<const object> value;
-        /// How many values stand here when nothing is shared.
+        /// The number of values that this would be if nothing were shared.
         std::uint32_t unfolded = 1;
-        /// How many containers stand inside each other here.
+        /// How many containers are nested here.
         std::int16_t height = 0;
         bool is_being_read = false;
     };
@@ -185,7 +185,7 @@ private:
         return unsigned_of(file_.subspan(table_begin_ + index * offset_size_, offset_size_));
     }
 
-    /// `depth`: how many containers this is in.
+    /// `depth` is the number of containers around this.
     const slot& value_at(std::uint64_t index, int depth) {
         if (index >= slots_.size()) {
             fail("reference to no object");
@@ -287,7 +287,7 @@ private:
         result.value = std::move(set);
     }
 
-    /// Of two equal keys the first wins.
+    /// The first of two equal keys is kept.
     void read_dictionary(object_bytes& bytes, unsigned low, slot& result, int depth) {
         const std::uint64_t count = bytes.take_count(low);
         const byte_span keys = bytes.take_elements(count, reference_size_);
@@ -295,7 +295,7 @@ private:
         check_depth(depth);
         result.height = 1;
         auto dictionary = create_value<__CFDictionary>();
-        // Not for keys that the same object stands for.
+        // The limit is for keys that are all the same object.
         dictionary->table.reserve(std::min<std::uint64_t>(count, slots_.size()));
         for (std::uint64_t i = 0; i < count; ++i) {
             const object& key = read_element(keys, i, result, depth);

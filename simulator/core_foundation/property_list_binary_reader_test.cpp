@@ -294,7 +294,7 @@ TEST(property_list_binary_reader, shared_containers_may_unfold_to_a_million_valu
 }
 
 TEST(property_list_binary_reader, objects_that_overlap_are_refused) {
-    // Inside the data that is element 1 stands the string that is element 2.
+    // The string that is element 2 is inside the data that is element 1.
     const std::string bytes = "bplist00"
                               "\xA2\x01\x02"
                               "\x43\0\x51\x61"

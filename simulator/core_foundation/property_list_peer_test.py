@@ -65,7 +65,7 @@ def main(converter):
         subprocess.run([*converter, *arguments], cwd=folder, check=True)
         for target, value in expected.items():
             found = plistlib.loads((folder / target).read_bytes())
-            # By text, which tells 1 from True and 0.0 from -0.0.
+            # As text, which distinguishes 1 from True and 0.0 from -0.0.
             if repr(found) != repr(in_key_order(value)):
                 sys.exit(f"{target}: {found!r}\nin place of {value!r}")
     print(f"{len(expected)} documents agree")

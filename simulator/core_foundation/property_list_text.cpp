@@ -9,7 +9,7 @@ namespace simulator {
 
 namespace {
 
-/// Takes white space, a sign, and a blank after the sign off the front; true for minus.
+/// Removes leading white space, a sign, and a blank after the sign. Returns true for minus.
 bool take_sign(std::string_view& text) {
     while (!text.empty() && is_xml_space(text.front())) {
         text.remove_prefix(1);
@@ -26,7 +26,7 @@ bool is_digit(char character) {
     return character >= '0' && character <= '9';
 }
 
-/// Whether a decimal fraction that no double holds is too large, and not too small.
+/// Whether a decimal fraction beyond the range of a double is too large, and not too small.
 bool is_too_large(std::string_view text) {
     const std::size_t exponent_at = std::min(text.find_first_of("eE"), text.size());
     const std::string_view digits = text.substr(0, exponent_at);
@@ -44,7 +44,7 @@ bool is_too_large(std::string_view text) {
 }
 
 std::optional<double> parse_magnitude(std::string_view text) {
-    // Words are read below; from_chars knows more of them.
+    // Words are read below. from_chars would accept more of them.
     if (text.empty() || !(is_digit(text.front()) || text.front() == '.')) {
         return std::nullopt;
     }
@@ -60,14 +60,14 @@ std::optional<double> parse_magnitude(std::string_view text) {
     return result.ec == std::errc() ? std::optional(number) : std::nullopt;
 }
 
-/// Whether `text` is `word`, which is in lower case, in any case.
+/// Whether `text` equals `word`, ignoring case. `word` is in lower case.
 bool is_word(std::string_view text, std::string_view word) {
     return std::ranges::equal(text, word, [](char left, char right) {
         return (left >= 'A' && left <= 'Z' ? left + ('a' - 'A') : left) == right;
     });
 }
 
-/// The bits that a digit of base64 stands for; -1 for every other character.
+/// The value of a base64 digit; -1 for every other character.
 constexpr std::array<int, 256> base64_values = [] {
     std::array<int, 256> result{};
     result.fill(-1);
@@ -120,7 +120,7 @@ std::optional<__CFNumber::value_type> parse_real(std::string_view text) {
 
 namespace {
 
-/// The first `count` of the three bytes in the low 24 of `bits`.
+/// Appends the first `count` of the three bytes in the low 24 bits of `bits`.
 void append_group(std::vector<std::uint8_t>& result, std::uint32_t bits, int count) {
     for (int byte = 0; byte < count; ++byte) {
         result.push_back(static_cast<std::uint8_t>(bits >> (16 - 8 * byte)));

@@ -37,7 +37,7 @@ void append_base64_group(std::string& text, std::span<const std::uint8_t> bytes)
     }
 }
 
-/// Writes values line by line. A value at depth 0 stands at the left margin.
+/// Writes values line by line. A value at depth 0 is at the left margin.
 class xml_writer {
 public:
     xml_writer() {
@@ -61,7 +61,7 @@ private:
     };
 
     /// A container whose opening tag has been written. Kept apart from the stack of the thread,
-    /// which ends sooner than what a program may nest.
+    /// which nested containers could overflow.
     struct open_container {
         /// Null for a dictionary.
         const __CFArray* array;

@@ -280,7 +280,7 @@ TEST(property_list_writer, a_container_that_holds_itself_is_refused) {
     const auto dictionary = make_dictionary();
     CFDictionarySetValue(dictionary.get(), CFSTR("self"), dictionary.get());
     EXPECT_EQ(refusal(dictionary.get()), "containers nested too deep");
-    // Or else it would never go.
+    // Otherwise it would never be destroyed.
     CFDictionarySetValue(dictionary.get(), CFSTR("self"), kCFBooleanTrue);
 }
 

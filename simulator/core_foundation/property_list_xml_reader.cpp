@@ -21,8 +21,8 @@ constexpr bool is_in_base64(char character) {
            character == '=';
 }
 
-/// One run of expat over a document. What the platform makes of a document that is XML, but has
-/// more than property lists need, is seen to here. No exception may pass through expat, so the
+/// One run of expat over a document. XML that property lists do not need, such as comments and
+/// CDATA, is handled here as Apple's reader handles it. No exception may pass through expat, so the
 /// first one is kept and stops it.
 class xml_reader {
 public:
@@ -39,9 +39,9 @@ public:
     }
 
     owned<const object> read() {
-        // expat copies each piece, so these are small. It scans what is unfinished at the end of a
-        // piece, such as a long comment, anew with the next, which is then as large at least: that
-        // way no text is scanned more than a few times.
+        // expat copies each piece, so pieces are small. It scans an unfinished token at the end of
+        // a piece, such as a long comment, again with the next piece. That piece is then at least
+        // as large, so no text is scanned more than a few times.
         constexpr std::size_t smallest_piece = std::size_t{1} << 16;
         constexpr std::size_t largest_piece = std::numeric_limits<int>::max() / 2;
         const std::string_view document = source_.text();
@@ -100,13 +100,13 @@ private:
         }
     }
 
-    /// The document from where expat is.
+    /// The document from expat's position on.
     std::string_view source_here() const {
         return source_.text().substr(
             static_cast<std::size_t>(XML_GetCurrentByteIndex(parser_.get())));
     }
 
-    /// Whether the text at hand is that of an entity or of a reference to a character.
+    /// Whether the current text is from an entity or a character reference.
     bool is_reference() const { return !is_in_cdata_ && source_here().starts_with('&'); }
 
     void add_text(std::string_view text) {
@@ -140,7 +140,7 @@ private:
         }
     }
 
-    /// Line ends are kept as they are in the document; expat makes line feeds of all.
+    /// Line ends are kept as they are in the document. expat changes all of them to line feeds.
     void add_string_text(std::string_view text) {
         if (text == "\n" && source_here().starts_with('\r')) {
             builder_.add_text(source_here().starts_with("\r\n") ? "\r\n" : "\r");
@@ -153,7 +153,7 @@ private:
         }
     }
 
-    /// Of a reference, letters and digits are taken for base64.
+    /// The letters and digits of a reference are read as base64.
     void add_data_text(std::string_view text) {
         if (!is_reference()) {
             builder_.add_text(text);
@@ -172,13 +172,13 @@ private:
     }
 
     void close() {
-        // The end of an element that is one tag has no bytes of its own.
+        // The end of an element without an end tag has no bytes.
         if (builder_.open_scalar() == element::data &&
             XML_GetCurrentByteCount(parser_.get()) == 0) {
             throw property_list_error("data without an end tag");
         }
         if (builder_.close()) {
-            // Whatever follows is of no matter.
+            // The rest is ignored.
             is_finished_ = true;
             XML_StopParser(parser_.get(), XML_FALSE);
         }
@@ -231,8 +231,8 @@ private:
         });
     }
 
-    /// Entities, which can grow without bound, are declared in an internal subset; no property list
-    /// has one.
+    /// Entities, which can grow without bound, are declared in an internal subset. Property lists
+    /// have none.
     static void XMLCALL on_document_type(void* context, const char*, const char*, const char*,
                                          int has_internal_subset) {
         guarded(context, [has_internal_subset](const xml_reader&) {
@@ -242,7 +242,7 @@ private:
         });
     }
 
-    /// The external subset is never read, so an entity of it is a hole in the text.
+    /// The external subset is never read, so an entity of it would be missing from the text.
     static void XMLCALL on_skipped_entity(void* context, const char* name, int) {
         guarded(context, [name](const xml_reader&) {
             throw property_list_error("unknown entity &" + std::string(name) + ";");

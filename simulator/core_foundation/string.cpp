@@ -43,8 +43,8 @@ namespace simulator {
 
 namespace {
 
-/// The first of the two bytes from which on UTF-8 and UTF-16 disagree about the order: U+E000 to
-/// U+FFFF begin with it or the next, and all that takes two code units with a later one.
+/// From this byte on, UTF-8 and UTF-16 have different orders: U+E000 to U+FFFF begin with this byte
+/// or the next one, and characters of two code units with a later one.
 constexpr unsigned char first_of_private_use = 0xEE;
 
 unsigned char place_in_utf16(char byte) {
@@ -119,7 +119,7 @@ CFRange CFStringFind(CFStringRef string, CFStringRef string_to_find, CFStringCom
     if (options != 0) {
         simulator::misuse(__func__, "options are not supported");
     }
-    // UTF-8 is found where a character begins only.
+    // In UTF-8 a match can only begin where a character begins.
     const std::size_t position = wanted.empty() ? std::string_view::npos : text.find(wanted);
     if (position == std::string_view::npos) {
         return {kCFNotFound, 0};

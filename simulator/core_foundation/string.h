@@ -8,8 +8,8 @@
 #include <string_view>
 
 struct __CFString final : simulator::object {
-    /// `utf8` takes `utf16_length` UTF-16 code units. An unpaired surrogate stands in it as three
-    /// bytes, as if UTF-8 had a form for it; `is_valid` is false then.
+    /// `utf8` takes `utf16_length` UTF-16 code units. An unpaired surrogate is encoded in it in the
+    /// generalised UTF-8 form of surrogates, three bytes; `is_valid` is false then.
     __CFString(std::string utf8, CFIndex utf16_length, bool is_valid = true);
     static const simulator::runtime_type& static_type();
 
@@ -28,13 +28,14 @@ struct __CFString final : simulator::object {
 
 namespace simulator {
 
-/// A new string; null when `utf8` is not valid UTF-8, or when it has been told to fail.
+/// A new string; null if `utf8` is not valid UTF-8, or if the creation was set to fail.
 CFStringRef make_string(std::string utf8);
 
-/// A string of one unpaired surrogate, which has no UTF-8 form; null when it has been told to fail.
+/// A string of one unpaired surrogate, which has no UTF-8 form; null if the creation was set to
+/// fail.
 CFStringRef make_unpaired_surrogate();
 
-/// Whether `left` stands before `right` in the order of their UTF-16 code units.
+/// Whether `left` is before `right` in the order of their UTF-16 code units.
 bool is_before(const __CFString& left, const __CFString& right);
 
 } // namespace simulator

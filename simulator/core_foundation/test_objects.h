@@ -1,9 +1,10 @@
 #pragma once
 
-/// Short ways for tests to make and read the platform's objects.
+/// Helpers that create and read the platform's objects in tests.
 
 #include "platform/core_foundation.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <initializer_list>
 #include <memory>
@@ -90,7 +91,7 @@ inline std::string description_of(CFTypeRef object) {
     return text_of(handle<CFStringRef>(CFCopyDescription(object)).get());
 }
 
-/// The text of a string, and what describes anything else.
+/// The text of a string; the description of any other object.
 inline std::string content_of(CFTypeRef object) {
     return CFGetTypeID(object) == CFStringGetTypeID() ? text_of(static_cast<CFStringRef>(object))
                                                       : description_of(object);

@@ -1,10 +1,11 @@
 #pragma once
 
-/// Unique ids, which archives of objects refer to each other by. The platform has no public
-/// functions for them; they come out of property lists only.
+/// Unique ids, by which objects in archives refer to each other. The platform has no public
+/// functions for them. They are created only when property lists are read.
 
 #include "simulator/core_foundation/object.h"
 
+#include <cstdint>
 #include <string>
 
 struct __CFKeyedArchiverUID final : simulator::object {

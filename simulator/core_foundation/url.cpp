@@ -10,7 +10,8 @@ bool is_hexadecimal(char c) {
     return std::string_view("0123456789abcdefABCDEF").find(c) != std::string_view::npos;
 }
 
-/// Whether `text` holds only what RFC 3986 lets stand in a URI reference, and one fragment at most.
+/// Whether `text` has only characters that RFC 3986 allows in a URI reference, and at most one
+/// fragment.
 bool is_url(std::string_view text) {
     constexpr std::string_view allowed = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ"
                                          "0123456789-._~:/?#[]@!$&'()*+,;=";

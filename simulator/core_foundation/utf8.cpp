@@ -6,15 +6,15 @@ namespace simulator {
 
 namespace {
 
-/// How a sequence goes on after its first byte. Overlong forms, surrogates and what lies above
-/// U+10FFFF all show in the second byte.
+/// How a sequence continues after its first byte. The second byte shows overlong forms, surrogates
+/// and code points above U+10FFFF.
 struct sequence {
     std::size_t length;
     unsigned char second_from;
     unsigned char second_to;
 };
 
-/// Length 0: no sequence of several bytes begins so.
+/// Length 0: no sequence of several bytes begins with this byte.
 sequence sequence_of(unsigned char first) {
     if (first < 0xC2) {
         return {0, 0, 0};
@@ -40,7 +40,8 @@ bool in_range(char byte, unsigned char from, unsigned char to) {
     return value >= from && value <= to;
 }
 
-/// How many bytes from the first on are ASCII, as nearly all are; looks at eight at a time.
+/// The number of ASCII bytes at the start. Nearly all bytes are ASCII, so this tests eight at a
+/// time.
 std::size_t leading_ascii(std::string_view text) {
     constexpr std::uint64_t high_bits = 0x8080808080808080;
     std::size_t count = 0;
@@ -56,8 +57,8 @@ std::size_t leading_ascii(std::string_view text) {
     return count;
 }
 
-/// How many bytes the character of several bytes takes that `text` begins with; 0 when it begins
-/// with none.
+/// The length in bytes of the character of several bytes at the start of `text`; 0 if there is
+/// none.
 std::size_t leading_sequence(std::string_view text) {
     const sequence next = sequence_of(static_cast<unsigned char>(text.front()));
     if (next.length == 0 || next.length > text.size() ||
@@ -72,7 +73,7 @@ std::size_t leading_sequence(std::string_view text) {
     return next.length;
 }
 
-/// Passes over what is valid at the beginning of `text`; how many UTF-16 code units that takes.
+/// Removes the valid start of `text`. Returns the number of UTF-16 code units that it takes.
 std::int64_t skip_valid(std::string_view& text) {
     std::int64_t length = 0;
     for (;;) {
@@ -103,7 +104,7 @@ std::size_t valid_length(std::string_view text) {
 
 namespace {
 
-/// Takes the first code point off a text, which is valid and not empty.
+/// Removes and returns the first code point of a text, which is valid and not empty.
 char32_t take_code_point(std::string_view& text) {
     const auto first = static_cast<unsigned char>(text.front());
     const std::size_t bytes = first < 0x80 ? 1 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;

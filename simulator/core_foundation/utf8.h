@@ -2,6 +2,7 @@
 
 /// UTF-8 as the Unicode standard has it: no overlong forms, no surrogates, nothing above U+10FFFF.
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -13,14 +14,15 @@ namespace simulator {
 /// How many UTF-16 code units `text` takes; none when it is not valid UTF-8.
 std::optional<std::int64_t> utf16_length(std::string_view text);
 
-/// How many bytes of `text` stand before the first that is not valid UTF-8.
+/// The number of bytes of `text` before the first that is not valid UTF-8.
 std::size_t valid_length(std::string_view text);
 
-/// The UTF-16 code units of `text`, which is UTF-8 but for unpaired surrogates of three bytes.
+/// The UTF-16 code units of `text`, which is UTF-8 with unpaired surrogates in their generalised
+/// form of three bytes.
 std::u16string utf16_of(std::string_view text);
 
-/// Appends text of UTF-16 units; false when there is an unpaired surrogate in it, which takes three
-/// bytes. The bytes are even in number.
+/// Appends text of UTF-16 code units. Returns false if it has an unpaired surrogate, which takes
+/// three bytes. The number of bytes must be even.
 bool append_utf16(std::string& text, std::span<const std::uint8_t> bytes, bool is_big_endian);
 
 /// Appends a code point, not above U+10FFFF. A surrogate, which UTF-8 has no form for, takes three

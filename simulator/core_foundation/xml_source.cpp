@@ -10,8 +10,8 @@ namespace simulator {
 
 namespace {
 
-/// U+10FFFF stands in front of a letter that says which character is meant: '@' to '_' are the
-/// control characters, in their order. It is escaped itself.
+/// An escape is U+10FFFF and a letter for the character: '@' to '_' are the control characters, in
+/// order. U+10FFFF itself is escaped too.
 constexpr std::string_view escape_mark = "\xF4\x8F\xBF\xBF";
 constexpr char first_control_letter = '@';
 constexpr char letter_of_fffe = 'a';
@@ -25,7 +25,7 @@ constexpr bool is_forbidden_control(char character) {
     return byte < 0x20 && byte != '\t' && byte != '\n' && byte != '\r';
 }
 
-/// In blocks, which the compiler makes quick.
+/// In blocks, for which the compiler generates fast code.
 bool has_forbidden_control(std::string_view text) {
     constexpr std::size_t block = 64;
     while (text.size() >= block) {
@@ -48,7 +48,7 @@ bool has_forbidden_character(std::string_view text) {
            text.find(ffff) != text.npos;
 }
 
-/// Appends the character that the letter after an escape mark stands for.
+/// Appends the character for the letter of an escape.
 void append_character_of(char letter, std::string& result) {
     if (letter < letter_of_fffe) {
         result += static_cast<char>(letter - first_control_letter);

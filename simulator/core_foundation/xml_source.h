@@ -1,7 +1,7 @@
 #pragma once
 
-/// Documents as expat takes them. The platform's reader takes more than XML is: white space in
-/// front of the declaration, and characters that no XML document may have.
+/// Prepares documents for expat. Apple's reader accepts more than XML: white space before the
+/// declaration, and characters that XML does not allow.
 
 #include <cstddef>
 #include <cstdint>
@@ -11,7 +11,7 @@
 
 namespace simulator {
 
-/// A document made ready for expat.
+/// A document prepared for expat.
 class xml_source {
 public:
     /// `document` outlives this. Throws property_list_error for broken UTF-16, and for UTF-16
@@ -21,17 +21,17 @@ public:
     xml_source& operator=(const xml_source&) = delete;
 
     std::string_view text() const { return text_; }
-    /// How many line feeds of the document stand in front of `text`.
+    /// The number of line feeds of the document before `text`.
     std::size_t lines_before() const { return lines_before_; }
-    /// Null: the declaration says it, or it is UTF-8.
+    /// Null if the declaration has the encoding, or if it is UTF-8.
     const char* encoding() const { return is_converted_ ? "UTF-8" : nullptr; }
     /// Whether the document may declare that it has this encoding.
     bool may_declare(std::string_view encoding) const;
-    /// Whether characters are escaped in `text`, so that `unescaped` has to be asked for them.
+    /// Whether characters are escaped in `text`, so that `append_unescaped` is needed.
     bool is_escaped() const { return is_escaped_; }
 
-    /// Appends what was written as `piece`, a piece of `text`, to `result`. An escape may be cut
-    /// apart between one piece and the next.
+    /// Appends the unescaped `piece`, which is a part of `text`, to `result`. An escape may begin
+    /// in one piece and end in the next.
     void append_unescaped(std::string& result, std::string_view piece);
 
 private:

@@ -47,7 +47,7 @@ const T& value_or_error(const std::optional<T>& value, const char* what) {
     return *value;
 }
 
-/// The value of an element that holds text only, but for a key. Takes the text.
+/// The value of an element that contains only text, except a key. Consumes the text.
 owned<const object> create_scalar(element kind, std::string& text) {
     if (kind == element::string) {
         return create_string_value(std::move(text));
@@ -84,7 +84,7 @@ owned<const object> create_unique_id(const __CFDictionary& dictionary) {
 } // namespace
 
 owned<const object> key_maker::make(std::string& text) {
-    owned<const object>& known = lately_[std::hash<std::string>()(text) % lately_.size()];
+    owned<const object>& known = recent_[std::hash<std::string>()(text) % recent_.size()];
     if (!known || static_cast<const __CFString&>(*known).utf8 != text) {
         known = create_string_value(std::move(text));
     }
@@ -146,7 +146,7 @@ owned<const object> xml_value_builder::take_value() {
     return std::move(value_);
 }
 
-/// Whether an element of this kind may open here.
+/// Throws if an element of this kind may not open here.
 void xml_value_builder::check_place(element kind) const {
     const bool is_outermost = containers_.empty();
     if (kind == element::plist) {
@@ -172,7 +172,7 @@ void xml_value_builder::check_place(element kind) const {
     }
 }
 
-/// Whether one more container may open.
+/// Throws if no further container may open.
 void xml_value_builder::check_depth() const {
     // <plist>, which may be left out, is on the stack as well.
     const bool has_plist = !containers_.empty() && containers_.front().kind == element::plist;
@@ -181,7 +181,7 @@ void xml_value_builder::check_depth() const {
     }
 }
 
-/// Of two equal keys the last wins.
+/// The last of two equal keys is kept.
 void xml_value_builder::add(owned<const object> value) {
     if (containers_.empty() || containers_.back().kind == element::plist) {
         value_ = std::move(value);

@@ -1,6 +1,6 @@
 #pragma once
 
-/// Makes values out of the elements of an XML property list as they open and close.
+/// Creates values from the elements of an XML property list as they open and close.
 
 #include "simulator/core_foundation/array.h"
 #include "simulator/core_foundation/dictionary.h"
@@ -8,7 +8,6 @@
 #include "simulator/core_foundation/string.h"
 
 #include <array>
-#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -18,22 +17,22 @@ namespace simulator {
 
 enum class element { plist, array, dict, key, string, integer, real, date, data, true_, false_ };
 
-/// Keys, of which those that were met lately are shared: the dictionaries of a list mostly have the
-/// same ones.
+/// Creates keys, and shares those used recently: the dictionaries of a list mostly have the same
+/// keys.
 class key_maker {
 public:
     owned<const object> make(std::string& text);
 
 private:
-    std::array<owned<const object>, 64> lately_;
+    std::array<owned<const object>, 64> recent_;
 };
 
-/// What is open is kept on a stack of its own, so the depth of a document costs no stack of the
-/// thread. All throw property_list_error and creation_failed.
+/// Open elements are on a stack of their own, so nesting in a document does not use the stack of
+/// the thread. All functions throw property_list_error and creation_failed.
 class xml_value_builder {
 public:
     void open(std::string_view name);
-    /// The element at work, if it is one that holds text only.
+    /// The innermost open element, if it is one that contains only text.
     std::optional<element> open_scalar() const { return scalar_; }
     /// Text of the open scalar.
     void add_text(std::string_view text) { text_ += text; }
@@ -45,7 +44,7 @@ public:
 private:
     struct container {
         element kind = element::plist;
-        /// Of these two the one that `kind` names.
+        /// Only the one that `kind` names is set.
         owned<__CFArray> array;
         owned<__CFDictionary> dictionary;
         /// Waits for its value.

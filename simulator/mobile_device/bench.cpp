@@ -2,6 +2,7 @@
 
 #include "simulator/mobile_device/utf8_path.h"
 
+#include <cerrno>
 #include <charconv>
 #include <fstream>
 #include <sstream>
@@ -12,7 +13,7 @@ namespace simulator {
 
 namespace {
 
-/// A time as it stands in the state file: nanoseconds of the clock, or "-" for none.
+/// A time in the state file: nanoseconds of the clock, or "-" for none.
 std::string time_text(const std::optional<bench::clock::time_point>& time) {
     return time ? std::to_string(std::chrono::nanoseconds(time->time_since_epoch()).count()) : "-";
 }
@@ -57,11 +58,11 @@ std::map<std::uint64_t, bench::history> bench::devices() {
     const file_lock bench_lock = lock_bench();
     std::map<std::uint64_t, history> result;
     for (const auto& [ecid, known] : read().entries) {
-        history& told = result[ecid];
-        told = {known.restores, std::nullopt, known.restored, known.returns};
+        history& device = result[ecid];
+        device = {known.restores, std::nullopt, known.restored, known.returns};
         // The holder may have been killed.
         if (known.held_since && !held_.contains(ecid) && !file_lock::try_take(hold_file(ecid))) {
-            told.held_by_other_since = known.held_since;
+            device.held_by_other_since = known.held_since;
         }
     }
     return result;

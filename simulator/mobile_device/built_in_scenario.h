@@ -4,8 +4,8 @@
 
 namespace simulator {
 
-/// The scenario that plays when no other is given: devices in every state, one that arrives after
-/// four seconds, and restores that take about four. New.
+/// The scenario that plays if no other is given: devices in every state, one that connects after
+/// four seconds, and restores that take about four. Returns a new object.
 scenario built_in_scenario();
 
 } // namespace simulator

@@ -1,10 +1,11 @@
 #pragma once
 
-/// Helpers that create and read CoreFoundation's values. They use the functions that the platform
-/// declares, so this library does not depend on the implementation of the simulated CoreFoundation.
+/// Helpers that create and read CoreFoundation's values. They use only functions that the platform
+/// declares.
 
 #include "platform/core_foundation.h"
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>

@@ -60,7 +60,7 @@ journal::journal(const std::string& path, old_entries old) : path_(path) {
     file_.rdbuf()->pubsetbuf(nullptr, 0);
     errno = 0;
     file_.open(utf8_path(path),
-               std::ios::binary | (old == old_entries::go ? std::ios::trunc : std::ios::app));
+               std::ios::binary | (old == old_entries::remove ? std::ios::trunc : std::ios::app));
     if (!file_) {
         throw std::system_error(errno, std::generic_category());
     }

@@ -19,16 +19,16 @@ struct argument {
     std::variant<bool, std::int64_t, std::string, CFTypeRef> value;
 };
 
-/// A record of all calls of the platform: one XML property list for each call, back to back, in the
+/// A record of all calls of MobileDevice: one XML property list for each call, back to back, in the
 /// order of the calls. docs/scenario.md has the format. Each entry is written at once, so a process
 /// that is killed leaves complete entries. Thread-safe.
 class journal {
 public:
-    enum class old_entries { go, stay };
+    enum class old_entries { remove, keep };
 
-    /// Removes the old content of the file, or appends to it. `path` is UTF-8. Throws
+    /// Removes the old entries of the file, or keeps them and appends. `path` is UTF-8. Throws
     /// std::system_error if the file cannot be written.
-    explicit journal(const std::string& path, old_entries old = old_entries::go);
+    explicit journal(const std::string& path, old_entries old = old_entries::remove);
 
     /// `device` is null for a call without a device. If an entry cannot be written, a message goes
     /// to standard error, and no further entry is written.

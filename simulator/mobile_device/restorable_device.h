@@ -6,6 +6,7 @@
 #include "simulator/core_foundation/object.h"
 #include "simulator/mobile_device/scenario.h"
 
+#include <cstdint>
 #include <memory>
 #include <string>
 

@@ -14,8 +14,8 @@ namespace {
 constexpr std::int32_t bad_argument = 1;
 constexpr std::int32_t unable_to_open_file = 12;
 
-/// The real platform stores the bundle that it personalises for the device in the folder that the
-/// options name. This creates a small file there instead, so that the tool has something to remove.
+/// The real platform stores the bundle that it personalises for the device in the folder given in
+/// the options. This creates a small file there instead, so that the tool has something to remove.
 /// Errors are ignored.
 void make_personalized_bundle(CFDictionaryRef options) {
     const auto value = cf_cast<CFStringRef>(

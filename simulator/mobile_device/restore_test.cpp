@@ -19,14 +19,14 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-struct told {
+struct received_report {
     _AMRestorableDevice* device;
     /// 0 for a null report.
     std::int64_t operation;
     std::thread::id thread;
 };
 
-using reports = test::event_log<told>;
+using reports = test::event_log<received_report>;
 
 void note(_AMRestorableDevice* device, CFDictionaryRef status, void* context) {
     std::int64_t operation = 0;
@@ -37,10 +37,10 @@ void note(_AMRestorableDevice* device, CFDictionaryRef status, void* context) {
     static_cast<reports*>(context)->add({device, operation, std::this_thread::get_id()});
 }
 
-std::vector<std::int64_t> operations(const std::vector<told>& entries) {
+std::vector<std::int64_t> operations(const std::vector<received_report>& entries) {
     std::vector<std::int64_t> result;
     result.reserve(entries.size());
-    for (const told& entry : entries) {
+    for (const received_report& entry : entries) {
         result.push_back(entry.operation);
     }
     return result;

@@ -65,7 +65,7 @@ running_simulation::running_simulation(scenario played, const simulation_options
     }
     if (options.journal) {
         using enum journal::old_entries;
-        journal_ = std::make_unique<journal>(*options.journal, bench_ ? stay : go);
+        journal_ = std::make_unique<journal>(*options.journal, bench_ ? keep : remove);
     }
     for (device_description& description : played_.devices) {
         devices_.emplace_back(create_device(std::move(description)));
@@ -128,11 +128,11 @@ void running_simulation::pass(double seconds) const {
     std::this_thread::sleep_until(seconds_from_now(seconds));
 }
 
-void running_simulation::notify(const played_event& event, const listener& told) {
-    std::latch all_are_there(static_cast<std::ptrdiff_t>(event.about.threads));
+void running_simulation::notify(const played_event& event, const listener& recipient) {
+    std::latch all_started(static_cast<std::ptrdiff_t>(event.about.threads));
     const auto call = [&] {
-        all_are_there.arrive_and_wait();
-        told.callback(event.device.get(), event.about.type, told.context);
+        all_started.arrive_and_wait();
+        recipient.callback(event.device.get(), event.about.type, recipient.context);
     };
     std::vector<std::thread> others;
     for (std::size_t i = 1; i < event.about.threads; ++i) {
@@ -145,7 +145,8 @@ void running_simulation::notify(const played_event& event, const listener& told)
 }
 
 timeline::next_time running_simulation::play_next_event(timeline::clock::time_point start,
-                                                        std::size_t& next, const listener& told) {
+                                                        std::size_t& next,
+                                                        const listener& recipient) {
     constexpr auto between_looks = std::chrono::milliseconds(10);
     if (next == timed_events_.size()) {
         return std::nullopt;
@@ -159,7 +160,7 @@ timeline::next_time running_simulation::play_next_event(timeline::clock::time_po
     if (event.about.awaited_file && !is_there(*event.about.awaited_file)) {
         return now + between_looks;
     }
-    notify(event, told);
+    notify(event, recipient);
     ++next;
     return now;
 }
@@ -215,37 +216,38 @@ running_simulation::attached_handles running_simulation::handles_on_bench() {
 }
 
 timeline::next_time running_simulation::play_bench(attached_handles& attached,
-                                                   const listener& told) {
+                                                   const listener& recipient) {
     // A tool that restores does not use the list, and looking costs time.
     const auto between_looks = std::chrono::milliseconds(bench_->holds_any() ? 500 : 50);
     attached_handles now = handles_on_bench();
     for (const auto& [position, handle] : attached) {
         const auto found = now.find(position);
         if (found == now.end() || found->second != handle) {
-            told.callback(handle, disconnected, told.context);
+            recipient.callback(handle, disconnected, recipient.context);
         }
     }
     for (const auto& [position, handle] : now) {
         const auto found = attached.find(position);
         if (found == attached.end() || found->second != handle) {
-            told.callback(handle, connected, told.context);
+            recipient.callback(handle, connected, recipient.context);
         }
     }
     attached.swap(now);
     return timeline::clock::now() + between_looks;
 }
 
-std::unique_ptr<timeline> running_simulation::play_events_to(const listener& told) {
+std::unique_ptr<timeline> running_simulation::play_events_to(const listener& recipient) {
     const auto start = timeline::clock::now();
     if (bench_) {
-        return std::make_unique<timeline>(start,
-                                          [this, told, attached = attached_handles()]() mutable {
-                                              return play_bench(attached, told);
-                                          });
+        return std::make_unique<timeline>(
+            start, [this, recipient, attached = attached_handles()]() mutable {
+                return play_bench(attached, recipient);
+            });
     }
-    return std::make_unique<timeline>(start, [this, start, told, next = std::size_t{0}]() mutable {
-        return play_next_event(start, next, told);
-    });
+    return std::make_unique<timeline>(start,
+                                      [this, start, recipient, next = std::size_t{0}]() mutable {
+                                          return play_next_event(start, next, recipient);
+                                      });
 }
 
 std::int32_t running_simulation::add_registration(AMRestorableDeviceNotificationCallback callback,
@@ -253,8 +255,8 @@ std::int32_t running_simulation::add_registration(AMRestorableDeviceNotification
     const std::lock_guard lock(mutex_);
     ++last_registration_;
     if (!halted_) {
-        const listener told{callback, context};
-        registrations_[last_registration_] = {told, play_events_to(told)};
+        const listener recipient{callback, context};
+        registrations_[last_registration_] = {recipient, play_events_to(recipient)};
     }
     return last_registration_;
 }
@@ -284,13 +286,13 @@ void running_simulation::play_during(const std::string& call) {
     {
         const std::lock_guard lock(mutex_);
         for (const auto& [number, registered] : registrations_) {
-            listeners.push_back(registered.told);
+            listeners.push_back(registered.recipient);
         }
     }
     for (const played_event& event : events_during_calls_) {
         if (event.about.during == call) {
-            for (const listener& told : listeners) {
-                notify(event, told);
+            for (const listener& recipient : listeners) {
+                notify(event, recipient);
             }
         }
     }
@@ -308,15 +310,15 @@ const restore_plan* running_simulation::begin_restore(const device_description& 
 void running_simulation::report(_AMRestorableDevice& device, const restore_plan& plan,
                                 std::size_t position, AMRestorableDeviceRestoreCallback callback,
                                 void* context) {
-    const CFTypeRef told = plan.reports[position].report.get();
-    // Before the callback: the device is already away when the record of the report is read.
-    if (bench_ && is_success(told)) {
+    const CFTypeRef content = plan.reports[position].report.get();
+    // Before the callback: the device must be disconnected before its record is written.
+    if (bench_ && is_success(content)) {
         bench_->complete_restore(device.description.ecid,
                                  plan.returns_after
                                      ? std::optional(seconds_from_now(*plan.returns_after))
                                      : std::nullopt);
     }
-    callback(&device, static_cast<CFDictionaryRef>(told), context);
+    callback(&device, static_cast<CFDictionaryRef>(content), context);
 }
 
 std::int32_t running_simulation::restore(_AMRestorableDevice& device,

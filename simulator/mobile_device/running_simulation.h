@@ -9,11 +9,11 @@
 #include "simulator/mobile_device/timeline.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <initializer_list>
 #include <map>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -23,7 +23,8 @@ namespace simulator {
 /// from any thread.
 class running_simulation {
 public:
-    /// Throws std::system_error when the journal cannot be written.
+    /// Throws std::system_error if the journal cannot be written, and std::runtime_error if the
+    /// bench cannot be used.
     running_simulation(scenario played, const simulation_options& options);
     running_simulation(const running_simulation&) = delete;
     running_simulation& operator=(const running_simulation&) = delete;
@@ -68,27 +69,27 @@ private:
     };
 
     struct registration {
-        listener told;
+        listener recipient;
         std::unique_ptr<timeline> events;
     };
 
-    static void notify(const played_event& event, const listener& told);
+    static void notify(const played_event& event, const listener& recipient);
     /// Plays the event at the position `next`, if it is due, and moves on to the one after it.
     /// Returns when to call again.
     timeline::next_time play_next_event(timeline::clock::time_point start, std::size_t& next,
-                                        const listener& told);
+                                        const listener& recipient);
     /// Waits for `seconds` of the scenario.
     void pass(double seconds) const;
     double seconds_since(timeline::clock::time_point time) const;
     timeline::clock::time_point seconds_from_now(double seconds) const;
 
-    std::unique_ptr<timeline> play_events_to(const listener& told);
+    std::unique_ptr<timeline> play_events_to(const listener& recipient);
 
     /// The attached devices of a bench, by position.
     using attached_handles = std::map<std::size_t, _AMRestorableDevice*>;
     /// Sends an event for each difference between the bench and `attached`, which is updated.
     /// Returns when to look again.
-    timeline::next_time play_bench(attached_handles& attached, const listener& told);
+    timeline::next_time play_bench(attached_handles& attached, const listener& recipient);
     attached_handles handles_on_bench();
     /// Which devices the events of the scenario have connected by now.
     std::vector<bool> plugged_in() const;

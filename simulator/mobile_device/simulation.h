@@ -8,6 +8,7 @@
 #include "platform/mobile_device.h"
 #include "simulator/mobile_device/scenario.h"
 
+#include <cstddef>
 #include <optional>
 #include <string>
 

@@ -17,7 +17,7 @@ namespace {
 
 using ::testing::ElementsAre;
 
-/// The ECID of each device that a callback is told of.
+/// The ECID of each device that a callback receives.
 using ecids = test::event_log<std::uint64_t>;
 
 void note(_AMRestorableDevice* device, std::uint32_t, void* context) {
@@ -97,8 +97,8 @@ TEST(simulation, starts_nothing_for_a_callback_during_stop) {
     // Whether the new registration is too late or just in time: nothing comes after stop, and
     // nothing is left behind.
     stop();
-    const std::size_t told = callback.log.all().size();
-    EXPECT_LE(told, 1U);
+    const std::size_t received = callback.log.all().size();
+    EXPECT_LE(received, 1U);
     releaser.join();
 }
 

@@ -3,11 +3,12 @@
 #include <condition_variable>
 #include <cstddef>
 #include <mutex>
+#include <utility>
 #include <vector>
 
 namespace simulator::test {
 
-/// What callbacks on other threads have told, for a test that waits for it.
+/// Events recorded by callbacks on other threads, for a test that waits for them.
 template<class Entry>
 class event_log {
 public:

@@ -1,6 +1,6 @@
 #pragma once
 
-/// Short ways for tests to make and play scenarios.
+/// Helpers that create and play scenarios in tests.
 
 #include "simulator/core_foundation/test_objects.h"
 #include "simulator/mobile_device/cf_values.h"
@@ -13,8 +13,8 @@
 
 namespace simulator::test {
 
-/// A simulation for as long as it lives. Times pass a million times as fast, so that seconds that
-/// tell an order take no time.
+/// A simulation during its lifetime. Times pass a million times as fast, so that seconds only
+/// define an order.
 class played {
 public:
     explicit played(scenario content = {}, std::optional<std::string> journal = std::nullopt) {

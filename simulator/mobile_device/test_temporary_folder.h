@@ -7,11 +7,12 @@
 #include <iterator>
 #include <random>
 #include <string>
+#include <system_error>
 
 namespace simulator::test {
 
-/// A new folder of the test's own, gone with all that is in it at the end of the test. Its name has
-/// a character that is not ASCII. Texts are UTF-8.
+/// A new folder for a test. It is removed with its content at the end of the test. Its name has a
+/// character that is not ASCII. Texts are UTF-8.
 class temporary_folder {
 public:
     temporary_folder() { std::filesystem::create_directory(path_); }
@@ -38,7 +39,7 @@ private:
         std::filesystem::temp_directory_path() / utf8_path(unique_name());
 };
 
-/// What the file holds, byte for byte; nothing when there is none.
+/// The content of a file; empty if there is no such file.
 inline std::string content_of(const std::string& path) {
     std::ifstream file(utf8_path(path), std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};

@@ -45,8 +45,8 @@ private:
     std::condition_variable changed_;
     bool cancelled_ = false;
     bool joining_ = false;
-    /// Stays until it is joined, long after the plan: when the process ends, it finds this thread
-    /// waiting and not about to end itself, which Wine does not always survive.
+    /// Waits to be joined when the plan is done: a thread must not end while the process exits,
+    /// because Wine can crash then.
     std::thread thread_;
 };
 

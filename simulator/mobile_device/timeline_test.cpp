@@ -108,14 +108,14 @@ TEST(timeline, can_be_empty) {
 }
 
 TEST(timeline, destroys_its_steps_after_the_last_one) {
-    std::promise<void> gone;
+    std::promise<void> destroyed;
     // The last owner of the value is the timeline.
-    auto held = std::shared_ptr<int>(new int(1), [&gone](const int* value) {
+    auto held = std::shared_ptr<int>(new int(1), [&destroyed](const int* value) {
         delete value;
-        gone.set_value();
+        destroyed.set_value();
     });
     timeline played(timeline::clock::now(), {0}, fast, [held = std::move(held)](std::size_t) {});
-    gone.get_future().wait();
+    destroyed.get_future().wait();
 }
 
 TEST(timeline, ends_the_process_when_a_step_throws) {

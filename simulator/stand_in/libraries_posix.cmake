@@ -7,7 +7,7 @@ file(CONFIGURE OUTPUT exports.map
      @ONLY)
 set(exports ${CMAKE_CURRENT_BINARY_DIR}/exports.map)
 
-# Initialisers run in the order in which they are linked: what plays comes after what it plays with.
+# Initialisers run in link order, and the simulation must be initialised after the libraries it uses.
 add_library(stand_in STATIC stand_in.cpp)
 target_include_directories(stand_in PRIVATE ${PROJECT_SOURCE_DIR})
 target_compile_options(stand_in PRIVATE ${VANDREL_WARNINGS})

@@ -9,8 +9,8 @@ file(CONFIGURE OUTPUT core_foundation.def
      CONTENT "EXPORTS\n    ${core_foundation_exports}\n    ${data_exports}\n" @ONLY)
 file(CONFIGURE OUTPUT mobile_device.def CONTENT "EXPORTS\n    ${mobile_device_exports}\n" @ONLY)
 
-# Initialisers run in the reverse of the order in which they are linked: what plays comes before what
-# it plays with.
+# Initialisers run in reverse link order, and the simulation must be initialised after the libraries it
+# uses.
 add_library(stand_in_core_foundation MODULE stand_in.cpp ${CMAKE_CURRENT_BINARY_DIR}/core_foundation.def)
 target_link_libraries(
     stand_in_core_foundation PRIVATE -Wl,--whole-archive simulated_mobile_device

@@ -1,4 +1,4 @@
-/// Apple's libraries as tests have them: the simulator under the names of CoreFoundation and
+/// Apple's libraries for tests: the simulator under the names of CoreFoundation and
 /// MobileDevice, for the product to find and load. Environment variables replace the options of
 /// vandrel-sim, because the product has no options for a simulation:
 ///
@@ -37,7 +37,7 @@ void start_simulation() {
 }
 
 /// Starts the simulation when the library is loaded, before any of its functions can be called.
-const bool is_playing = [] {
+const bool is_started = [] {
     try {
         start_simulation();
         return true;
