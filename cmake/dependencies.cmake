@@ -19,20 +19,20 @@ else()
     find_package(Boost 1.76 REQUIRED CONFIG COMPONENTS filesystem json program_options)
 endif()
 
-# libzip's own CMake files ask for its tools, which nobody needs.
+# libzip's own CMake files require its tools, which are not needed.
 find_path(LIBZIP_INCLUDE_DIR zip.h REQUIRED)
 find_library(LIBZIP_LIBRARY zip REQUIRED)
 add_library(libzip INTERFACE)
 target_include_directories(libzip SYSTEM INTERFACE ${LIBZIP_INCLUDE_DIR})
 target_link_libraries(libzip INTERFACE ${LIBZIP_LIBRARY})
 if(WIN32)
-    # Not the import library, which lies beside it.
+    # Not the import library in the same folder.
     find_library(ZLIB_STATIC_LIBRARY libz.a REQUIRED)
     target_link_libraries(libzip INTERFACE ${ZLIB_STATIC_LIBRARY} advapi32)
 endif()
 
-# Headers alone, the same for all hosts. The folder that they are in holds this machine's own headers
-# as well, which no other host may see.
+# Header-only, so the same for all hosts. Its folder also has this machine's own headers, which a build for
+# another host must not find.
 find_path(
     CLI11_HEADERS CLI.hpp
     PATHS /usr/include/CLI

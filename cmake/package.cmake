@@ -52,8 +52,8 @@ function(install_debian_licence name folder file package)
         "Debian's package ${package} has it as ${folder}/${file}. Install that, or set ${variable}.")
 endfunction()
 
-# The libraries linked into the product: Boost, fmt, and the run-times of MinGW-w64 (with winpthreads) and of
-# GCC. The texts of the last two refer to the GNU licences.
+# The libraries linked into the product: Boost, CLI11, fmt, libzip, pugixml, zlib, and the run-times of MinGW-w64
+# (with winpthreads) and of GCC. The texts of the last two refer to the GNU licences.
 install_debian_licence(boost /usr/share/doc/libboost1.81-dev copyright libboost1.81-dev)
 install_debian_licence(cli11 /usr/share/doc/libcli11-dev copyright libcli11-dev)
 install_debian_licence(libzip /usr/share/doc/libzip-dev copyright libzip-dev)

@@ -82,7 +82,7 @@ class check_includes(unittest.TestCase):
     def test_the_station_includes_of_the_core_only_its_tables_of_texts(self):
         self.assert_only_violation(
             {"station/bench.cpp": '#include "debug/status.h"\n'},
-            "station/bench.cpp:1: station may not see debug/status.h, which debug keeps to itself")
+            "station/bench.cpp:1: station may not include debug/status.h, which is internal to debug")
         for target, zone in [("output/channel.h", "output"), ("driver/ecid.h", "driver values"),
                              ("platform/core.h", "platform")]:
             with self.subTest(target):
@@ -90,7 +90,7 @@ class check_includes(unittest.TestCase):
                     {"station/bench.cpp": f'#include "{target}"\n'},
                     f"station/bench.cpp:1: station may not include {zone} ({target})")
 
-    def test_a_supplier_knows_the_platform_only(self):
+    def test_a_supplier_includes_only_the_platform(self):
         self.assert_only_violation(
             {"simulator/mobile_device/play.cpp": '#include "foundation/text.h"\n'},
             "simulator/mobile_device/play.cpp:1: simulated MobileDevice may not include foundation (foundation/text.h)")
@@ -98,7 +98,7 @@ class check_includes(unittest.TestCase):
             {"platform/forwarding/more.cpp": '#include "simulator/mobile_device/play.h"\n'},
             "platform/forwarding/more.cpp:1: forwarding may not include simulated MobileDevice (simulator/mobile_device/play.h)")
 
-    def test_one_library_of_the_simulator_sees_one_header_of_the_other(self):
+    def test_one_library_of_the_simulator_includes_one_header_of_the_other(self):
         for path in ["simulator/mobile_device/journal.cpp", "simulator/mobile_device/journal_test.cpp",
                      "simulator/mobile_device/test_journal.h"]:
             for target in ["simulator/core_foundation/number.h",
@@ -106,10 +106,10 @@ class check_includes(unittest.TestCase):
                 with self.subTest(path=path, target=target):
                     self.assert_only_violation(
                         {path: f'#include "{target}"\n'},
-                        f"{path}:1: simulated MobileDevice may not see {target}, "
-                        "which simulated CoreFoundation keeps to itself")
+                        f"{path}:1: simulated MobileDevice may not include {target}, "
+                        "which is internal to simulated CoreFoundation")
 
-    def test_the_other_library_of_the_simulator_sees_nothing_of_the_first(self):
+    def test_the_other_library_of_the_simulator_includes_nothing_of_the_first(self):
         self.assert_only_violation(
             {"simulator/core_foundation/number.cpp": '#include "simulator/mobile_device/play.h"\n'},
             "simulator/core_foundation/number.cpp:1: simulated CoreFoundation may not include "

@@ -14,7 +14,7 @@ fail() {
 }
 
 # step WHAT LOG COMMAND...: prints WHAT, and runs COMMAND with its output in .deps/log/LOG.log. On a CI machine,
-# where nobody can read that file, a failure prints its end.
+# where that file is not available, a failure prints its end.
 step() {
     local what=$1 log=.deps/log/$2.log
     shift 2

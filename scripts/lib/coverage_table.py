@@ -3,7 +3,7 @@
 
     coverage_table.py SUMMARY_JSON
 
-Exits with 1 if the core has less than the promised coverage.
+Exits with 1 if the coverage of the core is too low.
 """
 import json
 import sys
@@ -40,7 +40,7 @@ def main(summary_path):
     print_row("the core", core)
     missed = [kind for kind, percent in PROMISED.items() if share(core, kind) < percent]
     for kind in missed:
-        print(f"error: fewer than {PROMISED[kind]} % of the core's {kind} coverage", file=sys.stderr)
+        print(f"error: {kind} coverage of the core is below {PROMISED[kind]} %", file=sys.stderr)
     return 1 if missed else 0
 
 

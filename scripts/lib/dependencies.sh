@@ -56,7 +56,7 @@ dependency() {
         recipe+=$'\n'$(<"$root/cmake/windows-x64.cmake")
         arguments+=(-DCMAKE_TOOLCHAIN_FILE="$root/cmake/windows-x64.cmake")
     fi
-    # Some libraries name their sources in messages, which would tell where the product was built.
+    # Some libraries name their sources in messages, which would contain build paths.
     arguments+=("-DCMAKE_CXX_FLAGS=-ffile-prefix-map=$work/source=.deps/$name"
         "-DCMAKE_C_FLAGS=-ffile-prefix-map=$work/source=.deps/$name")
     [[ -f $stamp && $(<"$stamp") == "$recipe" ]] && return

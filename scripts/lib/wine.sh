@@ -10,10 +10,10 @@ wine_environment() {
     # Disables the browser engine, .NET and menu entries, and offers to install them.
     export WINEDLLOVERRIDES='mscoree,mshtml,winemenubuilder.exe='
     unset DISPLAY WAYLAND_DISPLAY
-    # Wine needs one page at a fixed address. With address randomisation, about one process in two thousand
-    # has something else there and ends without a message.
-    at_usual_addresses=(setarch --addr-no-randomize)
-    "${at_usual_addresses[@]}" true 2>/dev/null || at_usual_addresses=()
+    # Wine needs one page at a fixed address. With address randomisation, that address is already used in about
+    # one process in two thousand, which then ends without a message.
+    without_address_randomisation=(setarch --addr-no-randomize)
+    "${without_address_randomisation[@]}" true 2>/dev/null || without_address_randomisation=()
 }
 
 make_wine_prefix() {
@@ -25,7 +25,7 @@ make_wine_prefix() {
 }
 
 init_wine_prefix() {
-    "${at_usual_addresses[@]}" wine wineboot --init && wineserver --wait
+    "${without_address_randomisation[@]}" wine wineboot --init && wineserver --wait
 }
 
 # Keeps Wine's server and services running until stop_wine, so that programs start much faster. The services
@@ -33,7 +33,7 @@ init_wine_prefix() {
 start_wine() (
     wine_environment
     wineserver --persistent
-    "${at_usual_addresses[@]}" wine wineboot
+    "${without_address_randomisation[@]}" wine wineboot
 ) </dev/null >/dev/null 2>&1
 
 stop_wine() (
