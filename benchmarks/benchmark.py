@@ -228,7 +228,7 @@ def instructions(work, command, function=None):
                            *map(str, command)], stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
     counted = re.search(r"Collected : (\d+)", done.stderr.decode(errors="replace"))
     if not counted or int(counted[1]) == 0:
-        sys.exit(f"error: nothing was counted of {command}:\n{done.stderr.decode()}")
+        sys.exit(f"error: {command} was not counted:\n{done.stderr.decode()}")
     return int(counted[1])
 
 
@@ -258,10 +258,10 @@ def quick(bin_folder, work, write):
     if write:
         COUNTS.write_text(json.dumps(counts, indent=2) + "\n")
         return 0
-    complaints = grown(counts, json.loads(COUNTS.read_text()), MARGIN)
-    for job, complaint in complaints:
-        say(f"error: {job}: {complaint}")
-    return 1 if complaints else 0
+    messages = grown(counts, json.loads(COUNTS.read_text()), MARGIN)
+    for job, message in messages:
+        say(f"error: {job}: {message}")
+    return 1 if messages else 0
 
 
 def main():

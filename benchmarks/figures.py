@@ -92,12 +92,12 @@ def between_markers(page, begin, end, text):
 
 
 def grown(counts, kept, margin):
-    """The jobs whose count has grown by more than `margin`, and new jobs, each with a sentence."""
-    complaints = []
+    """The jobs whose count has grown by more than `margin`, and new jobs, each with a message."""
+    messages = []
     for job, count in counts.items():
         if job not in kept:
-            complaints.append((job, f"{count:,} instructions, and none are kept"))
+            messages.append((job, f"{count:,} instructions, no stored count"))
         elif count > kept[job] * (1 + margin):
-            complaints.append((job, f"{count:,} instructions, {count / kept[job] - 1:+.1%} "
+            messages.append((job, f"{count:,} instructions, {count / kept[job] - 1:+.1%} "
                                     f"beyond {kept[job]:,}"))
-    return complaints
+    return messages

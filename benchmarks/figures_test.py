@@ -74,7 +74,7 @@ class instruction_counts(unittest.TestCase):
                          [("a", "1,051 instructions, +5.1% beyond 1,000")])
 
     def test_a_job_without_a_count_is_reported(self):
-        self.assertEqual(grown({"new": 7}, {}, 0.05), [("new", "7 instructions, and none are kept")])
+        self.assertEqual(grown({"new": 7}, {}, 0.05), [("new", "7 instructions, no stored count")])
 
 
 class platform_counts(unittest.TestCase):
@@ -88,18 +88,18 @@ class platform_counts(unittest.TestCase):
     def test_one_call_more_is_too_many(self):
         self.assertEqual(
             list(platform_costs.grown(self.counts({"calls": 4}), self.counts({"calls": 3}))),
-            ["report: calls: 4, and 3 are kept"])
+            ["report: calls: 4, stored count 3"])
 
     def test_allocations_may_grow_by_a_twentieth(self):
         kept = self.counts({"allocations": 100})
         self.assertEqual(list(platform_costs.grown(self.counts({"allocations": 105}), kept)), [])
         self.assertEqual(list(platform_costs.grown(self.counts({"allocations": 106}), kept)),
-                         ["report: allocations: 106, and 100 are kept"])
+                         ["report: allocations: 106, stored count 100"])
 
     def test_a_call_that_was_not_made_before_is_too_many(self):
         self.assertEqual(
             list(platform_costs.grown(self.counts({"CFRetain": 1}), self.counts({}))),
-            ["report: CFRetain: 1, and 0 are kept"])
+            ["report: CFRetain: 1, stored count 0"])
 
     def test_the_table_has_a_row_for_every_function_that_any_job_calls(self):
         counts = {"start": {"calls": 1, "CFRetain": 1}, "report": {"calls": 2, "CFRelease": 2},

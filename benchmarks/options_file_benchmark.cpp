@@ -100,7 +100,7 @@ BENCHMARK(libplist)->UseManualTime()->Iterations(1);
 int main(int argument_count, char** arguments) {
     benchmark::Initialize(&argument_count, arguments);
     if (argument_count != 2) {
-        std::fputs("which file?\n", stderr);
+        std::fputs("usage: options_file_benchmark [OPTIONS OF GOOGLE BENCHMARK] FILE\n", stderr);
         return 2;
     }
     path() = arguments[1];

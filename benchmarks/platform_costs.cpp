@@ -68,7 +68,7 @@ thread_local bool is_in_platform = false;
     throw std::bad_alloc();
 }
 
-// Not inlined: else the compiler takes free for a mistake in whoever deletes.
+// Inlining would cause a false mismatched-free warning.
 [[gnu::noinline]] void operator delete(void* memory) noexcept {
     std::free(memory);
 }
@@ -279,7 +279,7 @@ int main(int argument_count, char** arguments) {
     } else if (job == "device-info") {
         count_device_info(context);
     } else {
-        std::fputs("which job?\n", stderr);
+        std::fputs("usage: platform_costs start|report|device-info\n", stderr);
         return EXIT_FAILURE;
     }
     print_counts();

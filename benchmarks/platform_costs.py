@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""What a report, a DeviceInfo and a start cost the core on the platform, against the counts that are kept.
+"""Compares what a report, a DeviceInfo and a start cost the core on the platform with the stored counts.
 
     platform_costs.py PROGRAM [--write]
 
 PROGRAM is platform_costs. Exits with 1 if there are more calls of any function than in
-platform_costs.json, or over 5 % more of anything else, or if the table in docs/performance.md is not made
-of that file. --write replaces both.
+platform_costs.json, or over 5 % more of anything else, or if the table in docs/performance.md does not
+match that file. --write replaces both.
 """
 import json
 import os
@@ -22,7 +22,7 @@ PAGE = ROOT / "docs" / "performance.md"
 COUNTS = ROOT / "benchmarks" / "platform_costs.json"
 MARKERS = "<!-- platform costs begin -->", "<!-- platform costs end -->"
 JOBS = ("start", "report", "device-info")
-# These follow from the compiler and its library as well; the calls from our code alone.
+# These depend also on the compiler and its library. The calls depend only on our code.
 WITH_MARGIN = ("allocations", "allocated bytes", "converted bytes")
 MARGIN = 0.05
 TOTALS = ("calls", *WITH_MARGIN)
@@ -35,7 +35,7 @@ def count(program, job, scenario):
     done = subprocess.run([program, job], env=environment, stdout=subprocess.PIPE, check=True)
     counts = json.loads(done.stdout)
     calls = sum(number for name, number in counts.items() if name not in TOTALS)
-    assert calls, f"no call was counted of {job}"
+    assert calls, f"no call of {job} was counted"
     return {"calls": calls, **counts}
 
 
@@ -47,12 +47,12 @@ def count_all(program):
 
 
 def grown(counts, kept):
-    """A sentence for each count that is above the one that is kept."""
+    """A message for each count that is above the stored count."""
     for job in JOBS:
         for name, number in counts[job].items():
             margin = MARGIN if name in WITH_MARGIN else 0
             if number > kept[job].get(name, 0) * (1 + margin):
-                yield f"{job}: {name}: {number}, and {kept[job].get(name, 0)} are kept"
+                yield f"{job}: {name}: {number}, stored count {kept[job].get(name, 0)}"
 
 
 def table(counts):

@@ -97,7 +97,7 @@ int main(int argument_count, char** arguments) {
     } else if (job == "options") {
         read_options(argument);
     } else {
-        std::fputs("which job?\n", stderr);
+        std::fputs("usage: quick_jobs dump|reports|options FILE|connect COUNT\n", stderr);
         return EXIT_FAILURE;
     }
 }

@@ -86,7 +86,7 @@ private:
             if (choice % 16 == 0) {
                 notify(nullptr, choice / 16 % 3);
             } else {
-                // Connected, disconnected, and now and then a kind that nobody knows.
+                // Connected, disconnected, and now and then an unknown kind.
                 const std::uint32_t type = choice / 16 % 8 == 0 ? 7 : choice / 128 % 2;
                 notify(devices_[thread][choice / 256 % devices_per_thread].get(), type);
             }

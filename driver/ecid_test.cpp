@@ -9,8 +9,8 @@ namespace Orv {
 
 namespace {
 
-/// The complaint about `text`; empty when it is accepted.
-std::string complaint(std::string_view text) {
+/// The error text for `text`; empty if it is accepted.
+std::string error_text(std::string_view text) {
     try {
         const ecid accepted(text);
     } catch (const std::invalid_argument& error) {
@@ -42,40 +42,40 @@ TEST(ecid, the_case_of_the_digits_makes_no_difference) {
 }
 
 TEST(ecid, a_prefix_is_refused) {
-    EXPECT_EQ(complaint("0x00000000000000AB"), "Invalid ECID '0x00000000000000AB'");
+    EXPECT_EQ(error_text("0x00000000000000AB"), "Invalid ECID '0x00000000000000AB'");
 }
 
 TEST(ecid, a_prefix_within_sixteen_characters_is_refused) {
-    EXPECT_EQ(complaint("0x000000000000AB"), "Invalid ECID '0x000000000000AB'");
+    EXPECT_EQ(error_text("0x000000000000AB"), "Invalid ECID '0x000000000000AB'");
 }
 
 TEST(ecid, fifteen_digits_are_refused) {
-    EXPECT_EQ(complaint("0000000000000AB"), "Invalid ECID '0000000000000AB'");
+    EXPECT_EQ(error_text("0000000000000AB"), "Invalid ECID '0000000000000AB'");
 }
 
 TEST(ecid, seventeen_digits_are_refused) {
-    EXPECT_EQ(complaint("000000000000000AB"), "Invalid ECID '000000000000000AB'");
+    EXPECT_EQ(error_text("000000000000000AB"), "Invalid ECID '000000000000000AB'");
 }
 
 TEST(ecid, nothing_is_refused) {
-    EXPECT_EQ(complaint(""), "Invalid ECID ''");
+    EXPECT_EQ(error_text(""), "Invalid ECID ''");
 }
 
 TEST(ecid, a_letter_beyond_f_is_refused) {
-    EXPECT_EQ(complaint("00000000000000AG"), "Invalid ECID '00000000000000AG'");
+    EXPECT_EQ(error_text("00000000000000AG"), "Invalid ECID '00000000000000AG'");
 }
 
 TEST(ecid, signs_and_blanks_are_refused) {
-    EXPECT_EQ(complaint("+0000000000000AB"), "Invalid ECID '+0000000000000AB'");
-    EXPECT_EQ(complaint("-0000000000000AB"), "Invalid ECID '-0000000000000AB'");
-    EXPECT_EQ(complaint(" 0000000000000AB"), "Invalid ECID ' 0000000000000AB'");
-    EXPECT_EQ(complaint("0000000000000AB "), "Invalid ECID '0000000000000AB '");
+    EXPECT_EQ(error_text("+0000000000000AB"), "Invalid ECID '+0000000000000AB'");
+    EXPECT_EQ(error_text("-0000000000000AB"), "Invalid ECID '-0000000000000AB'");
+    EXPECT_EQ(error_text(" 0000000000000AB"), "Invalid ECID ' 0000000000000AB'");
+    EXPECT_EQ(error_text("0000000000000AB "), "Invalid ECID '0000000000000AB '");
 }
 
 TEST(ecid, bytes_beyond_ascii_are_refused) {
     // U+FF11, a digit elsewhere in the world, three bytes long.
-    EXPECT_EQ(complaint("\xEF\xBC\x91"
-                        "00000000000AB"),
+    EXPECT_EQ(error_text("\xEF\xBC\x91"
+                         "00000000000AB"),
               "Invalid ECID '\xEF\xBC\x91"
               "00000000000AB'");
 }

@@ -1,5 +1,5 @@
-/// The station's rules over histories that nobody thought of: clocks with gaps, lists that fail,
-/// processes that end before and after their streams. The rules are written down a second time.
+/// Checks the station's rules, which are written a second time, over random histories: clocks with
+/// gaps, lists that fail, processes that end before and after their streams.
 
 #include "fuzzers/fuzzing.h"
 #include "station/test_bench_play.h"

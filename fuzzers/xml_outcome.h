@@ -9,10 +9,10 @@ namespace vandrel::fuzzing {
 
 /// Whether each step succeeds. XML cannot represent everything that a property list can hold.
 struct xml_outcome {
-    /// False: more than 2,048 containers inside each other, a key that is no string, or an object
+    /// False: more than 2,048 nested containers, a key that is no string, or an object
     /// of another type than property lists have.
     bool is_written = true;
-    /// False: more than 512 containers inside each other, or a date outside the years 0 to 9999.
+    /// False: more than 512 nested containers, or a date outside the years 0 to 9999.
     bool is_read = true;
     /// False: a fraction of a second, a zero with a minus sign, a text with an unpaired surrogate,
     /// or a dictionary that reads as a unique id.

@@ -4,8 +4,9 @@
 
 namespace vandrel::testing {
 
-/// While one lives, the n-th allocation from now on its thread fails: `new` throws std::bad_alloc.
-/// One at a time. For test programs that have allocation_limit.cpp among their sources.
+/// During its lifetime, the n-th allocation from now on its thread fails: `new` throws
+/// std::bad_alloc. Only one may exist at a time. For test programs with the source
+/// allocation_limit.cpp.
 class allocation_failure {
 public:
     enum class extent { once, from_then_on };
@@ -16,8 +17,8 @@ public:
     allocation_failure(const allocation_failure&) = delete;
     allocation_failure& operator=(const allocation_failure&) = delete;
 
-    /// Whether there were n allocations.
-    static bool has_come();
+    /// Whether the n-th allocation was made, and so failed.
+    static bool has_failed();
 };
 
 } // namespace vandrel::testing

@@ -13,14 +13,14 @@ thread_local std::size_t largest = no_limit;
 /// 0: no allocation is to fail.
 thread_local std::size_t until_failure = 0;
 thread_local bool fails_from_then_on = false;
-thread_local bool has_failed = false;
+thread_local bool failure_occurred = false;
 
 bool is_to_fail() {
     if (until_failure == 0 || --until_failure > 0) {
         return false;
     }
     until_failure = fails_from_then_on ? 1 : 0;
-    has_failed = true;
+    failure_occurred = true;
     return true;
 }
 
@@ -55,7 +55,7 @@ allocation_limit::~allocation_limit() {
 
 allocation_failure::allocation_failure(std::size_t n, extent how_long) {
     fails_from_then_on = how_long == extent::from_then_on;
-    has_failed = false;
+    failure_occurred = false;
     until_failure = n;
 }
 
@@ -63,8 +63,8 @@ allocation_failure::~allocation_failure() {
     until_failure = 0;
 }
 
-bool allocation_failure::has_come() {
-    return has_failed;
+bool allocation_failure::has_failed() {
+    return failure_occurred;
 }
 
 } // namespace vandrel::testing

@@ -43,7 +43,7 @@ TEST_F(amr_logfile, a_new_file_begins_with_the_whole_command_line_and_goes_on_wi
     const std::string content = read_file(path);
     const std::string arguments =
         " --list-devices --detect-timeout 0 --amr-logfile " + log + " --debug\n";
-    // The program's name stands as the system gave it.
+    // The program's name is as the system gave it.
     EXPECT_THAT(content.substr(0, content.find(' ')), HasSubstr(tested_program()));
     EXPECT_EQ(content.substr(content.find(' ')), arguments + "Simulated restore log\n");
 }
@@ -81,7 +81,7 @@ TEST_F(amr_logfile, the_command_line_is_logged_before_its_options_are_checked) {
 }
 
 TEST_F(amr_logfile, a_command_line_that_cannot_be_parsed_is_not_logged) {
-    // Values are given out only when the whole line is understood.
+    // The library returns values only if it can parse the whole line.
     EXPECT_EQ(tool_call({"--amr-logfile", log, "--detect-timeout", "abc"}).run().status, 2);
     EXPECT_FALSE(boost::filesystem::exists(path));
 }

@@ -1,4 +1,4 @@
-/// What an application sees that starts the tool with a pipe of its own and reads as it likes.
+/// An application that starts the tool with its own pipe: slow reading, and the end of reading.
 
 #include "tests/file_content.h"
 #include "tests/foreign_handle.h"
@@ -23,10 +23,10 @@ using ::testing::StartsWith;
 
 constexpr auto some_ecid = "00000000000000AB";
 
-/// A signal, or what the run-time of Windows ends an aborted program with.
+/// An aborted program ends with a signal, or on Windows with the exit status 3.
 const auto a_crash = AnyOf(-SIGABRT, 3);
 
-/// The pipe takes so much at most before somebody reads, so the tool has to wait.
+/// The pipe is full before all of this is written, so the tool blocks until it is read.
 const std::string more_than_the_pipe_holds(100'000, 'x');
 
 dictionary step(int operation, int progress, const dictionary& more = {}) {
@@ -61,7 +61,7 @@ tool_call listing_to(std::intptr_t number) {
         .scenario({{"Devices", array{}}});
 }
 
-/// The record at the beginning of what comes through the pipe.
+/// The next record in the pipe.
 std::string read_record(running_tool& tool) {
     const std::string last_line = "</plist>\n";
     std::string record;
@@ -124,8 +124,8 @@ TEST(controlling_application, that_stops_reading_after_the_last_record_leaves_th
     EXPECT_EQ(tool.wait().status, 0);
 }
 
-// Each is held in the middle of a record until all of them are there. Those whose device is not
-// attached have nothing to be held with.
+// Each is blocked in the middle of a record until all of them run. Those whose device is not
+// attached cannot be blocked, because they write no long record.
 TEST(controlling_application, runs_64_tools_at_once) {
     const auto ecid_of = [](int i) { return "00000000000000" + std::to_string(10 + i); };
     const auto is_attached = [](int i) { return i % 8 != 7; };

@@ -29,17 +29,17 @@ plist_value info_record(const dictionary& more = {}) {
 }
 
 TEST(device_info, writes_all_properties) {
-    const dictionary told{{"ProductID", 4737},
-                          {"BoardID", 14},
-                          {"ChipID", 32816},
-                          {"ProductType", 41},
-                          {"FusingInfo", 3},
-                          {"LocationID", 336592896},
-                          {"SerialNumber", "VNDRL0RECVRY"},
-                          {"ProductString", "Mobile Device \xC3\xA9"}};
-    const tool_run run = info_of(recovery_device(some_ecid, told)).run();
+    const dictionary properties{{"ProductID", 4737},
+                                {"BoardID", 14},
+                                {"ChipID", 32816},
+                                {"ProductType", 41},
+                                {"FusingInfo", 3},
+                                {"LocationID", 336592896},
+                                {"SerialNumber", "VNDRL0RECVRY"},
+                                {"ProductString", "Mobile Device \xC3\xA9"}};
+    const tool_run run = info_of(recovery_device(some_ecid, properties)).run();
     EXPECT_EQ(run.status, 0);
-    EXPECT_THAT(run.records, ElementsAre(info_record(told)));
+    EXPECT_THAT(run.records, ElementsAre(info_record(properties)));
     EXPECT_EQ(run.standard_error, "");
 }
 

@@ -73,8 +73,8 @@ simulator::scenario one_device() {
     return scenario;
 }
 
-/// Does what the entry function does with a command line. Of the allocations that this thread makes
-/// meanwhile the n-th fails.
+/// Does what the entry function does with a command line. The n-th allocation of this thread fails
+/// meanwhile.
 int run_tool(const std::vector<const char*>& arguments,
              const std::shared_ptr<output_str_state>& channel, std::size_t n, extent how_long) {
     const allocation_failure failure(n, how_long);
@@ -103,7 +103,7 @@ int run_tool(const std::vector<const char*>& arguments,
     writer.join();
     simulator::stop();
     status += simulator::live_object_count() != objects ? objects_leaked : 0;
-    status += allocation_failure::has_come() ? 0 : all_allocations_succeeded;
+    status += allocation_failure::has_failed() ? 0 : all_allocations_succeeded;
     _exit(status);
 }
 
@@ -150,13 +150,13 @@ protected:
             }
             EXPECT_EQ(status, all_allocations_succeeded + status_without_failure);
             EXPECT_LE(aborts, most_aborts);
-            // A run without allocations would have tried nothing.
+            // A run without allocations would test nothing.
             EXPECT_GT(n, 100U);
         }
     }
 
-    /// No scratch folder stays, unless there is no memory any more for looking into it, or the
-    /// process was aborted.
+    /// No scratch folder remains, unless there was no memory to read its entries, or the process
+    /// was aborted.
     void check_temporary_files(std::size_t n, int status, extent how_long) const {
         if (how_long == extent::once && status != aborted) {
             EXPECT_TRUE(boost::filesystem::is_empty(temporary_files)) << "allocation " << n;

@@ -17,7 +17,7 @@ using ::testing::StartsWith;
 
 namespace fs = boost::filesystem;
 
-/// Status 1, nothing on standard output, one line on the error stream. Returns that line.
+/// Status 1, nothing on standard output, one line on standard error. Returns that line.
 std::string expect_one_sentence(const program_result& result) {
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.standard_output, "");

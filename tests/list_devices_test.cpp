@@ -118,7 +118,7 @@ TEST(list_devices, no_cleanup_is_accepted_and_changes_nothing) {
     EXPECT_THAT(run.records, ElementsAre(device_list({})));
 }
 
-// --- what the platform is told
+// --- the calls of the platform
 
 TEST(list_devices, the_session_primes_registers_and_unregisters) {
     const tool_run run = list(attached({}));

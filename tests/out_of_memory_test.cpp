@@ -28,7 +28,7 @@ protected:
 
     temporary_folder folder;
     const boost::filesystem::path path = folder.path() / "large";
-    /// What the reader says.
+    /// The reader's error text.
     const std::string reason = "while allocating 2000000 bytes for '" + path.string() +
                                "': std::bad_alloc: Could not allocate buffer for file "
                                "[Orv::file:2]";
@@ -82,7 +82,7 @@ TEST(cfstring_to_string_out_of_memory, ends_the_process) {
         "");
 }
 
-/// What becomes of a command whose thread gets no larger blocks.
+/// The exit status of a listing whose thread cannot allocate larger blocks.
 int run_listing(std::size_t limit, channel_capture& capture) {
     vandrel::start_options options;
     options.list_devices = true;

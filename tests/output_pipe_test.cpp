@@ -67,8 +67,7 @@ TEST(output_pipe, a_refused_command_is_reported_on_the_pipe) {
 }
 
 TEST(output_pipe, a_command_line_that_cannot_be_parsed_is_reported_on_standard_output) {
-    // The library gives out values only when it has understood the whole line, so the channel does
-    // not know of the pipe.
+    // The library returns values only if it can parse the whole line, so the channel has no pipe.
     const tool_run run = tool_call({"--frobnicate"}).with_pipe().run();
     EXPECT_EQ(run.status, 3);
     EXPECT_EQ(run.pipe, "");

@@ -84,7 +84,7 @@ plist_value arguments_of(const tool_run& run, const std::string& call) {
     return found == run.journal.end() ? plist_value("not called") : found->at("Arguments");
 }
 
-/// Where in the diagnostics the first line with `text` stands; their number when none has it.
+/// The position of the first diagnostic with `text`; the number of diagnostics if there is none.
 std::ptrdiff_t position_of(const tool_run& run, const std::string& text) {
     const auto found = std::ranges::find_if(run.diagnostics, [&text](const std::string& line) {
         return line.find(text) != std::string::npos;
@@ -194,7 +194,7 @@ TEST(platform_variations, notifications_while_an_unregistration_takes_long_are_i
 
 class late_report : public ::testing::TestWithParam<double> {};
 
-// Inside the call, so that the tool is there for certain when it comes.
+// Inside the call, so that the tool certainly still runs when the report comes.
 TEST_P(late_report, makes_a_record_and_changes_nothing_else) {
     const std::vector<std::pair<std::vector<std::string>, dictionary>> commands = {
         {{"--restore", "x.ipsw"}, status(0, 100)},
@@ -247,8 +247,8 @@ TEST(platform_variations, a_second_completion_ends_the_process) {
     }
 }
 
-// An exception that the tool let out would go through the platform's call back into the tool, which
-// would take it for an error of the command.
+// An exception that left the tool's callback would pass through the platform's call back into the
+// tool, which would handle it as an error of the command.
 TEST(platform_variations, a_second_completion_inside_the_restore_call_ends_the_process) {
     const auto scenario =
         restoring({{"Reports", array{report(status(0, 100)), report(status(0, 100))}},
@@ -317,7 +317,7 @@ TEST(platform_variations, a_device_may_leave_under_another_handle_than_it_came) 
                              .run();
     EXPECT_EQ(run.status, 0);
     EXPECT_THAT(run.records, ElementsAre(device_list({})));
-    // So that an event that never came is no success.
+    // Otherwise the test would pass without the events.
     EXPECT_THAT(run.diagnostics, Contains(EndsWith(": Removing '00000000000000AB'")));
 }
 

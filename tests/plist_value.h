@@ -6,6 +6,7 @@
 #include <iosfwd>
 #include <map>
 #include <string>
+#include <utility>
 #include <variant>
 #include <vector>
 

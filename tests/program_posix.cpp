@@ -159,7 +159,7 @@ struct running_program::system_process {
         kill(process, SIGKILL);
         reap();
         throw std::runtime_error(call.program + " did not end. It wrote:\n" + output.text +
-                                 "\nand on the error stream:\n" + error.text +
+                                 "\nand on standard error:\n" + error.text +
                                  "\nand to the pipe:\n" + pipe.text);
     }
 
@@ -213,7 +213,7 @@ std::string running_program::read_pipe(std::size_t most) {
 void running_program::wait_for_error_text(const std::string& text) {
     while (process_->error.text.find(text) == std::string::npos) {
         if (!process_->error.is_open()) {
-            throw std::runtime_error("not on the error stream: " + text + "\nbut:\n" +
+            throw std::runtime_error("not on standard error: " + text + "\nbut:\n" +
                                      process_->error.text);
         }
         process_->read_some(SIZE_MAX);

@@ -31,7 +31,7 @@ program_result run(const std::vector<std::string>& arguments) {
     return run_program(echo(arguments));
 }
 
-/// What the program sees of one argument.
+/// One argument as the program receives it.
 std::string seen(const std::string& argument) {
     const auto output = run({"print-arguments", argument, "end"}).standard_output;
     EXPECT_TRUE(output.ends_with("\n3:end\n")) << output;
@@ -90,7 +90,7 @@ TEST(run_program, gives_the_status_of_the_program) {
     EXPECT_EQ(run({"exit", "64"}).status, 64);
 }
 
-// A signal, or what the run-time of Windows ends an aborted program with.
+// An aborted program ends with a signal, or on Windows with the exit status 3.
 TEST(run_program, distinguishes_a_crash_from_a_status) {
     EXPECT_THAT(run({"abort"}).status, AnyOf(-SIGABRT, 3));
 }

@@ -94,13 +94,13 @@ struct stream {
         changed.notify_all();
     }
 
-    /// Waits, while another thread reads, until `wanted` stands in what was read, or until the end.
-    /// Whether it does.
+    /// Waits, while another thread reads, until `wanted` was read, or until the end. Returns
+    /// whether it was read.
     bool wait_for(const std::string& wanted) {
         std::unique_lock lock(mutex);
-        const auto stands_there = [&] { return text.find(wanted) != std::string::npos; };
-        changed.wait(lock, [&] { return has_ended || stands_there(); });
-        return stands_there();
+        const auto is_read = [&] { return text.find(wanted) != std::string::npos; };
+        changed.wait(lock, [&] { return has_ended || is_read(); });
+        return is_read();
     }
 };
 
@@ -231,7 +231,7 @@ struct running_program::system_process {
         if (has_hung) {
             join();
             throw std::runtime_error(call.program + " did not end. It wrote:\n" + output.text +
-                                     "\nand on the error stream:\n" + error.text +
+                                     "\nand on standard error:\n" + error.text +
                                      "\nand to the pipe:\n" + pipe.text);
         }
     }
@@ -262,7 +262,7 @@ std::string running_program::read_pipe(std::size_t most) {
 void running_program::wait_for_error_text(const std::string& text) {
     if (!process_->error.wait_for(text)) {
         process_->expect_no_hang();
-        throw std::runtime_error("not on the error stream: " + text + "\nbut:\n" +
+        throw std::runtime_error("not on standard error: " + text + "\nbut:\n" +
                                  process_->error.text);
     }
 }

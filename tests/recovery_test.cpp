@@ -25,8 +25,8 @@ tool_run run_on(const std::string& command, const dictionary& device,
     return tool_call(arguments).scenario({{"Devices", array{device}}}).run();
 }
 
-/// What the Recovery-mode device was told, with what.
-std::vector<std::string> told(const tool_run& run) {
+/// The calls of functions that change the Recovery-mode device, with their arguments.
+std::vector<std::string> device_calls(const tool_run& run) {
     std::vector<std::string> result;
     for (const plist_value& entry : run.journal) {
         const auto& call = std::get<std::string>(entry.at("Call").value);
@@ -40,7 +40,7 @@ std::vector<std::string> told(const tool_run& run) {
     return result;
 }
 
-/// The lines about the calls, without what they begin with.
+/// The lines about the calls, without their common prefix.
 std::vector<std::string> explained(const tool_run& run) {
     std::vector<std::string> result;
     for (const std::string& line : run.diagnostics) {
@@ -64,14 +64,14 @@ TEST(exit_recovery, sets_auto_boot_and_then_reboots) {
     EXPECT_EQ(run.status, 0);
     EXPECT_THAT(run.records, ElementsAre(success));
     EXPECT_EQ(run.standard_error, "");
-    EXPECT_THAT(told(run), ElementsAre("SetAutoBoot(true)", "Reboot"));
+    EXPECT_THAT(device_calls(run), ElementsAre("SetAutoBoot(true)", "Reboot"));
 }
 
 TEST(no_exit_recovery, clears_auto_boot_and_does_not_reboot) {
     const tool_run run = run_on("--no-exit-recovery", recovery_device(some_ecid), {"--debug"});
     EXPECT_EQ(run.status, 0);
     EXPECT_THAT(run.records, ElementsAre(success));
-    EXPECT_THAT(told(run), ElementsAre("SetAutoBoot(false)"));
+    EXPECT_THAT(device_calls(run), ElementsAre("SetAutoBoot(false)"));
     EXPECT_THAT(explained(run), ElementsAre("AMRecoveryModeDeviceSetAutoBoot(false)"));
 }
 
@@ -88,7 +88,7 @@ TEST(exit_recovery, ends_when_the_setting_is_refused_and_does_not_reboot) {
         "--exit-recovery", recovery_device(some_ecid, {{"SetAutoBootResult", 12}}), {"--debug"});
     expect_error(run, 6, "Recovery mode command failed",
                  "SetAutoBoot command failed (Unable to open file)");
-    EXPECT_THAT(told(run), ElementsAre("SetAutoBoot(true)"));
+    EXPECT_THAT(device_calls(run), ElementsAre("SetAutoBoot(true)"));
     EXPECT_THAT(explained(run), ElementsAre("AMRecoveryModeDeviceSetAutoBoot(true)"));
 }
 
@@ -97,7 +97,7 @@ TEST(exit_recovery, ends_when_the_reboot_is_refused_and_undoes_nothing) {
         run_on("--exit-recovery", recovery_device(some_ecid, {{"RebootResult", 12}}), {"--debug"});
     expect_error(run, 6, "Recovery mode command failed",
                  "Reboot command failed (Unable to open file)");
-    EXPECT_THAT(told(run), ElementsAre("SetAutoBoot(true)", "Reboot"));
+    EXPECT_THAT(device_calls(run), ElementsAre("SetAutoBoot(true)", "Reboot"));
     EXPECT_THAT(explained(run), ElementsAre("AMRecoveryModeDeviceSetAutoBoot(true)",
                                             "AMRecoveryModeDeviceReboot()"));
 }
@@ -107,7 +107,7 @@ TEST(no_exit_recovery, ends_when_the_setting_is_refused) {
         run_on("--no-exit-recovery", recovery_device(some_ecid, {{"SetAutoBootResult", 12}}));
     expect_error(run, 6, "Recovery mode command failed",
                  "SetAutoBoot command failed (Unable to open file)");
-    EXPECT_THAT(told(run), ElementsAre("SetAutoBoot(false)"));
+    EXPECT_THAT(device_calls(run), ElementsAre("SetAutoBoot(false)"));
 }
 
 TEST(exit_recovery, shows_the_number_of_an_error_without_a_name) {
@@ -129,7 +129,7 @@ TEST(exit_recovery, is_not_for_devices_in_other_states) {
             run_on("--exit-recovery", recovery_device(some_ecid, {{"State", state}}));
         expect_error(run, 5, "Device is in bad state",
                      "Device in state " + name + " not valid for exit-recovery");
-        EXPECT_THAT(told(run), IsEmpty());
+        EXPECT_THAT(device_calls(run), IsEmpty());
     }
 }
 
@@ -138,7 +138,7 @@ TEST(no_exit_recovery, is_not_for_devices_in_other_states) {
         run_on("--no-exit-recovery", recovery_device(some_ecid, {{"State", "DFU"}}));
     expect_error(run, 5, "Device is in bad state",
                  "Device in state DFU not valid for no-exit-recovery");
-    EXPECT_THAT(told(run), IsEmpty());
+    EXPECT_THAT(device_calls(run), IsEmpty());
 }
 
 TEST(exit_recovery, needs_a_recovery_mode_side) {
@@ -146,7 +146,7 @@ TEST(exit_recovery, needs_a_recovery_mode_side) {
         run_on("--exit-recovery", recovery_device(some_ecid, {{"HasRecoveryDevice", false}}));
     expect_error(run, 5, "Device is in bad state",
                  "Recovery device not available for this Restorable device");
-    EXPECT_THAT(told(run), IsEmpty());
+    EXPECT_THAT(device_calls(run), IsEmpty());
 }
 
 TEST(exit_recovery, waits_for_its_device_and_fails_without_it) {

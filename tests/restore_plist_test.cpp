@@ -75,7 +75,7 @@ protected:
         expect_read_error(restore_with(file).run(), file, reason);
     }
 
-    /// What is said of a file that cannot be opened for Windows' reason of that number.
+    /// The reason for a file that cannot be opened, with that Windows error code.
     static std::string opening(const fs::path& file, std::uint32_t code) {
         return "when opening file '" + file.string() + "' for reading: " + system_message(code) +
                " [std:Win32 Error:" + std::to_string(code) + "]";
@@ -84,7 +84,7 @@ protected:
     temporary_folder folder;
 };
 
-// --- files that are taken
+// --- files that are accepted
 
 TEST_F(restore_plist, the_restore_is_started_with_the_files_options_and_no_others) {
     const tool_run run = restore_with(make("options.plist", to_xml(some_options))).run();
@@ -139,7 +139,7 @@ TEST_F(restore_plist, the_device_can_be_left_in_restore_mode) {
     EXPECT_EQ(run.records.size(), 1U);
 }
 
-// --- files that are not
+// --- files that are refused
 
 TEST_F(restore_plist, a_missing_file_is_a_read_error) {
     const fs::path file = folder.path() / "missing.plist";
@@ -166,7 +166,7 @@ TEST_F(restore_plist, a_pipe_is_a_read_error_and_nothing_waits_for_it) {
 }
 
 TEST_F(restore_plist, a_file_that_ends_before_its_size_is_a_read_error) {
-    // The kernel says that this one has 4,096 bytes.
+    // The kernel reports a size of 4,096 bytes for this one.
     const fs::path file = "/sys/class/net/lo/mtu";
     if (!fs::exists(file)) {
         GTEST_SKIP() << "no such file on this host";

@@ -108,7 +108,7 @@ TEST(restore, with_debug_every_step_is_explained) {
                                "restoreCallback(struct _AMRestorableDevice *,"
                                "const struct __CFDictionary *,void *): ";
     EXPECT_EQ(run.status, 0);
-    // Whether the device is there when the command starts to wait is a matter of chance.
+    // The device may or may not be present when the command starts to wait.
     auto diagnostics = run.diagnostics;
     std::erase(diagnostics, waiting + "Waiting for device '00000000000000AB'");
     const auto adding = std::ranges::find_if(diagnostics, [](const std::string& line) {
@@ -341,7 +341,7 @@ TEST(enter_restore_mode, the_end_of_the_restore_ends_the_wait_too) {
 
 // --- options
 
-/// What the restore was started with.
+/// The options with which the restore was started.
 dictionary options_of(const tool_run& run) {
     for (const plist_value& entry : run.journal) {
         if (entry.at("Call") == plist_value("AMRestorableDeviceRestore")) {
@@ -352,7 +352,7 @@ dictionary options_of(const tool_run& run) {
     return {};
 }
 
-/// What the platform is given when its own defaults are these.
+/// The options that the platform receives if its own defaults are these.
 dictionary options_given(const std::vector<std::string>& more, tool_run* whole = nullptr) {
     dictionary scenario = restoring({last_step});
     scenario["DefaultRestoreOptions"] = dictionary{{"BootImageType", "User"},

@@ -161,7 +161,7 @@ class running_sample(unittest.TestCase):
             finally:
                 process.kill()
                 later = process.stdout.read()
-                # At the next record the program finds that its reader has gone, and ends.
+                # At the next record the program fails to write to the closed pipe, and ends.
                 other = process.stderr.read()
         self.assertIsNotNone(first, other)
         self.assertNotIn(b"InternalError", later)

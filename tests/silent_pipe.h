@@ -5,7 +5,7 @@
 
 namespace vandrel::testing {
 
-/// A named pipe to which nobody ever writes.
+/// A named pipe to which nothing is ever written.
 class silent_pipe {
 public:
     silent_pipe();

@@ -1,4 +1,4 @@
-/// Threads that the system refuses to start, for want of room for their stacks.
+/// Threads that the system refuses to start because there is no room for their stacks.
 
 #include "tests/tool.h"
 
@@ -13,7 +13,7 @@ namespace {
 
 using namespace vandrel::testing;
 
-/// A listing whose threads each want a stack of 1 GiB, with an address space of so many KiB.
+/// A listing whose threads each need a stack of 1 GiB, with an address space of this many KiB.
 program_result list_devices_within(const std::string& kibibytes) {
     const auto program =
         std::filesystem::path(program_folder()) / program_file_name(tested_program());
@@ -37,7 +37,7 @@ TEST(threads, without_a_writer_the_process_ends) {
 }
 
 TEST(threads, without_a_worker_the_process_ends) {
-    // Room for the writer alone.
+    // Room only for the writer.
     expect_the_process_to_have_ended(list_devices_within("1572864"));
 }
 

@@ -27,7 +27,8 @@ struct tool_run {
     std::vector<std::string> diagnostics;
     /// Every call of MobileDevice: dictionaries with Call, Device, Arguments and Time.
     std::vector<plist_value> journal;
-    /// The tool's folder for temporary files, which has been removed.
+    /// The path of the tool's folder for temporary files. The running_tool removes the folder when
+    /// it is destroyed, so it is gone when run() returns.
     std::string temporary_folder;
 
     /// How often the MobileDevice function of that name was called.

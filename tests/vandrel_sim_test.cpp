@@ -22,12 +22,12 @@ program_result run(const std::vector<std::string>& arguments) {
     call.program = program_folder() + "/" + program_file_name("vandrel-sim");
     call.arguments = arguments;
     program_result result = run_program(call);
-    // The tool has not started, so the error stream is still the host's text stream.
+    // The tool has not started, so standard error is still the host's text stream.
     std::erase(result.standard_error, '\r');
     return result;
 }
 
-/// One line on the error stream, nothing elsewhere, and the status of an unusable simulation.
+/// One line on standard error, nothing elsewhere, and the status of an unusable simulation.
 void expect_refusal(const program_result& result, const std::string& start,
                     const std::string& end) {
     EXPECT_EQ(result.status, 64);

@@ -16,8 +16,8 @@ simulation_arguments parse(std::vector<const char*> arguments) {
     return parse_simulation_arguments(static_cast<int>(arguments.size()), arguments.data());
 }
 
-/// The complaint about `arguments`; empty when there is none.
-std::string complaint(const std::vector<const char*>& arguments) {
+/// The error text for `arguments`; empty if they are accepted.
+std::string error_text(const std::vector<const char*>& arguments) {
     try {
         parse(arguments);
     } catch (const simulation_arguments_error& error) {
@@ -79,43 +79,43 @@ TEST(simulation_arguments, take_a_speed_with_an_exponent) {
 TEST(simulation_arguments, take_the_folder_of_a_bench) {
     EXPECT_EQ(parse({"--bench", "a bench", "--"}).options.bench, "a bench");
     EXPECT_EQ(parse({"--"}).options.bench, std::nullopt);
-    EXPECT_EQ(complaint({"--bench=", "--"}),
+    EXPECT_EQ(error_text({"--bench=", "--"}),
               "--bench: is without a value; should be followed by a folder's name");
 }
 
 TEST(simulation_arguments, refuse_an_unknown_option) {
-    EXPECT_EQ(complaint({"--fast", "--"}),
+    EXPECT_EQ(error_text({"--fast", "--"}),
               "--fast: unknown option; expected --scenario, --journal, "
               "--bench, --speed or --fail-creation, or place it after --");
 }
 
 TEST(simulation_arguments, refuse_a_word_that_is_no_option) {
-    EXPECT_EQ(complaint({"demo.plist", "--"}),
+    EXPECT_EQ(error_text({"demo.plist", "--"}),
               "demo.plist: unknown option; expected --scenario, --journal, "
               "--bench, --speed or --fail-creation, or place it after --");
 }
 
 TEST(simulation_arguments, refuse_an_abbreviated_option) {
-    EXPECT_NE(complaint({"--scen", "a.plist", "--"}), "");
+    EXPECT_NE(error_text({"--scen", "a.plist", "--"}), "");
 }
 
 TEST(simulation_arguments, refuse_a_missing_file) {
-    EXPECT_EQ(complaint({"--journal", "--", "--list-devices"}),
+    EXPECT_EQ(error_text({"--journal", "--", "--list-devices"}),
               "--journal: is without a value; should be followed by a file's name");
 }
 
 TEST(simulation_arguments, refuse_an_empty_file_name) {
-    EXPECT_EQ(complaint({"--scenario=", "--"}),
+    EXPECT_EQ(error_text({"--scenario=", "--"}),
               "--scenario: is without a value; should be followed by a file's name");
 }
 
 TEST(simulation_arguments, refuse_a_missing_speed) {
-    EXPECT_EQ(complaint({"--speed", "--"}),
+    EXPECT_EQ(error_text({"--speed", "--"}),
               "--speed: is without a value; should be followed by a number");
 }
 
 TEST(simulation_arguments, refuse_an_option_given_twice) {
-    EXPECT_EQ(complaint({"--speed", "1", "--speed=2", "--"}),
+    EXPECT_EQ(error_text({"--speed", "1", "--speed=2", "--"}),
               "--speed: is given twice; should be given once");
 }
 
@@ -125,7 +125,7 @@ TEST(simulation_arguments, take_the_number_of_the_creation_that_fails) {
 
 TEST(simulation_arguments, refuse_a_creation_that_is_no_number_above_0) {
     for (const char* const text : {"0", "-1", "1.5", "one", "99999999999999999999"}) {
-        EXPECT_EQ(complaint({"--fail-creation", text, "--"}),
+        EXPECT_EQ(error_text({"--fail-creation", text, "--"}),
                   std::string("--fail-creation: is \"") + text +
                       "\"; should be a whole number above 0");
     }
@@ -134,7 +134,7 @@ TEST(simulation_arguments, refuse_a_creation_that_is_no_number_above_0) {
 class wrong_speed : public ::testing::TestWithParam<const char*> {};
 
 TEST_P(wrong_speed, is_refused) {
-    EXPECT_EQ(complaint({"--speed", GetParam(), "--"}),
+    EXPECT_EQ(error_text({"--speed", GetParam(), "--"}),
               std::string("--speed: is \"") + GetParam() +
                   "\"; should be a number above 0, such as 10 or 0.5");
 }

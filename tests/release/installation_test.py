@@ -106,7 +106,7 @@ class installation(unittest.TestCase):
         self.assertIn(RECOVERY.encode(), result.stdout)
 
     def expect_sentence(self, *parts, **settings):
-        """Status 1, and on the error stream one line that has these parts in this order."""
+        """Status 1, and on standard error one line that has these parts in this order."""
         result = self.run_windows(vandrel, *LISTING, **settings)
         self.assertEqual(result.returncode, 1, result)
         self.assertEqual(result.stdout, b"")
