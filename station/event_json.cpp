@@ -103,7 +103,11 @@ private:
 };
 
 void add_device(object& line, const event_device& device) {
-    line["ecid"] = device.ecid;
+    if (!device.ecid.empty()) {
+        line["ecid"] = device.ecid;
+    } else {
+        line["serial_number"] = json_text(device.serial_number);
+    }
     if (!device.slot.empty()) {
         line["slot"] = json_text(device.slot);
     }

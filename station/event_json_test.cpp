@@ -61,7 +61,7 @@ std::vector<event_body> bodies_with(const std::string& text) {
 event event_with(const event_body& body, const std::string& text) {
     event what;
     what.seq = 1;
-    what.device.emplace().slot = text;
+    what.device = event_device{"0000000000000001", text, text, 0, 0};
     what.body = body;
     return what;
 }
@@ -130,6 +130,15 @@ TEST(json_line, has_the_keys_of_its_event) {
                   "unreadable_records will_retry " +
                   last);
     EXPECT_EQ(keys_of(bodies.at(19)), first + "counts exit_status " + last);
+}
+
+TEST(json_line, names_a_device_without_ecid_by_its_serial_number) {
+    event missing;
+    missing.device = event_device{"", "SERIAL", "", 0, 0};
+    missing.body = device_ended{final_state::missing, end_reason::never_seen, 0, {}};
+    const object read = boost::json::parse(json_line(missing, {}, {})).as_object();
+    EXPECT_EQ(read.if_contains("ecid"), nullptr);
+    EXPECT_EQ(read.at("serial_number").as_string(), "SERIAL");
 }
 
 TEST(ascii_json, escapes_every_character_that_is_not_ascii) {

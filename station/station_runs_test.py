@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
 """Whole runs of the station."""
+import csv
 import json
 import os
 import plistlib
@@ -92,6 +93,23 @@ class runs(unittest.TestCase):
                 with self.subTest(which=which[0]):
                     result = bench.run("restore", "--bundle", host_path(bench.bundle), "--dry-run", *which)
                     self.assertEqual(result.returncode, 3)
+
+    def test_devices_that_were_named_by_their_serial_numbers_and_never_seen_are_distinguished(self):
+        with a_bench([[completion()]]) as bench:
+            bench.write("only", b"LOST1\nSERIAL0\nLOST2\n")
+            only = host_path(os.path.join(bench.folder, "only"))
+            result = bench.run("restore", "--bundle", host_path(bench.bundle), "--only", only)
+            self.assertEqual(result.returncode, 1)
+            missing = [event["serial_number"] for event in bench.events() if event.get("state") == "missing"]
+            self.assertEqual(missing, ["LOST1", "LOST2"])
+            with open(os.path.join(bench.run_folder, "summary.csv"), newline="", encoding="utf-8") as file:
+                rows = {row["serial_number"]: row["state"] for row in csv.DictReader(file)}
+            self.assertEqual(rows, {"LOST1": "missing", "LOST2": "missing", "SERIAL0": "restored"})
+            kept = {device["serial_number"]: device["state"] for device in bench.summary()["devices"]}
+            self.assertEqual(kept, rows)
+            self.assertEqual([bench.summary()["counts"][state] for state in ("chosen", "missing", "restored")], [3, 2, 1])
+            self.assertIn(b"LOST1", result.stdout)
+            self.assertIn(b"LOST2", result.stdout)
 
     def test_names_of_files_have_any_characters(self):
         name = "a 'b' & 100% %TEMP% ^ (c); Жук 中文 \U0001f4f1"

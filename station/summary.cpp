@@ -50,7 +50,9 @@ std::string csv_field(const std::string& text) {
 
 summary::row& summary::row_of(const event_device& device, bool new_visit) {
     const auto last = std::ranges::find_if(rows_.rbegin(), rows_.rend(), [&](const row& each) {
-        return each.device.ecid == device.ecid;
+        // One that was never seen may be known by its serial number only.
+        return each.device.ecid == device.ecid &&
+               (!device.ecid.empty() || each.device.serial_number == device.serial_number);
     });
     if (last == rows_.rend() || (new_visit && last->ended)) {
         rows_.push_back({device, {}, {}, {}, 1, {}});
@@ -60,6 +62,10 @@ summary::row& summary::row_of(const event_device& device, bool new_visit) {
         last->device = device;
     }
     return *last;
+}
+
+const std::string& summary::serial_number_of(const row& each) {
+    return each.properties ? each.properties->serial_number : each.device.serial_number;
 }
 
 void summary::take(const event& what, std::chrono::system_clock::time_point time) {
@@ -152,7 +158,7 @@ void summary::add_text(std::string& to, const std::string& title,
     to += fmt::format("\n{} ({})\n", title, rows.size());
     for (const row* each : rows) {
         const device_ended& end = *each->ended;
-        const std::string serial = each->properties ? each->properties->serial_number : "";
+        const std::string& serial = serial_number_of(*each);
         to += fmt::format("  {:<4} {} {:<12} {}", place_of(each->device), each->device.ecid,
                           printable(serial), describe_row(*each));
         if (end.last_try) {
@@ -194,7 +200,12 @@ std::string summary::text() const {
 }
 
 boost::json::object summary::json_of_row(const row& each) {
-    boost::json::object device{{"ecid", each.device.ecid}};
+    boost::json::object device;
+    if (!each.device.ecid.empty()) {
+        device["ecid"] = each.device.ecid;
+    } else {
+        device["serial_number"] = json_text(each.device.serial_number);
+    }
     if (!each.device.slot.empty()) {
         device["slot"] = json_text(each.device.slot);
     }
@@ -273,7 +284,7 @@ std::string summary::csv() const {
         const error_details error = last.error.value_or(error_details{});
         const auto& where = last.last_operation;
         result += line(
-            {rfc3339(each.ended_at), each.device.ecid, properties.serial_number, each.device.slot,
+            {rfc3339(each.ended_at), each.device.ecid, serial_number_of(each), each.device.slot,
              each.device.location_id != 0 ? location_text(each.device.location_id) : "",
              properties.model, properties.product_string, std::string(name_of(each.ended->state)),
              std::string(name_of(each.ended->reason)), std::to_string(each.ended->tries),

@@ -59,6 +59,7 @@ private:
         std::chrono::system_clock::time_point ended_at;
     };
 
+    static const std::string& serial_number_of(const row& each);
     static std::string describe_row(const row& each);
     std::size_t left_alone_for(end_reason reason) const;
     static boost::json::object json_of_row(const row& each);
