@@ -119,7 +119,7 @@ const failure& refused_registration() {
 }
 
 void play_refusing_platform() {
-    static const bool is_playing = [] {
+    static const bool is_started = [] {
         const simulator::unaccounted_scope scope;
         simulator::scenario scenario;
         scenario.registration_error = {refused_registration().domain, refused_registration().code,
@@ -127,7 +127,7 @@ void play_refusing_platform() {
         simulator::start(std::move(scenario));
         return true;
     }();
-    require(is_playing, "a platform");
+    require(is_started, "a platform");
 }
 
 bool is_ecid(const std::string& text) {

@@ -13,8 +13,8 @@ namespace {
 
 using argument_span = std::span<const char* const>;
 
-[[noreturn]] void complain(std::string_view option, const std::string& is,
-                           const std::string& should_be) {
+[[noreturn]] void throw_argument_error(std::string_view option, const std::string& is,
+                                       const std::string& should_be) {
     throw simulation_arguments_error(std::string(option) + ": is " + is + "; should be " +
                                      should_be);
 }
@@ -24,7 +24,7 @@ double parse_speed(std::string_view option, const std::string& text) {
     const char* const end = text.data() + text.size();
     const auto [rest, error] = std::from_chars(text.data(), end, speed);
     if (error != std::errc() || rest != end || !std::isfinite(speed) || speed <= 0) {
-        complain(option, "\"" + text + "\"", "a number above 0, such as 10 or 0.5");
+        throw_argument_error(option, "\"" + text + "\"", "a number above 0, such as 10 or 0.5");
     }
     return speed;
 }
@@ -34,7 +34,7 @@ std::int64_t parse_creation(std::string_view option, const std::string& text) {
     const char* const end = text.data() + text.size();
     const auto [rest, error] = std::from_chars(text.data(), end, creation);
     if (error != std::errc() || rest != end || creation <= 0) {
-        complain(option, "\"" + text + "\"", "a whole number above 0");
+        throw_argument_error(option, "\"" + text + "\"", "a whole number above 0");
     }
     return creation;
 }
@@ -78,7 +78,7 @@ void take_option(argument_span& given, option_values& values) {
     }
     std::optional<std::string>& value = values.*known->value;
     if (value) {
-        complain(name, "given twice", "given once");
+        throw_argument_error(name, "given twice", "given once");
     }
     if (equals != std::string_view::npos) {
         value = argument.substr(equals + 1);
@@ -87,7 +87,7 @@ void take_option(argument_span& given, option_values& values) {
         given = given.subspan(1);
     }
     if (!value || value->empty()) {
-        complain(name, "without a value", known->expected);
+        throw_argument_error(name, "without a value", known->expected);
     }
 }
 
