@@ -2,6 +2,7 @@
 
 #include <condition_variable>
 #include <deque>
+#include <exception>
 #include <mutex>
 #include <thread>
 #include <utility>
@@ -28,7 +29,11 @@ struct background_writer::shared_state {
             const task next = std::move(tasks.front());
             tasks.pop_front();
             lock.unlock();
-            next.run();
+            try {
+                next.run();
+            } catch (const std::exception&) {
+                // Nobody waits for its outcome, and the next ones are to be done.
+            }
             lock.lock();
             waiting_bytes -= next.bytes;
             --unfinished;

@@ -11,7 +11,7 @@
 namespace vandrel::station {
 
 /// Does tasks in their order. A task that never ends harms nobody: the thread is not waited for.
-/// Any thread may call.
+/// Nor does one that throws. Any thread may call.
 class background_writer {
 public:
     /// No task is taken while those that wait hold more than so many bytes.

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <future>
 #include <memory>
+#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -82,6 +83,15 @@ TEST(background_writer, is_behind_until_it_is_clear_that_its_thread_has_stopped)
     }
     EXPECT_FALSE(writer.is_behind());
     stopped.go_on();
+}
+
+TEST(background_writer, a_task_that_throws_does_not_keep_the_next_from_being_done) {
+    background_writer writer(1000);
+    bool was_done = false;
+    writer.post(0, [] { throw std::runtime_error("no memory"); });
+    writer.post(0, [&was_done] { was_done = true; });
+    EXPECT_TRUE(writer.drain(long_enough));
+    EXPECT_TRUE(was_done);
 }
 
 } // namespace

@@ -62,9 +62,12 @@ bool write_to_console(HANDLE console, std::string_view text) {
     return WriteConsoleW(console, wide.data(), static_cast<DWORD>(length), &written, nullptr) != 0;
 }
 
-/// Where the process that holds a device leaves its number, for people.
+/// Where the process that holds a device leaves its number, for people. Empty when there is no
+/// folder for it: the mutex alone is the lock.
 std::filesystem::path number_file(const std::string& ecid) {
-    return std::filesystem::temp_directory_path() / ("vandrel-station-" + ecid + ".lock");
+    std::error_code error;
+    const std::filesystem::path folder = std::filesystem::temp_directory_path(error);
+    return error ? folder : folder / ("vandrel-station-" + ecid + ".lock");
 }
 
 HANDLE write_number(const std::string& ecid) {

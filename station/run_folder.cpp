@@ -107,7 +107,14 @@ run_folder::~run_folder() = default;
 
 void run_folder::post(std::size_t bytes, std::function<void(files&)> task) {
     // The files outlive this object as long as the background needs them.
-    if (!writer_.post(bytes, [kept = files_, task = std::move(task)] { task(*kept); })) {
+    const bool taken = writer_.post(bytes, [kept = files_, task = std::move(task)] {
+        try {
+            task(*kept);
+        } catch (const std::exception& error) {
+            kept->lose(error.what());
+        }
+    });
+    if (!taken) {
         files_->lose("the run folder takes what is written too slowly");
     }
 }

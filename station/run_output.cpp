@@ -79,6 +79,11 @@ void run_output::show(const std::string& text) {
     output_.post(text.size(), [stream, text] { write_all(stream, text); });
 }
 
+void run_output::complain(const std::string& why) {
+    const std::string line = "vandrel-station: " + printable(why) + "\n";
+    output_.post(line.size(), [line] { write_all(standard_stream::error, line); });
+}
+
 void run_output::write_output(std::string text) {
     if (!text.empty()) {
         // What a reader does not take in time is in the run's folder.
@@ -102,8 +107,7 @@ void run_output::finish(std::chrono::milliseconds limit) {
         folder_->finish(limit);
     }
     if (const std::string why = summary_->refusal_text(); !why.empty()) {
-        const std::string line = "vandrel-station: " + why + "\n";
-        output_.post(line.size(), [line] { write_all(standard_stream::error, line); });
+        complain(why);
     }
     output_.drain(limit);
 }

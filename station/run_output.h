@@ -25,6 +25,8 @@ public:
     void take(const event& what);
     /// Text for people: on standard output, or with JSON there on standard error.
     void show(const std::string& text);
+    /// One sentence without a full stop, on standard error.
+    void complain(const std::string& why);
 
     /// None in a run that only shows.
     run_folder* folder() { return folder_.get(); }

@@ -19,6 +19,7 @@
 #include <map>
 #include <memory>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <utility>
@@ -81,8 +82,15 @@ public:
                 happened(session_ends{});
             });
         while (!exit_status_) {
-            gather();
-            turn();
+            try {
+                gather();
+                turn();
+            } catch (const std::exception& error) {
+                end_for(error.what());
+                if (std::exchange(has_failed_, true)) {
+                    exit_status_ = 1;
+                }
+            }
         }
         return finish();
     }
@@ -134,6 +142,33 @@ private:
 
     void happened(input what) { inputs_.push_back(std::move(what)); }
 
+    /// Without a tool, nothing has been touched, and the caller says why. Else each device gets its
+    /// end, and the files theirs.
+    void end_for(const std::string& why) {
+        if (!has_begun_) {
+            throw std::runtime_error(why);
+        }
+        if (!std::exchange(session_ends_, true)) {
+            output_.complain("the run ends: " + why);
+        }
+        happened(session_ends{});
+    }
+
+    /// What cannot be done for one device is no matter of the others.
+    void carry_out(const decision& what) {
+        try {
+            std::visit(*this, what);
+        } catch (const std::exception& error) {
+            if (const auto* lock = std::get_if<lock_device>(&what)) {
+                happened(lock_held{lock->ecid, {}});
+            } else if (const auto* tool = std::get_if<start_tool>(&what)) {
+                happened(tool_not_started{tool->tool, error.what()});
+            } else {
+                end_for(error.what());
+            }
+        }
+    }
+
     question_facts facts() const {
         return {settings_.made_for, settings_.arguments.options_file, text_of(settings_.scratch),
                 settings_.free_bytes, settings_.options.at_once};
@@ -157,7 +192,7 @@ private:
         const std::vector<input> taken = std::exchange(inputs_, {});
         const auto now = std::chrono::duration_cast<awake_time>(steady_clock::now() - start_);
         for (const decision& each : rules_.turn(now, taken)) {
-            std::visit(*this, each);
+            carry_out(each);
         }
         if (rules_.working() != awake_) {
             awake_ = rules_.working();
@@ -202,6 +237,7 @@ private:
     }
 
     void start(const start_tool& what) {
+        has_begun_ = true;
         running_tool tool;
         tool.kept_in = try_folder(what.ecid, what.visit, what.try_number);
         try {
@@ -280,6 +316,10 @@ private:
     std::vector<input> inputs_;
     std::optional<int> exit_status_;
     const steady_clock::time_point start_ = steady_clock::now();
+    /// A tool was started.
+    bool has_begun_ = false;
+    /// A turn was not completed. The next one ends the run, and there is none after that.
+    bool has_failed_ = false;
     bool session_ends_ = false;
     bool has_hole_ = false;
     bool awake_ = false;
