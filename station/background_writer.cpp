@@ -4,12 +4,20 @@
 #include <deque>
 #include <exception>
 #include <mutex>
+#include <optional>
 #include <thread>
 #include <utility>
 
 namespace vandrel::station {
 
 using std::chrono::steady_clock;
+
+namespace {
+
+/// Enough for a queue that is full because the processor is busy.
+constexpr std::chrono::seconds longest_wait(1);
+
+} // namespace
 
 struct background_writer::shared_state {
     struct task {
@@ -36,8 +44,9 @@ struct background_writer::shared_state {
             }
             lock.lock();
             waiting_bytes -= next.bytes;
-            --unfinished;
-            last_progress = steady_clock::now();
+            if (--unfinished == 0) {
+                behind_since.reset();
+            }
             is_done.notify_all();
         }
     }
@@ -50,7 +59,8 @@ struct background_writer::shared_state {
     std::size_t waiting_bytes = 0;
     std::size_t unfinished = 0;
     bool stopped = false;
-    steady_clock::time_point last_progress = steady_clock::now();
+    /// When the queue was half full, the first time since it was empty.
+    std::optional<steady_clock::time_point> behind_since;
 };
 
 background_writer::background_writer(std::size_t most_bytes)
@@ -70,10 +80,10 @@ bool background_writer::post(std::size_t bytes, std::function<void()> task) {
     if (state_->waiting_bytes > state_->most_bytes) {
         return false;
     }
-    if (state_->unfinished == 0) {
-        state_->last_progress = steady_clock::now();
-    }
     state_->waiting_bytes += bytes;
+    if (state_->waiting_bytes > state_->most_bytes / 2 && !state_->behind_since) {
+        state_->behind_since = steady_clock::now();
+    }
     ++state_->unfinished;
     state_->tasks.push_back({bytes, std::move(task)});
     state_->has_task.notify_one();
@@ -83,7 +93,7 @@ bool background_writer::post(std::size_t bytes, std::function<void()> task) {
 bool background_writer::is_behind() const {
     const std::lock_guard lock(state_->mutex);
     return state_->waiting_bytes > state_->most_bytes / 2 &&
-           steady_clock::now() - state_->last_progress < std::chrono::milliseconds(500);
+           steady_clock::now() - *state_->behind_since < longest_wait;
 }
 
 bool background_writer::drain(std::chrono::milliseconds limit) {

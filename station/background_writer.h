@@ -24,8 +24,8 @@ public:
     /// False when the queue is full: the task is lost. `bytes` is what it holds.
     bool post(std::size_t bytes, std::function<void()> task);
 
-    /// Whether the queue is half full while the thread still gets on: whoever has more to give does
-    /// well to wait a little. A thread that has stopped for half a second is waited for by nobody.
+    /// Whether the queue is half full: whoever has more to give does well to wait a little. For a
+    /// second at most, until the queue has been empty: a slow disk must not slow others down.
     bool is_behind() const;
 
     /// Waits until everything is done, but no longer than this; whether it is.

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <future>
 #include <memory>
+#include <semaphore>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -83,6 +84,31 @@ TEST(background_writer, is_behind_until_it_is_clear_that_its_thread_has_stopped)
     }
     EXPECT_FALSE(writer.is_behind());
     stopped.go_on();
+}
+
+TEST(background_writer, nobody_waits_long_for_a_thread_that_gets_on_slowly) {
+    constexpr int tasks = 100;
+    background_writer writer(tasks * 1000);
+    const auto turns = std::make_shared<std::counting_semaphore<>>(0);
+    const auto fill = [&writer, &turns] {
+        for (int i = 0; i < tasks; ++i) {
+            writer.post(1000, [turns] { turns->acquire(); });
+        }
+    };
+    fill();
+    // It gets on all the time, and its queue stays more than half full.
+    for (int i = 0; i < tasks * 2 / 5 && writer.is_behind(); ++i) {
+        turns->release();
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    EXPECT_FALSE(writer.is_behind());
+
+    turns->release(tasks);
+    EXPECT_TRUE(writer.drain(long_enough));
+    // Once the queue has been empty, it is waited for again.
+    fill();
+    EXPECT_TRUE(writer.is_behind());
+    turns->release(tasks);
 }
 
 TEST(background_writer, a_task_that_throws_does_not_keep_the_next_from_being_done) {

@@ -46,7 +46,7 @@ void tool_process::release() {
 }
 
 void tool_process::read() {
-    if (handlers_.is_behind && handlers_.is_behind()) {
+    if (!exit_status_ && handlers_.is_behind && handlers_.is_behind()) {
         read_later();
         return;
     }

@@ -31,7 +31,8 @@ struct tool_handlers {
     std::function<void()> stream_ended;
     /// After everything that the process has written.
     std::function<void(int exit_status)> process_ended;
-    /// Whether reading should wait a little; may be empty.
+    /// Whether reading should wait a little; may be empty. Not asked when the process has ended:
+    /// its end waits for what it has written.
     std::function<bool()> is_behind;
 };
 
