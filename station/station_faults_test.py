@@ -30,6 +30,18 @@ class faults(unittest.TestCase):
             bench.write("go", b"")
             self.assertEqual(run.wait_for("device_ended")["state"], "restored")
 
+    def kept_of(self, bench, number=0):
+        return sorted(os.listdir(os.path.join(bench.run_folder, bench.ecids[number] + "-visit1-try1")))
+
+    def test_the_end_of_the_session_keeps_what_a_tool_has_left(self):
+        bench = self.bench([report(), "hang"])
+        run = a_run(self, bench)
+        run.wait_for("operation")
+        run.process.terminate()
+        self.assertEqual(run.wait(), 130)
+        self.assertEqual(self.kept_of(bench), ["command.txt", "diagnostics.txt", "records.plist"])
+        self.assertEqual([each["state"] for each in bench.summary()["devices"]], ["cancelled"])
+
 
 if __name__ == "__main__":
     unittest.main(argv=sys.argv[:1])

@@ -15,6 +15,7 @@
 #include <fmt/format.h>
 
 #include <chrono>
+#include <functional>
 #include <iostream>
 #include <map>
 #include <memory>
@@ -277,12 +278,17 @@ private:
         if (over.process) {
             over.process->release();
         }
-        run_folder& folder = *output_.folder();
-        folder.close(over.kept_in);
-        folder.keep(over.folder / tool_process::diagnostics_name, over.kept_in, [] {});
-        folder.keep(over.folder / log_name, over.kept_in, [cleaner = cleaner_, path = over.folder] {
+        output_.folder()->close(over.kept_in);
+        keep_files(over, [cleaner = cleaner_, path = over.folder] {
             cleaner->post(0, [path] { remove_patiently(path); });
         });
+    }
+
+    /// Takes what the tool has left into the run's folder.
+    void keep_files(const running_tool& tool, const std::function<void()>& done) {
+        run_folder& folder = *output_.folder();
+        folder.keep(tool.folder / tool_process::diagnostics_name, tool.kept_in, [] {});
+        folder.keep(tool.folder / log_name, tool.kept_in, done);
     }
 
     int finish() {
@@ -290,6 +296,7 @@ private:
             if (tool.process) {
                 tool.process->release();
                 tool.process->terminate();
+                keep_files(tool, [] {});
             }
         }
         const awake_time limit = session_ends_ ? last_writing_of_session : last_writing;
