@@ -7,6 +7,7 @@
 #include <fstream>
 #include <map>
 #include <mutex>
+#include <set>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -53,19 +54,37 @@ struct run_folder::files {
         write(file, bytes, of + "/" + name);
     }
 
+    std::filesystem::path unfinished(const std::string& name) const {
+        return path / path_of(name + ".new");
+    }
+
     void replace(const std::string& name, std::string_view content) {
-        const std::filesystem::path unfinished = path / path_of(name + ".new");
         {
-            std::ofstream file(unfinished, std::ios::binary | std::ios::trunc);
+            std::ofstream file(unfinished(name), std::ios::binary | std::ios::trunc);
             write(file, content, name);
             if (!file) {
                 return;
             }
         }
+        if (put_in_place(name)) {
+            stale.insert(name);
+        } else {
+            stale.erase(name);
+        }
+    }
+
+    std::error_code put_in_place(const std::string& name) const {
         std::error_code error;
-        std::filesystem::rename(unfinished, path / path_of(name), error);
-        if (error) {
-            lose(name + " could not be replaced: " + error.message());
+        std::filesystem::rename(unfinished(name), path / path_of(name), error);
+        return error;
+    }
+
+    /// The last chance of the files that somebody held when they were to be replaced.
+    void replace_stale() {
+        for (const std::string& name : std::exchange(stale, {})) {
+            if (const std::error_code error = put_in_place(name)) {
+                lose(name + " could not be replaced: " + error.message());
+            }
         }
     }
 
@@ -85,6 +104,8 @@ struct run_folder::files {
     std::filesystem::path path;
     std::ofstream events;
     std::map<std::string, std::map<std::string, std::ofstream>> open;
+    /// Files whose newest content could not be put in their place yet.
+    std::set<std::string> stale;
     std::mutex mutex;
     std::optional<std::string> hole;
 };
@@ -157,6 +178,7 @@ std::optional<std::string> run_folder::hole() const {
 }
 
 void run_folder::finish(std::chrono::milliseconds limit) {
+    post(0, [](files& all) { all.replace_stale(); });
     if (!writer_.drain(limit)) {
         files_->lose("the run folder takes nothing any more");
     }

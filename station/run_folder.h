@@ -31,7 +31,7 @@ public:
     /// Adds a line to events.jsonl.
     void log(std::string line);
     /// Puts a whole file in the place of the one of this name, which readers never see half
-    /// written.
+    /// written. When somebody holds that one, the next call tries again, and the last is `finish`.
     void replace(const std::string& name, std::string content);
     /// Adds to the file `name` in the folder `of`, which is made when it is missing.
     void append(const std::string& of, const std::string& name, std::string_view bytes);
@@ -45,7 +45,7 @@ public:
     /// What was lost first; nothing when nothing was.
     std::optional<std::string> hole() const;
     bool is_behind() const { return writer_.is_behind(); }
-    /// Waits until all is written, but no longer than this.
+    /// Waits until all is written, but no longer than this. Nothing is written after it.
     void finish(std::chrono::milliseconds limit);
 
 private:
