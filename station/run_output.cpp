@@ -10,6 +10,7 @@ namespace vandrel::station {
 
 namespace {
 
+using std::chrono::steady_clock;
 using std::chrono::system_clock;
 
 constexpr std::size_t queue_bytes = std::size_t{8} * 1024 * 1024;
@@ -99,17 +100,20 @@ void run_output::write_summary() {
     }
 }
 
-void run_output::finish(std::chrono::milliseconds limit) {
-    if (folder_) {
-        if (!settings_.arguments.json) {
-            show(summary_->text());
-        }
-        folder_->finish(limit);
+void run_output::finish(steady_clock::time_point until) {
+    const auto left = [until] {
+        return std::chrono::duration_cast<std::chrono::milliseconds>(until - steady_clock::now());
+    };
+    if (folder_ && !settings_.arguments.json) {
+        show(summary_->text());
     }
     if (const std::string why = summary_->refusal_text(); !why.empty()) {
         complain(why);
     }
-    output_.drain(limit);
+    if (folder_) {
+        folder_->finish(left());
+    }
+    output_.drain(left());
 }
 
 } // namespace vandrel::station

@@ -31,8 +31,8 @@ public:
     /// None in a run that only shows.
     run_folder* folder() { return folder_.get(); }
     /// The summary for people, and the files' last state; on standard error, why nothing was
-    /// touched, if so. Waits for what is written, up to `limit`.
-    void finish(std::chrono::milliseconds limit);
+    /// touched, if so. Waits for what is written, but no longer than this.
+    void finish(std::chrono::steady_clock::time_point until);
 
 private:
     void write_output(std::string text);

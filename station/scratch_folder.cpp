@@ -36,6 +36,9 @@ scratch_folder::scratch_folder(const std::filesystem::path& parent) {
 
 scratch_folder::~scratch_folder() {
     marker_.reset();
+    if (stays_) {
+        return;
+    }
     std::error_code ignored;
     std::filesystem::remove_all(path_, ignored);
 }

@@ -11,7 +11,7 @@
 namespace vandrel::station {
 
 /// A new folder with a short name, which carries the station's marker. It is removed at the end,
-/// or, when this process is killed, by whoever calls `remove_abandoned` next.
+/// or, when this process is killed or leaves it, by whoever calls `remove_abandoned` next.
 class scratch_folder {
 public:
     /// Throws std::exception when it cannot be made.
@@ -20,6 +20,9 @@ public:
     ~scratch_folder();
     scratch_folder(const scratch_folder&) = delete;
     scratch_folder& operator=(const scratch_folder&) = delete;
+
+    /// It is not removed at the end, which can take long.
+    void leave() { stays_ = true; }
 
     const std::filesystem::path& path() const { return path_; }
 
@@ -33,6 +36,7 @@ public:
 private:
     std::filesystem::path path_;
     std::unique_ptr<held_file> marker_;
+    bool stays_ = false;
 };
 
 } // namespace vandrel::station

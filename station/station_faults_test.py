@@ -3,9 +3,10 @@
 import os
 import sys
 import tempfile
+import time
 import unittest
 
-from test_station import a_bench, a_run, completion, report
+from test_station import a_bench, a_run, completion, report, wait_until
 
 
 class faults(unittest.TestCase):
@@ -41,6 +42,37 @@ class faults(unittest.TestCase):
         self.assertEqual(run.wait(), 130)
         self.assertEqual(self.kept_of(bench), ["command.txt", "diagnostics.txt", "records.plist"])
         self.assertEqual([each["state"] for each in bench.summary()["devices"]], ["cancelled"])
+
+    def scratch_folders(self, bench):
+        return [name for name in os.listdir(bench.folder) if name.startswith("vs-")]
+
+    def test_the_end_of_the_session_leaves_the_scratch_folder_to_the_next_run(self):
+        bench = self.bench([report(), "hang"])
+        run = a_run(self, bench)
+        run.wait_for("operation")
+        run.process.terminate()
+        run.wait()
+        self.assertEqual(len(self.scratch_folders(bench)), 1)
+        bench.script(bench.ecids[0] + ".restore", [completion()])
+        bench.run_folder += "2"
+        self.assertEqual(bench.restore().returncode, 0)
+        self.assertEqual(self.scratch_folders(bench), [])
+
+    def test_a_disk_and_a_reader_that_stand_still_do_not_delay_the_end_of_the_session_one_after_the_other(self):
+        many = b"".join(report(14, i % 100) for i in range(1000))
+        bench = self.bench(["await go", many, "rename go gone", "hang"])
+        run = a_run(self, bench)
+        run.wait_for("try_started")
+        folder = os.path.join(bench.run_folder, bench.ecids[0] + "-visit1-try1")
+        os.makedirs(folder, exist_ok=True)
+        os.mkfifo(os.path.join(folder, "records.plist"))
+        bench.write("go", b"")
+        wait_until(lambda: os.path.exists(os.path.join(bench.folder, "gone")))
+        begin = time.monotonic()
+        run.process.terminate()
+        run.process.wait()
+        # Each has 2 s.
+        self.assertLess(time.monotonic() - begin, 3.5)
 
 
 if __name__ == "__main__":

@@ -299,9 +299,14 @@ private:
                 keep_files(tool, [] {});
             }
         }
-        const awake_time limit = session_ends_ ? last_writing_of_session : last_writing;
-        output_.finish(limit);
-        cleaner_->drain(limit);
+        const auto now = steady_clock::now();
+        if (session_ends_) {
+            output_.finish(now + last_writing_of_session);
+            scratch_->leave();
+        } else {
+            output_.finish(now + last_writing);
+            cleaner_->drain(last_writing);
+        }
         const bool has_hole = output_.folder() != nullptr && output_.folder()->hole();
         constexpr int incomplete = 5;
         return *exit_status_ == 0 && has_hole ? incomplete : *exit_status_;
