@@ -8,6 +8,7 @@
 #include "station/scratch_folder.h"
 #include "station/text.h"
 #include "station/tool_process.h"
+#include "station/usb_watch.h"
 
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
@@ -82,6 +83,9 @@ public:
                 session_ends_ = true;
                 happened(session_ends{});
             });
+        if (settings_.options.watch) {
+            usb_ = usb_watch::start(context_, [this] { happened(usb_arrival{}); });
+        }
         while (!exit_status_) {
             try {
                 gather();
@@ -321,6 +325,7 @@ private:
     boost::asio::executor_work_guard<boost::asio::io_context::executor_type> work_;
     device_lister lister_;
     bench rules_;
+    std::unique_ptr<usb_watch> usb_;
     std::shared_ptr<background_writer> cleaner_;
     std::map<std::string, std::unique_ptr<device_lock>> locks_;
     std::map<tool_id, running_tool> tools_;

@@ -1,0 +1,27 @@
+#pragma once
+
+/// The host's announcements of USB devices.
+
+#include <boost/asio/io_context.hpp>
+
+#include <functional>
+#include <memory>
+
+namespace vandrel::station {
+
+/// Announcements, as long as it lives.
+class usb_watch {
+public:
+    virtual ~usb_watch() = default;
+    usb_watch() = default;
+    usb_watch(const usb_watch&) = delete;
+    usb_watch& operator=(const usb_watch&) = delete;
+
+    /// Calls `arrived` in the loop of `context` whenever a USB device is attached; also later, when
+    /// it was attached before the end of the object. A host that announces none, or refuses to,
+    /// never calls it: lists are asked for from time to time anyway.
+    static std::unique_ptr<usb_watch> start(boost::asio::io_context& context,
+                                            std::function<void()> arrived);
+};
+
+} // namespace vandrel::station

@@ -1,0 +1,10 @@
+#include "station/usb_watch.h"
+
+namespace vandrel::station {
+
+std::unique_ptr<usb_watch> usb_watch::start(boost::asio::io_context&, std::function<void()>) {
+    // There are no libraries for devices here, so that no device that arrives could be listed.
+    return std::make_unique<usb_watch>();
+}
+
+} // namespace vandrel::station

@@ -1,0 +1,64 @@
+#include "station/usb_watch.h"
+
+#include <gtest/gtest.h>
+
+#include <dbt.h>
+#include <windows.h>
+
+namespace vandrel::station {
+namespace {
+
+HWND window_of_the_watch() {
+    return FindWindowExW(HWND_MESSAGE, nullptr, L"vandrel-station-usb", nullptr);
+}
+
+/// As the system does it. Returns when the watch has taken it.
+void announce(WPARAM what) {
+    DEV_BROADCAST_DEVICEINTERFACE_W device{};
+    device.dbcc_size = sizeof device;
+    device.dbcc_devicetype = DBT_DEVTYP_DEVICEINTERFACE;
+    SendMessageW(window_of_the_watch(), WM_DEVICECHANGE, what, reinterpret_cast<LPARAM>(&device));
+}
+
+TEST(usb_watch, calls_in_the_loop_for_each_device_that_is_attached) {
+    boost::asio::io_context context;
+    int arrivals = 0;
+    const auto watch = usb_watch::start(context, [&arrivals] { ++arrivals; });
+    announce(DBT_DEVICEARRIVAL);
+    announce(DBT_DEVICEARRIVAL);
+    EXPECT_EQ(arrivals, 0);
+    context.run();
+    EXPECT_EQ(arrivals, 2);
+}
+
+TEST(usb_watch, does_not_call_for_a_device_that_is_detached) {
+    boost::asio::io_context context;
+    int arrivals = 0;
+    const auto watch = usb_watch::start(context, [&arrivals] { ++arrivals; });
+    announce(DBT_DEVICEREMOVECOMPLETE);
+    announce(DBT_DEVNODES_CHANGED);
+    context.run();
+    EXPECT_EQ(arrivals, 0);
+}
+
+TEST(usb_watch, leaves_no_window_and_no_handle) {
+    boost::asio::io_context context;
+    const auto handles = [] {
+        DWORD count = 0;
+        EXPECT_TRUE(GetProcessHandleCount(GetCurrentProcess(), &count));
+        return count;
+    };
+    // The first ones make what the process keeps.
+    for (int i = 0; i < 3; ++i) {
+        usb_watch::start(context, [] {});
+    }
+    const DWORD before = handles();
+    for (int i = 0; i < 50; ++i) {
+        usb_watch::start(context, [] {});
+    }
+    EXPECT_LE(handles(), before + 5);
+    EXPECT_EQ(window_of_the_watch(), nullptr);
+}
+
+} // namespace
+} // namespace vandrel::station
