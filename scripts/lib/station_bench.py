@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
-"""Writes a bench of twelve simulated devices: station_bench.py FOLDER.
+"""Writes a bench of simulated devices: station_bench.py FOLDER [NUMBER...].
 
 FOLDER gets scenario.plist, a bundle for the devices (iPhone.ipsw) and names of their ports (slots.txt). The
-fourth device fails, the seventh goes quiet for a while, and the twelfth arrives late.
+bench has the devices of these numbers, or those from 1 to 12. The fourth fails, the seventh goes quiet for a
+while, and the twelfth arrives late.
 """
 import os
 import plistlib
@@ -32,8 +33,7 @@ def device(number):
             "Restore": {"Reports": [{"After": after, "Report": report} for after, report in reports(number)]}}
 
 
-def main(folder):
-    numbers = range(1, 13)
+def write_bench(folder, numbers):
     events = [{"At": 4 if number == ARRIVES_LATE else 0, "Device": f"phone {number}", "Type": "connected"}
               for number in numbers]
     with open(os.path.join(folder, "scenario.plist"), "wb") as file:
@@ -47,4 +47,5 @@ def main(folder):
             "BuildIdentities": [{"ApChipID": hex(CHIP), "ApBoardID": hex(BOARD)}]}))
 
 
-main(sys.argv[1])
+if __name__ == "__main__":
+    write_bench(sys.argv[1], [int(number) for number in sys.argv[2:]] or range(1, 13))
