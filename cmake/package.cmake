@@ -1,7 +1,7 @@
 # The release: the target "package" builds one archive of the product and one of its debug symbols. Both unpack
 # into the same folder, where debuggers find the symbols.
 install(
-    TARGETS vandrel vandrel_library vandrel-station
+    TARGETS vandrel vandrel_library vandrel-station vandrel-check-platform
     RUNTIME DESTINATION . COMPONENT product
     LIBRARY DESTINATION . COMPONENT product)
 install(
@@ -12,6 +12,16 @@ install(
     FILES docs/records.md docs/station.md docs/windows.md
     DESTINATION docs
     COMPONENT product)
+# What vandrel-check-platform compares with.
+set(truth simulator/core_foundation/truth)
+install(
+    DIRECTORY ${truth}/contents ${truth}/documents
+    DESTINATION truth
+    COMPONENT product)
+install(
+    FILES ${truth}/results.txt
+    DESTINATION truth
+    COMPONENT product)
 install(
     FILES samples/run_with_pipe.cpp samples/run_with_pipe.cs samples/run_with_pipe.py
     DESTINATION samples
@@ -20,6 +30,7 @@ install(
     FILES ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/vandrel.exe.debug
           ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/vandrel.dll.debug
           ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/vandrel-station.exe.debug
+          ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/vandrel-check-platform.exe.debug
     DESTINATION .
     COMPONENT debug-symbols)
 

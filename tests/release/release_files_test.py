@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""What Windows reads in the product's files: release_files_test.py VERSION LAUNCHER LIBRARY."""
+"""What Windows reads in the product's files: release_files_test.py VERSION LIBRARY PROGRAM..."""
 import os
 import struct
 import sys
@@ -8,7 +8,7 @@ import xml.etree.ElementTree
 import zlib
 
 version = sys.argv[1]
-launcher, library = (os.path.abspath(path) for path in sys.argv[2:4])
+library, *programs = (os.path.abspath(path) for path in sys.argv[2:])
 
 # The first number of a file's header, for this kind of machine.
 machine_amd64 = 0x8664
@@ -137,7 +137,7 @@ def read_version_block(data, start=0):
 
 class release_files(unittest.TestCase):
     def for_each(self):
-        for path in (launcher, library):
+        for path in (library, *programs):
             yield path, portable_executable(path)
 
     def test_they_are_for_windows_x64(self):
@@ -164,7 +164,8 @@ class release_files(unittest.TestCase):
 
     def test_main_is_the_only_export(self):
         self.assertEqual(portable_executable(library).exports(), ["main"])
-        self.assertEqual(portable_executable(launcher).exports(), [])
+        for program in programs:
+            self.assertEqual(portable_executable(program).exports(), [], program)
 
     def test_they_import_windows_own_libraries_only(self):
         windows_own = {"advapi32.dll", "bcrypt.dll", "kernel32.dll", "mswsock.dll", "msvcrt.dll",
@@ -176,7 +177,8 @@ class release_files(unittest.TestCase):
             self.assertEqual(file.directories[delayed_import_directory], (0, 0))
 
     def test_they_carry_one_manifest_where_windows_looks_for_it(self):
-        self.assertEqual(list(portable_executable(launcher).resources_of_type(manifest_resource)), [1])
+        for program in programs:
+            self.assertEqual(list(portable_executable(program).resources_of_type(manifest_resource)), [1])
         self.assertEqual(list(portable_executable(library).resources_of_type(manifest_resource)), [2])
         for _, file in self.for_each():
             manifests = [key for key in file.resources() if key[0] == manifest_resource]
@@ -206,7 +208,6 @@ class release_files(unittest.TestCase):
 
     def test_their_version_is_the_projects(self):
         major, minor, patch = (int(number) for number in version.split("."))
-        kinds = {launcher: 1, library: 2}
         for path, file in self.for_each():
             resources = file.resources_of_type(version_resource)
             self.assertEqual(list(resources), [1])
@@ -217,7 +218,7 @@ class release_files(unittest.TestCase):
             as_two_numbers = [major << 16 | minor, patch << 16]
             self.assertEqual(numbers[0:2], as_two_numbers, "of the file")
             self.assertEqual(numbers[2:4], as_two_numbers, "of the product")
-            self.assertEqual(numbers[7], kinds[path])
+            self.assertEqual(numbers[7], 2 if path == library else 1)
             # The block's name is the translation's two numbers: no language, UTF-16.
             self.assertEqual(struct.unpack("<HH", blocks["VarFileInfo"]["Translation"]), (0, 0x04B0))
             self.assertEqual(list(blocks["StringFileInfo"]), ["000004B0"])
