@@ -15,6 +15,8 @@ import os
 import pathlib
 import plistlib
 import re
+import shlex
+import shutil
 import subprocess
 import sys
 
@@ -58,16 +60,35 @@ def write_options(work, name, count):
     return paths
 
 
-def write_scenario(path, reports):
+def write_scenario(path, reports, ecid=ECID):
     """One device, whose restore sends that many reports without delay, and then completes."""
     steps = [{"Status": "Restoring", "Operation": 14, "Progress": i % 100}
              for i in range(reports - 1)]
     steps.append({"Status": "Successful", "Operation": 0, "Progress": 100})
     write_plist(path, {"Devices": [{
-        "Name": "phone", "ECID": ECID, "State": "Recovery",
+        "Name": "phone", "ECID": ecid, "State": "Recovery",
         "Restore": {"Reports": [{"After": 0, "Report": step} for step in steps]},
     }]})
     return path
+
+
+def write_bench(folder, vandrel, devices, reports):
+    """Devices for the station, and a tool that is vandrel with the scenario of the device that is named. So no
+    tool reads the reports of the others. Returns the tool."""
+    folder.mkdir(exist_ok=True)
+    ecids = [f"{0x000A11B22C330000 + i:016X}" for i in range(devices)]
+    for ecid in ecids:
+        write_scenario(folder / f"{ecid}.plist", reports, ecid)
+    write_plist(folder / "all.plist", {"Devices": [
+        {"Name": ecid, "ECID": ecid, "State": "Recovery"} for ecid in ecids]})
+    write_plist(folder / "options.plist", {"AuthInstallRestoreBehavior": "Update"})
+    tool = folder / "tool"
+    tool.write_text("#!/bin/sh\nscenario=all\n"
+                    "for word; do [ \"$before\" = --ecid ] && scenario=$word; before=$word; done\n"
+                    f"VANDREL_SCENARIO={shlex.quote(str(folder))}/$scenario.plist "
+                    f"exec {shlex.quote(vandrel)} \"$@\"\n")
+    tool.chmod(0o755)
+    return tool
 
 
 # --- measuring
@@ -80,18 +101,18 @@ class programs:
         return str(self.folder / name)
 
     def run(self, command, *, runs=1, copies=1, stream=1, status=0, scenario=None):
-        """The median seconds that a program takes, and its peak memory in bytes. Its `stream` is a pipe that is
-        emptied."""
+        """The median seconds that a program takes, its peak memory in bytes, and its own processor time in
+        seconds. Its `stream` is a pipe that is emptied."""
         environment = dict(os.environ)
         if scenario is not None:
             environment["VANDREL_SCENARIO"] = str(scenario)
         written = subprocess.run(
             [self.path("process_timer"), str(runs), str(copies), str(stream), *map(str, command)],
             check=True, stdout=subprocess.PIPE, text=True, env=environment).stdout
-        seconds, peak, ended = written.split()
+        seconds, peak, ended, processor_seconds = written.split()
         if int(ended) != status:
             sys.exit(f"error: {command} has ended with {ended}, not {status}")
-        return float(seconds), int(peak)
+        return float(seconds), int(peak), float(processor_seconds)
 
     def timed(self, command, **how):
         return lambda: self.run(command, **how)[0]
@@ -145,6 +166,18 @@ def rows(bin_folder, work):
     restoring = [vandrel, "--restore", "x.ipsw", "--ecid", ECID]
     cores = len(os.sched_getaffinity(0))
 
+    bench = (work / "bench").resolve()
+    tool = write_bench(bench, str(pathlib.Path(vandrel).resolve()), 64, 1_000)
+
+    def station(result):
+        shutil.rmtree(bench / "run", ignore_errors=True)
+        return run.run([run.path("vandrel-station"), "restore", "--options", bench / "options.plist", "--all",
+                        "--yes", "--json", "--run-folder", bench / "run", "--at-once", "64", "--stagger", "0",
+                        "--rule-time", "list_detect=1", "--tool", tool])[result]
+
+    def tools_of_64():
+        return run.run(restoring, copies=64, scenario=restore)[2] * 64
+
     def one_of_64():
         return run.run(restoring, runs=7, scenario=restore)[0] * 64 / cores
 
@@ -191,6 +224,10 @@ def rows(bin_folder, work):
         Row("peak memory of a restore with the options file of 100 MB, XML", "the file's size",
             run.peak([vandrel, "--restore-plist", xml, "--ecid", ECID], scenario=last_report),
             lambda: xml.stat().st_size, 8, 4, show_measured=size_text),
+        Row("peak memory of the station, 64 devices of 1,000 reports at once", "64 MiB",
+            lambda: station(1), lambda: 64 * 2**20, 1, show_measured=size_text),
+        Row("processor time of the station, 64 devices of 1,000 reports at once", "that of its tools",
+            lambda: station(2), tools_of_64, 0.25),
     ]
 
 

@@ -1,7 +1,8 @@
 /// process_timer RUNS COPIES STREAM PROGRAM [ARGUMENTS...]: runs COPIES of a program at the same
 /// time, RUNS times. The STREAM of each (1: standard output, 2: standard error) is a pipe, which is
 /// emptied here. Prints one line: the median time in seconds from the first start to the last end,
-/// the largest peak memory in bytes, and the exit status, which must be the same for all.
+/// the largest peak memory in bytes, the exit status, which must be the same for all, and the
+/// largest processor time in seconds that a program took itself, without its own children.
 ///
 /// It is small, because a program's peak memory includes that of the process that started it.
 
@@ -11,6 +12,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <string>
 #include <vector>
 
 #include <fcntl.h>
@@ -28,6 +31,7 @@ struct figures {
     double seconds = 0;
     long peak = 0;
     int status = 0;
+    double processor_seconds = 0;
 };
 
 [[noreturn]] void fail(const char* what, int error) {
@@ -77,6 +81,27 @@ void drain(const std::vector<running_copy>& copies) {
     }
 }
 
+/// The processor time of a process that has ended and was not waited for.
+double own_processor_seconds(pid_t process) {
+    siginfo_t ignored;
+    if (waitid(P_PID, static_cast<id_t>(process), &ignored, WEXITED | WNOWAIT) != 0) {
+        fail("waitid", errno);
+    }
+    std::ifstream file("/proc/" + std::to_string(process) + "/stat");
+    std::string fields;
+    // The name is in parentheses, and may have blanks in it.
+    std::getline(file, fields, ')');
+    for (int i = 3; i < 14; ++i) {
+        file >> fields;
+    }
+    long user = 0;
+    long system = 0;
+    if (!(file >> user >> system)) {
+        fail("/proc", errno);
+    }
+    return static_cast<double>(user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
+}
+
 figures run(int count, int stream, char** program) {
     figures result;
     const auto begin = std::chrono::steady_clock::now();
@@ -87,6 +112,8 @@ figures run(int count, int stream, char** program) {
     }
     drain(copies);
     for (const running_copy& copy : copies) {
+        result.processor_seconds =
+            std::max(result.processor_seconds, own_processor_seconds(copy.process));
         int status = 0;
         rusage usage{};
         wait4(copy.process, &status, 0, &usage);
@@ -116,7 +143,9 @@ int main(int argument_count, char** arguments) {
         seconds.push_back(one.seconds);
         all.peak = std::max(all.peak, one.peak);
         all.status = std::max(all.status, one.status);
+        all.processor_seconds = std::max(all.processor_seconds, one.processor_seconds);
     }
     std::ranges::sort(seconds);
-    std::printf("%.9f %ld %d\n", seconds.at(seconds.size() / 2), all.peak, all.status);
+    std::printf("%.9f %ld %d %.3f\n", seconds.at(seconds.size() / 2), all.peak, all.status,
+                all.processor_seconds);
 }
