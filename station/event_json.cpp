@@ -8,6 +8,9 @@
 #include <boost/json/value.hpp>
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <cstddef>
+
 namespace vandrel::station {
 
 namespace {
@@ -143,12 +146,17 @@ std::string ascii_json(const boost::json::value& value) {
     const std::string text = boost::json::serialize(value);
     std::string result;
     result.reserve(text.size());
-    for (std::size_t i = 0; i < text.size();) {
-        const auto lead = static_cast<unsigned char>(text[i]);
-        if (lead < 0x80) {
-            result += text[i++];
-            continue;
+    for (std::size_t i = 0;;) {
+        const auto is_ascii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
+        const auto rest =
+            std::find_if_not(text.begin() + static_cast<std::ptrdiff_t>(i), text.end(), is_ascii);
+        const auto end = static_cast<std::size_t>(rest - text.begin());
+        result.append(text, i, end - i);
+        i = end;
+        if (i == text.size()) {
+            return result;
         }
+        const auto lead = static_cast<unsigned char>(text[i]);
         const std::size_t size = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
         char32_t code = lead & (0x7FU >> size);
         for (std::size_t k = 1; k < size; ++k) {
@@ -157,7 +165,6 @@ std::string ascii_json(const boost::json::value& value) {
         append_escaped(result, code);
         i += size;
     }
-    return result;
 }
 
 object json_of(const counts& totals) {

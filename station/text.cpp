@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <optional>
@@ -47,13 +48,20 @@ template<class Allowed>
 std::string replaced(std::string_view text, Allowed allowed) {
     std::string result;
     result.reserve(text.size());
-    while (!text.empty()) {
+    for (;;) {
+        // Nearly all that is read and shown is plain ASCII, which is allowed everywhere.
+        const auto* const rest =
+            std::ranges::find_if(text, [](char c) { return c < 0x20 || c > 0x7E; });
+        result.append(text.begin(), rest);
+        text.remove_prefix(static_cast<std::size_t>(rest - text.begin()));
+        if (text.empty()) {
+            return result;
+        }
         const auto first = first_character(text);
         const std::size_t size = first ? first->size : 1;
         result += first && allowed(first->code) ? text.substr(0, size) : replacement;
         text.remove_prefix(size);
     }
-    return result;
 }
 
 bool turns_lines_around(char32_t code) {
