@@ -4,6 +4,7 @@
 
 #include <random>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 namespace vandrel::station {
@@ -24,6 +25,27 @@ std::string random_name() {
     return name;
 }
 
+/// The marker goes last: a folder that cannot be removed, because another program holds a file in
+/// it, is left to the next run.
+void remove_marked(const std::filesystem::path& folder, std::unique_ptr<held_file> marker) {
+    std::error_code error;
+    std::vector<std::filesystem::path> others;
+    for (std::filesystem::directory_iterator each(folder, error), end; !error && each != end;
+         each.increment(error)) {
+        if (each->path().filename() != marker_name) {
+            others.push_back(each->path());
+        }
+    }
+    for (const auto& each : others) {
+        std::filesystem::remove_all(each, error);
+        if (error) {
+            return;
+        }
+    }
+    marker.reset();
+    std::filesystem::remove_all(folder, error);
+}
+
 } // namespace
 
 scratch_folder::scratch_folder(const std::filesystem::path& parent) {
@@ -35,12 +57,9 @@ scratch_folder::scratch_folder(const std::filesystem::path& parent) {
 }
 
 scratch_folder::~scratch_folder() {
-    marker_.reset();
-    if (stays_) {
-        return;
+    if (!stays_) {
+        remove_marked(path_, std::move(marker_));
     }
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
 }
 
 std::filesystem::path scratch_folder::make(const std::string& name) const {
@@ -51,18 +70,19 @@ std::filesystem::path scratch_folder::make(const std::string& name) const {
 
 void scratch_folder::remove_abandoned(const std::filesystem::path& parent) {
     std::error_code error;
-    std::vector<std::filesystem::path> abandoned;
+    std::vector<std::filesystem::path> folders;
     for (std::filesystem::directory_iterator each(parent, error), end; !error && each != end;
          each.increment(error)) {
         std::error_code other;
         if (text_of(each->path().filename()).starts_with(name_begin) &&
-            std::filesystem::is_directory(each->symlink_status(other)) &&
-            held_file::take(each->path() / marker_name)) {
-            abandoned.push_back(each->path());
+            std::filesystem::is_directory(each->symlink_status(other))) {
+            folders.push_back(each->path());
         }
     }
-    for (const auto& each : abandoned) {
-        std::filesystem::remove_all(each, error);
+    for (const auto& each : folders) {
+        if (auto marker = held_file::take(each / marker_name)) {
+            remove_marked(each, std::move(marker));
+        }
     }
 }
 

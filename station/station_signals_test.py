@@ -1,111 +1,270 @@
 #!/usr/bin/env python3
-"""Interrupted and killed stations, and what else is in their way."""
-import json
+"""Interrupted and killed stations, and two of them on one device."""
 import os
+import shutil
 import signal
 import subprocess
 import sys
 import time
 import unittest
 
-from test_station import a_bench, bench_state, completion, on_windows, report, tool
+from test_station import (RULES, a_bench, a_run, bench_state, completion, emulator, host_path, on_windows, report,
+                          station, tools_of, wait_until)
+
+WRITES_FIRMWARE = 35
+MARKER = "vandrel-station.marker"
+
+
+class a_started_station(a_run):
+    """Keys reach everything that runs in its terminal or console, tools too if they were there."""
+
+    def __init__(self, test, bench, *arguments, **more):
+        words = bench.command("restore", "--bundle", host_path(bench.bundle), "--all", "--json", *arguments,
+                              rules=more.pop("rules", RULES))
+        if on_windows:
+            keys = os.path.join(os.path.dirname(station), "console_keys.exe")
+            words = [*emulator, keys, host_path(station), *words[len(emulator) + 1:]]
+            super().__init__(test, bench, command=words, stdin=subprocess.PIPE, **more)
+            test.addCleanup(self.process.stdin.close)
+        else:
+            super().__init__(test, bench, command=words, start_new_session=True, **more)
+
+    def say(self, word):
+        self.process.stdin.write(word + b"\n")
+        self.process.stdin.flush()
+
+    def press_ctrl_c(self):
+        if on_windows:
+            self.say(b"ctrl-c")
+        else:
+            os.killpg(self.process.pid, signal.SIGINT)
+
+    def kill(self):
+        if on_windows:
+            self.say(b"kill")
+        else:
+            self.process.kill()
+        # Its end of standard output is the last thing that the station has.
+        while self.next_event():
+            pass
+        self.process.wait()
+
+
+def scratch_folders(bench):
+    return [name for name in os.listdir(bench.folder) if name.startswith("vs-")]
+
+
+class tests(unittest.TestCase):
+    def bench(self, *scripts, **more):
+        bench = a_bench(scripts, **more)
+        self.addCleanup(bench.kept.cleanup)
+        return bench
+
+    def start(self, bench, *arguments, **more):
+        return a_started_station(self, bench, *arguments, **more)
+
+
+class keys(tests):
+    def test_one_ctrl_c_lets_running_tools_finish_and_begins_no_other(self):
+        bench = self.bench([report(), "await go", completion()], [completion()])
+        run = self.start(bench, "--at-once", "1")
+        run.wait_for("operation")
+        run.press_ctrl_c()
+        self.assertEqual(run.wait_for("cancel")["stage"], 1)
+        self.assertEqual(len(tools_of(bench)), 1)
+        bench.write("go", b"")
+        self.assertEqual(run.wait(), 130)
+        self.assertEqual([event["reason"] for event in run.named("device_ended")], ["completed", "user"])
+        self.assertEqual(len(bench.journal()), 1)
+
+    def test_one_ctrl_c_is_the_normal_end_of_a_watch(self):
+        bench = self.bench([completion()])
+        run = self.start(bench, "--watch")
+        run.wait_for("device_ended")
+        run.press_ctrl_c()
+        self.assertEqual(run.wait(), 0)
+
+    def test_two_end_the_tools(self):
+        bench = self.bench([report(), "hang"])
+        run = self.start(bench)
+        run.wait_for("operation")
+        for stage in (1, 2):
+            self.assertEqual(len(tools_of(bench)), 1)
+            run.press_ctrl_c()
+            self.assertEqual(run.wait_for("cancel")["stage"], stage)
+        self.assertEqual(run.wait(), 130)
+        self.assertEqual([(event["state"], event["ended_by"]) for event in run.named("device_ended")],
+                         [("cancelled", "user")])
+        self.assertEqual(tools_of(bench), [])
+
+    def test_two_name_who_writes_firmware_and_a_third_ends_them_too(self):
+        bench = self.bench([report(WRITES_FIRMWARE), "hang"], [report(), "hang"])
+        run = self.start(bench)
+        for _ in bench.ecids:
+            run.wait_for("operation")
+        run.press_ctrl_c()
+        run.wait_for("cancel", stage=1)
+        run.press_ctrl_c()
+        self.assertEqual(run.wait_for("cancel")["writing_firmware"], bench.ecids[:1])
+        run.wait_for("device_ended", ecid=bench.ecids[1], state="cancelled")
+        self.assertEqual(len(tools_of(bench)), 1)
+        run.press_ctrl_c()
+        self.assertEqual(run.wait_for("cancel")["stage"], 3)
+        self.assertEqual(run.wait(), 130)
+        self.assertEqual(run.named("device_ended")[-1]["state"], "cancelled")
+
+    def test_a_third_that_comes_late_asks_again(self):
+        bench = self.bench([report(WRITES_FIRMWARE), "await go", completion()])
+        run = self.start(bench, rules={**RULES, "third_cancel": 0.1})
+        run.wait_for("operation")
+        for stage in (1, 2, 2):
+            since = time.monotonic()
+            wait_until(lambda: time.monotonic() > since + 0.2)
+            run.press_ctrl_c()
+            self.assertEqual(run.wait_for("cancel")["stage"], stage)
+        bench.write("go", b"")
+        self.assertEqual(run.wait(), 0)
+
+    @unittest.skipUnless(on_windows, "there is no such key")
+    def test_ctrl_break_is_as_ctrl_c(self):
+        bench = self.bench([report(), "hang"])
+        run = self.start(bench)
+        run.wait_for("operation")
+        for stage in (1, 2):
+            run.say(b"ctrl-break")
+            self.assertEqual(run.wait_for("cancel")["stage"], stage)
+        self.assertEqual(run.wait(), 130)
+
+    @unittest.skipIf(on_windows, "sessions are those of POSIX")
+    def test_each_tool_has_a_session_of_its_own(self):
+        bench = self.bench([report(), "hang"])
+        run = self.start(bench)
+        run.wait_for("operation")
+        [tool] = tools_of(bench)
+        self.assertEqual(os.getsid(run.process.pid), run.process.pid)
+        self.assertEqual(os.getsid(tool), tool)
 
 
 @unittest.skipIf(on_windows, "signals are sent by their POSIX names")
-class signals(unittest.TestCase):
-    def start(self, bench, *arguments):
-        process = subprocess.Popen(
-            bench.command("restore", "--bundle", bench.bundle, "--all", "--json", *arguments),
-            stdin=subprocess.DEVNULL, stdout=subprocess.PIPE)
-        self.addCleanup(process.stdout.close)
-        return process
+class ends_of_sessions(tests):
+    def test_they_end_the_run_with_a_summary(self):
+        for number in (signal.SIGTERM, signal.SIGHUP):
+            with self.subTest(number):
+                bench = self.bench([report(), "hang"], [completion()], [report(WRITES_FIRMWARE), "hang"])
+                run = self.start(bench)
+                run.wait_for("device_ended", ecid=bench.ecids[1])
+                while len(run.named("operation")) < 2:
+                    run.wait_for("operation")
+                os.killpg(run.process.pid, number)
+                self.assertEqual(run.wait(), 130)
+                self.assertEqual({each["ecid"]: each["state"] for each in bench.summary()["devices"]},
+                                 dict(zip(bench.ecids, ["cancelled", "restored", "cancelled"])))
+                self.assertEqual(bench.summary()["state"], "ended")
+                wait_until(lambda: not tools_of(bench), 5)
+                self.assertEqual(scratch_folders(bench), [])
 
-    def wait_for(self, process, name):
-        for line in process.stdout:
-            if json.loads(line)["event"] == name:
-                return
-        self.fail(f"{name} never came")
+    def test_the_end_comes_soon_though_nobody_reads_the_output(self):
+        reports = 3000
+        bench = self.bench([b"".join(report(14, i % 100) for i in range(reports)), "hang"])
+        run = self.start(bench)
+        wait_until(lambda: self.events_in_the_folder(bench) > reports)
+        began = time.monotonic()
+        os.killpg(run.process.pid, signal.SIGTERM)
+        self.assertEqual(run.process.wait(), 130)
+        # Windows gives a closed console's programs no longer.
+        self.assertLess(time.monotonic() - began, 5)
+        self.assertEqual(bench.summary()["state"], "ended")
 
-    def test_one_interruption_lets_running_tools_finish(self):
-        with a_bench([[report(), "sleep 1500", completion()], [completion()]]) as bench:
-            process = self.start(bench, "--at-once", "1")
-            self.wait_for(process, "operation")
-            process.send_signal(signal.SIGINT)
-            process.stdout.read()
-            self.assertEqual(process.wait(), 130)
-            self.assertEqual([event["reason"] for event in bench.ended().values()], ["completed", "user"])
+    def events_in_the_folder(self, bench):
+        try:
+            with open(os.path.join(bench.run_folder, "events.jsonl"), "rb") as file:
+                return file.read().count(b"\n")
+        except FileNotFoundError:
+            return 0
 
-    def test_two_interruptions_end_the_tools(self):
-        with a_bench([[report(), "hang"]]) as bench:
-            process = self.start(bench)
-            self.wait_for(process, "operation")
-            for _ in range(2):
-                process.send_signal(signal.SIGINT)
-                self.wait_for(process, "cancel")
-            process.stdout.read()
-            self.assertEqual(process.wait(), 130)
-            self.assertEqual([event["state"] for event in bench.ended().values()], ["cancelled"])
 
-    def test_a_killed_station_takes_its_tools_along_and_the_next_removes_its_folders(self):
-        with a_bench([[report(), "hang"]]) as bench:
-            process = self.start(bench)
-            self.wait_for(process, "operation")
-            process.kill()
-            process.wait()
-            # The tool has the other end of nothing of ours: it is looked for by its command line.
-            until = time.monotonic() + 5
-            while self.tools_of(bench) and time.monotonic() < until:
-                time.sleep(0.05)
-            self.assertEqual(self.tools_of(bench), [])
-            self.assertEqual(len([name for name in os.listdir(bench.folder) if name.startswith("vs-")]), 1)
-            bench.write(bench.ecids[0] + ".restore", b"")
-            subprocess.run(["rm", "-rf", bench.run_folder], check=True)
-            bench.restore()
-            self.assertEqual([name for name in os.listdir(bench.folder) if name.startswith("vs-")], [])
+class kills(tests):
+    def test_no_tool_runs_and_no_pipe_is_open_within_five_seconds(self):
+        bench = self.bench([report(), "hang"], ["hang"])
+        run = self.start(bench)
+        run.wait_for("operation")
+        wait_until(lambda: len(tools_of(bench)) == 2)
+        pipes = set() if on_windows else self.pipes_of(run.process.pid) - self.pipes_of(os.getpid())
+        self.assertGreaterEqual(len(pipes), 0 if on_windows else 2)
+        run.kill()
+        wait_until(lambda: not tools_of(bench), 5)
+        self.assertEqual([number for number in filter(str.isdigit, os.listdir("/proc"))
+                          if self.pipes_of(number) & pipes], [])
 
-    def tools_of(self, bench):
-        found = []
-        for number in filter(str.isdigit, os.listdir("/proc")):
-            try:
-                with open(f"/proc/{number}/cmdline", "rb") as file:
-                    words = file.read().split(b"\0")
-            except OSError:
-                continue
-            if words[0] == tool.encode() and bench.folder.encode() in words:
-                found.append(number)
-        return found
+    def pipes_of(self, process):
+        pipes = set()
+        try:
+            for number in os.listdir(f"/proc/{process}/fd"):
+                target = os.readlink(f"/proc/{process}/fd/{number}")
+                if target.startswith("pipe:"):
+                    pipes.add(target)
+        except OSError:
+            pass
+        return pipes
 
-    def test_a_closed_output_does_not_end_the_run(self):
-        with a_bench([[report(), "sleep 300", completion()]]) as bench:
-            process = self.start(bench)
-            process.stdout.close()
-            self.assertEqual(process.wait(), 0)
-            self.assertEqual(bench.summary()["counts"]["restored"], 1)
+    def test_the_next_run_removes_their_folders_and_no_other(self):
+        killed = self.bench([report(), "hang"])
+        run = self.start(killed)
+        run.wait_for("operation")
+        [left] = scratch_folders(killed)
+        run.kill()
+        wait_until(lambda: not tools_of(killed), 5)
+        # A station that runs, and what only looks like a station's.
+        other = self.bench([report(), "await go", completion()], first=2)
+        other.scratch = killed.folder
+        running = self.start(other)
+        running.wait_for("operation")
+        [held] = set(scratch_folders(killed)) - {left}
+        for name, file in (("vs-aaaaaa", "image"), ("other-bbb", MARKER)):
+            os.mkdir(os.path.join(killed.folder, name))
+            killed.write(os.path.join(name, file), b"")
+        shutil.rmtree(killed.run_folder)
+        killed.script(killed.ecids[0] + ".restore", [completion()])
+        self.assertEqual(killed.restore().returncode, 0)
+        self.assertEqual(sorted(scratch_folders(killed)), sorted([held, "vs-aaaaaa"]))
+        self.assertTrue(os.path.exists(os.path.join(killed.folder, "other-bbb", MARKER)))
+        self.assertTrue(os.path.exists(os.path.join(killed.folder, held, MARKER)))
+        other.write("go", b"")
+        self.assertEqual(running.wait(), 0)
+        self.assertEqual(scratch_folders(killed), ["vs-aaaaaa"])
 
-    def test_a_stopped_output_does_not_stop_the_run(self):
-        many = b"".join(report(14, i % 100) for i in range(2000))
-        with a_bench([[many, completion()]] * 12) as bench:
-            process = self.start(bench, "--at-once", "12")
-            until = time.monotonic() + 30
-            while time.monotonic() < until and bench_state(bench) != "ended":
-                time.sleep(0.05)
-            self.assertEqual(bench.summary()["counts"]["restored"], 12)
-            process.stdout.read()
-            self.assertEqual(process.wait(), 0)
 
-    def test_a_second_station_leaves_a_held_device_alone(self):
-        with a_bench([[report(), "hang"]]) as first:
-            process = self.start(first)
-            self.wait_for(process, "operation")
-            second = a_bench([[completion()]])
-            self.addCleanup(second.kept.cleanup)
-            result = second.restore("--json")
-            left = [event for event in second.events() if event["event"] == "device_left_alone"]
-            process.kill()
-            process.wait()
-            self.assertEqual([(event["reason"], event["holder"]) for event in left], [("held", process.pid)])
-            self.assertNotEqual(result.returncode, 0)
-            self.assertEqual(second.journal(), [])
+class two_stations(tests):
+    def setUp(self):
+        self.first_bench = self.bench([report(), "hang"])
+        self.first = self.start(self.first_bench)
+        self.first.wait_for("operation")
+        # Another station over the same device.
+        self.second_bench = self.bench([completion()])
+
+    def test_the_second_leaves_the_device_alone(self):
+        second = self.start(self.second_bench)
+        left = second.wait_for("device_left_alone")
+        self.assertEqual((left["ecid"], left["reason"]), (self.first_bench.ecids[0], "held"))
+        self.assertEqual(second.wait(), 3)
+        self.assertEqual(self.second_bench.journal(), [])
+        if not on_windows:
+            self.assertEqual(left["holder"], self.first.process.pid)
+
+    def test_a_watch_gets_the_device_when_the_first_is_killed(self):
+        second = self.start(self.second_bench, "--watch", "--count", "1")
+        second.wait_for("device_left_alone", reason="held")
+        self.second_bench.pass_lists(2)
+        self.assertEqual(self.second_bench.journal(), [])
+        self.first.kill()
+        self.assertEqual(second.wait(), 0)
+        self.assertEqual(second.events[-1]["counts"]["left_alone"], 0)
+        [device] = self.second_bench.summary()["devices"]
+        self.assertEqual((device["state"], device.get("holder")), ("restored", None))
+
+    def test_a_later_run_gets_the_device_when_the_first_is_killed(self):
+        self.first.kill()
+        self.assertEqual(self.start(self.second_bench).wait(), 0)
 
 
 if __name__ == "__main__":

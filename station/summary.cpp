@@ -81,6 +81,10 @@ void summary::take(const event& what, std::chrono::system_clock::time_point time
     if (found != nullptr) {
         its.properties = found->properties;
         its.visit = ++visits_[what.device->ecid];
+    } else if (std::holds_alternative<try_started>(what.body)) {
+        // The other station has let go of a device that was left alone.
+        its.ended.reset();
+        its.holder.reset();
     } else if (const auto* left = std::get_if<device_left_alone>(&what.body)) {
         its.holder = left->holder;
         its.ended = device_ended{final_state::left_alone, left->reason, 0, {}};

@@ -52,6 +52,7 @@ class a_bench:
         self.folder = self.kept.name
         self.run_folder = os.path.join(self.folder, "run")
         self.scratch = self.folder
+        self.poll = "0.2"
         self.ecids = [ecid(first + i) for i in range(len(scripts))]
         self.show(self.ecids)
         for i, (each, steps) in enumerate(zip(self.ecids, scripts)):
@@ -112,7 +113,7 @@ class a_bench:
             words += ["--tool-argument", word]
         if with_folder:
             words += ["--run-folder", host_path(self.run_folder), "--scratch", host_path(self.scratch),
-                      "--stagger", "0", "--poll", "0.2"]
+                      "--stagger", "0", "--poll", self.poll]
         for name, value in rules.items():
             words += ["--rule-time", f"{name}={value}"]
         return words
@@ -207,19 +208,16 @@ def bench_state(bench):
         return None
 
 
-def processes_with(*words):
-    """The numbers of the processes whose command line has these words."""
+def tools_of(bench):
+    """The numbers of the processes that are its tools."""
     found = []
     for number in filter(str.isdigit, os.listdir("/proc")):
         try:
             with open(f"/proc/{number}/cmdline", "rb") as file:
-                line = file.read().split(b"\0")
+                words = file.read().split(b"\0")
         except OSError:
             continue
-        if all(os.fsencode(word) in line for word in words):
+        # A station's own command line has these words too.
+        if all(os.fsencode(word) in words for word in bench.tool[:2]) and b"--tool" not in words:
             found.append(int(number))
     return found
-
-
-def tools_of(bench):
-    return processes_with(host_path(tool), host_path(bench.folder))
