@@ -104,7 +104,6 @@ class week(unittest.TestCase):
                 self.assertEqual(file.read(), written[state], ecid)
 
     def test_no_memory_is_lost(self):
-        print(vars(self.first), vars(self.last))
         # A device keeps a line of the summary and what the rules know of it, but not its tool: 64 KiB alone for
         # what is read.
         self.assertLess(self.last.memory_kib - self.first.memory_kib, DEVICES * 8)

@@ -165,14 +165,17 @@ class a_run:
             "restore", "--bundle", host_path(bench.bundle), "--all", "--json", *arguments, rules=rules)
         self.process = subprocess.Popen(words, stdin=more.pop("stdin", subprocess.DEVNULL), stdout=subprocess.PIPE,
                                         **more)
-        self.limit = threading.Timer(seconds, self.process.kill)
+        self.limit = threading.Timer(seconds, self.stop)
         self.limit.start()
         test.addCleanup(self.end)
+
+    def stop(self):
+        self.process.kill()
 
     def end(self):
         self.limit.cancel()
         if self.process.poll() is None:
-            self.process.kill()
+            self.stop()
         self.process.wait()
         self.process.stdout.close()
 
