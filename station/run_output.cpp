@@ -4,6 +4,7 @@
 #include "station/text.h"
 #include "station/version.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace vandrel::station {
@@ -111,9 +112,15 @@ void run_output::finish(steady_clock::time_point until) {
         complain(why);
     }
     if (folder_) {
+        const bool was_whole = !folder_->hole();
         folder_->finish(left());
+        if (const auto hole = folder_->hole(); was_whole && hole) {
+            // Too late for an event.
+            complain("the run's record is incomplete: " + *hole);
+        }
     }
-    output_.drain(left());
+    // Also when the folder has used up the time.
+    output_.drain(std::max(left(), std::chrono::milliseconds(1000)));
 }
 
 } // namespace vandrel::station

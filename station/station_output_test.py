@@ -10,9 +10,11 @@ import unittest
 from test_station import (
     a_bench, a_run, bench_state, completion, host_path, on_windows, report, wait_until)
 
-if not on_windows:
+try:
     import pty
     import resource
+except ImportError:
+    resource = None
 
 posix_only = unittest.skipIf(on_windows, "this is a POSIX host's own way to stop a reader")
 TWELVE = ["--at-once", "12", "--yes"]
@@ -146,9 +148,18 @@ class run_folder(a_test):
             self.assertEqual([event["text"] for event in run.named("log_incomplete")],
                              ["the run folder takes what is written too slowly"])
 
+    @posix_only
+    def test_a_disk_that_still_stands_still_at_the_end_is_status_5(self):
+        with a_bench([["await go", completion()]]) as bench:
+            run = a_run(self, bench, stderr=subprocess.PIPE)
+            self.stop(bench, run)
+            self.assertEqual(run.wait(), 5)
+            with run.process.stderr as errors:
+                self.assertEqual(errors.read().decode(), "vandrel-station: the run's record is incomplete: "
+                                                         "the run folder takes nothing any more\n")
+
+    @unittest.skipUnless(resource, "no file's size can be limited here")
     def test_a_disk_that_fills_is_status_5(self):
-        if on_windows:
-            self.skipTest("no file's size can be limited here")
         most = 100_000
 
         def limit_files():
