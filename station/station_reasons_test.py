@@ -7,14 +7,14 @@ import os
 import plistlib
 import re
 import shutil
-import signal
 import subprocess
 import sys
 import unittest
 
+from station_signals_test import a_started_station
 from test_station import (
-    BOARD, RULES, a_bench, a_run, completion, host_path, internal_error, on_windows, page, processes_with, record,
-    report, tool)
+    BOARD, RULES, a_bench, a_run, completion, host_path, internal_error, on_windows, page, record, report,
+    tool, tools_of)
 
 PLACE = {"Operation": 14, "Orv_OperationName": "Restoring image"}
 
@@ -272,7 +272,7 @@ class provoked:
         run = self.start(bench, "--stall-timeout", "10", rules={**RULES, "give_up": 0.2})
         run.wait_for("operation")
         # Who watches a process gets its end first, and until then it has not gone.
-        process, = processes_with(tool, bench.folder, "--restore")
+        process, = tools_of(bench)
         libc = ctypes.CDLL(None, use_errno=True)
         seize = 0x4206
         if libc.ptrace(seize, process, None, None) != 0:
@@ -284,10 +284,10 @@ class provoked:
         return ending(status, run.events)
 
     def user(self):
-        run = self.start(self.bench([step(), "hang"]))
+        run = a_started_station(self.test, self.bench([step(), "hang"]), "--retries", "1", seconds=120)
         run.wait_for("operation")
         for _ in range(2):
-            run.process.send_signal(signal.SIGINT)
+            run.press_ctrl_c()
             run.wait_for("cancel")
         return ending(run.wait(), run.events)
 
@@ -344,8 +344,8 @@ class provoked:
         run = self.start(self.bench([completion()]), "--dry-run")
         return ending(run.wait(), run.events)
 
-# Windows' own end of a process cannot be held up by another program, and its consoles need another test.
-NOT_ON_WINDOWS = {"tool_given_up", "user"} if on_windows else set()
+# Windows' own end of a process cannot be held up by another program.
+NOT_ON_WINDOWS = {"tool_given_up"} if on_windows else set()
 
 
 class the_table_of_reasons(unittest.TestCase):
