@@ -5,8 +5,10 @@
 #include <charconv>
 #include <fstream>
 #include <memory>
+#include <set>
 #include <stdexcept>
 #include <string_view>
+#include <utility>
 
 #include <pugixml.hpp>
 #include <zip.h>
@@ -90,8 +92,9 @@ pugi::xml_node parse(pugi::xml_document& document, const std::string& text,
         refuse(path, name + " is a binary property list; it has to be an XML one");
     }
     const std::string clean = allowed_in_xml(text);
-    const bool parsed = static_cast<bool>(
-        document.load_buffer(clean.data(), clean.size(), pugi::parse_default, pugi::encoding_utf8));
+    const bool parsed = static_cast<bool>(document.load_buffer(
+        clean.data(), clean.size(), pugi::parse_default | pugi::parse_comments | pugi::parse_pi,
+        pugi::encoding_utf8));
     const pugi::xml_node root = document.child("plist").child("dict");
     if (!parsed || !root) {
         refuse(path, name + " is no property list with a dictionary");
@@ -99,10 +102,26 @@ pugi::xml_node parse(pugi::xml_document& document, const std::string& text,
     return root;
 }
 
+/// This one, or the first behind it that is an element.
+pugi::xml_node element_from(pugi::xml_node node) {
+    while (node && node.type() != pugi::node_element) {
+        node = node.next_sibling();
+    }
+    return node;
+}
+
+pugi::xml_node next_element(const pugi::xml_node& node) {
+    return element_from(node.next_sibling());
+}
+
+bool is_only_element(const pugi::xml_node& element) {
+    return element == element_from(element.parent().first_child()) && !next_element(element);
+}
+
 pugi::xml_node value_of(const pugi::xml_node& dictionary, std::string_view key) {
     for (pugi::xml_node each = dictionary.child("key"); each; each = each.next_sibling("key")) {
         if (key == each.child_value()) {
-            return each.next_sibling();
+            return next_element(each);
         }
     }
     return {};
@@ -138,6 +157,31 @@ std::vector<build_identity> identities_in(const pugi::xml_node& manifest) {
         }
     }
     return result;
+}
+
+/// Whether the element holds one text and nothing else. An empty one does.
+bool is_one_text(const pugi::xml_node& element) {
+    const pugi::xml_node text = element.first_child();
+    return !text || (!text.next_sibling() &&
+                     (text.type() == pugi::node_pcdata || text.type() == pugi::node_cdata));
+}
+
+/// Readers differ in what they take from a dictionary that is not plain: which of two equal keys,
+/// which part of a text. The tool must not read another restore than the one that was asked about.
+void refuse_ambiguous(const pugi::xml_node& dictionary, const std::filesystem::path& path) {
+    std::set<std::string> keys;
+    pugi::xml_node key = element_from(dictionary.first_child());
+    while (key) {
+        const pugi::xml_node value = next_element(key);
+        if (std::string_view(key.name()) != "key" || !is_one_text(key) || !value ||
+            (std::string_view(value.name()) == "string" && !is_one_text(value))) {
+            refuse(path, "cannot be used: its keys and values are not plain texts");
+        }
+        if (!keys.insert(key.child_value()).second) {
+            refuse(path, "cannot be used: it has a key twice: " + printable(key.child_value()));
+        }
+        key = next_element(value);
+    }
 }
 
 } // namespace
@@ -180,11 +224,16 @@ restore_options_file read_restore_options(const std::filesystem::path& path) {
     text.resize(static_cast<std::size_t>(file.gcount()));
     pugi::xml_document document;
     const pugi::xml_node options = parse(document, text, path, "cannot be used: it");
+    if (!is_only_element(options) || !is_only_element(options.parent())) {
+        refuse(path, "cannot be used: it is more than one dictionary");
+    }
+    refuse_ambiguous(options, path);
     restore_options_file result;
     result.erases = text_in(options, "AuthInstallRestoreBehavior") != "Update";
     if (const std::string named = text_in(options, "RestoreBundlePath"); !named.empty()) {
         result.bundle = path_of(named);
     }
+    result.content = std::move(text);
     return result;
 }
 

@@ -36,11 +36,13 @@ std::string model_of(const bundle& made_for, const device_properties& device);
 /// What the station has to know of a file of restore options.
 struct restore_options_file {
     bool erases = true;
-    /// `RestoreBundlePath`.
+    /// `RestoreBundlePath`; absent without one that is a text.
     std::optional<std::filesystem::path> bundle;
+    /// All of it, as it was read.
+    std::string content;
 };
 
-/// Throws as read_bundle does.
+/// Throws as read_bundle does, also when two readers of the file could understand it differently.
 restore_options_file read_restore_options(const std::filesystem::path& path);
 
 } // namespace vandrel::station
