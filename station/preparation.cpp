@@ -69,12 +69,19 @@ void read_means(run_settings& settings) {
             const auto options = read_restore_options(path_of(arguments.options_file));
             settings.options.erase = options.erases;
             file = options.bundle;
+            if (!file && !settings.options.any_bundle) {
+                throw refusal(usage,
+                              printable(arguments.options_file) +
+                                  " names no bundle in RestoreBundlePath, so that it is not known "
+                                  "which devices it is for; --any-bundle takes it, with --ecid");
+            }
         }
         if (file) {
             settings.made_for = read_bundle(*file);
             settings.options.identities = settings.made_for->identities;
         }
     } catch (const std::exception& error) {
+        // Also one that is a refusal already.
         throw refusal(usage, error.what());
     }
 }

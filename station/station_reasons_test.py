@@ -400,7 +400,8 @@ class refused(unittest.TestCase):
 class the_stations_own_time_limit(unittest.TestCase):
     def test_it_ends_a_tool_that_has_options_from_a_file(self):
         with a_bench([["hang"]], 7000) as bench:
-            bench.write("options.plist", plistlib.dumps({"AuthInstallRestoreBehavior": "Update"}))
+            bench.write("options.plist", plistlib.dumps({
+                "AuthInstallRestoreBehavior": "Update", "RestoreBundlePath": host_path(bench.bundle)}))
             options = host_path(os.path.join(bench.folder, "options.plist"))
             self.assertEqual(bench.run("restore", "--options", options, "--all", "--restore-timeout", "1").returncode, 1)
             event = bench.ended()[bench.ecids[0]]

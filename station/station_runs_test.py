@@ -39,7 +39,8 @@ class runs(unittest.TestCase):
 
     def test_an_erase_without_a_terminal_needs_yes(self):
         with a_bench([[completion()]]) as bench:
-            bench.write("options.plist", plistlib.dumps({"AuthInstallRestoreBehavior": "Erase"}))
+            bench.write("options.plist", plistlib.dumps({
+                "AuthInstallRestoreBehavior": "Erase", "RestoreBundlePath": host_path(bench.bundle)}))
             for means in (["--bundle", host_path(bench.bundle), "--erase"],
                           ["--options", host_path(os.path.join(bench.folder, "options.plist"))]):
                 with self.subTest(means=means[0]):
