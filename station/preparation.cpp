@@ -68,6 +68,7 @@ void read_means(run_settings& settings) {
         } else if (!arguments.options_file.empty()) {
             const auto options = read_restore_options(path_of(arguments.options_file));
             settings.options.erase = options.erases;
+            settings.restore_options = options.content;
             file = options.bundle;
             if (!file && !settings.options.any_bundle) {
                 throw refusal(usage,

@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <optional>
 #include <stdexcept>
+#include <string>
 
 namespace vandrel::station {
 
@@ -25,6 +26,9 @@ struct run_settings {
     /// Complete: what files have to say is in it.
     bench_options options;
     std::optional<bundle> made_for;
+    /// The content of the file of restore options that was judged. Tools get this, and not the
+    /// file, which can change while they run.
+    std::string restore_options;
     slot_names slots;
     std::filesystem::path scratch;
     std::filesystem::path run_folder;

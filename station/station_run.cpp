@@ -16,6 +16,7 @@
 #include <fmt/format.h>
 
 #include <chrono>
+#include <fstream>
 #include <functional>
 #include <iostream>
 #include <map>
@@ -74,7 +75,9 @@ public:
                    settings.made_for, settings.arguments.list_seconds},
                   [this](input what) { happened(std::move(what)); }),
           rules_(settings.options),
-          cleaner_(std::make_shared<background_writer>(std::size_t{1} << 30U)) {}
+          cleaner_(std::make_shared<background_writer>(std::size_t{1} << 30U)) {
+        write_options_copy();
+    }
 
     int run() {
         watch_signals(
@@ -174,6 +177,18 @@ private:
         }
     }
 
+    void write_options_copy() const {
+        if (settings_.arguments.options_file.empty()) {
+            return;
+        }
+        std::ofstream file(options_copy_, std::ios::binary);
+        file << settings_.restore_options;
+        if (!file.flush()) {
+            throw refusal(static_cast<int>(early_exit::cannot_work),
+                          printable(text_of(options_copy_)) + " cannot be written");
+        }
+    }
+
     question_facts facts() const {
         return {settings_.made_for, settings_.arguments.options_file, text_of(settings_.scratch),
                 settings_.free_bytes, settings_.options.at_once};
@@ -214,7 +229,7 @@ private:
         } else if (settings_.options.what == command::recover_stay) {
             result = {"--no-exit-recovery"};
         } else if (!given.options_file.empty()) {
-            result = {"--restore-plist", given.options_file};
+            result = {"--restore-plist", text_of(options_copy_)};
         } else {
             result = {"--restore", given.bundle, "--restore-timeout",
                       std::to_string(given.restore_timeout.count())};
@@ -332,6 +347,8 @@ private:
     std::set<tool_id> given_up_;
     std::vector<input> inputs_;
     std::optional<int> exit_status_;
+    /// Of the file of restore options.
+    const std::filesystem::path options_copy_ = scratch_->path() / "options.plist";
     const steady_clock::time_point start_ = steady_clock::now();
     /// A tool was started.
     bool has_begun_ = false;
