@@ -105,7 +105,8 @@ void bench_run::take_shown(device_record& device) {
     const bool was_away = !std::exchange(device.present, true);
     ++device.lists_with;
     device.lists_without = 0;
-    if (was_away && came_back(device, options_.times, now_)) {
+    const bool back = was_away && came_back(device, options_.times, now_);
+    if (back || never_left(device, options_.times, lists_.last_begun())) {
         device.barred = true;
         end_device(device, final_state::failed, end_reason::came_back);
     } else if (device.visit_over) {
@@ -166,9 +167,13 @@ void bench_run::begin_list() {
     if (any(stage::locking)) {
         return;
     }
-    const bool regularly =
-        phase_ == phase::working && (any(stage::retrying) || (options_.watch && !no_new_device()));
-    if (const std::optional<list_id> list = lists_.begin(now_, regularly)) {
+    std::optional<awake_time> every;
+    if (phase_ == phase::working && any(stage::retrying)) {
+        every = std::min(options_.poll, options_.times.retry_poll);
+    } else if (phase_ == phase::working && options_.watch && !no_new_device()) {
+        every = options_.poll;
+    }
+    if (const std::optional<list_id> list = lists_.begin(now_, every)) {
         out_.emplace_back(start_list{*list, without_properties()});
     }
 }

@@ -30,8 +30,11 @@ struct bench_times {
     time stream_after_process = std::chrono::seconds(2);
     /// From the end of the old process to the next try, at least.
     time retry_pause = std::chrono::seconds(20);
-    /// From the end of the old process, for lists to show the device again.
+    /// From the end of the old process, or from when the device left since, for lists to show it
+    /// again.
     time retry_wait = std::chrono::minutes(5);
+    /// Lists are no further apart while a device waits for its next try, whatever `poll` says.
+    time retry_poll = std::chrono::seconds(30);
     /// No list is begun for so long after a tool's start.
     time list_after_start = std::chrono::seconds(5);
     time list_limit = std::chrono::seconds(30);
@@ -39,6 +42,8 @@ struct bench_times {
     time away = std::chrono::seconds(60);
     /// A restored device that is back sooner did not start.
     time came_back = std::chrono::minutes(10);
+    /// Nor did one that lists still show so long after its end.
+    time stays = std::chrono::seconds(60);
     /// Two turns are never so far apart when nothing is wrong with the clock or the computer.
     time clock_gap = std::chrono::seconds(5);
     /// For the third Ctrl-C after the second.

@@ -97,6 +97,39 @@ TEST_F(bench_retry, is_failed_when_the_device_is_not_back_within_five_minutes) {
     EXPECT_EQ(bench.started().size(), 1u);
 }
 
+TEST_F(bench_retry, has_five_minutes_anew_when_the_device_leaves_while_it_waits_for_room) {
+    bench_options one = options();
+    one.at_once = 1;
+    bench_under_test two(one);
+    two.attach(device_a);
+    two.attach(device_b);
+    two.turn();
+    two.fails(device_a);
+    for (int minute = 0; minute < 6; ++minute) {
+        two.reports(device_b, report(13, minute));
+        two.pass(1min);
+    }
+    two.detach(device_a);
+    two.pass(10s);
+    ASSERT_EQ(two.logged<device_away>(device_a).size(), 1u);
+    two.pass(4min + 50s);
+    EXPECT_THAT(two.logged<device_ended>(), IsEmpty());
+    two.pass(20s);
+    EXPECT_EQ(two.reason(device_a), end_reason::not_back);
+}
+
+TEST_F(bench_retry, looks_for_the_device_at_least_every_thirty_seconds) {
+    bench_options rare = options();
+    rare.poll = 10min;
+    bench_under_test one(rare);
+    one.attach(device_a);
+    one.turn();
+    one.pass(10s);
+    one.fails(device_a);
+    one.pass(60s);
+    EXPECT_THAT(one.started(), ElementsAre(device_a, device_a));
+}
+
 TEST_F(bench_retry, waits_for_room_for_as_long_as_the_device_is_there) {
     bench_options one = options();
     one.at_once = 1;

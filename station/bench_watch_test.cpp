@@ -103,6 +103,8 @@ protected:
         bench.pass(10s);
     }
 
+    list_id last() const { return bench.decided<start_list>().back().list; }
+
     bench_under_test bench{options()};
 };
 
@@ -216,10 +218,59 @@ TEST_F(bench_visit, of_a_restored_device_that_is_back_later_is_a_new_one) {
     EXPECT_EQ(bench.decided<start_tool>()[1].visit, 2);
 }
 
-TEST_F(bench_visit, of_a_restored_device_that_stays_does_not_end) {
+TEST_F(bench_visit, of_a_restored_device_that_never_leaves_is_no_new_one) {
     bench.restores(device_a);
+    bench.pass(50s);
+    EXPECT_EQ(bench.state(device_a), final_state::restored);
+    bench.pass(10s);
+    EXPECT_EQ(bench.state(device_a), final_state::failed);
+    EXPECT_EQ(bench.reason(device_a), end_reason::came_back);
     bench.pass(1h);
     EXPECT_EQ(bench.started().size(), 1u);
+    EXPECT_EQ(bench.logged<device_ended>(device_a).size(), 2u);
+}
+
+TEST_F(bench_visit, of_a_restored_device_goes_on_until_two_lists_have_shown_it) {
+    bench_options rare = options();
+    rare.poll = 5min;
+    bench_under_test one(rare);
+    one.attach(device_a);
+    one.turn();
+    one.restores(device_a);
+    one.pass(5min);
+    EXPECT_EQ(one.state(device_a), final_state::restored);
+    one.pass(5min);
+    EXPECT_EQ(one.reason(device_a), end_reason::came_back);
+}
+
+TEST_F(bench_visit, of_a_restored_device_goes_on_until_a_list_is_begun_a_minute_later) {
+    bench.restores(device_a);
+    bench.pass(50s);
+    bench.lists_are_answered = false;
+    bench.pass(9s + 750ms);
+    bench.turn({usb_arrival{}});
+    const list_id early = last();
+    bench.pass(10s);
+    bench.turn({list_arrived{early, bench.attached}});
+    EXPECT_EQ(bench.state(device_a), final_state::restored);
+}
+
+TEST_F(bench_visit, of_a_restored_device_that_was_away_for_one_list_goes_on) {
+    bench.restores(device_a);
+    bench.detach(device_a);
+    bench.pass(10s);
+    ASSERT_EQ(bench.logged<device_away>().size(), 1u);
+    bench.lists_are_answered = false;
+    bench.pass(10s);
+    for (int i = 0; i < 12; ++i) {
+        bench.pass(1min);
+        bench.turn({list_not_had{last(), list_failure::no_list, ""}});
+    }
+    bench.lists_are_answered = true;
+    bench.attach(device_a);
+    bench.turn({list_not_had{last(), list_failure::no_list, ""}});
+    bench.pass(2min);
+    EXPECT_EQ(bench.logged<device_back>().size(), 1u);
     EXPECT_EQ(bench.state(device_a), final_state::restored);
 }
 
@@ -293,6 +344,7 @@ TEST(bench_watch, ends_at_its_time_when_nothing_runs) {
     bench.attach(device_a);
     bench.turn();
     bench.restores(device_a);
+    bench.detach(device_a);
     bench.pass(9min + 59s);
     EXPECT_FALSE(bench.over());
     bench.pass(1s);

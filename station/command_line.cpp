@@ -84,6 +84,7 @@ void set_time(bench_times& times, std::optional<unsigned>& list_seconds, const s
         {"list_limit", &times.list_limit},
         {"away", &times.away},
         {"came_back", &times.came_back},
+        {"stays", &times.stays},
         {"clock_gap", &times.clock_gap},
         {"third_cancel", &times.third_cancel}};
     const auto found = all.find(name);

@@ -1,5 +1,7 @@
 #include "station/device_record.h"
 
+#include <algorithm>
+
 namespace vandrel::station {
 
 namespace {
@@ -12,6 +14,11 @@ bool came_back(const device_record& device, const bench_times& times, awake_time
     return device.restored() && now - device.ended_at <= times.came_back;
 }
 
+bool never_left(const device_record& device, const bench_times& times, awake_time list_begun) {
+    return device.restored() && device.away_since <= device.ended_at &&
+           device.lists_with >= lists_that_count && list_begun - device.ended_at >= times.stays;
+}
+
 bool has_left(const device_record& device, const bench_times& times, awake_time now) {
     return !device.present && device.lists_without >= lists_that_count &&
            now - device.away_since >= times.away;
@@ -22,7 +29,9 @@ bool ready_again(const device_record& device, const bench_times& times, awake_ti
 }
 
 bool not_back(const device_record& device, const bench_times& times, awake_time now) {
-    return device.lists_with < lists_that_count && now - device.process_gone > times.retry_wait;
+    // A device that was back can leave again while it waits for its turn.
+    const awake_time since = std::max(device.process_gone, device.away_since);
+    return device.lists_with < lists_that_count && now - since > times.retry_wait;
 }
 
 } // namespace vandrel::station

@@ -74,6 +74,10 @@ struct device_record {
 /// shows a device that the last did not.
 bool came_back(const device_record& device, const bench_times& times, awake_time now);
 
+/// Whether the device was restored and no list has missed it since, so that it did not start. To be
+/// asked when a list that was begun at `list_begun` shows it.
+bool never_left(const device_record& device, const bench_times& times, awake_time list_begun);
+
 /// Whether the lists say that a device without a tool has left.
 bool has_left(const device_record& device, const bench_times& times, awake_time now);
 

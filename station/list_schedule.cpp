@@ -2,9 +2,8 @@
 
 namespace vandrel::station {
 
-std::optional<list_id> list_schedule::begin(awake_time now, bool regularly) {
-    const bool due =
-        wanted_ || (regularly && (!last_begun_ || now - *last_begun_ >= options_.poll));
+std::optional<list_id> list_schedule::begin(awake_time now, std::optional<awake_time> every) {
+    const bool due = wanted_ || (every && (!last_begun_ || now - *last_begun_ >= *every));
     const bool too_soon =
         last_tool_start_ && now - *last_tool_start_ < options_.times.list_after_start;
     if (!due || too_soon || current_) {

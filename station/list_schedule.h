@@ -18,8 +18,8 @@ public:
 
     void tool_started(awake_time now) { last_tool_start_ = now; }
 
-    /// The number of the list to be begun now. `regularly`: one is due every poll.
-    std::optional<list_id> begin(awake_time now, bool regularly);
+    /// The number of the list to be begun now. One is due so long after the last, with `every`.
+    std::optional<list_id> begin(awake_time now, std::optional<awake_time> every);
 
     /// The number of the list that has taken too long, once.
     std::optional<list_id> overdue(awake_time now);
@@ -36,6 +36,8 @@ public:
 
     /// The last one that was begun; 0 before the first.
     list_id last() const { return last_; }
+    /// When it was begun. Only after the first.
+    awake_time last_begun() const { return *last_begun_; }
 
 private:
     struct list {
