@@ -370,6 +370,13 @@ TEST(bench_recover, is_complete_with_the_commands_success) {
     EXPECT_EQ(bench.exit_status(), 0);
 }
 
+TEST_F(bench_tool, that_restores_does_not_complete_with_a_commands_success) {
+    bench.turn({command_succeeded{bench.tool(device_a)}});
+    bench.ends(device_a);
+    EXPECT_EQ(bench.state(device_a), final_state::failed);
+    EXPECT_EQ(bench.reason(device_a), end_reason::no_completion);
+}
+
 TEST_F(bench_tool, a_gap_of_over_five_seconds_counts_every_silence_anew) {
     bench.reports(device_a, report(13, 1));
     bench.pass(29min + 59s);

@@ -357,7 +357,12 @@ void bench_in_play::tool_acts() {
         tool_does(tool, stream_ended{tool});
         break;
     case 3:
-        tool_does(tool, record_unreadable{tool});
+        // Means nothing in a restore.
+        if (bytes_.next(4) == 0) {
+            tool_does(tool, command_succeeded{tool});
+        } else {
+            tool_does(tool, record_unreadable{tool});
+        }
         break;
     case 4: {
         const std::int64_t code = 2 + bytes_.next(6);

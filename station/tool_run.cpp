@@ -106,8 +106,11 @@ std::vector<event_body> tool_run::take_unreadable(awake_time now) {
 }
 
 std::vector<event_body> tool_run::take_success(awake_time now) {
-    began_ = true;
-    succeeded_ = true;
+    // A restore succeeds with its completing report and nothing else.
+    if (options_.what != command::restore) {
+        began_ = true;
+        succeeded_ = true;
+    }
     return sign_of_life(now);
 }
 
