@@ -21,13 +21,23 @@ device_lister::device_lister(boost::asio::io_context& context, settings how,
     : context_(context), how_(std::move(how)), happened_(std::move(happened)) {}
 
 device_lister::~device_lister() {
+    drop_all();
+}
+
+/// No handler of theirs is called any more.
+void device_lister::drop_all() {
     for (auto& [ecid, each] : running_) {
         each.process->release();
         each.process->terminate();
+        if (each.limit) {
+            each.limit->cancel();
+        }
     }
+    running_.clear();
 }
 
 void device_lister::start(const start_list& what) {
+    drop_all();
     list_ = what.list;
     ends_ = false;
     without_properties_ = {what.without_properties.begin(), what.without_properties.end()};
@@ -76,6 +86,27 @@ void device_lister::ask(const std::string& ecid, const std::vector<std::string>&
         tool_process::start(context_, how_.tool, arguments, how_.folder, std::move(handlers));
 }
 
+/// The tool keeps its own limit; this is for one that hangs, which must not cost the others the
+/// list.
+void device_lister::limit(const std::string& ecid) {
+    auto timer = std::make_shared<boost::asio::steady_timer>(context_, how_.properties_limit);
+    running_.at(ecid).limit = timer;
+    timer->async_wait([this, ecid, timer](const boost::system::error_code& error) {
+        if (error) {
+            return;
+        }
+        const auto found = running_.find(ecid);
+        if (found == running_.end() || found->second.limit != timer || ends_) {
+            return;
+        }
+        const asked late = std::move(found->second);
+        running_.erase(found);
+        late.process->release();
+        late.process->terminate();
+        have_properties(ecid, {});
+    });
+}
+
 void device_lister::over_when_both(const std::string& ecid) {
     const auto found = running_.find(ecid);
     if (found == running_.end() || !found->second.stream_over || !found->second.process_over) {
@@ -84,6 +115,9 @@ void device_lister::over_when_both(const std::string& ecid) {
     const asked over = std::move(found->second);
     running_.erase(found);
     over.process->release();
+    if (over.limit) {
+        over.limit->cancel();
+    }
     if (ends_) {
         if (running_.empty()) {
             finish();
@@ -117,6 +151,7 @@ void device_lister::have_list(const std::vector<record>& records) {
             to_ask_.push_back(ecid);
         }
     }
+    happened_(list_continued{list_});
     ask_for_more();
 }
 
@@ -131,7 +166,10 @@ void device_lister::have_properties(const std::string& ecid, const std::vector<r
             if (how_.made_for) {
                 properties.model = model_of(*how_.made_for, properties);
             }
-            std::ranges::find(devices_, ecid, &listed_device::ecid)->properties = properties;
+            if (const auto device = std::ranges::find(devices_, ecid, &listed_device::ecid);
+                device != devices_.end()) {
+                device->properties = properties;
+            }
         }
     }
     happened_(list_continued{list_});
@@ -147,6 +185,7 @@ void device_lister::ask_for_more() {
         }
         try {
             ask(ecid, {"--device-info", "--ecid", ecid, "--detect-timeout", info_seconds});
+            limit(ecid);
         } catch (const std::exception&) {
             // Without its properties, then.
             running_.erase(ecid);

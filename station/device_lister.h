@@ -7,7 +7,9 @@
 #include "station/tool_process.h"
 
 #include <boost/asio/io_context.hpp>
+#include <boost/asio/steady_timer.hpp>
 
+#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <filesystem>
@@ -36,6 +38,9 @@ public:
         std::optional<bundle> made_for;
         /// `--detect-timeout` of a list; the tool's own without one.
         std::optional<unsigned> detect_seconds;
+        /// How long the properties of one device may take. A device that has none by then is listed
+        /// without them.
+        std::chrono::milliseconds properties_limit = std::chrono::seconds(15);
     };
 
     /// `happened` is called in the loop's thread with what the bench wants to know of the list.
@@ -45,6 +50,7 @@ public:
     device_lister(const device_lister&) = delete;
     device_lister& operator=(const device_lister&) = delete;
 
+    /// What is left of an earlier list is dropped, also a process that does not go.
     void start(const start_list& what);
     /// Ends its processes, and has no list then.
     void end(list_id list);
@@ -53,12 +59,16 @@ private:
     /// One process. What it wrote counts once both it and its stream have ended.
     struct asked {
         std::shared_ptr<tool_process> process;
+        /// Absent for the list itself, which the bench ends.
+        std::shared_ptr<boost::asio::steady_timer> limit;
         std::vector<record> records;
         bool stream_over = false;
         bool process_over = false;
     };
 
     void ask(const std::string& ecid, const std::vector<std::string>& arguments);
+    void limit(const std::string& ecid);
+    void drop_all();
     void over_when_both(const std::string& ecid);
     void have_list(const std::vector<record>& records);
     void have_properties(const std::string& ecid, const std::vector<record>& records);
