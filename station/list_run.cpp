@@ -1,5 +1,6 @@
 #include "station/list_run.h"
 
+#include "station/choice.h"
 #include "station/device_lister.h"
 #include "station/event_json.h"
 #include "station/event_text.h"
@@ -36,7 +37,9 @@ std::string json_list(const std::vector<listed_device>& devices,
             if (!each.properties->slot.empty()) {
                 device["slot"] = json_text(each.properties->slot);
             }
-            device["location"] = location_text(each.properties->location_id);
+            if (each.properties->location_id != 0) {
+                device["location"] = location_text(each.properties->location_id);
+            }
             for (auto& [key, value] : json_of(*each.properties)) {
                 device[key] = value;
             }
@@ -57,6 +60,8 @@ std::string words_for(const list_not_had& failure) {
         return "the tool gave no list of devices in time";
     case list_failure::broken:
         return "the tool's list of devices cannot be read";
+    case list_failure::duplicate_ecid:
+        return "the tool's list of devices has a device twice";
     default:
         return "the tool gave no list of devices" +
                (failure.text.empty() ? std::string() : ": " + printable(failure.text));
@@ -97,7 +102,12 @@ int run_list(const station_arguments& arguments) {
     if (const auto* failure = std::get_if<list_not_had>(&*outcome)) {
         throw refusal(static_cast<int>(early_exit::cannot_work), words_for(*failure));
     }
-    const auto& devices = std::get<list_arrived>(*outcome).devices;
+    list_failure why{};
+    const auto checked = checked_list(std::get<list_arrived>(*outcome).devices, why);
+    if (!checked) {
+        throw refusal(static_cast<int>(early_exit::cannot_work), words_for({1, why, ""}));
+    }
+    const std::vector<listed_device>& devices = *checked;
     write_all(standard_stream::out,
               arguments.json ? json_list(devices, made_for) : device_table(devices, made_for));
     constexpr int no_device = 3;

@@ -10,7 +10,7 @@ import sys
 import unittest
 import zipfile
 
-from test_station import BOARD, CHIP, RULES, a_bench, completion, host_path, on_windows, report, tool
+from test_station import BOARD, CHIP, RULES, a_bench, completion, host_path, on_windows, record, report, tool
 
 
 class runs(unittest.TestCase):
@@ -21,6 +21,24 @@ class runs(unittest.TestCase):
             self.assertEqual(json.loads(result.stdout), {"v": 1, "devices": [
                 {"ecid": each, "location": f"0x1410000{i}", "chip_id": CHIP, "board_id": BOARD,
                  "serial_number": f"SERIAL{i}", "product_string": "Phone"} for i, each in enumerate(bench.ecids)]})
+
+    def test_a_list_has_ecids_of_sixteen_digits_and_no_location_that_is_unknown(self):
+        with a_bench([[]]) as bench:
+            short = bench.ecids[0].lstrip("0").lower()
+            bench.write(short + ".info", record("DeviceInfo", {
+                "ECID": short, "BoardID": BOARD, "ChipID": CHIP, "LocationID": 0, "SerialNumber": "S",
+                "ProductString": "Phone"}))
+            bench.show([short])
+            (device,) = json.loads(bench.run("list", "--json", rules={}, with_folder=False).stdout)["devices"]
+            self.assertEqual((device["ecid"], device["serial_number"]), (bench.ecids[0], "S"))
+            self.assertNotIn("location", device)
+
+    def test_a_list_with_a_device_twice_is_refused(self):
+        with a_bench([[]]) as bench:
+            bench.show([bench.ecids[0], bench.ecids[0].lower()])
+            result = bench.run("list", rules={}, with_folder=False)
+            self.assertEqual((result.returncode, result.stdout), (4, b""))
+            self.assertIn("has a device twice", result.stderr.decode())
 
     def test_all_restored_is_status_0(self):
         with a_bench([[report(), completion()]] * 2) as bench:
