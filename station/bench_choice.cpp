@@ -75,7 +75,8 @@ void bench_run::decide() {
         add_missing();
     }
     outcome_.refused = options_.expect && chosen != *options_.expect;
-    outcome_.nothing_fits = named_unfit_ || (!options_.watch && chosen == 0);
+    const bool nothing_comes_later = !options_.watch || options_.dry_run;
+    outcome_.nothing_fits = named_unfit_ || (nothing_comes_later && chosen == 0);
     if (outcome_.refused || outcome_.nothing_fits) {
         finish();
     } else if (options_.dry_run) {

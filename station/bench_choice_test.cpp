@@ -389,6 +389,16 @@ TEST(bench_consent, expect_without_any_device_is_status_2_rather_than_3) {
     EXPECT_EQ(bench.exit_status(), 2);
 }
 
+TEST(bench_consent, a_dry_run_without_a_device_is_status_3) {
+    for (const bool watched : {false, true}) {
+        bench_options options = watched ? watch() : all_devices();
+        options.dry_run = true;
+        bench_under_test bench(options);
+        bench.turn();
+        EXPECT_EQ(bench.exit_status(), 3);
+    }
+}
+
 TEST(bench_consent, a_dry_run_shows_and_ends) {
     bench_options options = all_devices();
     options.yes = false;
