@@ -63,6 +63,19 @@ bool is_still_named(const descriptor& file, const std::filesystem::path& path) {
            opened.st_ino == named.st_ino && opened.st_dev == named.st_dev;
 }
 
+/// Another user's file can be read only, which is enough to hold it: his station may have been
+/// killed.
+descriptor open_lock(const std::filesystem::path& path) {
+    constexpr int always = O_NOFOLLOW | O_CLOEXEC;
+    const int own = open(path.c_str(), O_RDWR | O_CREAT | always, 0644);
+    if (own >= 0) {
+        // Whatever the umask says. It fails for another user's.
+        [[maybe_unused]] const int changed = fchmod(own, 0644);
+        return descriptor(own);
+    }
+    return descriptor(open(path.c_str(), O_RDONLY | always));
+}
+
 std::optional<std::int64_t> number_in(const descriptor& file) {
     std::array<char, 24> text{};
     if (pread(file.number(), text.data(), text.size() - 1, 0) <= 0) {
@@ -176,12 +189,11 @@ std::unique_ptr<held_file> held_file::take(const std::filesystem::path& path) {
 }
 
 device_lock::outcome device_lock::take(const std::string& ecid) {
-    const auto path =
-        std::filesystem::temp_directory_path() / ("vandrel-station-" + ecid + ".lock");
+    // The same for all users, whatever their TMPDIR says.
+    const std::filesystem::path path = "/tmp/vandrel-station-" + ecid + ".lock";
     for (;;) {
-        descriptor file(open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0666));
+        descriptor file = open_lock(path);
         if (file.number() < 0) {
-            // Another user's: his station holds it, or held it and was killed.
             return {};
         }
         if (flock(file.number(), LOCK_EX | LOCK_NB) != 0) {
