@@ -101,9 +101,30 @@ std::vector<std::string> environment_with(const std::filesystem::path& temporary
     _exit(127);
 }
 
+/// Holds all signals back, in this thread.
+class signals_blocked {
+public:
+    signals_blocked() {
+        sigset_t all;
+        sigfillset(&all);
+        pthread_sigmask(SIG_BLOCK, &all, &before_);
+    }
+    signals_blocked(const signals_blocked&) = delete;
+    signals_blocked& operator=(const signals_blocked&) = delete;
+    ~signals_blocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
+private:
+    sigset_t before_{};
+};
+
 [[noreturn]] void become_tool(const child_plan& plan) {
     // A session of its own: what a terminal sends its foreground processes does not reach the tool.
     setsid();
+    // What came before that is dropped: being ignored takes it back.
+    for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
+        signal(number, SIG_IGN);
+        signal(number, SIG_DFL);
+    }
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != plan.parent) {
         _exit(127);
@@ -124,6 +145,8 @@ std::vector<std::string> environment_with(const std::filesystem::path& temporary
 pid_t spawn(child_plan& plan, const std::string& program) {
     pipe_ends failure = make_pipe();
     plan.failure = failure.writer.number();
+    // The handlers of this process would write into its event loop from the child.
+    const signals_blocked until_the_tool_runs;
     const pid_t process = fork();
     if (process < 0) {
         throw std::system_error(errno, std::generic_category(), "fork");
