@@ -20,6 +20,8 @@ namespace {
 constexpr int usage = static_cast<int>(early_exit::usage);
 constexpr int cannot_work = static_cast<int>(early_exit::cannot_work);
 constexpr std::size_t most_at_once = 8;
+/// vandrel's without --restore-timeout, which it does not take beside a file of options.
+constexpr auto tools_own_limit = std::chrono::hours(2);
 /// What a restore needs beside the unpacked bundle.
 constexpr double room_factor = 1.1;
 
@@ -51,7 +53,7 @@ std::vector<std::string> lines_of(const std::string& name) {
 std::set<std::string> read_only(const std::string& name) {
     std::set<std::string> result;
     for (const std::string& each : lines_of(name)) {
-        result.insert(normalized_ecid(each).value_or(each));
+        result.insert(ecid_of_entry(each).value_or(each));
     }
     if (result.empty()) {
         throw refusal(usage, printable(name) + " names no device");
@@ -94,6 +96,12 @@ void find_room(run_settings& settings) {
         wanted.empty() ? std::filesystem::temp_directory_path(error) : path_of(wanted);
     if (!error) {
         settings.scratch = std::filesystem::absolute(settings.scratch, error);
+    }
+    if (!error) {
+        std::filesystem::create_directories(settings.scratch, error);
+    }
+    if (!error && !std::filesystem::is_directory(settings.scratch, error)) {
+        error = std::make_error_code(std::errc::not_a_directory);
     }
     const auto space = std::filesystem::space(settings.scratch, error);
     if (error) {
@@ -180,10 +188,18 @@ run_settings prepare(station_arguments arguments) {
     if (!std::filesystem::is_regular_file(path_of(given.tool.program), error)) {
         throw refusal(cannot_work, "there is no tool " + printable(given.tool.program));
     }
+    if (!given.options_file.empty() && given.restore_timeout > tools_own_limit) {
+        throw refusal(usage, "--restore-timeout is at most 2h with --options: vandrel then keeps "
+                             "to its own limit");
+    }
     read_means(settings);
     find_room(settings);
     settings.run_folder =
         given.run_folder.empty() ? default_run_folder() : path_of(given.run_folder);
+    if (given.what == station_command::recover) {
+        // It has no --stop-after, and what fails to boot is no reason to leave the others.
+        settings.options.stop_after = 0;
+    }
     if (!given.options_file.empty()) {
         // vandrel takes no time limit beside a file of options.
         settings.options.time_limit = given.restore_timeout;
