@@ -103,7 +103,8 @@ void find_room(run_settings& settings) {
     if (!error && !std::filesystem::is_directory(settings.scratch, error)) {
         error = std::make_error_code(std::errc::not_a_directory);
     }
-    const auto space = std::filesystem::space(settings.scratch, error);
+    const auto space =
+        error ? std::filesystem::space_info{} : std::filesystem::space(settings.scratch, error);
     if (error) {
         throw refusal(cannot_work,
                       fmt::format("the folder {} cannot be used for scratch: {}",
