@@ -100,8 +100,8 @@ private:
     static callback_gate& gate();
 
     void remove_scratch_directory() noexcept;
-    /// False if the notification was ignored. Else true, also for an unknown type; waiters are then
-    /// to be woken.
+    /// Whether to wake waiters: false if the notification was ignored, otherwise true, even for an
+    /// unknown type.
     bool update_devices(_AMRestorableDevice* device, notification_type type);
     void operate_on_device();
     /// The Recovery-mode device of `device`. Throws cf_error_handle if `device` is in another state

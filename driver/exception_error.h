@@ -28,8 +28,9 @@ failure failure_of(const std::exception& exception, stage caught_in);
 /// memory for it.
 cf_error_handle error_of(const std::exception& exception) noexcept;
 
-/// Queues the record of `error`, which may be null, and returns the exit status. Without memory for
-/// the error (null) or for its record, only the exit status reports the failure.
+/// Queues the record of `error` and returns the exit status. A null `error` means that there was no
+/// memory for it: nothing is queued, and the status is 1. Nothing is queued either if there is no
+/// memory for the record.
 int report_error(CFErrorRef error, output_str_state& outputter) noexcept;
 
 } // namespace vandrel

@@ -9,8 +9,8 @@ namespace vandrel {
 
 /// The outcome of parsing a command line.
 struct parse_result {
-    /// Meaningless when the command line could not be parsed, except where its error is reported:
-    /// with the options before parsing, or the defaults when memory ran out.
+    /// If the command line could not be parsed, they serve only to report the error: the defaults,
+    /// or, if memory ran out, perhaps some that had been stored.
     start_options options;
     /// What `--help` prints.
     boost::program_options::options_description description;

@@ -5,9 +5,9 @@
 namespace vandrel {
 
 /// Boost.Program_options replaces placeholders such as "%value%" in its messages by parts of the
-/// command line. It replaces placeholders repeatedly. If an argument contains the placeholder, it
-/// never ends. A mark after each percent sign prevents this. The marks are removed from the texts
-/// that the library returns.
+/// command line. If what it inserts contains the placeholder itself, it loops for ever. A mark
+/// after each percent sign prevents this. The marks are removed from the texts that the library
+/// returns.
 
 /// `text` with a mark after each percent sign.
 std::string with_marks(std::string text);

@@ -34,10 +34,9 @@ cf_error_handle make_tool_error(tool_error code, const std::string& detail);
 /// the reason "std::bad_alloc". Null if there is no memory for this one either.
 cf_error_handle make_out_of_memory_error() noexcept;
 
-/// The exit status for an error: 0 for null. Else the low 32 bits of its code, which are the status
-/// when they are 0 to 8 as an unsigned number; every other code, negative ones among them, gives 1.
-/// The domain is not considered: an error of Apple's platform with a small code ends the process
-/// with that code.
+/// The exit status for an error: 0 for null. Else the low 32 bits of its code, read as unsigned, if
+/// that is 0 to 8; otherwise 1. The domain is not considered: an error of Apple's platform with a
+/// small code ends the process with that code.
 int tool_exit_code(CFErrorRef error);
 
 } // namespace vandrel

@@ -18,9 +18,10 @@ namespace Orv {
 /// A function that is given an error code stores failures there, and its result is then
 /// meaningless. Without an error code it throws boost::system::system_error, whose text contains
 /// the step, the file and the reason. Failures of the system have the category win32_error_category
-/// on both hosts, failures of the reader itself file_error_category. Boost.Asio's own failures have
-/// its category, and their text has no file: a failed read is "read: REASON"; a file that
-/// Boost.Asio cannot take over is always thrown, with the operation "assign". One thread at a time.
+/// on both hosts, failures of the reader itself file_error_category. Failures of
+/// Boost.Asio have its category, and their text does not contain the file. A failed read is
+/// "read: REASON". The failure "assign" is thrown even if an error code is given. One thread at a
+/// time.
 class file {
 public:
     /// Opens an existing file for reading. Throws boost::system::system_error.

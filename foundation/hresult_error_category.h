@@ -22,8 +22,8 @@ private:
 };
 
 /// What COM's own error class gives for `result` when the system has `system_text` for it: that
-/// text without the line break at its end ("\r\n" or "\n", one at most; a line feed that is all of
-/// the text stays). When `system_text` is empty, a text with the number.
+/// text without one "\r\n" or "\n" at its end, unless the text is a single line feed. When
+/// `system_text` is empty, a text with the number.
 std::string com_message(std::string system_text, std::uint32_t result);
 
 } // namespace vandrel

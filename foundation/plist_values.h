@@ -13,8 +13,8 @@ namespace vandrel {
 cf_handle<CFMutableDictionaryRef> cferror_to_dictionary(CFErrorRef error);
 
 /// A deep copy of property-list types only: scalars are shared, arrays and dictionaries are copied,
-/// errors become their dictionaries, every other type gives null. An element or value without a
-/// copy, or a key that is no string, is dropped when `strict` is 0; otherwise the whole result is
+/// errors become their dictionaries, every other type gives null. What cannot be
+/// copied, or has a key that is no string, is dropped when `strict` is 0; otherwise the result is
 /// null, and nothing after the failure is converted. Null gives null.
 cf_handle<CFTypeRef> make_plist_compatible(CFTypeRef value, std::int32_t strict);
 

@@ -11,7 +11,7 @@ namespace vandrel {
 struct truth_result {
     /// How many documents and other facts were checked.
     std::size_t checked = 0;
-    /// One line for each that is different from the expected result.
+    /// A text for each that is different from the expected result. It can have several lines.
     std::vector<std::string> differences;
 };
 

@@ -1,8 +1,9 @@
 #pragma once
 
 /// Signatures that diagnostics and assertions contain. A diagnostic of the session or of the
-/// records begins with a signature; the lines of `--help` and `--debug-dump` do not. What
-/// MobileDevice's callbacks call uses the callback's signature. A failed assertion also contains a
+/// records begins with a signature; the lines of `--help` and `--debug-dump` do not. Functions
+/// of the session that run in a callback use the callback's signature, the records' functions their
+/// own. A failed assertion also contains a
 /// source and a line. All of these are fixed identifiers, which readers of logs search for and
 /// compare: they do not follow the compiler or the code.
 

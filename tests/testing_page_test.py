@@ -12,7 +12,7 @@ root = pathlib.Path()
 
 NAME_ON_PAGE = re.compile(r"`(\w+\.\w+)`")
 GOOGLE_TEST = re.compile(r"^TEST(?:_F|_P)?\(\s*(\w+),\s*(\w+)\)", re.MULTILINE)
-PYTHON_CLASS = re.compile(r"^class (\w+)\(unittest\.TestCase\):(.*?)(?=^\S|\Z)", re.MULTILINE | re.DOTALL)
+PYTHON_CLASS = re.compile(r"^class (\w+)(?:\([\w.]+\))?:(.*?)(?=^\S|\Z)", re.MULTILINE | re.DOTALL)
 PYTHON_TEST = re.compile(r"^    def (test_\w+)", re.MULTILINE)
 
 

@@ -43,7 +43,7 @@ public:
     /// When the first process opened the bench.
     clock::time_point start() const { return start_; }
 
-    /// The devices that were ever restored, by ECID.
+    /// The devices of which a restore has ever begun, by ECID.
     std::map<std::uint64_t, history> devices();
 
     /// Starts a restore of a device. This process then holds the device until complete_restore, or
