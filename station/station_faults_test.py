@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Faults of the host under restores."""
 import os
+import shutil
 import sys
 import tempfile
 import time
@@ -73,6 +74,21 @@ class faults(unittest.TestCase):
         run.process.wait()
         # Each has 2 s.
         self.assertLess(time.monotonic() - begin, 3.5)
+
+    def test_a_scratch_folder_that_goes_is_a_tool_that_could_not_be_started_and_leaves_no_strange_file(self):
+        bench = self.bench(["await go", completion()], [completion()])
+        # The station's current folder has a file of the name that a tool's diagnostics have.
+        here = os.path.join(bench.folder, "here")
+        os.mkdir(here)
+        bench.write("here/diagnostics.txt", b"strange")
+        run = a_run(self, bench, "--at-once", "1", cwd=here)
+        run.wait_for("try_started")
+        (scratch,) = self.scratch_folders(bench)
+        shutil.rmtree(os.path.join(bench.folder, scratch))
+        bench.write("go", b"")
+        self.assertEqual(run.wait(), 1)
+        self.assertEqual([event["reason"] for event in run.named("device_ended")], ["completed", "tool_not_started"])
+        self.assertFalse(os.path.exists(os.path.join(bench.run_folder, bench.ecids[1] + "-visit1-try1")))
 
 
 if __name__ == "__main__":

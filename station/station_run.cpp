@@ -143,6 +143,7 @@ public:
 private:
     struct running_tool {
         std::shared_ptr<tool_process> process;
+        /// Empty when it could not be made; then there is no process.
         std::filesystem::path folder;
         /// In the run's folder.
         std::string kept_in;
@@ -296,6 +297,9 @@ private:
         tools_.erase(found);
         if (over.process) {
             over.process->release();
+        }
+        if (over.folder.empty()) {
+            return;
         }
         output_.folder()->close(over.kept_in);
         keep_files(over, [cleaner = cleaner_, path = over.folder] {
