@@ -90,6 +90,14 @@ class faults(unittest.TestCase):
         self.assertEqual([event["reason"] for event in run.named("device_ended")], ["completed", "tool_not_started"])
         self.assertFalse(os.path.exists(os.path.join(bench.run_folder, bench.ecids[1] + "-visit1-try1")))
 
+    def test_a_run_without_a_scratch_folder_leaves_no_run_folder(self):
+        bench = self.bench([completion()])
+        bench.write("file", b"")
+        result = bench.restore("--scratch", os.path.join(bench.folder, "file"))
+        self.assertEqual(result.returncode, 4)
+        self.assertFalse(os.path.exists(bench.run_folder))
+        self.assertEqual(bench.journal(), [])
+
 
 if __name__ == "__main__":
     unittest.main(argv=sys.argv[:1])

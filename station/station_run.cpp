@@ -65,8 +65,8 @@ class station_run {
 public:
     explicit station_run(const run_settings& settings)
         : settings_(settings),
-          output_(settings),
           scratch_(make_scratch(settings.scratch)),
+          output_(settings),
           // Handlers of a process that does not end may stay for ever, and with them the loop.
           context_(*new boost::asio::io_context(1)),
           work_(context_.get_executor()),
@@ -338,8 +338,9 @@ private:
     static constexpr const char* log_name = "restore.log";
 
     const run_settings& settings_;
-    run_output output_;
+    /// Before the run's folder, which would stay with a run that never was.
     std::unique_ptr<scratch_folder> scratch_;
+    run_output output_;
     boost::asio::io_context& context_;
     boost::asio::executor_work_guard<boost::asio::io_context::executor_type> work_;
     device_lister lister_;
