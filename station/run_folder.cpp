@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 
+#include <cstdint>
 #include <fstream>
 #include <map>
 #include <mutex>
@@ -24,6 +25,47 @@ std::string try_folder(const std::string& ecid, int visit, int try_number) {
     return fmt::format("{}-visit{}-try{}", ecid, visit, try_number);
 }
 
+namespace {
+
+/// A new file that is added to, all or nothing: a reader never meets half a line.
+class growing_file {
+public:
+    explicit growing_file(std::filesystem::path path) : path_(std::move(path)) {}
+
+    bool open() {
+        if (!file_.is_open()) {
+            file_.clear();
+            file_.open(path_, std::ios::binary | std::ios::app);
+        }
+        return file_.is_open();
+    }
+
+    /// Whether it was added.
+    bool add(std::string_view bytes) {
+        if (!open()) {
+            return false;
+        }
+        file_.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+        file_.flush();
+        if (file_) {
+            size_ += bytes.size();
+            return true;
+        }
+        // An open stream would write later what it could not write now.
+        file_.close();
+        std::error_code ignored;
+        std::filesystem::resize_file(path_, size_, ignored);
+        return false;
+    }
+
+private:
+    std::filesystem::path path_;
+    std::ofstream file_;
+    std::uintmax_t size_ = 0;
+};
+
+} // namespace
+
 /// Used in the background only, but for the hole.
 struct run_folder::files {
     explicit files(std::filesystem::path folder) : path(std::move(folder)) {}
@@ -35,23 +77,22 @@ struct run_folder::files {
         }
     }
 
-    void write(std::ofstream& file, std::string_view bytes, const std::string& name) {
-        file.clear();
-        file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-        file.flush();
-        if (!file) {
-            lose(name + " could not be written");
+    void log(std::string_view line) {
+        if (!events.add(line)) {
+            lose("events.jsonl could not be written");
         }
     }
 
     void append(const std::string& of, const std::string& name, std::string_view bytes) {
-        auto& file = open[of][name];
-        if (!file.is_open()) {
+        const std::filesystem::path folder = path / path_of(of);
+        auto [file, is_new] = open[of].try_emplace(name, folder / path_of(name));
+        if (is_new) {
             std::error_code ignored;
-            std::filesystem::create_directories(path / path_of(of), ignored);
-            file.open(path / path_of(of) / path_of(name), std::ios::binary | std::ios::app);
+            std::filesystem::create_directories(folder, ignored);
         }
-        write(file, bytes, of + "/" + name);
+        if (!file->second.add(bytes)) {
+            lose(of + "/" + name + " could not be written");
+        }
     }
 
     std::filesystem::path unfinished(const std::string& name) const {
@@ -61,8 +102,10 @@ struct run_folder::files {
     void replace(const std::string& name, std::string_view content) {
         {
             std::ofstream file(unfinished(name), std::ios::binary | std::ios::trunc);
-            write(file, content, name);
+            file.write(content.data(), static_cast<std::streamsize>(content.size()));
+            file.flush();
             if (!file) {
+                lose(name + " could not be written");
                 return;
             }
         }
@@ -102,8 +145,8 @@ struct run_folder::files {
     }
 
     std::filesystem::path path;
-    std::ofstream events;
-    std::map<std::string, std::map<std::string, std::ofstream>> open;
+    growing_file events{path / "events.jsonl"};
+    std::map<std::string, std::map<std::string, growing_file>> open;
     /// Files whose newest content could not be put in their place yet.
     std::set<std::string> stale;
     std::mutex mutex;
@@ -117,8 +160,7 @@ run_folder::run_folder(const std::filesystem::path& path)
     if (!error && !std::filesystem::is_empty(path, error) && !error) {
         throw std::runtime_error("the run folder " + printable(text_of(path)) + " is not empty");
     }
-    files_->events.open(path / "events.jsonl", std::ios::binary | std::ios::app);
-    if (error || !files_->events) {
+    if (error || !files_->events.open()) {
         throw std::runtime_error("the run folder " + printable(text_of(path)) + " cannot be made" +
                                  (error ? ": " + error.message() : ""));
     }
@@ -142,8 +184,7 @@ void run_folder::post(std::size_t bytes, std::function<void(files&)> task) {
 
 void run_folder::log(std::string line) {
     const std::size_t size = line.size();
-    post(size,
-         [line = std::move(line)](files& all) { all.write(all.events, line, "events.jsonl"); });
+    post(size, [line = std::move(line)](files& all) { all.log(line); });
 }
 
 void run_folder::replace(const std::string& name, std::string content) {

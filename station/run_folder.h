@@ -28,12 +28,12 @@ public:
 
     const std::filesystem::path& path() const { return path_; }
 
-    /// Adds a line to events.jsonl.
+    /// Adds a line to events.jsonl, or nothing of it.
     void log(std::string line);
     /// Puts a whole file in the place of the one of this name, which readers never see half
     /// written. When somebody holds that one, the next call tries again, and the last is `finish`.
     void replace(const std::string& name, std::string content);
-    /// Adds to the file `name` in the folder `of`, which is made when it is missing.
+    /// Adds to the file `name` in the folder `of`, which is made when it is missing, or nothing.
     void append(const std::string& of, const std::string& name, std::string_view bytes);
     /// Copies a file into the folder `of`, if it is there. `done` is called afterwards, in the
     /// background; also at once, here, when the queue is full.

@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
-"""Faults of the host under restores."""
+"""Faults of the host under restores. Not for Windows."""
 import os
+import resource
 import shutil
 import sys
 import tempfile
@@ -93,10 +94,27 @@ class faults(unittest.TestCase):
     def test_a_run_without_a_scratch_folder_leaves_no_run_folder(self):
         bench = self.bench([completion()])
         bench.write("file", b"")
-        result = bench.restore("--scratch", os.path.join(bench.folder, "file"))
+        result = bench.restore("--run-folder", bench.run_folder, "--scratch", os.path.join(bench.folder, "file"),
+                               with_folder=False)
         self.assertEqual(result.returncode, 4)
         self.assertFalse(os.path.exists(bench.run_folder))
         self.assertEqual(bench.journal(), [])
+
+    def test_a_disk_that_was_full_for_a_while_leaves_whole_lines_and_whole_records(self):
+        some = b"".join(report(14, i) for i in range(100))
+        bench = self.bench([some, "await go", completion()])
+        free = resource.RLIM_INFINITY
+        # Python ignores the signal that goes with the limit, and so does the station then.
+        run = a_run(self, bench, restore_signals=False,
+                    preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (20_000, free)))
+        while not run.named("log_incomplete") or run.named("progress")[-1]["progress"] != 99:
+            self.assertIsNotNone(run.next_event())
+        resource.prlimit(run.process.pid, resource.RLIMIT_FSIZE, (free, free))
+        bench.write("go", b"")
+        self.assertEqual(run.wait(), 5)
+        self.assertEqual([bench.events()[i]["event"] for i in (0, -1)], ["run_started", "run_ended"])
+        with open(os.path.join(bench.run_folder, bench.ecids[0] + "-visit1-try1", "records.plist"), "rb") as file:
+            self.assertTrue(file.read().endswith(completion()))
 
 
 if __name__ == "__main__":
