@@ -25,6 +25,11 @@ std::string try_folder(const std::string& ecid, int visit, int try_number) {
     return fmt::format("{}-visit{}-try{}", ecid, visit, try_number);
 }
 
+std::string run_name(const std::filesystem::path& run_folder) {
+    const auto whole = std::filesystem::absolute(run_folder).lexically_normal();
+    return text_of(whole.has_filename() ? whole.filename() : whole.parent_path().filename());
+}
+
 namespace {
 
 /// A new file that is added to, all or nothing: a reader never meets half a line.

@@ -17,6 +17,9 @@ namespace vandrel::station {
 /// The folder of one try, in the run's own.
 std::string try_folder(const std::string& ecid, int visit, int try_number);
 
+/// The run's name is its folder's, however that is written.
+std::string run_name(const std::filesystem::path& run_folder);
+
 /// Writes in the background. What cannot be written is lost, and `hole` says so. One thread.
 class run_folder {
 public:

@@ -1,4 +1,5 @@
 #include "station/run_folder.h"
+#include "station/text.h"
 #include "tests/temporary_folder.h"
 
 #include <gtest/gtest.h>
@@ -16,6 +17,13 @@ namespace vandrel::station {
 namespace {
 
 constexpr std::chrono::seconds long_enough(60);
+
+TEST(run_name, is_the_name_of_the_folder_however_that_is_written) {
+    EXPECT_EQ(run_name("runs/night"), "night");
+    EXPECT_EQ(run_name("runs/night/"), "night");
+    EXPECT_EQ(run_name("runs/night/."), "night");
+    EXPECT_EQ(run_name("."), text_of(std::filesystem::current_path().filename()));
+}
 
 class one_run_folder : public ::testing::Test {
 protected:

@@ -38,7 +38,7 @@ summary_facts facts_of(const run_settings& settings, const run_facts& facts) {
 
 run_output::run_output(const run_settings& settings)
     : settings_(settings),
-      facts_{text_of(settings.run_folder.filename()), settings.arguments.tags},
+      facts_{run_name(settings.run_folder), settings.arguments.tags},
       plain_(!settings.slots.empty(), settings.options.what),
       output_(queue_bytes) {
     if (!settings.options.dry_run) {
