@@ -22,10 +22,11 @@ std::string optional_number(const std::optional<Value>& value) {
     return value ? fmt::format("{}", *value) : std::string();
 }
 
+/// Numbers and texts that are fields already.
 std::string line(const std::vector<std::string>& fields) {
     std::string result;
     for (const std::string& each : fields) {
-        result += csv_field(each) + ",";
+        result += each + ",";
     }
     result.pop_back();
     return result + "\r\n";
@@ -287,14 +288,17 @@ std::string summary::csv() const {
         const try_result last = each.ended->last_try.value_or(try_result{});
         const error_details error = last.error.value_or(error_details{});
         const auto& where = last.last_operation;
-        result += line(
-            {rfc3339(each.ended_at), each.device.ecid, serial_number_of(each), each.device.slot,
-             each.device.location_id != 0 ? location_text(each.device.location_id) : "",
-             properties.model, properties.product_string, std::string(name_of(each.ended->state)),
-             std::string(name_of(each.ended->reason)), std::to_string(each.ended->tries),
-             fmt::format("{:.3f}", seconds_of(last.duration)), facts_.erase ? "yes" : "no",
-             facts_.bundle_version, facts_.bundle_build, optional_number(error.code), error.domain,
-             where ? where->name : "", where ? std::to_string(where->progress) : "", facts_.run});
+        result += line({rfc3339(each.ended_at), each.device.ecid, csv_field(serial_number_of(each)),
+                        csv_field(each.device.slot),
+                        each.device.location_id != 0 ? location_text(each.device.location_id) : "",
+                        csv_field(properties.model), csv_field(properties.product_string),
+                        std::string(name_of(each.ended->state)),
+                        std::string(name_of(each.ended->reason)), std::to_string(each.ended->tries),
+                        fmt::format("{:.3f}", seconds_of(last.duration)),
+                        facts_.erase ? "yes" : "no", csv_field(facts_.bundle_version),
+                        csv_field(facts_.bundle_build), optional_number(error.code),
+                        csv_field(error.domain), where ? csv_field(where->name) : "",
+                        where ? std::to_string(where->progress) : "", csv_field(facts_.run)});
     }
     return result;
 }

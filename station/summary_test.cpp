@@ -117,6 +117,15 @@ TEST_F(one_summary, of_a_device_that_is_begun_after_all_has_no_end_yet) {
     EXPECT_EQ(made.json().find("left_alone"), std::string::npos);
 }
 
+TEST_F(one_summary, has_negative_numbers_as_they_are_and_no_text_that_is_a_formula) {
+    takes(device_found{});
+    try_result last;
+    last.error = error_details{"-domain", -1, ""};
+    last.last_operation = operation_progress{14, "=1+1", -2};
+    takes(device_ended{final_state::failed, end_reason::device_error, 1, last});
+    EXPECT_NE(made.csv().find(",-1,'-domain,'=1+1,-2,"), std::string::npos) << made.csv();
+}
+
 TEST_F(one_summary, of_other_commands_does_not_say_restored) {
     summary_facts what = facts();
     what.command = "recover_exit";
