@@ -16,6 +16,8 @@ namespace {
 
 /// Enough for a queue that is full because the processor is busy.
 constexpr std::chrono::seconds longest_wait(1);
+/// What a task takes beside the bytes that it holds, about.
+constexpr std::size_t task_bytes = 256;
 
 } // namespace
 
@@ -43,7 +45,7 @@ struct background_writer::shared_state {
                 // Nobody waits for its outcome, and the next ones are to be done.
             }
             lock.lock();
-            waiting_bytes -= next.bytes;
+            waiting_bytes -= next.bytes + task_bytes;
             if (--unfinished == 0) {
                 behind_since.reset();
             }
@@ -80,7 +82,7 @@ bool background_writer::post(std::size_t bytes, std::function<void()> task) {
     if (state_->waiting_bytes > state_->most_bytes) {
         return false;
     }
-    state_->waiting_bytes += bytes;
+    state_->waiting_bytes += bytes + task_bytes;
     if (state_->waiting_bytes > state_->most_bytes / 2 && !state_->behind_since) {
         state_->behind_since = steady_clock::now();
     }

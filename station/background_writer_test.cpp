@@ -63,20 +63,31 @@ TEST(background_writer, drain_waits_for_the_task_that_runs) {
 }
 
 TEST(background_writer, a_full_queue_takes_no_more_until_there_is_room) {
-    background_writer writer(100);
+    background_writer writer(1000);
     stopped_thread stopped(writer);
-    EXPECT_TRUE(writer.post(101, [] {}));
+    EXPECT_TRUE(writer.post(1001, [] {}));
     EXPECT_FALSE(writer.post(1, [] {}));
     stopped.go_on();
     EXPECT_TRUE(writer.drain(long_enough));
     EXPECT_TRUE(writer.post(1, [] {}));
 }
 
+TEST(background_writer, tasks_without_bytes_fill_a_queue_too) {
+    background_writer writer(1000);
+    stopped_thread stopped(writer);
+    int taken = 0;
+    while (taken < 100 && writer.post(0, [] {})) {
+        ++taken;
+    }
+    EXPECT_LT(taken, 100);
+    stopped.go_on();
+}
+
 TEST(background_writer, is_behind_until_it_is_clear_that_its_thread_has_stopped) {
-    background_writer writer(100);
+    background_writer writer(1000);
     stopped_thread stopped(writer);
     EXPECT_FALSE(writer.is_behind());
-    EXPECT_TRUE(writer.post(60, [] {}));
+    EXPECT_TRUE(writer.post(600, [] {}));
     // Whether it is behind now depends on how long this took; after a while it is not.
     const auto until = std::chrono::steady_clock::now() + long_enough;
     while (writer.is_behind() && std::chrono::steady_clock::now() < until) {
@@ -88,7 +99,7 @@ TEST(background_writer, is_behind_until_it_is_clear_that_its_thread_has_stopped)
 
 TEST(background_writer, nobody_waits_long_for_a_thread_that_gets_on_slowly) {
     constexpr int tasks = 100;
-    background_writer writer(tasks * 1000);
+    background_writer writer(tasks * std::size_t{1300});
     const auto turns = std::make_shared<std::counting_semaphore<>>(0);
     const auto fill = [&writer, &turns] {
         for (int i = 0; i < tasks; ++i) {
