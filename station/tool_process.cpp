@@ -50,6 +50,7 @@ void tool_process::read() {
         read_later();
         return;
     }
+    ++reads_;
     process_->async_read(buffer_, [self = shared_from_this()](std::size_t count) {
         if (!self->released_) {
             self->took(count);
@@ -89,8 +90,13 @@ void tool_process::took(std::size_t count) {
 /// What the process has written still lies in the pipe when it ends. Whoever reads slowly must not
 /// take that for records that never came.
 void tool_process::pass_on_end() {
-    // A read that is complete is handled before what is posted here.
-    boost::asio::post(context_, [self = shared_from_this()] {
+    // A read that is complete is handled before what is posted here. One that has begun since may
+    // hold what is no longer in the pipe.
+    boost::asio::post(context_, [self = shared_from_this(), reads = reads_] {
+        if (self->reads_ != reads) {
+            self->pass_on_end();
+            return;
+        }
         // A child of the tool can write for ever; the tool's own bytes are the first.
         const bool has_more = !self->stream_over_ &&
                               self->read_since_end_ < more_than_a_pipe_holds &&

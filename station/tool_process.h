@@ -72,6 +72,8 @@ private:
     /// Of a process whose end has not been passed on.
     std::optional<int> exit_status_;
     std::size_t read_since_end_ = 0;
+    /// How many reads have begun.
+    std::size_t reads_ = 0;
     bool stream_over_ = false;
     bool released_ = false;
 };
