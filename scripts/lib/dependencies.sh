@@ -51,7 +51,7 @@ dependency() {
     local stamp=$deps/$host/$name.recipe work=$deps/unfinished/$host-$name
     arguments+=(-DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_LIBDIR=lib
         -DCMAKE_POSITION_INDEPENDENT_CODE=ON -DBUILD_SHARED_LIBS=OFF)
-    local recipe="$source ${arguments[*]}"
+    local recipe="$source ${arguments[*]} without build paths"
     if [[ $host == windows ]]; then
         recipe+=$'\n'$(<"$root/cmake/windows-x64.cmake")
         arguments+=(-DCMAKE_TOOLCHAIN_FILE="$root/cmake/windows-x64.cmake")
