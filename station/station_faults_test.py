@@ -84,6 +84,8 @@ class faults(unittest.TestCase):
         bench.write("here/diagnostics.txt", b"strange")
         run = a_run(self, bench, "--at-once", "1", cwd=here)
         run.wait_for("try_started")
+        # The event comes before the process.
+        wait_until(bench.journal)
         (scratch,) = self.scratch_folders(bench)
         shutil.rmtree(os.path.join(bench.folder, scratch))
         bench.write("go", b"")
