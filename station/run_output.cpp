@@ -15,8 +15,6 @@ using std::chrono::steady_clock;
 using std::chrono::system_clock;
 
 constexpr std::size_t queue_bytes = std::size_t{8} * 1024 * 1024;
-/// Each summary is written whole: one for each of thousands of devices would be too much.
-constexpr std::chrono::seconds between_summaries(1);
 
 summary_facts facts_of(const run_settings& settings, const run_facts& facts) {
     summary_facts result;
@@ -72,17 +70,8 @@ void run_output::take(const event& what) {
         write_output(plain_.line_for(what, std::chrono::floor<std::chrono::seconds>(of_day)));
     }
     summary_->take(what, now);
-    if (std::holds_alternative<run_ended>(what.body)) {
-        write_summary();
-    } else if (std::holds_alternative<device_ended>(what.body) ||
-               std::holds_alternative<device_left_alone>(what.body)) {
-        is_stale_ = true;
-        refresh_summary();
-    }
-}
-
-void run_output::refresh_summary() {
-    if (is_stale_ && steady_clock::now() - written_ >= between_summaries) {
+    if (std::holds_alternative<device_ended>(what.body) ||
+        std::holds_alternative<run_ended>(what.body)) {
         write_summary();
     }
 }
@@ -106,8 +95,6 @@ void run_output::write_output(std::string text) {
 }
 
 void run_output::write_summary() {
-    is_stale_ = false;
-    written_ = steady_clock::now();
     if (folder_) {
         folder_->replace("summary.json", summary_->json());
         folder_->replace("summary.csv", summary_->csv());

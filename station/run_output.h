@@ -23,8 +23,6 @@ public:
     explicit run_output(const run_settings& settings);
 
     void take(const event& what);
-    /// Writes the summary if it is not the newest. To be called from time to time.
-    void refresh_summary();
     /// Text for people: on standard output, or with JSON there on standard error.
     void show(const std::string& text);
     /// One sentence without a full stop, on standard error.
@@ -46,8 +44,6 @@ private:
     plain_view plain_;
     std::optional<summary> summary_;
     background_writer output_;
-    bool is_stale_ = false;
-    std::chrono::steady_clock::time_point written_;
 };
 
 } // namespace vandrel::station

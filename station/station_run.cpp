@@ -210,7 +210,6 @@ private:
                 happened(log_has_hole{*hole});
             }
         }
-        output_.refresh_summary();
         const std::vector<input> taken = std::exchange(inputs_, {});
         const auto now = std::chrono::duration_cast<awake_time>(steady_clock::now() - start_);
         for (const decision& each : rules_.turn(now, taken)) {
