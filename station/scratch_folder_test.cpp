@@ -13,13 +13,15 @@ namespace {
 namespace fs = std::filesystem;
 
 class scratch : public testing::Test {
+public:
+    ~scratch() override { fs::remove_all(parent_); }
+    scratch(const scratch&) = delete;
+    scratch& operator=(const scratch&) = delete;
+
 protected:
     scratch()
         : parent_(fs::temp_directory_path() /
                   ("scratch-test-" + std::to_string(std::random_device()()))) {}
-    ~scratch() override { fs::remove_all(parent_); }
-    scratch(const scratch&) = delete;
-    scratch& operator=(const scratch&) = delete;
 
     fs::path parent_;
 };
