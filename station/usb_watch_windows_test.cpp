@@ -8,8 +8,15 @@
 namespace vandrel::station {
 namespace {
 
+/// This process's: tests that run at the same time have such windows too.
 HWND window_of_the_watch() {
-    return FindWindowExW(HWND_MESSAGE, nullptr, L"vandrel-station-usb", nullptr);
+    HWND window = nullptr;
+    DWORD process = 0;
+    do {
+        window = FindWindowExW(HWND_MESSAGE, window, L"vandrel-station-usb", nullptr);
+        GetWindowThreadProcessId(window, &process);
+    } while (window != nullptr && process != GetCurrentProcessId());
+    return window;
 }
 
 /// As the system does it. Returns when the watch has taken it.
