@@ -176,28 +176,5 @@ class run_folder(a_test):
             self.assertEqual(bench.events()[0]["event"], "run_started")
 
 
-@unittest.skipIf(on_windows, "the memory of a process is counted on the other host")
-class memory(unittest.TestCase):
-    def peak_of(self, bench):
-        process = subprocess.Popen(
-            bench.command("restore", "--bundle", bench.bundle, "--all", "--json", "--at-once", "64"),
-            stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL)
-        _, status, usage = os.wait4(process.pid, 0)
-        process.returncode = os.waitstatus_to_exitcode(status)
-        self.assertEqual(process.returncode, 0)
-        self.assertEqual(bench.summary()["counts"]["restored"], 64)
-        return usage.ru_maxrss * 1024
-
-    def test_a_thousand_reports_of_each_of_sixty_four_devices_take_less_than_64_mib(self):
-        with a_bench([[reports(1000), completion()]] * 64) as bench:
-            self.assertLess(self.peak_of(bench), 64 * 2**20)
-
-    def test_a_record_of_10_mb_of_each_of_sixty_four_devices_takes_less_than_64_mib(self):
-        with a_bench([["write large", completion()]] * 64) as bench:
-            bench.write("large", report(Large="x" * 10_000_000))
-            self.assertLess(self.peak_of(bench), 64 * 2**20)
-            self.assertEqual({event["unreadable_records"] for event in bench.ended().values()}, {1})
-
-
 if __name__ == "__main__":
     unittest.main(argv=sys.argv[:1])

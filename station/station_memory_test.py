@@ -1,0 +1,35 @@
+#!/usr/bin/env python3
+"""How much memory the station takes."""
+import os
+import subprocess
+import sys
+import unittest
+
+from test_station import a_bench, completion, report
+
+
+class memory(unittest.TestCase):
+    def peak_of(self, bench):
+        process = subprocess.Popen(
+            bench.command("restore", "--bundle", bench.bundle, "--all", "--json", "--at-once", "64"),
+            stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL)
+        _, status, usage = os.wait4(process.pid, 0)
+        process.returncode = os.waitstatus_to_exitcode(status)
+        self.assertEqual(process.returncode, 0)
+        self.assertEqual(bench.summary()["counts"]["restored"], 64)
+        return usage.ru_maxrss * 1024
+
+    def test_a_thousand_reports_of_each_of_sixty_four_devices_take_less_than_64_mib(self):
+        reports = b"".join(report(14, i % 100) for i in range(1000))
+        with a_bench([[reports, completion()]] * 64) as bench:
+            self.assertLess(self.peak_of(bench), 64 * 2**20)
+
+    def test_a_record_of_10_mb_of_each_of_sixty_four_devices_takes_less_than_64_mib(self):
+        with a_bench([["write large", completion()]] * 64) as bench:
+            bench.write("large", report(Large="x" * 10_000_000))
+            self.assertLess(self.peak_of(bench), 64 * 2**20)
+            self.assertEqual({event["unreadable_records"] for event in bench.ended().values()}, {1})
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])
