@@ -1,6 +1,6 @@
 set(VANDREL_SANITIZERS "" CACHE STRING "Sanitizers for all of the project's code, in the syntax of -fsanitize")
 if(VANDREL_SANITIZERS STREQUAL "fuzzer-no-link")
-    # Fuzzers without sanitizers are for the number of inputs: what traces comparisons takes a third of the time.
+    # Fuzzers without sanitizers are for many inputs. What traces comparisons takes a third of their time.
     add_compile_options(-fsanitize=fuzzer-no-link -fno-sanitize-coverage=trace-cmp)
     add_link_options(-fsanitize=fuzzer-no-link)
 elseif(VANDREL_SANITIZERS)
