@@ -15,6 +15,7 @@
 
 #include <boost/filesystem/operations.hpp>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -141,11 +142,16 @@ void require_one_record(input written, const described_value& report, const expe
         require(written.empty(), "no record of what has no XML form");
         return;
     }
-    // Standard output has a line feed after each record. A string that XML cannot represent makes
-    // its record unreadable.
+    // Standard output has a line feed after each record.
     require(!written.empty() && written.back() == '\n', "a record");
-    if (outcome.is_read) {
-        require_document(written.first(written.size() - 1), record.get());
+    const input document = written.first(written.size() - 1);
+    const auto whole = write_property_list(record.get());
+    const input text = bytes_of(whole.get());
+    // A text ends at its first zero byte, which a device's string can contain.
+    const auto end = std::ranges::find(text, 0);
+    require(std::ranges::equal(document, input(text.begin(), end)), "the document as a text");
+    if (outcome.is_read && end == text.end()) {
+        require_document(document, record.get());
     }
 }
 

@@ -88,7 +88,18 @@ void foresee(CFTypeRef value, int depth, xml_outcome& outcome) {
     }
 }
 
-/// The XML document of a value; null when it has none.
+} // namespace
+
+input bytes_of(CFDataRef data) {
+    return {CFDataGetBytePtr(data), static_cast<std::size_t>(CFDataGetLength(data))};
+}
+
+xml_outcome outcome_in_xml(CFTypeRef value) {
+    xml_outcome outcome;
+    foresee(value, 0, outcome);
+    return outcome;
+}
+
 cf_handle<CFDataRef> write_property_list(CFTypeRef value) {
     CFErrorRef error_out = nullptr;
     cf_handle<CFDataRef> document(CFPropertyListCreateData(kCFAllocatorDefault, value,
@@ -97,18 +108,6 @@ cf_handle<CFDataRef> write_property_list(CFTypeRef value) {
     const cf_error_handle error(error_out);
     require((document != nullptr) == (error == nullptr), "either a document or an error");
     return document;
-}
-
-input bytes_of(CFDataRef data) {
-    return {CFDataGetBytePtr(data), static_cast<std::size_t>(CFDataGetLength(data))};
-}
-
-} // namespace
-
-xml_outcome outcome_in_xml(CFTypeRef value) {
-    xml_outcome outcome;
-    foresee(value, 0, outcome);
-    return outcome;
 }
 
 cf_handle<CFPropertyListRef> read_property_list(input bytes) {

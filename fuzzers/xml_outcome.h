@@ -7,6 +7,9 @@
 
 namespace vandrel::fuzzing {
 
+/// The content, valid as long as `data`.
+input bytes_of(CFDataRef data);
+
 /// Whether each step succeeds. XML cannot represent everything that a property list can hold.
 struct xml_outcome {
     /// False: more than 2,048 nested containers, a key that is no string, or an object
@@ -24,6 +27,9 @@ struct xml_outcome {
 
 /// Computes the expected results for `value`.
 xml_outcome outcome_in_xml(CFTypeRef value);
+
+/// The XML document of a value; null if it has none.
+cf_handle<CFDataRef> write_property_list(CFTypeRef value);
 
 /// Reads a property list; null on failure.
 cf_handle<CFPropertyListRef> read_property_list(input bytes);
