@@ -32,16 +32,22 @@ std::vector<decision> bench_run::turn(awake_time now, std::span<const input> hap
     if (phase_ == phase::fresh) {
         start();
     }
-    for (const input& one : happened) {
-        if (phase_ != phase::over) {
-            std::visit([this](const auto& what) { on(what); }, one);
-        }
-    }
+    // Ctrl-C comes last: it ends no tool whose end has come with it.
+    take(happened, false);
+    take(happened, true);
     if (phase_ != phase::over) {
         // What has come before the end of the session, or with it, still counts.
         session_over_ ? end_session() : look_at_limits();
     }
     return std::exchange(out_, {});
+}
+
+void bench_run::take(std::span<const input> happened, bool cancels) {
+    for (const input& one : happened) {
+        if (phase_ != phase::over && std::holds_alternative<user_cancelled>(one) == cancels) {
+            std::visit([this](const auto& what) { on(what); }, one);
+        }
+    }
 }
 
 void bench_run::look_at_limits() {

@@ -229,7 +229,8 @@ public:
     bench& operator=(const bench&) = delete;
 
     /// `now` is the caller's awake time, from any start. All of `happened` is taken in, in its
-    /// order, before a limit is looked at: a report in the same turn as a limit saves the device.
+    /// order but `user_cancelled` last, before a limit is looked at: a report in the same turn as a
+    /// limit saves the device.
     /// The first turn begins the run. After `run_over` nothing is decided any more.
     std::vector<decision> turn(awake_time now, std::span<const input> happened);
 

@@ -108,6 +108,12 @@ TEST(bench_cancelled, run_does_not_try_again) {
     EXPECT_EQ(bench.exit_status(), 130);
 }
 
+TEST_F(bench_cancel, ends_no_tool_whose_end_comes_in_the_same_turn) {
+    bench.turn({user_cancelled{}});
+    bench.turn({user_cancelled{}, process_ended{bench.tool(device_a), 0}});
+    EXPECT_THAT(ended(), ElementsAre(device_b));
+}
+
 TEST_F(bench_cancel, twice_ends_the_tools) {
     bench.turn({user_cancelled{}});
     bench.turn({user_cancelled{}});

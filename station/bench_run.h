@@ -34,6 +34,8 @@ private:
 
     // bench.cpp
     void advance_clock(awake_time now);
+    /// `cancels`: takes each `user_cancelled`; otherwise, all others.
+    void take(std::span<const input> happened, bool cancels);
     void look_at_limits();
     void log(event_body body, event_level level, const device_record* device = nullptr);
     void log(std::vector<event_body> bodies, const device_record& device);
