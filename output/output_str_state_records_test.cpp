@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+
 namespace {
 
 using namespace vandrel;
@@ -51,9 +53,9 @@ TEST(print_value, two_records_are_separated_by_the_channels_line_feed) {
 
 TEST(print_value, a_record_ends_at_a_zero_byte_in_a_string) {
     const std::string text("left\0right", 10);
-    const cf_handle<CFStringRef> string(
-        CFStringCreateWithBytes(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(text.data()),
-                                static_cast<CFIndex>(text.size()), kCFStringEncodingUTF8, false));
+    const cf_handle<CFStringRef> string(CFStringCreateWithBytes(
+        kCFAllocatorDefault, reinterpret_cast<const std::uint8_t*>(text.data()),
+        static_cast<CFIndex>(text.size()), kCFStringEncodingUTF8, false));
     channel_capture capture;
     capture.channel()->print_value("DeviceInfo", string.get());
     const std::string records = capture.finish().records;
