@@ -19,6 +19,7 @@ import shlex
 import shutil
 import subprocess
 import sys
+import zipfile
 
 from figures import Row, between_markers, grown, measure, size_text, table
 
@@ -60,14 +61,14 @@ def write_options(work, name, count):
     return paths
 
 
-def write_scenario(path, reports, ecid=ECID):
+def write_scenario(path, reports, ecid=ECID, **more):
     """One device, whose restore sends that many reports without delay, and then completes."""
     steps = [{"Status": "Restoring", "Operation": 14, "Progress": i % 100}
              for i in range(reports - 1)]
     steps.append({"Status": "Successful", "Operation": 0, "Progress": 100})
     write_plist(path, {"Devices": [{
         "Name": "phone", "ECID": ecid, "State": "Recovery",
-        "Restore": {"Reports": [{"After": 0, "Report": step} for step in steps]},
+        "Restore": {"Reports": [{"After": 0, "Report": step} for step in steps]}, **more,
     }]})
     return path
 
@@ -78,10 +79,15 @@ def write_bench(folder, vandrel, devices, reports):
     folder.mkdir(exist_ok=True)
     ecids = [f"{0x000A11B22C330000 + i:016X}" for i in range(devices)]
     for ecid in ecids:
-        write_scenario(folder / f"{ecid}.plist", reports, ecid)
+        write_scenario(folder / f"{ecid}.plist", reports, ecid, ChipID=0x8110, BoardID=12)
     write_plist(folder / "all.plist", {"Devices": [
         {"Name": ecid, "ECID": ecid, "State": "Recovery"} for ecid in ecids]})
-    write_plist(folder / "options.plist", {"AuthInstallRestoreBehavior": "Update"})
+    with zipfile.ZipFile(folder / "bundle.ipsw", "w") as bundle:
+        bundle.writestr("BuildManifest.plist", plistlib.dumps({
+            "ProductVersion": "17.1", "ProductBuildVersion": "21B80",
+            "BuildIdentities": [{"ApChipID": "0x8110", "ApBoardID": "0x0C"}]}))
+    write_plist(folder / "options.plist", {
+        "AuthInstallRestoreBehavior": "Update", "RestoreBundlePath": str(folder / "bundle.ipsw")})
     tool = folder / "tool"
     tool.write_text("#!/bin/sh\nscenario=all\n"
                     "for word; do [ \"$before\" = --ecid ] && scenario=$word; before=$word; done\n"

@@ -23,8 +23,8 @@ struct ecid_hash {
 };
 
 /// The attached devices by ECID, and whether the session is being torn down. Thread-safe: both are
-/// reached only through `access`, which holds the lock. The private fields have the names that the
-/// session's documentation uses.
+/// reached only through `access`, which holds the lock. The private fields have the names that
+/// docs/architecture.md uses under "Locks".
 ///
 ///     {
 ///         auto table = devices.lock();

@@ -6,7 +6,7 @@ namespace vandrel {
 
 namespace {
 
-/// Callers are noexcept; if the allocation fails the process ends.
+/// noexcept: if the allocation fails, the process ends.
 std::vector<char> make_zeroed_buffer(CFIndex size) noexcept {
     return std::vector<char>(static_cast<std::size_t>(size), '\0');
 }

@@ -15,8 +15,8 @@ namespace Orv {
 
 /// A file on disk, opened to be read whole.
 ///
-/// A function that is given an error code stores failures there, and its result is then
-/// meaningless. Without an error code it throws boost::system::system_error, whose text contains
+/// A function that is given an error code stores failures there, and returns what its
+/// comment says. Without an error code it throws boost::system::system_error, whose text contains
 /// the step, the file and the reason. Failures of the system have the category win32_error_category
 /// on both hosts, failures of the reader itself file_error_category. Failures of
 /// Boost.Asio have its category, and their text does not contain the file. A failed read is

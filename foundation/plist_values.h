@@ -22,7 +22,7 @@ cf_handle<CFTypeRef> make_plist_compatible(CFTypeRef value, std::int32_t strict)
 cf_handle<CFTypeRef> to_xml_plist_compatible(CFTypeRef value, std::int32_t strict);
 
 /// Whether `value` and everything in it can be written as a property list in `format`. Sets are
-/// valid in every format but XML; nothing is valid in the OpenStep format.
+/// not valid in XML. Nothing is valid in the OpenStep format.
 bool is_valid_plist_value(CFTypeRef value, CFPropertyListFormat format);
 
 } // namespace vandrel

@@ -14,7 +14,7 @@ namespace vandrel::station {
 /// Nor does one that throws. Any thread may call.
 class background_writer {
 public:
-    /// No task is taken while those that wait hold more than so many bytes.
+    /// Tasks are refused while those that wait hold more bytes than this.
     explicit background_writer(std::size_t most_bytes);
     /// Tasks that are left are not done.
     ~background_writer();
@@ -24,8 +24,8 @@ public:
     /// False when the queue is full: the task is lost. `bytes` is what it holds.
     bool post(std::size_t bytes, std::function<void()> task);
 
-    /// Whether the queue is half full: whoever has more to give does well to wait a little. For a
-    /// second at most, until the queue has been empty: a slow disk must not slow others down.
+    /// Whether the queue is more than half full, so that producers should pause. True for a second
+    /// at most, then false until the queue has been empty: a slow disk must not slow others down.
     bool is_behind() const;
 
     /// Waits until everything is done, but no longer than this; whether it is.

@@ -30,8 +30,8 @@
 
 namespace vandrel::station {
 
-/// Numbers one run of the tool on a device, from 1. What comes from a run of which nothing is
-/// awaited any more has no effect.
+/// Numbers one run of the tool on a device, from 1. After the run is over, its inputs
+/// are ignored.
 using tool_id = std::uint64_t;
 
 /// Numbers one list, likewise.
@@ -105,7 +105,7 @@ struct record_unreadable {
 
 struct process_ended {
     tool_id tool = 0;
-    /// 0 is success; whoever ended the process by a signal or as a crash leaves another number.
+    /// 0 is success. After a signal or a crash it is another number.
     std::int64_t exit_status = 0;
 };
 

@@ -21,7 +21,7 @@ struct process_start {
     std::vector<std::string> arguments;
     /// What TEMP, TMP and TMPDIR name for the tool.
     std::filesystem::path temporary_folder;
-    /// Takes what the tool writes to its standard output and standard error; what it holds stays.
+    /// The tool's standard output and standard error are appended to this file.
     std::filesystem::path diagnostics;
 };
 

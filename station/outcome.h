@@ -10,8 +10,7 @@ struct outcome {
     bool refused = false;
     /// The first list could not be had.
     bool cannot_work = false;
-    /// No device was there that was asked for, fits and is nobody else's; or one that was named by
-    /// its ECID does not fit.
+    /// No device that was asked for fits and is free; or a device named by its ECID does not fit.
     bool nothing_fits = false;
     /// The user or the end of the session has cut the run short.
     bool cancelled = false;

@@ -1,6 +1,7 @@
 #pragma once
 
-/// From what was asked for to what can be run: all files are read, and nothing is touched.
+/// From what was asked for to what can be run: all files are read, the scratch
+/// folder is made, and no device is touched.
 
 #include "station/bundle.h"
 #include "station/command_line.h"

@@ -45,7 +45,7 @@ using record =
     std::variant<restore_report, device_list_record, device_info_record, command_success_record,
                  internal_error_record, unknown_record, unreadable_record>;
 
-/// Reads one document, whose end is that of the text.
+/// Reads one document, with nothing after it.
 record read_record(std::string_view document);
 
 /// Takes a stream in pieces of any size. All readers are used by one thread.
@@ -67,7 +67,7 @@ public:
 
     /// Calls `handle` for each record that these bytes end.
     void take(std::string_view bytes, const handler& handle);
-    /// The stream has ended: what it ended in the middle of is an unreadable record.
+    /// The stream has ended. An unfinished document is an unreadable record.
     void finish(const handler& handle);
 
 private:
