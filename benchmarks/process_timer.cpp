@@ -2,7 +2,8 @@
 /// time, RUNS times. The STREAM of each (1: standard output, 2: standard error) is a pipe, which is
 /// emptied here. Prints one line: the median time in seconds from the first start to the last end,
 /// the largest peak memory in bytes, the exit status, which must be the same for all, and the
-/// largest processor time in seconds that a program took itself, without its own children.
+/// processor time in seconds that all copies took themselves, without their own children: the
+/// largest of the runs.
 ///
 /// It is small, because a program's peak memory includes that of the process that started it.
 
@@ -81,18 +82,23 @@ void drain(const std::vector<running_copy>& copies) {
     }
 }
 
-/// The processor time of a process that has ended and was not waited for.
-double own_processor_seconds(pid_t process) {
+double seconds_of(const timeval& time) {
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+}
+
+/// The processor time of the children for which a process has waited. Waits for its end, but leaves
+/// it to be waited for.
+double processor_seconds_of_children(pid_t process) {
     siginfo_t ignored;
     if (waitid(P_PID, static_cast<id_t>(process), &ignored, WEXITED | WNOWAIT) != 0) {
         fail("waitid", errno);
     }
     std::ifstream file("/proc/" + std::to_string(process) + "/stat");
-    std::string fields;
-    // The name is in parentheses, and may have blanks in it.
-    std::getline(file, fields, ')');
-    for (int i = 3; i < 14; ++i) {
-        file >> fields;
+    std::string field;
+    // The name, the second field, is in parentheses and may contain anything.
+    std::getline(file, field, ')');
+    for (int number = 3; number < 16; ++number) {
+        file >> field;
     }
     long user = 0;
     long system = 0;
@@ -112,11 +118,12 @@ figures run(int count, int stream, char** program) {
     }
     drain(copies);
     for (const running_copy& copy : copies) {
-        result.processor_seconds =
-            std::max(result.processor_seconds, own_processor_seconds(copy.process));
+        const double of_children = processor_seconds_of_children(copy.process);
         int status = 0;
         rusage usage{};
         wait4(copy.process, &status, 0, &usage);
+        result.processor_seconds +=
+            seconds_of(usage.ru_utime) + seconds_of(usage.ru_stime) - of_children;
         close(copy.pipe);
         const int code = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
         result.status = std::max(result.status, code, [](int left, int right) {

@@ -30,8 +30,8 @@ struct bench_times {
     time stream_after_process = std::chrono::seconds(2);
     /// From the end of the old process to the next try, at least.
     time retry_pause = std::chrono::seconds(20);
-    /// A list must show the device again within this time, which begins when the old process ends or
-    /// the device leaves, whichever is later.
+    /// A list must show the device again within this time, which begins when the old process ends
+    /// or the device leaves, whichever is later.
     time retry_wait = std::chrono::minutes(5);
     /// Lists are no further apart while a device waits for its next try, whatever `poll` says.
     time retry_poll = std::chrono::seconds(30);

@@ -4,12 +4,15 @@
 #include "station/text.h"
 
 #include <boost/json/array.hpp>
+#include <boost/json/monotonic_resource.hpp>
 #include <boost/json/serialize.hpp>
 #include <boost/json/value.hpp>
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
+#include <utility>
 
 namespace vandrel::station {
 
@@ -137,17 +140,20 @@ double seconds_of(awake_time time) {
     return static_cast<double>(time.count()) / 1000;
 }
 
-boost::json::string json_text(std::string_view text) {
-    return boost::json::string(printable(text));
+std::string json_text(std::string_view text) {
+    return printable(text);
 }
 
 std::string ascii_json(const boost::json::value& value) {
     // Valid UTF-8, and other characters than ASCII's stand in strings only.
-    const std::string text = boost::json::serialize(value);
+    std::string text = boost::json::serialize(value);
+    const auto is_ascii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
+    if (std::ranges::all_of(text, is_ascii)) {
+        return text;
+    }
     std::string result;
     result.reserve(text.size());
     for (std::size_t i = 0;;) {
-        const auto is_ascii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
         const auto rest =
             std::find_if_not(text.begin() + static_cast<std::ptrdiff_t>(i), text.end(), is_ascii);
         const auto end = static_cast<std::size_t>(rest - text.begin());
@@ -229,13 +235,18 @@ void add_try(object& object, const try_result& result) {
 std::string json_line(const event& what, const run_facts& facts,
                       std::chrono::system_clock::time_point time) {
     const event_text text = describe(what);
-    object line{{"v", 1},
-                {"seq", what.seq},
-                {"time", rfc3339(time)},
-                {"t", seconds_of(what.t)},
-                {"run", json_text(facts.run)},
-                {"event", name_of(what.body)},
-                {"level", name_of(what.level)}};
+    // Most lines are made without any other memory, and have at most 18 keys: a larger object
+    // would have an index, which takes longer than it saves.
+    std::array<unsigned char, 4096> memory;
+    boost::json::monotonic_resource resource(memory.data(), memory.size());
+    object line({{"v", 1},
+                 {"seq", what.seq},
+                 {"time", rfc3339(time)},
+                 {"t", seconds_of(what.t)},
+                 {"run", json_text(facts.run)},
+                 {"event", name_of(what.body)},
+                 {"level", name_of(what.level)}},
+                18, &resource);
     if (what.device) {
         add_device(line, *what.device);
     }
@@ -248,7 +259,7 @@ std::string json_line(const event& what, const run_facts& facts,
         }
         line["tags"] = std::move(tags);
     }
-    return ascii_json(line) + "\n";
+    return ascii_json(std::move(line)) + "\n";
 }
 
 } // namespace vandrel::station

@@ -26,7 +26,7 @@ std::string json_line(const event& what, const run_facts& facts,
 std::string ascii_json(const boost::json::value& value);
 
 /// A text that boost::json takes: valid UTF-8.
-boost::json::string json_text(std::string_view text);
+std::string json_text(std::string_view text);
 
 boost::json::object json_of(const counts& totals);
 boost::json::object json_of(const error_details& error);

@@ -173,9 +173,10 @@ record read_value(const std::string& type, const pugi::xml_node& value) {
 } // namespace
 
 record read_record(std::string_view document) {
-    const std::string clean = allowed_in_xml(document);
+    std::string clean = allowed_in_xml(document);
     pugi::xml_document parsed;
-    if (!parsed.load_buffer(clean.data(), clean.size(), pugi::parse_default, pugi::encoding_utf8)) {
+    if (!parsed.load_buffer_inplace(clean.data(), clean.size(), pugi::parse_default,
+                                    pugi::encoding_utf8)) {
         return unreadable_record{};
     }
     const pugi::xml_node root = parsed.child("plist").child("dict");
@@ -243,8 +244,11 @@ void record_reader::end_document(const handler& handle) {
         return;
     }
     // A record that was cut short, or anything else, does not spoil the record behind it.
-    const std::size_t last_start = document.rfind(start_mark);
-    const std::size_t start = last_start == std::string::npos ? 0 : last_start;
+    std::size_t start = 0;
+    for (std::size_t next = document.find(start_mark); next != std::string::npos;
+         next = document.find(start_mark, next + 1)) {
+        start = next;
+    }
     if (document.find_first_not_of(blanks) < start) {
         handle(unreadable_record{});
     }

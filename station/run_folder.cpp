@@ -18,6 +18,8 @@ namespace vandrel::station {
 namespace {
 
 constexpr std::size_t queue_bytes = std::size_t{16} * 1024 * 1024;
+/// So that the queue always knows nearly all that waits.
+constexpr std::size_t gathered_bytes = std::size_t{64} * 1024;
 
 } // namespace
 
@@ -187,23 +189,46 @@ void run_folder::post(std::size_t bytes, std::function<void(files&)> task) {
     }
 }
 
-void run_folder::log(std::string line) {
-    const std::size_t size = line.size();
-    post(size, [line = std::move(line)](files& all) { all.log(line); });
+void run_folder::log(std::string_view line) {
+    events_ += line;
+    count(line.size());
+}
+
+void run_folder::count(std::size_t bytes) {
+    added_bytes_ += bytes;
+    if (added_bytes_ > gathered_bytes) {
+        flush();
+    }
+}
+
+void run_folder::flush() {
+    added_bytes_ = 0;
+    if (!events_.empty()) {
+        const std::size_t size = events_.size();
+        post(size, [lines = std::exchange(events_, {})](files& all) { all.log(lines); });
+    }
+    for (auto& [where, bytes] : std::exchange(added_, {})) {
+        const std::size_t size = bytes.size();
+        post(size, [where = where, bytes = std::move(bytes)](files& all) {
+            all.append(where.first, where.second, bytes);
+        });
+    }
 }
 
 void run_folder::replace(const std::string& name, std::string content) {
+    flush();
     const std::size_t size = content.size();
     post(size, [name, content = std::move(content)](files& all) { all.replace(name, content); });
 }
 
 void run_folder::append(const std::string& of, const std::string& name, std::string_view bytes) {
-    post(bytes.size(),
-         [of, name, text = std::string(bytes)](files& all) { all.append(of, name, text); });
+    added_[{of, name}] += bytes;
+    count(bytes.size());
 }
 
 void run_folder::keep(const std::filesystem::path& file, const std::string& of,
                       const std::function<void()>& done) {
+    flush();
     const bool taken = writer_.post(0, [kept = files_, file, of, done] {
         kept->keep(file, of);
         done();
@@ -215,6 +240,7 @@ void run_folder::keep(const std::filesystem::path& file, const std::string& of,
 }
 
 void run_folder::close(const std::string& of) {
+    flush();
     post(0, [of](files& all) { all.open.erase(of); });
 }
 
@@ -224,6 +250,7 @@ std::optional<std::string> run_folder::hole() const {
 }
 
 void run_folder::finish(std::chrono::milliseconds limit) {
+    flush();
     post(0, [](files& all) { all.replace_stale(); });
     if (!writer_.drain(limit)) {
         files_->lose("the run folder takes nothing any more");

@@ -5,12 +5,15 @@
 #include "station/background_writer.h"
 
 #include <chrono>
+#include <cstddef>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace vandrel::station {
 
@@ -20,7 +23,9 @@ std::string try_folder(const std::string& ecid, int visit, int try_number);
 /// The run's name is its folder's, however that is written.
 std::string run_name(const std::filesystem::path& run_folder);
 
-/// Writes in the background. What cannot be written is lost, and `hole` says so. One thread.
+/// Writes in the background. What cannot be written is lost, and `hole` says so. What is added to
+/// files is gathered until `flush`, because one large write costs little more than a small one. One
+/// thread.
 class run_folder {
 public:
     /// Makes the folder, unless it is there and empty. Throws std::runtime_error with one sentence.
@@ -32,12 +37,15 @@ public:
     const std::filesystem::path& path() const { return path_; }
 
     /// Adds a line to events.jsonl, or nothing of it.
-    void log(std::string line);
+    void log(std::string_view line);
     /// Puts a whole file in the place of the one of this name, which readers never see half
     /// written. When somebody holds that one, the next call tries again, and the last is `finish`.
     void replace(const std::string& name, std::string content);
     /// Adds to the file `name` in the folder `of`, which is made when it is missing, or nothing.
     void append(const std::string& of, const std::string& name, std::string_view bytes);
+    /// Passes on what was added. All other functions that write call it first, and what adds a lot
+    /// does.
+    void flush();
     /// Copies a file into the folder `of`, if it is there. `done` is called afterwards, in the
     /// background; also at once, here, when the queue is full.
     void keep(const std::filesystem::path& file, const std::string& of,
@@ -54,10 +62,16 @@ public:
 private:
     struct files;
     void post(std::size_t bytes, std::function<void(files&)> task);
+    /// Flushes when this makes it much.
+    void count(std::size_t bytes);
 
     std::filesystem::path path_;
     std::shared_ptr<files> files_;
     background_writer writer_;
+    /// Added since the last flush: to events.jsonl, and to files by folder and name.
+    std::string events_;
+    std::map<std::pair<std::string, std::string>, std::string> added_;
+    std::size_t added_bytes_ = 0;
 };
 
 } // namespace vandrel::station

@@ -63,11 +63,11 @@ void run_output::take(const event& what) {
         folder_->log(line);
     }
     if (settings_.arguments.json) {
-        write_output(line);
+        lines_ += line;
     } else if (!settings_.options.dry_run || what.level != event_level::info) {
         const auto local = now.time_since_epoch() + offset_of_local_time(now);
         const auto of_day = local - std::chrono::floor<std::chrono::days>(local);
-        write_output(plain_.line_for(what, std::chrono::floor<std::chrono::seconds>(of_day)));
+        lines_ += plain_.line_for(what, std::chrono::floor<std::chrono::seconds>(of_day));
     }
     summary_->take(what, now);
     if (std::holds_alternative<device_ended>(what.body) ||
@@ -76,22 +76,28 @@ void run_output::take(const event& what) {
     }
 }
 
+void run_output::flush() {
+    if (folder_) {
+        folder_->flush();
+    }
+    if (!lines_.empty()) {
+        // What a reader does not take in time is in the run's folder.
+        const std::size_t size = lines_.size();
+        output_.post(
+            size, [lines = std::exchange(lines_, {})] { write_all(standard_stream::out, lines); });
+    }
+}
+
 void run_output::show(const std::string& text) {
+    flush();
     const auto stream = settings_.arguments.json ? standard_stream::error : standard_stream::out;
     output_.post(text.size(), [stream, text] { write_all(stream, text); });
 }
 
 void run_output::complain(const std::string& why) {
+    flush();
     const std::string line = "vandrel-station: " + printable(why) + "\n";
     output_.post(line.size(), [line] { write_all(standard_stream::error, line); });
-}
-
-void run_output::write_output(std::string text) {
-    if (!text.empty()) {
-        // What a reader does not take in time is in the run's folder.
-        const std::size_t size = text.size();
-        output_.post(size, [text = std::move(text)] { write_all(standard_stream::out, text); });
-    }
 }
 
 void run_output::write_summary() {
@@ -102,6 +108,7 @@ void run_output::write_summary() {
 }
 
 void run_output::finish(steady_clock::time_point until) {
+    flush();
     const auto left = [until] {
         return std::chrono::duration_cast<std::chrono::milliseconds>(until - steady_clock::now());
     };

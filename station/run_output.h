@@ -16,13 +16,14 @@
 
 namespace vandrel::station {
 
-/// Never waits. One thread.
+/// Never waits. What is taken is gathered until `flush`. One thread.
 class run_output {
 public:
     /// Makes the run's folder, unless the run only shows what it would do. Throws refusal.
     explicit run_output(const run_settings& settings);
 
     void take(const event& what);
+    void flush();
     /// Text for people: on standard output, or with JSON there on standard error.
     void show(const std::string& text);
     /// One sentence without a full stop, on standard error.
@@ -35,7 +36,6 @@ public:
     void finish(std::chrono::steady_clock::time_point until);
 
 private:
-    void write_output(std::string text);
     void write_summary();
 
     const run_settings& settings_;
@@ -43,6 +43,8 @@ private:
     std::unique_ptr<run_folder> folder_;
     plain_view plain_;
     std::optional<summary> summary_;
+    /// For standard output, since the last flush.
+    std::string lines_;
     background_writer output_;
 };
 

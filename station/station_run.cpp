@@ -215,6 +215,7 @@ private:
         for (const decision& each : rules_.turn(now, taken)) {
             carry_out(each);
         }
+        output_.flush();
         if (rules_.working() != awake_) {
             awake_ = rules_.working();
             keep_awake(awake_);

@@ -90,9 +90,6 @@ void summary::take(const event& what, std::chrono::system_clock::time_point time
         its.holder = left->holder;
         its.ended = device_ended{final_state::left_alone, left->reason, 0, {}};
         its.ended_at = time;
-    } else if (std::holds_alternative<try_started>(what.body)) {
-        // One that was left alone, and then was not.
-        its.ended.reset();
     } else if (const auto* ended = std::get_if<device_ended>(&what.body)) {
         its.ended = *ended;
         its.ended_at = time;
@@ -272,7 +269,7 @@ std::string summary::json() const {
         devices.push_back(json_of_row(each));
     }
     root["devices"] = std::move(devices);
-    return ascii_json(root) + "\n";
+    return ascii_json(std::move(root)) + "\n";
 }
 
 std::string summary::csv() const {

@@ -49,9 +49,10 @@ std::string replaced(std::string_view text, Allowed allowed) {
     std::string result;
     result.reserve(text.size());
     for (;;) {
-        // Nearly all that is read and shown is plain ASCII, which is allowed everywhere.
-        const auto* const rest =
-            std::ranges::find_if(text, [](char c) { return c < 0x20 || c > 0x7E; });
+        // Nearly all that is read and shown is printable ASCII, which is allowed everywhere.
+        const auto* const rest = std::ranges::find_if(text, [allowed](char c) {
+            return (c < 0x20 || c > 0x7E) && (c < 0 || !allowed(static_cast<unsigned char>(c)));
+        });
         result.append(text.begin(), rest);
         text.remove_prefix(static_cast<std::size_t>(rest - text.begin()));
         if (text.empty()) {
