@@ -9,7 +9,7 @@
 #include "output/diagnostic_names.h"
 #include "output/output_str_state.h"
 
-#include <fmt/format.h>
+#include <fmt/compile.h>
 
 #include <chrono>
 #include <future>
@@ -91,8 +91,10 @@ void device_notifier_state::report_restore_status(CFDictionaryRef statusDict) {
         log(fmt::format("{}: Ignoring invalid statusDict", signature));
         return;
     }
-    log(fmt::format("{}: status {}, operation {}, progress {}", signature, status->status,
-                    amr_operation{status->operation}, status->progress));
+    fmt::memory_buffer line;
+    fmt::format_to(fmt::appender(line), FMT_COMPILE("{}: status {}, operation {}, progress {}"),
+                   signature, status->status, amr_operation{status->operation}, status->progress);
+    log(fmt::to_string(line));
 
     const auto converted = to_xml_plist_compatible(statusDict, 0);
     if (!converted || CFGetTypeID(converted.get()) != CFDictionaryGetTypeID()) {
