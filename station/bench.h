@@ -137,7 +137,8 @@ struct start_list {
     std::vector<std::string> without_properties;
 };
 
-/// End the processes of the list. `list_not_had` is awaited before another begins.
+/// End the processes of the list. Another list begins after its `list_not_had`, or after
+/// `bench_times::list_limit` without it.
 struct end_list {
     list_id list = 0;
 };
@@ -219,8 +220,9 @@ class bench_run;
 
 class bench {
 public:
-    /// Turns are never further apart than this, also when nothing has happened: the limits are
-    /// looked at in turns, and a longer gap is taken for a computer that stood still.
+    /// Turns are never further apart than this, also when nothing has happened, because the limits
+    /// are looked at in turns. A gap of over `bench_times::clock_gap` means that the computer stood
+    /// still.
     static constexpr awake_time turn_interval{250};
 
     explicit bench(bench_options options);

@@ -30,8 +30,8 @@ struct bench_times {
     time stream_after_process = std::chrono::seconds(2);
     /// From the end of the old process to the next try, at least.
     time retry_pause = std::chrono::seconds(20);
-    /// A list must show the device again within this time, which begins when the old process ends
-    /// or the device leaves, whichever is later.
+    /// Two lists in a row must show the device again within this time, which begins when the old
+    /// process ends or the device leaves, whichever is later.
     time retry_wait = std::chrono::minutes(5);
     /// Lists are no further apart while a device waits for its next try, whatever `poll` says.
     time retry_poll = std::chrono::seconds(30);
@@ -52,7 +52,7 @@ struct bench_times {
 
 struct bench_options {
     command what = command::restore;
-    /// Devices lose everything: their number has to be typed, or `yes` given.
+    /// Devices lose everything: their number (`ERASE` for a watch) has to be typed, or `yes` given.
     bool erase = false;
 
     /// Which devices: these ECIDs (normalized); these ECIDs or serial numbers; all. Together they
@@ -87,7 +87,8 @@ struct bench_options {
     std::size_t stop_after = 5;
     awake_time stall_timeout = std::chrono::minutes(30);
     awake_time linger = std::chrono::seconds(30);
-    /// The station's own limit for each try; absent when the tool keeps it.
+    /// The station's own limit for each try; a little more than the tool's, if that keeps one. None
+    /// for `recover`.
     std::optional<awake_time> time_limit;
 
     bench_times times;

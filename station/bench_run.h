@@ -132,7 +132,7 @@ private:
     /// Until then, one more Ctrl-C also ends tools that write firmware.
     std::optional<awake_time> third_cancel_until_;
     bool dry_ = false;
-    /// A device that was asked for, fits and is locked has been there.
+    /// At least one chosen device fitted and was locked.
     bool had_work_ = false;
     bool named_unfit_ = false;
     outcome outcome_;

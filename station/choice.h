@@ -11,8 +11,8 @@
 
 namespace vandrel::station {
 
-/// The ECID that an entry of `only` is: one of 16 digits. Shorter texts of digits are serial
-/// numbers: no device is erased for a likeness.
+/// The ECID that an entry of `only` is: one of 16 digits. A shorter text is a serial number, even
+/// if it has only digits, so that it never selects a device by mistake.
 std::optional<std::string> ecid_of_entry(const std::string& entry);
 
 /// Whether an entry of `only` means the device: it is its ECID or its serial number.

@@ -70,7 +70,7 @@ public:
     device_lock& operator=(const device_lock&) = delete;
 
     struct outcome {
-        /// Empty when another process has it.
+        /// Empty when another process has it, or when that cannot be found out.
         std::unique_ptr<device_lock> lock;
         /// That process, where it can be known.
         std::optional<std::int64_t> holder;

@@ -18,7 +18,8 @@ public:
 
     void tool_started(awake_time now) { last_tool_start_ = now; }
 
-    /// The number of the list to be begun now. One is due so long after the last, with `every`.
+    /// The number of the list to begin now, if one is due. With `every`, one is due that long after
+    /// the last one began.
     std::optional<list_id> begin(awake_time now, std::optional<awake_time> every);
 
     /// The number of the list that has taken too long, once.
@@ -27,7 +28,7 @@ public:
     /// It goes on; its time begins anew.
     void continued(list_id number, awake_time now);
 
-    /// It has come to an end, well or not. Whether anybody still waited for it.
+    /// The list has ended, with or without a result. True if its result is still wanted.
     bool ended(list_id number);
 
     /// Whether one is under way.

@@ -14,7 +14,8 @@ struct outcome {
     bool nothing_fits = false;
     /// The user or the end of the session has cut the run short.
     bool cancelled = false;
-    /// Every device that was asked for is restored.
+    /// Nothing is left to do: each chosen device is restored, or was left alone though nobody named
+    /// it; or the run was a dry one.
     bool all_done = true;
     /// The run's own record has a hole.
     bool log_incomplete = false;

@@ -36,15 +36,17 @@ public:
 
     const std::filesystem::path& path() const { return path_; }
 
-    /// Adds a line to events.jsonl, or nothing of it.
+    /// Adds a whole line to events.jsonl. If that fails, adds nothing.
     void log(std::string_view line);
-    /// Puts a whole file in the place of the one of this name, which readers never see half
-    /// written. When somebody holds that one, the next call tries again, and the last is `finish`.
+    /// Puts a whole file in the place of the one of this name: readers never see half of it. If
+    /// another program has the old file open, that stays. The next call tries again, and `finish`
+    /// tries for the last time.
     void replace(const std::string& name, std::string content);
-    /// Adds to the file `name` in the folder `of`, which is made when it is missing, or nothing.
+    /// Adds all bytes to the file `name` in the folder `of`, which is made when it is missing. If
+    /// that fails, adds nothing.
     void append(const std::string& of, const std::string& name, std::string_view bytes);
-    /// Passes on what was added. All other functions that write call it first, and what adds a lot
-    /// does.
+    /// Passes on what was added. `replace`, `keep`, `close` and `finish` call it first; `log` and
+    /// `append` call it when much was added.
     void flush();
     /// Copies a file into the folder `of`, if it is there. `done` is called afterwards, in the
     /// background; also at once, here, when the queue is full.

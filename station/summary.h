@@ -40,12 +40,12 @@ public:
 
     /// For people, with a line feed behind each line.
     std::string text() const;
-    /// When the run is over and nothing was touched, the reason in one sentence without a full
-    /// stop; else empty.
+    /// When the run is over with status 2, 3 or 4, the reason in one sentence without a full stop;
+    /// else empty.
     std::string refusal_text() const;
     /// One document, and a line feed.
     std::string json() const;
-    /// A line with the names of the columns, then one for each visit of a device.
+    /// A line with the names of the columns, then one for each visit that has ended.
     std::string csv() const;
 
 private:

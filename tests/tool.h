@@ -45,13 +45,13 @@ class running_tool;
 ///                              .run();
 ///     EXPECT_EQ(run.calls("AMRecoveryModeDeviceReboot"), 1);
 ///
-/// Each run has a new folder for temporary files. Three environment variables change all runs:
+/// Each run has a new folder for temporary files. Three environment variables change runs:
 ///
 ///     VANDREL_KEEP_RUNS=FOLDER         keeps scenario, journal and output in FOLDER/SUITE.TEST.N,
 ///                                      with the shell script `command`, which repeats the run
 ///     VANDREL_TESTED_PROGRAM=vandrel   runs the product, which must find the simulator under the
 ///                                      names of Apple's libraries
-///     VANDREL_FAIL_CREATIONS=1         repeats each run once for each CoreFoundation object that
+///     VANDREL_FAIL_CREATIONS=1         repeats each `run` once for each CoreFoundation object that
 ///                                      it creates, failing that creation: the tool must end by
 ///                                      itself with one of its exit statuses, and leave nothing
 class tool_call {

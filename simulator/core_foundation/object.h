@@ -78,7 +78,7 @@ public:
     virtual CFHashCode hash() const;
     /// A text for diagnostics. By default the type's name.
     virtual std::string describe() const;
-    /// The same as a part of what describes another object.
+    /// The text for this object inside the description of another.
     virtual std::string describe_inside() const { return describe(); }
 
 protected:

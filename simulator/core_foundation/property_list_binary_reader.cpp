@@ -48,8 +48,8 @@ std::uint64_t unsigned_of(byte_span bytes) {
 /// The bytes at an object's offset, read from front to back.
 class object_bytes {
 public:
-    /// `unclaimed` is the number of bytes that belong to no object yet. Each byte belongs to one
-    /// object at most. Otherwise the same bytes could be millions of objects.
+    /// `unclaimed` is the number of bytes that objects may still take. All objects together take no
+    /// more than there are. Otherwise the same bytes could be millions of objects.
     object_bytes(byte_span bytes, std::uint64_t& unclaimed) : rest_(bytes), unclaimed_(unclaimed) {}
 
     byte_span take(std::uint64_t count) {
