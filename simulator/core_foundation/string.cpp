@@ -12,7 +12,11 @@
 #include <unordered_map>
 
 __CFString::__CFString(std::string text, CFIndex length, bool valid)
-    : object(static_type()), utf8(std::move(text)), utf16_length(length), is_valid(valid) {}
+    // No text is as long as the mask; without it, the compiler warns of lost bits.
+    : object(static_type()),
+      utf8(std::move(text)),
+      utf16_length(length & (std::numeric_limits<CFIndex>::max() >> 1)),
+      is_valid(valid) {}
 
 const simulator::runtime_type& __CFString::static_type() {
     static const auto& type = *new simulator::runtime_type("CFString");

@@ -22,8 +22,9 @@ struct __CFString final : simulator::object {
     std::string_view valid_part() const;
 
     const std::string utf8;
-    const CFIndex utf16_length;
-    const bool is_valid;
+    // Together in eight bytes: there can be millions of strings.
+    const CFIndex utf16_length : 63;
+    const bool is_valid : 1;
 };
 
 namespace simulator {
