@@ -91,6 +91,7 @@ void device_notifier_state::report_restore_status(CFDictionaryRef statusDict) {
         log(fmt::format("{}: Ignoring invalid statusDict", signature));
         return;
     }
+    // Formatted for each report, whether it will be written or not: the compiler reads the format.
     fmt::memory_buffer line;
     fmt::format_to(fmt::appender(line), FMT_COMPILE("{}: status {}, operation {}, progress {}"),
                    signature, status->status, amr_operation{status->operation}, status->progress);
