@@ -228,7 +228,6 @@ void run_folder::append(const std::string& of, const std::string& name, std::str
 
 void run_folder::keep(const std::filesystem::path& file, const std::string& of,
                       const std::function<void()>& done) {
-    flush();
     const bool taken = writer_.post(0, [kept = files_, file, of, done] {
         kept->keep(file, of);
         done();

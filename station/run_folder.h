@@ -45,8 +45,8 @@ public:
     /// Adds all bytes to the file `name` in the folder `of`, which is made when it is missing. If
     /// that fails, adds nothing.
     void append(const std::string& of, const std::string& name, std::string_view bytes);
-    /// Passes on what was added. `replace`, `keep`, `close` and `finish` call it first; `log` and
-    /// `append` call it when much was added.
+    /// Passes on what was added. `replace`, `close` and `finish` call it first; `log` and `append`
+    /// call it when much was added.
     void flush();
     /// Copies a file into the folder `of`, if it is there. `done` is called afterwards, in the
     /// background; also at once, here, when the queue is full.

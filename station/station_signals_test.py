@@ -247,6 +247,12 @@ class two_stations(tests):
         if not on_windows:
             self.assertEqual(left["holder"], self.first.process.pid)
 
+    def test_a_dry_run_says_so_before_it_shows_its_choice(self):
+        bench = self.bench([completion()], [completion()])
+        shown = bench.restore("--dry-run", "--plain").stdout.decode()
+        self.assertIn("1 device will be restored", shown)
+        self.assertLess(shown.index(" LEFT "), shown.index("1 device will be restored"))
+
     def test_a_watch_gets_the_device_when_the_first_is_killed(self):
         second = self.start(self.second_bench, "--watch", "--count", "1")
         second.wait_for("device_left_alone", reason="held")
