@@ -1,5 +1,6 @@
 #include "station/text.h"
 
+#include <fmt/compile.h>
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -44,15 +45,26 @@ std::optional<character> first_character(std::string_view text) {
     return character{code, size};
 }
 
+constexpr bool turns_lines_around(char32_t code) {
+    return (code >= 0x202A && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069) ||
+           code == 0x200E || code == 0x200F || code == 0x2028 || code == 0x2029;
+}
+
 template<class Allowed>
 std::string replaced(std::string_view text, Allowed allowed) {
+    // Nearly all that is read and shown is ASCII; a table has what is allowed of it.
+    static constexpr auto passes = [] {
+        std::array<bool, 256> result{};
+        for (std::size_t c = 0; c < 0x80; ++c) {
+            result[c] = Allowed{}(static_cast<char32_t>(c));
+        }
+        return result;
+    }();
     std::string result;
     result.reserve(text.size());
     for (;;) {
-        // Nearly all that is read and shown is printable ASCII, which is allowed everywhere.
-        const auto* const rest = std::ranges::find_if(text, [allowed](char c) {
-            return (c < 0x20 || c > 0x7E) && (c < 0 || !allowed(static_cast<unsigned char>(c)));
-        });
+        const auto* const rest = std::ranges::find_if_not(
+            text, [](char c) { return passes[static_cast<unsigned char>(c)]; });
         result.append(text.begin(), rest);
         text.remove_prefix(static_cast<std::size_t>(rest - text.begin()));
         if (text.empty()) {
@@ -63,11 +75,6 @@ std::string replaced(std::string_view text, Allowed allowed) {
         result += first && allowed(first->code) ? text.substr(0, size) : replacement;
         text.remove_prefix(size);
     }
-}
-
-bool turns_lines_around(char32_t code) {
-    return (code >= 0x202A && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069) ||
-           code == 0x200E || code == 0x200F || code == 0x2028 || code == 0x2029;
 }
 
 } // namespace
@@ -98,14 +105,15 @@ std::string rfc3339(std::chrono::system_clock::time_point time) {
     const auto day = std::chrono::floor<std::chrono::days>(time);
     const std::chrono::year_month_day date(day);
     const auto of_day = std::chrono::floor<std::chrono::milliseconds>(time - day);
-    return fmt::format("{:04}-{:02}-{:02}T{}.{:03}Z", static_cast<int>(date.year()),
+    return fmt::format(FMT_COMPILE("{:04}-{:02}-{:02}T{}.{:03}Z"), static_cast<int>(date.year()),
                        static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
                        hours_minutes_seconds(of_day), of_day.count() % 1000);
 }
 
 std::string hours_minutes_seconds(std::chrono::milliseconds duration) {
     const auto seconds = duration.count() / 1000;
-    return fmt::format("{:02}:{:02}:{:02}", seconds / 3600, seconds / 60 % 60, seconds % 60);
+    return fmt::format(FMT_COMPILE("{:02}:{:02}:{:02}"), seconds / 3600, seconds / 60 % 60,
+                       seconds % 60);
 }
 
 std::string size_text(std::uint64_t bytes) {
