@@ -4,7 +4,7 @@
 ///     dump             what --debug-dump writes
 ///     reports          5,000 reports of a restore, to their records
 ///     options FILE     an options file, to the dictionary
-///     connect COUNT    1,000 notifications of devices that connect, with COUNT in the table
+///     connect COUNT    1,000 devices that connect and disconnect, with COUNT in the table
 
 #include "benchmarks/devices.h"
 #include "benchmarks/reports.h"

@@ -61,8 +61,8 @@ public:
     };
 
     /// Holds the lock for the life of the result. Code that runs under it queues output and calls
-    /// functions of Apple's platform that read, retain and release objects. It calls nothing that
-    /// waits for a callback.
+    /// functions of Apple's platform that create, read, retain and release objects. It calls
+    /// nothing that waits for a callback.
     [[nodiscard]] access lock() { return access(*this); }
 
     /// Wakes every waiter. Called without the lock, so that a waiter can go on at once.

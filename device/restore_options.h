@@ -9,10 +9,10 @@
 
 namespace vandrel {
 
-/// For a restore of the IPSW bundle at `bundle`: MobileDevice's default options with the bundle's
-/// path, a path under `scratch` for its personalised copy, a different one for each call, and the
-/// behaviour for an erasing or an updating restore. Throws std::runtime_error when MobileDevice has
-/// no defaults or a path cannot be converted.
+/// For a restore of the IPSW bundle at `bundle`: MobileDevice's default options, and in addition
+/// the bundle's path; a new path under `scratch` for its personalised copy, another one for each
+/// call; the values for an erasing or an updating restore. Throws std::runtime_error when
+/// MobileDevice has no defaults or a path cannot be converted.
 cf_handle<CFMutableDictionaryRef> make_restore_options(const boost::filesystem::path& bundle,
                                                        bool erase,
                                                        const boost::filesystem::path& scratch);

@@ -9,8 +9,8 @@ namespace vandrel {
 
 /// The outcome of parsing a command line.
 struct parse_result {
-    /// If the command line could not be parsed, they serve only to report the error: the defaults,
-    /// or, if memory ran out, perhaps some that had been stored.
+    /// After a command line that could not be parsed: the defaults. If memory ran out, some values
+    /// may already have been stored. They serve only to report the error.
     start_options options;
     /// What `--help` prints.
     boost::program_options::options_description description;

@@ -17,10 +17,10 @@ namespace Orv {
 ///
 /// A function that is given an error code stores failures there, and returns what its
 /// comment says. Without an error code it throws boost::system::system_error, whose text contains
-/// the step, the file and the reason. Failures of the system have the category win32_error_category
-/// on both hosts, failures of the reader itself file_error_category. Failures of
-/// Boost.Asio have its category, and their text does not contain the file. A failed read is
-/// "read: REASON". The failure "assign" is thrown even if an error code is given. One thread at a
+/// the step, the file and the reason. Failures to open, create or size a file have the category
+/// win32_error_category on both hosts, failures of the reader itself file_error_category. A failed
+/// read has the category of Boost.Asio or of the host; its text, "read: REASON", does not contain
+/// the file. The failure "assign" is thrown even if an error code is given. One thread at a
 /// time.
 class file {
 public:

@@ -21,9 +21,8 @@ private:
     hresult_error_category() = default;
 };
 
-/// What COM's own error class gives for `result` when the system has `system_text` for it: that
-/// text without one "\r\n" or "\n" at its end, unless the text is a single line feed. When
-/// `system_text` is empty, a text with the number.
+/// What COM's error class gives for `result`: `system_text` without its final "\r\n" or "\n" (a
+/// text that is a single line feed stays), or, if `system_text` is empty, a text with the number.
 std::string com_message(std::string system_text, std::uint32_t result);
 
 } // namespace vandrel

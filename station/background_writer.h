@@ -24,8 +24,9 @@ public:
     /// False when the queue is full: the task is lost. `bytes` is what it holds.
     bool post(std::size_t bytes, std::function<void()> task);
 
-    /// Whether the queue is more than half full, so that producers should pause. True for a second
-    /// at most, then false until the queue has been empty: a slow disk must not slow others down.
+    /// Whether the queue is more than half full, so that producers should pause. After one
+    /// second it turns false, and stays so until the queue has been empty once: a slow disk must
+    /// not slow others down.
     bool is_behind() const;
 
     /// Waits until everything is done, but no longer than this; whether it is.

@@ -230,10 +230,10 @@ public:
     bench(const bench&) = delete;
     bench& operator=(const bench&) = delete;
 
-    /// `now` is the caller's awake time, from any start. All of `happened` is taken in, in its
-    /// order but `user_cancelled` last, before a limit is looked at: a report in the same turn as a
-    /// limit saves the device.
-    /// The first turn begins the run. After `run_over` nothing is decided any more.
+    /// `now` is the caller's awake time, from any start. Takes in all of `happened` in its
+    /// order, except that `user_cancelled` comes last. Limits are checked after that, so a report
+    /// in the same turn as a limit saves the device. The first turn begins the run. After
+    /// `run_over` nothing is decided any more.
     std::vector<decision> turn(awake_time now, std::span<const input> happened);
 
     /// Whether a tool runs on a device: the computer is kept from sleeping then.

@@ -31,8 +31,8 @@ public:
 
     /// None in a run that only shows.
     run_folder* folder() { return folder_.get(); }
-    /// The summary for people, and the files' last state; on standard error, why nothing was
-    /// touched, if so. Waits for what is written, but no longer than this.
+    /// Writes the summary for people and the last state of the files. If nothing was touched,
+    /// standard error gets the reason. Waits until `until` at the latest.
     void finish(std::chrono::steady_clock::time_point until);
 
 private:

@@ -17,9 +17,9 @@ public:
     usb_watch(const usb_watch&) = delete;
     usb_watch& operator=(const usb_watch&) = delete;
 
-    /// Calls `arrived` in the loop of `context` whenever a USB device is attached; also later, when
-    /// it was attached before the end of the object. A host that announces none, or refuses to,
-    /// never calls it: lists are asked for from time to time anyway.
+    /// Calls `arrived` in the loop of `context` whenever a USB device is attached. A call can still
+    /// come after the object's end, for a device that was attached before it. A host that announces
+    /// none, or refuses to, never calls it: lists are asked for from time to time anyway.
     static std::unique_ptr<usb_watch> start(boost::asio::io_context& context,
                                             std::function<void()> arrived);
 };

@@ -6,7 +6,7 @@
 
 namespace vandrel::testing {
 
-/// 121 different texts of 60 to 3,540 bytes, short and long ones in turn: the lengths of real
+/// 121 different texts of 60 to 3,536 bytes, short and long ones in turn: the lengths of real
 /// records and beyond.
 inline std::vector<std::string> make_numbered_records() {
     std::vector<std::string> records;

@@ -48,7 +48,8 @@ class running_tool;
 /// Each run has a new folder for temporary files. Three environment variables change runs:
 ///
 ///     VANDREL_KEEP_RUNS=FOLDER         keeps scenario, journal and output in FOLDER/SUITE.TEST.N,
-///                                      with the shell script `command`, which repeats the run
+///                                      with the shell script `command`, which repeats the run,
+///                                      without `--output-pipe`
 ///     VANDREL_TESTED_PROGRAM=vandrel   runs the product, which must find the simulator under the
 ///                                      names of Apple's libraries
 ///     VANDREL_FAIL_CREATIONS=1         repeats each `run` once for each CoreFoundation object that
