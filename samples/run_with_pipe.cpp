@@ -1,18 +1,27 @@
-// Starts vandrel with a pipe, and prints each record when it arrives:
+// Starts vandrel with a pipe, prints each record when it arrives, and judges the run by them:
 //
-//     run_with_pipe.exe C:\vandrel\vandrel.exe --list-devices
+//     run_with_pipe.exe C:\vandrel\vandrel.exe --restore iPhone.ipsw --ecid 0001A2B3C4D5E6F7
+//     run_with_pipe.exe --records FILE
 //
-// vandrel's other output goes to standard error. The exit status is that of vandrel.
+// The second form judges the records in a file. vandrel's other output goes to standard error. So
+// do the number of records that cannot be read, and the verdict. The exit status is the verdict's:
+//
+//     0   restored; for another command than a restore: done
+//     1   failed
+//     2   timed out
+//     3   connection lost: the device was unplugged, or the cable is bad
+//     4   not completed: vandrel ended, or the file ends, and no record says how the run went
 
+#include "records.h"
+
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <exception>
-#include <functional>
 #include <iostream>
 #include <memory>
 #include <string>
-#include <string_view>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -146,30 +155,27 @@ unique_handle start(std::wstring command_line, HANDLE pipe) {
     return unique_handle(process.hProcess);
 }
 
-using record_handler = std::function<void(std::string_view)>;
-
-// A read may return any part of the stream; each record ends with </plist> and a line feed.
-void read_records(HANDLE reader, const record_handler& handle_record) {
-    constexpr std::string_view end = "</plist>\n";
-    std::string text;
+// Reads to the end of a pipe or file.
+void read_records(HANDLE stream, record_reader& records) {
     std::array<char, 65536> piece{};
-    DWORD size = 0;
-    while (ReadFile(reader, piece.data(), static_cast<DWORD>(piece.size()), &size, nullptr)) {
-        text.append(piece.data(), size);
-        for (std::size_t at = text.find(end); at != std::string::npos; at = text.find(end)) {
-            handle_record(std::string_view(text).substr(0, at + end.size()));
-            text.erase(0, at + end.size());
+    for (;;) {
+        DWORD size = 0;
+        if (!ReadFile(stream, piece.data(), static_cast<DWORD>(piece.size()), &size, nullptr)) {
+            if (GetLastError() != ERROR_BROKEN_PIPE) {
+                fail("ReadFile");
+            }
+            break;
         }
+        if (size == 0) {
+            break;
+        }
+        records.take({piece.data(), size});
     }
-    if (GetLastError() != ERROR_BROKEN_PIPE) {
-        fail("ReadFile");
-    }
-    if (!text.empty()) {
-        std::cerr << "The last record is incomplete.\n";
-    }
+    records.finish();
 }
 
-DWORD run(const std::vector<std::wstring>& words, const record_handler& handle_record) {
+// Returns vandrel's exit status.
+DWORD run(const std::vector<std::wstring>& words, record_reader& records) {
     record_pipe pipe = make_record_pipe();
     std::wstring command_line;
     for (const std::wstring& word : words) {
@@ -180,7 +186,7 @@ DWORD run(const std::vector<std::wstring>& words, const record_handler& handle_r
     const unique_handle process = start(command_line, pipe.writer.get());
     // From here on, only vandrel has the write end open; when it closes it, the stream ends.
     pipe.writer.reset();
-    read_records(pipe.reader.get(), handle_record);
+    read_records(pipe.reader.get(), records);
     WaitForSingleObject(process.get(), INFINITE);
     DWORD result = 0;
     if (!GetExitCodeProcess(process.get(), &result)) {
@@ -192,15 +198,31 @@ DWORD run(const std::vector<std::wstring>& words, const record_handler& handle_r
 } // namespace
 
 int wmain(int count, wchar_t** words) {
-    if (count < 2) {
-        std::cerr << "usage: run_with_pipe VANDREL [ARGUMENTS]\n";
+    const std::vector<std::wstring> arguments(words + 1, words + count);
+    const bool is_file = !arguments.empty() && arguments[0] == L"--records";
+    if (arguments.empty() || (is_file && arguments.size() != 2)) {
+        std::cerr << "usage: run_with_pipe VANDREL [ARGUMENTS], or run_with_pipe --records FILE\n";
         return 64;
     }
     try {
-        const DWORD result = run({words + 1, words + count}, [](std::string_view record) {
-            std::cout << record << std::flush;
+        run_judge judge(std::find(arguments.begin(), arguments.end(), L"--enter-restore-mode") !=
+                        arguments.end());
+        record_reader records([&judge](std::string_view document, const plist_value& record) {
+            std::cout << document << std::endl;
+            judge.take(record);
         });
-        return static_cast<int>(result);
+        if (is_file) {
+            const unique_handle file =
+                checked(CreateFileW(arguments[1].c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                    OPEN_EXISTING, 0, nullptr),
+                        "CreateFileW");
+            read_records(file.get(), records);
+        } else if (const DWORD exit_status = run(arguments, records); exit_status != 0) {
+            std::cerr << "vandrel's exit status: " << exit_status << '\n';
+        }
+        const auto [status, text] = judge.verdict();
+        std::cerr << text << '\n';
+        return status;
     } catch (const std::exception& error) {
         std::cerr << "run_with_pipe: " << error.what() << '\n';
         return 65;

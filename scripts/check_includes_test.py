@@ -29,6 +29,8 @@ CLEAN = {
     "simulator/mobile_device/play_test.cpp": '#include "simulator/core_foundation/test_objects.h"\n',
     "simulator/mobile_device/test_play.h": '#include "simulator/core_foundation/test_objects.h"\n',
     "tests/value.cpp": '#include "simulator/core_foundation/number.h"\n',
+    "samples/run.cpp": '#include "read.h"\n',
+    "samples/read.h": "#include <string>\n",
     "tests/capture.h": '#include "output/channel.h"\n',
 }
 
