@@ -1,12 +1,15 @@
 #!/usr/bin/env python3
-"""Runs the Command Prompt examples in docs/windows.md, and compares their output.
+"""Plays the commands of docs/windows.md and of the release's README under Wine, and compares their output.
 
-    windows_page_test.py PAGE EMULATOR VANDREL.EXE VANDREL.DLL VANDREL-SIM.EXE
+    windows_page_test.py PAGE README EMULATOR BIN
 
-An example is a block of the language "bat", in which a line that begins with the prompt is a command. Up to
-HEADING_OF_INSTALLED, Apple's libraries are not installed, as in EMULATOR's prefix; after it they are, and
-VANDREL-SIM.EXE takes the place of vandrel.exe.
+BIN has the programs for Windows. A block of the language "bat" has commands: the lines that begin with the prompt,
+or all lines if none does. They are played in a folder like that of a release. Up to HEADING_OF_INSTALLED, Apple's
+libraries are not installed, as in EMULATOR's prefix; after it they are, and vandrel-sim takes the place of vandrel.
+Of a block of the language "powershell", the programs of a release are played, up to the first "|".
 """
+import json
+import os
 import pathlib
 import re
 import shutil
@@ -14,62 +17,152 @@ import subprocess
 import sys
 import tempfile
 import unittest
+from concurrent.futures import ThreadPoolExecutor
 
 # Tests leave nothing among the sources.
 sys.dont_write_bytecode = True
+root = pathlib.Path(__file__).resolve().parents[1]
+sys.path.insert(0, str(root / "scripts" / "lib"))
+import station_bench
 from pages_test import BLOCK, matches
 
-page, emulator, vandrel, vandrel_library, vandrel_sim = sys.argv[1:]
+page, readme, emulator, programs = sys.argv[1:]
+emulator, programs = os.path.abspath(emulator), pathlib.Path(programs).resolve()
 
-HEADING_OF_INSTALLED = "## The first command\n"
+HEADING_OF_INSTALLED = "### Try it without a device\n"
 PROMPT = "C:\\vandrel>"
 MARK = "=== the next command"
-# Wine's text differs from that of Windows.
-MODULE_NOT_FOUND = "(Module not found)", "(The specified module could not be found)"
-ADDRESS = re.compile(r"\(0x[0-9a-f]+\)")
+LEFT_OVER = "vandrel.0a1b2c"
+# Those of Windows, and one that needs Apple's library.
+NOT_PLAYED = ("certutil ", "msiexec ", "Get-FileHash ", "Unblock-File ", "$LASTEXITCODE", "vandrel-check-platform ")
+# What the programs write differs from run to run, and Wine's texts from those of Windows.
+SAME = [(re.compile(r"\(0x[0-9a-f]+\)"), "(0x1)"), (re.compile(r"after \d\d:\d\d:\d\d"), "after 00:00:00"),
+        (re.compile(re.escape("(Module not found)")), "(The specified module could not be found)")]
+# Those of the built-in scenario.
+CHIP, BOARD = 32816, 14
+BUILT_IN = ("0001A2B3C4D5E6F7", "000A11B22C33D44E", "000C44D55E66F770", "000E77F88A99B00C", "8001A2B3C4D5E6F7")
 
 
-def play(block, folder):
-    """The block's commands, each with its output."""
-    commands = [line[len(PROMPT) :] for line in block.splitlines() if line.startswith(PROMPT)]
-    batch = ["@echo off"]
-    for command in commands:
-        batch += [f"echo {MARK}", command]
-    (folder / "session.bat").write_text("\r\n".join(batch) + "\r\n", "utf-8", newline="")
-    result = subprocess.run(
-        [emulator, "cmd", "/c", "session.bat"],
-        cwd=folder,
-        stdin=subprocess.DEVNULL,
-        stdout=subprocess.PIPE,
-        stderr=subprocess.STDOUT,
-        timeout=120,
-        check=False,
-    )
-    text = result.stdout.decode("utf-8").replace("\r\n", "\n").replace(*MODULE_NOT_FOUND)
-    before, *played = text.split(MARK + "\n")
-    assert before == "" and len(played) == len(commands), text
-    return "".join(PROMPT + command + "\n" + output for command, output in zip(commands, played))
+def commands_in(block):
+    """Each command, with the lines that are shown below it."""
+    lines = block.splitlines(True)
+    if not any(line.startswith(PROMPT) for line in lines):
+        return [(line.strip(), "") for line in lines]
+    found = []
+    for line in lines:
+        if line.startswith(PROMPT):
+            found.append((line.removeprefix(PROMPT).strip(), ""))
+        else:
+            found[-1] = (found[-1][0], found[-1][1] + line)
+    return found
 
 
-class command_prompt_sessions(unittest.TestCase):
-    def test_show_what_a_run_writes(self):
-        text = pathlib.Path(page).read_text("utf-8")
-        installed = text.index(HEADING_OF_INSTALLED)
-        counts = {False: 0, True: 0}
-        with tempfile.TemporaryDirectory() as name:
-            folder = pathlib.Path(name)
-            shutil.copy(vandrel_library, folder / "vandrel.dll")
-            for block in BLOCK.finditer(text):
-                kind, shown = block.groups()
-                if kind != "bat":
-                    continue
-                is_installed = block.start() > installed
-                counts[is_installed] += 1
-                shutil.copy(vandrel_sim if is_installed else vandrel, folder / "vandrel.exe")
-                played = ADDRESS.sub("(0x1)", play(shown, folder))
-                with self.subTest(block=shown.splitlines()[0]):
-                    self.assertTrue(matches(ADDRESS.sub("(0x1)", shown), played), f"it wrote:\n{played}")
-        self.assertEqual(counts, {False: 1, True: 3})
+def same(text):
+    for pattern, replacement in SAME:
+        text = pattern.sub(replacement, text)
+    return text
+
+
+class release:
+    """A folder with what a release has. Each session has a folder for temporary files, with what a killed run has
+    left there."""
+
+    def __init__(self, folder, is_installed):
+        self.folder = folder
+        self.sessions = 0
+        for name in ("vandrel.exe", "vandrel.dll", "vandrel-sim.exe", "vandrel-station.exe"):
+            shutil.copy(programs / name, folder)
+        if is_installed:
+            shutil.copy(programs / "vandrel-sim.exe", folder / "vandrel.exe")
+        shutil.copytree(root / "release" / "scenarios", folder / "scenarios")
+        (folder / "samples").mkdir()
+        shutil.copy(programs / "run_with_pipe.exe", folder / "samples")
+        station_bench.write_bundle(folder / "iPhone.ipsw", CHIP, BOARD)
+
+    def play(self, commands):
+        """What each command writes."""
+        self.sessions += 1
+        name, temporary = f"session{self.sessions}.bat", f"temp{self.sessions}"
+        (self.folder / temporary / LEFT_OVER).mkdir(parents=True)
+        (self.folder / temporary / LEFT_OVER / "unpacked").write_text("a bundle")
+        batch = ["@echo off", f"set TEMP=%CD%\\{temporary}", f"set TMP=%CD%\\{temporary}", "set LOCALAPPDATA=%CD%\\local"]
+        for command in commands:
+            batch += [f"echo {MARK}", command]
+        (self.folder / name).write_text("\r\n".join(batch) + "\r\n", "utf-8", newline="")
+        result = subprocess.run(
+            [emulator, "cmd", "/c", name],
+            cwd=self.folder,
+            stdin=subprocess.DEVNULL,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.STDOUT,
+            timeout=240,
+            check=False,
+        )
+        before, *played = result.stdout.decode("utf-8").replace("\r\n", "\n").split(MARK + "\n")
+        assert before == "" and len(played) == len(commands), result.stdout
+        return played
+
+
+class commands_of_the_page(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.text = pathlib.Path(page).read_text("utf-8")
+        cls.installed_from = cls.text.index(HEADING_OF_INSTALLED)
+        cls.blocks = [(found.start(), *found.groups()) for found in BLOCK.finditer(cls.text)]
+        cls.releases = {}
+        for is_installed in (False, True):
+            folder = tempfile.TemporaryDirectory(prefix="vandrel \u00e4\u6587 ")
+            cls.addClassCleanup(folder.cleanup)
+            cls.releases[is_installed] = release(pathlib.Path(folder.name), is_installed)
+
+    def sessions(self):
+        """Those of the Command Prompt whose commands are not all of Windows: whether Apple's libraries are
+        installed, the commands, and what the page shows below them."""
+        for start, language, block in self.blocks:
+            commands = commands_in(block)
+            if language == "bat" and not all(command.startswith(NOT_PLAYED) for command, _ in commands):
+                yield start > self.installed_from, *zip(*commands)
+
+    def test_write_what_the_page_shows(self):
+        sessions = list(self.sessions())
+        # The station locks a device, so that two stations at a time are one too many.
+        with ThreadPoolExecutor(1) as one, ThreadPoolExecutor(3) as several:
+            played = [(one if "vandrel-station" in commands[0] else several).submit(
+                self.releases[is_installed].play, commands) for is_installed, commands, _ in sessions]
+        for (_, commands, shown), each in zip(sessions, played):
+            for command, expected, found in zip(commands, shown, each.result()):
+                with self.subTest(command):
+                    self.assertTrue(matches(same(expected), same(found)), f"it wrote:\n{found}")
+        left_over = [path for path in self.releases[True].folder.glob(f"temp*/{LEFT_OVER}")]
+        self.assertEqual(len(left_over), self.releases[True].sessions - 1)
+        self.assertEqual(len(sessions), 14)
+
+    def test_of_powershell_give_what_the_rest_of_the_line_takes(self):
+        commands = []
+        for _, language, block in self.blocks:
+            if language == "powershell":
+                commands += re.sub(r" \|\n +", " | ", block).splitlines()
+        played = [command for command in commands if not command.startswith(NOT_PLAYED)]
+        inner = [re.sub(r"^cmd /c '(.*)'$", r"\1", command).removeprefix(".\\") for command in played]
+        written = self.releases[True].play([command.partition(" | ")[0].replace("'", "") for command in inner])
+        (json_lines,) = [each for command, each in zip(inner, written) if "--json" in command]
+        (rest,) = [command.partition(" | ")[2] for command in inner if "--json" in command]
+        (event,) = re.findall(r"\$_\.event -eq '(\w+)'", rest)
+        (keys,) = re.findall(r"Select-Object (.*)$", rest)
+        ended = [each for each in map(json.loads, json_lines.splitlines()) if each["event"] == event]
+        self.assertEqual(sorted([each[key] for key in keys.split(", ")] for each in ended),
+                         [[ecid, "restored", "completed"] for ecid in BUILT_IN])
+        self.assertEqual([each for command, each in zip(inner, written) if "--json" not in command], ["", ""])
+        for name in ("devices.plist", "restore records.plist"):
+            self.assertIn(b"</plist>", (self.releases[True].folder / name).read_bytes())
+
+    def test_of_the_readme_are_on_the_page(self):
+        of_page = {command for _, language, block in self.blocks if language == "bat"
+                   for command, _ in commands_in(block)}
+        of_readme = {command for found in BLOCK.finditer(pathlib.Path(readme).read_text("utf-8"))
+                     for command, _ in commands_in(found[2])}
+        self.assertEqual(len(of_readme), 4)
+        self.assertEqual(of_readme - of_page, set())
 
 
 if __name__ == "__main__":

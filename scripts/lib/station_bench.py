@@ -33,6 +33,13 @@ def device(number):
             "Restore": {"Reports": [{"After": after, "Report": report} for after, report in reports(number)]}}
 
 
+def write_bundle(path, chip, board):
+    with zipfile.ZipFile(path, "w") as bundle:
+        bundle.writestr("BuildManifest.plist", plistlib.dumps({
+            "ProductVersion": "17.1", "ProductBuildVersion": "21B80", "SupportedProductTypes": ["iPhone14,2"],
+            "BuildIdentities": [{"ApChipID": hex(chip), "ApBoardID": hex(board)}]}))
+
+
 def write_bench(folder, numbers):
     events = [{"At": 4 if number == ARRIVES_LATE else 0, "Device": f"phone {number}", "Type": "connected"}
               for number in numbers]
@@ -41,10 +48,7 @@ def write_bench(folder, numbers):
     with open(os.path.join(folder, "slots.txt"), "w", encoding="ascii") as file:
         for number in numbers:
             file.write(f"{0x14110000 + number * 0x1000:#x} {'AB'[(number - 1) // 6]}{(number - 1) % 6 + 1}\n")
-    with zipfile.ZipFile(os.path.join(folder, "iPhone.ipsw"), "w") as bundle:
-        bundle.writestr("BuildManifest.plist", plistlib.dumps({
-            "ProductVersion": "17.1", "ProductBuildVersion": "21B80", "SupportedProductTypes": ["iPhone14,2"],
-            "BuildIdentities": [{"ApChipID": hex(CHIP), "ApBoardID": hex(BOARD)}]}))
+    write_bundle(os.path.join(folder, "iPhone.ipsw"), CHIP, BOARD)
 
 
 if __name__ == "__main__":
