@@ -19,6 +19,7 @@ import subprocess
 import sys
 import tempfile
 import unittest
+from concurrent.futures import ThreadPoolExecutor
 
 RECOVERY = "0001A2B3C4D5E6F7"
 LIMIT = 120
@@ -332,11 +333,13 @@ class running_sample(unittest.TestCase):
         }
         # The options of a restore, for the station, are no scenario.
         self.assertEqual({path.stem for path in scenarios.iterdir()} - {"restore-options"}, verdicts.keys())
-        for name, expected in verdicts.items():
+        with ThreadPoolExecutor() as several:
+            runs = [several.submit(
+                self.run_sample, "--scenario", host_path(scenarios / f"{name}.plist"), "--speed", "10", "--",
+                "--restore", "iPhone.ipsw", "--ecid", RECOVERY, "--restore-timeout", "2") for name in verdicts]
+        for (name, expected), run in zip(verdicts.items(), runs):
             with self.subTest(name):
-                _, other, status = self.run_sample(
-                    "--scenario", host_path(scenarios / f"{name}.plist"), "--speed", "10", "--", "--restore", "iPhone.ipsw",
-                    "--ecid", RECOVERY, "--restore-timeout", "2")
+                _, other, status = run.result()
                 self.assertEqual((status, other), expected)
 
     def test_is_done_when_the_device_enters_the_restore_system(self):
