@@ -135,7 +135,7 @@ class commands_of_the_page(unittest.TestCase):
                     self.assertTrue(matches(same(expected), same(found)), f"it wrote:\n{found}")
         left_over = [path for path in self.releases[True].folder.glob(f"temp*/{LEFT_OVER}")]
         self.assertEqual(len(left_over), self.releases[True].sessions - 1)
-        self.assertEqual(len(sessions), 14)
+        self.assertEqual(len(sessions), 15)
 
     def test_of_powershell_give_what_the_rest_of_the_line_takes(self):
         commands = []
