@@ -193,7 +193,7 @@ void count_second(const std::function<void()>& job) {
 
 std::shared_ptr<output_str_state> make_channel(boost::asio::io_context& context) {
     start_options options;
-    options.output_pipe = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    options.output_pipe = open("/dev/null", O_WRONLY);
     return make_output_state(context, options);
 }
 

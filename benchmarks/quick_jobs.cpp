@@ -86,7 +86,7 @@ int main(int argument_count, char** arguments) {
     const std::string argument = argument_count > 2 ? arguments[2] : "";
     boost::asio::io_context context;
     start_options options;
-    options.output_pipe = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    options.output_pipe = open("/dev/null", O_WRONLY);
     const auto channel = make_output_state(context, options);
     if (job == "dump") {
         dump(channel);

@@ -1,6 +1,7 @@
 /// `--amr-logfile`: the command line in a new file, then what the restore library logs.
 
 #include "tests/file_content.h"
+#include "tests/silent_pipe.h"
 #include "tests/temporary_folder.h"
 #include "tests/tool.h"
 
@@ -126,6 +127,19 @@ TEST_F(amr_logfile, a_log_file_that_is_refused_is_only_logged) {
     EXPECT_THAT(run.diagnostics,
                 Contains(EndsWith(": AMRestoreEnableFileLogging failed (12: Unable to open "
                                   "file)")));
+}
+
+TEST_F(amr_logfile, a_pipe_or_a_device_is_refused_without_waiting) {
+    const silent_pipe pipe;
+    std::vector<std::string> names = device_names();
+    names.push_back(pipe.name());
+    for (const std::string& name : names) {
+        const tool_run run = list(no_devices, {"--amr-logfile", name, "--debug"});
+        EXPECT_EQ(run.status, 0);
+        EXPECT_THAT(run.diagnostics,
+                    Contains(EndsWith(": AMRestoreEnableFileLogging failed (12: Unable to open "
+                                      "file)")));
+    }
 }
 
 TEST_F(amr_logfile, a_log_file_refused_with_an_unknown_error_says_so) {

@@ -77,6 +77,9 @@ std::string program_file_name(const std::string& name);
 /// "libname.so", or "name.dll".
 std::string library_file_name(const std::string& name);
 
+/// Names of devices that are always there.
+std::vector<std::string> device_names();
+
 /// The environment variables that set the folder for temporary files.
 std::vector<std::string> temporary_folder_variables();
 

@@ -301,6 +301,10 @@ std::string library_file_name(const std::string& name) {
     return name + ".dll";
 }
 
+std::vector<std::string> device_names() {
+    return {"NUL"};
+}
+
 std::vector<std::string> temporary_folder_variables() {
     return {"TMP", "TEMP"};
 }

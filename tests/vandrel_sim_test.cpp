@@ -1,6 +1,7 @@
 /// What vandrel-sim does before the tool starts: simulations that cannot be played.
 
 #include "tests/program.h"
+#include "tests/silent_pipe.h"
 #include "tests/temporary_folder.h"
 
 #include <boost/filesystem/fstream.hpp>
@@ -57,6 +58,36 @@ TEST(vandrel_sim, a_scenario_that_is_not_there_is_refused) {
 TEST(vandrel_sim, a_journal_that_cannot_be_written_is_refused) {
     expect_refusal(run({"--journal", "no-such-folder/journal.plist", "--", "--list-devices"}),
                    "no-such-folder/journal.plist: cannot write the journal (", ")");
+}
+
+TEST(vandrel_sim, a_scenario_that_is_a_pipe_or_a_device_is_refused) {
+    const silent_pipe pipe;
+    std::vector<std::string> names = device_names();
+    names.push_back(pipe.name());
+    for (const std::string& name : names) {
+        expect_refusal(run({"--scenario", name, "--", "--list-devices"}),
+                       name + ": file: is unreadable (it is a device or a pipe)",
+                       "; should be a file that can be read");
+    }
+}
+
+TEST(vandrel_sim, a_journal_that_is_a_pipe_or_a_device_is_refused) {
+    const silent_pipe pipe;
+    std::vector<std::string> names = device_names();
+    names.push_back(pipe.name());
+    for (const std::string& name : names) {
+        expect_refusal(run({"--journal", name, "--", "--list-devices"}),
+                       name + ": cannot write the journal (", ")");
+    }
+}
+
+TEST(vandrel_sim, a_folder_is_neither_a_scenario_nor_a_journal) {
+    const temporary_folder folder;
+    const std::string name = folder.path().string();
+    expect_refusal(run({"--scenario", name, "--", "--list-devices"}),
+                   name + ": file: is unreadable (", "); should be a file that can be read");
+    expect_refusal(run({"--journal", name, "--", "--list-devices"}),
+                   name + ": cannot write the journal (", ")");
 }
 
 TEST(vandrel_sim, a_wrong_option_of_the_simulator_is_refused) {

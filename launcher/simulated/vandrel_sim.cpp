@@ -6,11 +6,12 @@
 #include "simulator/mobile_device/scenario_file.h"
 #include "simulator/mobile_device/simulation.h"
 
+#include <boost/filesystem/operations.hpp>
+
 #include <cstdio>
 #include <cstdlib>
 #include <stdexcept>
-#include <system_error>
-#include <utility>
+#include <string>
 
 namespace vandrel {
 
@@ -20,15 +21,29 @@ namespace {
 constexpr int unusable_simulation = 64;
 constexpr int leaking_tool = 65;
 
-void start_simulation(const simulation_arguments& arguments) {
-    auto scenario = arguments.scenario_file ? simulator::read_scenario(*arguments.scenario_file)
-                                            : simulator::built_in_scenario();
-    try {
-        simulator::start(std::move(scenario), arguments.options);
-    } catch (const std::system_error& error) {
-        throw std::runtime_error(*arguments.options.journal + ": cannot write the journal (" +
-                                 error.code().message() + ")");
+/// The tool needs this folder, and its own message does not name the variable.
+void check_temporary_folder() {
+    boost::system::error_code error;
+    boost::filesystem::temp_directory_path(error);
+    if (!error) {
+        return;
     }
+    // On POSIX hosts, the first of these that exists names the folder, even if it is empty. On
+    // Windows, there always is one.
+    for (const char* const name : {"TMPDIR", "TMP", "TEMP", "TEMPDIR"}) {
+        if (const char* const value = std::getenv(name)) {
+            throw std::runtime_error(std::string(name) + ": is \"" + value +
+                                     "\"; should be the path of a folder");
+        }
+    }
+    throw std::runtime_error("TMPDIR: is not set, and there is no /tmp; should be the path of a "
+                             "folder");
+}
+
+void start_simulation(const simulation_arguments& arguments) {
+    simulator::start(arguments.scenario_file ? simulator::read_scenario(*arguments.scenario_file)
+                                             : simulator::built_in_scenario(),
+                     arguments.options);
     simulator::fail_creation(arguments.failing_creation);
 }
 
@@ -64,6 +79,7 @@ int launch(int argument_count, const char* const* arguments) {
     simulation_arguments parsed;
     try {
         parsed = parse_simulation_arguments(argument_count, arguments);
+        check_temporary_folder();
         start_simulation(parsed);
         std::atexit(account_for_objects);
     } catch (const std::runtime_error& error) {

@@ -4,9 +4,8 @@
 #include "simulator/mobile_device/cf_values.h"
 #include "simulator/mobile_device/utf8_path.h"
 
-#include <cerrno>
 #include <cstdio>
-#include <system_error>
+#include <stdexcept>
 
 namespace simulator {
 
@@ -56,14 +55,14 @@ cf_handle<CFDataRef> make_entry(const char* call, const std::string* device,
 } // namespace
 
 journal::journal(const std::string& path, old_entries old) : path_(path) {
-    // Without a buffer, each write is one write of the system.
-    file_.rdbuf()->pubsetbuf(nullptr, 0);
-    errno = 0;
-    file_.open(utf8_path(path),
-               std::ios::binary | (old == old_entries::remove ? std::ios::trunc : std::ios::app));
-    if (!file_) {
-        throw std::system_error(errno, std::generic_category());
+    try {
+        file_ = open_regular_file(utf8_path(path), old == old_entries::remove ? file_use::replace
+                                                                              : file_use::append);
+    } catch (const unusable_file& reason) {
+        throw std::runtime_error(path + ": cannot write the journal (" + reason.what() + ")");
     }
+    // Without a buffer, each write is one write of the system.
+    std::setvbuf(file_.get(), nullptr, _IONBF, 0);
 }
 
 void journal::record(const char* call, const std::string* device,
@@ -79,9 +78,9 @@ void journal::record(const char* call, const std::string* device,
     if (!file_) {
         return;
     }
-    file_.write(reinterpret_cast<const char*>(CFDataGetBytePtr(entry.get())),
-                static_cast<std::streamsize>(CFDataGetLength(entry.get())));
-    if (!file_) {
+    const auto length = static_cast<std::size_t>(CFDataGetLength(entry.get()));
+    if (std::fwrite(CFDataGetBytePtr(entry.get()), 1, length, file_.get()) != length) {
+        file_.reset();
         std::fprintf(stderr, "vandrel-sim: %s: journal cannot be written any further\n",
                      path_.c_str());
     }

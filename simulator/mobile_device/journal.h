@@ -1,10 +1,10 @@
 #pragma once
 
 #include "platform/core_foundation.h"
+#include "simulator/mobile_device/regular_file.h"
 
 #include <chrono>
 #include <cstdint>
-#include <fstream>
 #include <initializer_list>
 #include <mutex>
 #include <string>
@@ -27,7 +27,8 @@ public:
     enum class old_entries { remove, keep };
 
     /// Removes the old entries of the file, or keeps them and appends. `path` is UTF-8. Throws
-    /// std::system_error if the file cannot be written.
+    /// std::runtime_error with a text of one line if the file cannot be written, or is a device or
+    /// a pipe.
     explicit journal(const std::string& path, old_entries old = old_entries::remove);
 
     /// `device` is null for a call without a device. If an entry cannot be written, a message goes
@@ -39,7 +40,8 @@ private:
     const std::string path_;
     const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
     std::mutex mutex_;
-    std::ofstream file_;
+    /// Null after an entry could not be written.
+    file_handle file_;
 };
 
 } // namespace simulator

@@ -1,10 +1,11 @@
 #include "platform/mobile_device.h"
 #include "simulator/mobile_device/cf_values.h"
+#include "simulator/mobile_device/regular_file.h"
 #include "simulator/mobile_device/running_simulation.h"
 #include "simulator/mobile_device/utf8_path.h"
 
+#include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <system_error>
 
 namespace simulator {
@@ -13,6 +14,16 @@ namespace {
 
 constexpr std::int32_t bad_argument = 1;
 constexpr std::int32_t unable_to_open_file = 12;
+
+/// Whether the line is in the file.
+bool write_line(const std::filesystem::path& path, file_use use, const char* line) {
+    try {
+        const file_handle file = open_regular_file(path, use);
+        return std::fputs(line, file.get()) >= 0 && std::fflush(file.get()) == 0;
+    } catch (const unusable_file&) {
+        return false;
+    }
+}
 
 /// The real platform stores the bundle that it personalises for the device in the folder given in
 /// the options. This creates a small file there instead, so that the tool has something to remove.
@@ -26,8 +37,8 @@ void make_personalized_bundle(CFDictionaryRef options) {
     const std::filesystem::path folder = utf8_path(cf_text(value));
     std::error_code ignored;
     std::filesystem::create_directories(folder, ignored);
-    std::ofstream(folder / "PersonalizedBundle.txt", std::ios::binary)
-        << "Simulated personalized restore bundle\n";
+    write_line(folder / "PersonalizedBundle.txt", file_use::replace,
+               "Simulated personalized restore bundle\n");
 }
 
 } // namespace
@@ -66,7 +77,7 @@ std::int32_t AMRestoreEnableFileLogging(const char* path) {
     if (result != 0) {
         return result;
     }
-    std::ofstream log(simulator::utf8_path(path), std::ios::binary | std::ios::app);
-    log << "Simulated restore log\n" << std::flush;
-    return log ? 0 : simulator::unable_to_open_file;
+    const bool is_written = simulator::write_line(
+        simulator::utf8_path(path), simulator::file_use::append, "Simulated restore log\n");
+    return is_written ? 0 : simulator::unable_to_open_file;
 }

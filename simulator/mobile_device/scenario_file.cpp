@@ -2,11 +2,12 @@
 
 #include "simulator/mobile_device/cf_values.h"
 #include "simulator/mobile_device/plist_reader.h"
+#include "simulator/mobile_device/regular_file.h"
 #include "simulator/mobile_device/utf8_path.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <fstream>
+#include <cstdio>
 #include <limits>
 #include <system_error>
 #include <unordered_map>
@@ -128,30 +129,34 @@ cf_handle<CFDictionaryRef> parse_default_options(const std::string& place, CFTyp
     return cf_retained(options);
 }
 
-[[noreturn]] void throw_unreadable_file() {
-    throw_scenario_error("file", "unreadable (" + std::generic_category().message(errno) + ")",
-                         "a file that can be read");
+[[noreturn]] void throw_unreadable_file(const std::string& reason) {
+    throw_scenario_error("file", "unreadable (" + reason + ")", "a file that can be read");
+}
+
+std::vector<std::uint8_t> read_whole(std::FILE* file) {
+    // A file that grows while it is read, or that has a hole of any size, ends here.
+    constexpr std::size_t largest = 64U << 20U;
+    std::vector<std::uint8_t> bytes;
+    std::vector<std::uint8_t> block(65536);
+    while (const std::size_t count = std::fread(block.data(), 1, block.size(), file)) {
+        bytes.insert(bytes.end(), block.begin(),
+                     block.begin() + static_cast<std::ptrdiff_t>(count));
+        if (bytes.size() > largest) {
+            throw_scenario_error("file", "larger than 64 MiB", "a file of at most 64 MiB");
+        }
+    }
+    if (std::ferror(file) != 0) {
+        throw_unreadable_file(std::generic_category().message(errno));
+    }
+    return bytes;
 }
 
 std::vector<std::uint8_t> read_whole_file(const std::string& path) {
-    errno = 0;
-    std::ifstream file(utf8_path(path), std::ios::binary);
-    if (!file) {
-        throw_unreadable_file();
-    }
-    std::vector<std::uint8_t> bytes;
-    std::vector<char> block(65536);
-    // The stream reports a folder only when it is read.
-    file.exceptions(std::ios::badbit);
     try {
-        while (file.read(block.data(), static_cast<std::streamsize>(block.size())) ||
-               file.gcount() > 0) {
-            bytes.insert(bytes.end(), block.begin(), block.begin() + file.gcount());
-        }
-    } catch (const std::ios::failure&) {
-        throw_unreadable_file();
+        return read_whole(open_regular_file(utf8_path(path), file_use::read).get());
+    } catch (const unusable_file& reason) {
+        throw_unreadable_file(reason.what());
     }
-    return bytes;
 }
 
 std::string reason_of(CFErrorRef error) {

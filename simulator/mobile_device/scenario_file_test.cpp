@@ -553,6 +553,15 @@ TEST(scenario_file, must_not_be_a_folder) {
     EXPECT_TRUE(text.starts_with(folder + ": file: is unreadable (")) << text;
 }
 
+TEST(scenario_file, must_have_an_end_within_64_mebibytes) {
+    const test::temporary_folder folder;
+    const std::string path = folder / "scenario.plist";
+    test::write_file(path, "");
+    std::filesystem::resize_file(utf8_path(path), (64U << 20U) + 1);
+    EXPECT_EQ(error_of_file(path),
+              path + ": file: is larger than 64 MiB; should be a file of at most 64 MiB");
+}
+
 TEST(scenario_file, must_be_a_property_list) {
     const test::temporary_folder folder;
     const std::string path = folder / "scenario.plist";
