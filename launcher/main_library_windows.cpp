@@ -1,9 +1,7 @@
 #include "launcher/main_library.h"
 #include "launcher/utf16_to_utf8.h"
 
-#include <boost/system/error_code.hpp>
-
-#include <stdexcept>
+#include <memory>
 #include <string>
 
 #include <windows.h>
@@ -12,32 +10,43 @@ namespace vandrel {
 
 namespace {
 
-std::wstring path_beside_program(const wchar_t* file_name) {
-    constexpr std::size_t longest_path = 32768;
+constexpr std::size_t longest_path = 32768;
+
+struct handle_closer {
+    void operator()(HANDLE handle) const { CloseHandle(handle); }
+};
+
+/// Where a link leads; the path itself if that cannot be found out.
+std::wstring resolved(const std::wstring& path) {
+    constexpr DWORD any_sharing = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+    HANDLE const opened =
+        CreateFileW(path.c_str(), 0, any_sharing, nullptr, OPEN_EXISTING, 0, nullptr);
+    if (opened == INVALID_HANDLE_VALUE) {
+        return path;
+    }
+    const std::unique_ptr<void, handle_closer> file(opened);
+    std::wstring target(longest_path, L'\0');
+    const auto size = static_cast<DWORD>(target.size());
+    target.resize(GetFinalPathNameByHandleW(opened, target.data(), size, FILE_NAME_NORMALIZED));
+    return target.empty() ? path : target;
+}
+
+std::wstring program_file() {
     std::wstring path(longest_path, L'\0');
     path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
-    path.resize(path.find_last_of(L'\\') + 1);
-    return path + file_name;
+    const DWORD attributes = GetFileAttributesW(path.c_str());
+    const bool is_link =
+        attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+    return is_link ? resolved(path) : path;
 }
 
 } // namespace
 
-main_function load_main_library() {
-    const std::wstring path = path_beside_program(L"vandrel.dll");
-    const std::string path_text = utf16_to_utf8({path.begin(), path.end()});
-    const HMODULE library = LoadLibraryExW(
-        path.c_str(), nullptr, LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_SYSTEM32);
-    if (library == nullptr) {
-        const boost::system::error_code error(static_cast<int>(GetLastError()),
-                                              boost::system::system_category());
-        throw std::runtime_error("its library " + path_text +
-                                 " could not be loaded: " + error.message());
-    }
-    const FARPROC function = GetProcAddress(library, "main");
-    if (function == nullptr) {
-        throw std::runtime_error(path_text + " does not have the function main");
-    }
-    return reinterpret_cast<main_function>(reinterpret_cast<void*>(function));
+library_file main_library_file() {
+    std::wstring path = program_file();
+    path.resize(path.find_last_of(L'\\') + 1);
+    path += L"vandrel.dll";
+    return {path, utf16_to_utf8({path.begin(), path.end()})};
 }
 
 } // namespace vandrel

@@ -4,8 +4,12 @@
 #include <string>
 #include <vector>
 
+#include <windows.h>
+
 // The narrow arguments are in the active code page, which does not have every character.
 int wmain(int argument_count, wchar_t** arguments) {
+    // Whatever a library loads by its name from now on is Windows' own, or lies beside Apple's.
+    SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32 | LOAD_LIBRARY_SEARCH_USER_DIRS);
     std::vector<std::string> texts;
     for (int i = 0; i < argument_count; ++i) {
         const std::wstring_view argument = arguments[i];

@@ -19,6 +19,8 @@ std::string to_utf8(const wchar_t* text) {
 
 // The narrow arguments are in the active code page, which does not have every character.
 int wmain(int argument_count, wchar_t** arguments) {
+    // Whatever a library loads by its name from now on is Windows' own.
+    SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32);
     std::vector<std::string> texts;
     for (int i = 0; i < argument_count; ++i) {
         texts.push_back(to_utf8(arguments[i]));

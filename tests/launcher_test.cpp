@@ -1,5 +1,6 @@
 /// The product itself on a machine without Apple's libraries.
 
+#include "tests/file_content.h"
 #include "tests/program.h"
 #include "tests/temporary_folder.h"
 
@@ -7,6 +8,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdint>
+#include <utility>
 
 namespace {
 
@@ -47,6 +50,7 @@ public:
     program_result run(const std::vector<std::string>& arguments) const {
         return run_launcher(folder_.path(), arguments);
     }
+    fs::path library() const { return folder_.path() / library_file_name("vandrel"); }
 
 private:
     temporary_folder folder_;
@@ -80,6 +84,39 @@ TEST(launcher, without_the_library_beside_it_the_launcher_says_so_and_ends_with_
     fs::copy_file(fs::path(program_folder()) / program, folder.path() / program);
     EXPECT_THAT(expect_one_sentence(run_launcher(folder.path(), {"--list-devices"})),
                 HasSubstr(" could not be loaded: "));
+}
+
+/// The same library, for another kind of processor.
+std::string for_another_architecture(std::string library) {
+    const bool is_windows = library.starts_with("MZ");
+    // In the header of a Windows library, the kind is after the signature, whose place is a number
+    // of two bytes. The numbers of a 32-bit x86 are 0x14C and 3.
+    const std::size_t kind = is_windows ? static_cast<std::uint8_t>(library.at(0x3C)) +
+                                              256U * static_cast<std::uint8_t>(library.at(0x3D)) + 4
+                                        : 18;
+    library.at(kind) = is_windows ? '\x4C' : '\x03';
+    library.at(kind + 1) = is_windows ? '\x01' : '\x00';
+    return library;
+}
+
+TEST(launcher, says_what_is_wrong_with_its_library) {
+    const installed_product product;
+    const std::string whole = read_file(product.library());
+    const std::string another = "it is for another architecture than x64";
+    const std::string no_library = "it is damaged, or is not a library";
+    const std::string incomplete = "it is damaged: its end is missing";
+    const std::vector<std::pair<std::string, std::string>> contents{
+        {for_another_architecture(whole), another}, {"This is a text.\n", no_library},
+        {std::string(100'000, 'x'), no_library},    {"", no_library},
+        {whole.substr(0, 16), no_library},          {whole.substr(0, 10'000), incomplete},
+        {whole.substr(0, 100'000), incomplete}};
+    for (const auto& [content, reason] : contents) {
+        write_file(product.library(), content);
+        const std::string sentence = expect_one_sentence(product.run({"--list-devices"}));
+        EXPECT_THAT(sentence, StartsWith("vandrel: its library "));
+        EXPECT_THAT(sentence, EndsWith(library_file_name("vandrel") +
+                                       " could not be loaded: " + reason + "\n"));
+    }
 }
 
 } // namespace

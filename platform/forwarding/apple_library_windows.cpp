@@ -1,6 +1,7 @@
 #include "platform/forwarding/apple_folders_windows.h"
 #include "platform/forwarding/apple_libraries.h"
 #include "platform/forwarding/apple_library.h"
+#include "platform/native_library.h"
 
 #include <boost/filesystem/operations.hpp>
 #include <boost/system/error_code.hpp>
@@ -66,16 +67,13 @@ const apple_folders& searched_folders() {
 library_handle open_apple_library(apple_library which) {
     std::string tried;
     for (const path& candidate : candidates(which, searched_folders())) {
-        const HMODULE library =
-            LoadLibraryExW(candidate.c_str(), nullptr,
-                           LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_USER_DIRS |
-                               LOAD_LIBRARY_SEARCH_SYSTEM32);
+        std::string failure;
+        void* const library =
+            load_native_library(candidate.native(), needed_libraries::of_its_folders, failure);
         if (library != nullptr) {
             return library;
         }
-        const boost::system::error_code error(static_cast<int>(GetLastError()),
-                                              boost::system::system_category());
-        tried += (tried.empty() ? "" : ", ") + candidate.string() + " (" + error.message() + ")";
+        tried += (tried.empty() ? "" : ", ") + candidate.string() + " (" + failure + ")";
     }
     throw apple_library_missing(
         "attached devices need Apple's libraries, of which " +
@@ -85,7 +83,7 @@ library_handle open_apple_library(apple_library which) {
 }
 
 void* find_symbol(library_handle library, const char* name) {
-    return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(library), name));
+    return find_native_symbol(library, name);
 }
 
 } // namespace vandrel

@@ -90,7 +90,7 @@ install_dependencies_windows() {
         -DEXPAT_BUILD_TESTS=OFF -DEXPAT_BUILD_DOCS=OFF
     dependency windows googletest /usr/src/googletest
     dependency windows boost bookworm/boost1.81 -DBOOST_INSTALL_LAYOUT=system \
-        "-DBOOST_INCLUDE_LIBRARIES=program_options;filesystem;asio;json"
+        "-DBOOST_INCLUDE_LIBRARIES=program_options;filesystem;asio;json" -DBOOST_FILESYSTEM_DISABLE_BCRYPT=ON
     dependency windows pugixml bookworm/pugixml
     # For reading zips alone; of zlib's two libraries the one that goes into the program.
     dependency windows libzip bookworm/libzip -DZLIB_LIBRARY=/usr/x86_64-w64-mingw32/lib/libz.a \

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
 """The product on a Windows with Apple's libraries, installed in every way that there is.
 
-    installation_test.py EMULATOR VANDREL.EXE VANDREL-SIM.EXE FOLDER
+    installation_test.py EMULATOR VANDREL.EXE VANDREL-SIM.EXE FOLDER SHOUTING.DLL
 
-The libraries in FOLDER are the simulator's, under Apple's names. EMULATOR is scripts/wine; the tests
-have a Wine prefix of their own to install them in.
+The libraries in FOLDER are the simulator's, under Apple's names. SHOUTING.DLL says so when it is loaded.
+EMULATOR is scripts/wine; the tests have a Wine prefix of their own to install them in.
 """
 import os
 import pathlib
@@ -16,11 +16,20 @@ import unittest
 
 from command_lines import COMMAND_LINES, LISTING, RECOVERY, wrote_the_same
 
-emulator, vandrel, vandrel_sim, stand_ins = "", "", "", pathlib.Path()
+emulator, vandrel, vandrel_sim, stand_ins, shouting = "", "", "", pathlib.Path(), ""
 
 COMMON_FILES = "Program Files/Common Files/Apple"
 APPLICATION_SUPPORT = COMMON_FILES + "/Apple Application Support"
 MOBILE_DEVICE_SUPPORT = COMMON_FILES + "/Mobile Device Support"
+# What Windows 10 takes from its own folder whatever else has these names: its list of "known" libraries, in the
+# registry under Control\\Session Manager\\KnownDLLs, and what every process has before its first instruction.
+KNOWN_LIBRARIES = {f"{name}.dll" for name in (
+    "advapi32 clbcatq combase comdlg32 coml2 difxapi gdi32 gdiplus imagehlp imm32 kernel32 msctf msvcrt normaliz nsi "
+    "ole32 oleaut32 psapi rpcrt4 sechost setupapi shcore shell32 shlwapi user32 wldap32 ws2_32 ntdll kernelbase"
+).split()}
+# What these import under Wine before a program's first instruction. On Windows, the first two are known as well, and
+# the others are not needed.
+NEEDED_BY_WINES_KNOWN_LIBRARIES = ["ucrtbase.dll", "win32u.dll", "version.dll", "zlib1.dll"]
 MODULE_NOT_FOUND = "(Module not found)"
 KEY = "HKLM\\Software\\Apple Inc.\\"
 
@@ -210,7 +219,17 @@ class installation(unittest.TestCase):
         header = int.from_bytes(image[0x3C:0x40], "little")
         image[header + 4 : header + 6] = (0x14C).to_bytes(2, "little")
         path.write_bytes(image)
-        self.expect_sentence("Apple Application Support\\CoreFoundation.dll (", "64-bit")
+        self.expect_sentence(
+            "Apple Application Support\\CoreFoundation.dll (it is for another architecture than x64)"
+        )
+
+    def test_a_damaged_library_is_reported(self):
+        self.install_customary()
+        path = self.drive / APPLICATION_SUPPORT / "CoreFoundation.dll"
+        path.write_bytes(path.read_bytes()[:100_000])
+        self.expect_sentence(
+            "Apple Application Support\\CoreFoundation.dll (it is damaged: its end is missing)"
+        )
 
     def test_the_current_folder_and_the_path_are_not_looked_in(self):
         folder = self.drive / "Elsewhere"
@@ -222,6 +241,52 @@ class installation(unittest.TestCase):
             environment={"WINEPATH": "C:\\Elsewhere"},
         )
 
+    def names_to_plant(self):
+        """Windows' own libraries that it looks for in several folders."""
+        names = {library.name.lower() for library in (self.drive / "windows/system32").glob("*.dll")}
+        return sorted(name for name in names - KNOWN_LIBRARIES if not name.startswith(("api-ms-", "ext-ms-")))
+
+    def plant_libraries(self, folder):
+        """Libraries that shout, under all these names."""
+        folder.mkdir(parents=True)
+        first, *others = self.names_to_plant()
+        shutil.copy(shouting, folder / first)
+        for name in others:
+            os.link(folder / first, folder / name)
+
+    def prefer_files_to_wines_own_code(self):
+        """As on Windows. Wine would take its own code instead of a file with the name of a system library."""
+        values = "".join(f'"*{name.removesuffix(".dll")}"="native,builtin"\n' for name in self.names_to_plant())
+        settings = self.drive / "overrides.reg"
+        key = "[HKEY_CURRENT_USER\\Software\\Wine\\DllOverrides]"
+        settings.write_text(f"REGEDIT4\n\n{key}\n{values}")
+        self.assertEqual(self.run_windows("regedit", "/S", "C:\\overrides.reg").returncode, 0)
+        self.addCleanup(self.run_windows, "reg", "delete", "HKCU\\Software\\Wine\\DllOverrides", "/f")
+
+    def expect_nothing_planted(self, program, *arguments):
+        result = self.run_windows(program, *arguments, folder=self.drive / "Elsewhere/Current",
+                                  environment={"WINEPATH": "C:\\Elsewhere\\Path"})
+        self.assertNotIn(b"planted library loaded", result.stderr)
+        self.assertIn(result.returncode, (0, 1), result)
+
+    def test_windows_own_libraries_come_from_its_folder_only(self):
+        self.install_customary()
+        self.prefer_files_to_wines_own_code()
+        folders = [self.drive / "Elsewhere" / name for name in ("Program", "Current", "Path")]
+        for folder in folders:
+            self.plant_libraries(folder)
+        for name in ("vandrel.exe", "vandrel.dll", "vandrel-sim.exe", "vandrel-check-platform.exe",
+                     "vandrel-station.exe"):
+            shutil.copy(pathlib.Path(vandrel).parent / name, folders[0])
+        self.expect_nothing_planted(folders[0] / "vandrel.exe", *LISTING)
+        for folder in folders:
+            for name in NEEDED_BY_WINES_KNOWN_LIBRARIES:
+                (folder / name).unlink()
+        for name, *arguments in (["vandrel-sim.exe", *LISTING], ["vandrel-check-platform.exe", "missing"],
+                                 ["vandrel-station.exe", "--help"]):
+            with self.subTest(program=name):
+                self.expect_nothing_planted(folders[0] / name, *arguments)
+
     def test_a_relative_folder_in_the_registry_is_not_looked_in(self):
         folder = self.drive / "Elsewhere"
         self.install(stand_ins / "CoreFoundation.dll", "Elsewhere/Support")
@@ -232,4 +297,5 @@ class installation(unittest.TestCase):
 if __name__ == "__main__":
     emulator, vandrel, vandrel_sim = map(os.path.abspath, sys.argv[1:4])
     stand_ins = pathlib.Path(os.path.abspath(sys.argv[4]))
-    unittest.main(argv=sys.argv[:1], verbosity=2)
+    shouting = os.path.abspath(sys.argv[5])
+    unittest.main(argv=sys.argv[:1] + sys.argv[6:], verbosity=2)

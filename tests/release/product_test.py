@@ -138,6 +138,16 @@ class product(unittest.TestCase):
         self.assertEqual((result.returncode, result.stderr), (0, b""))
         self.assertIn(RECOVERY.encode(), result.stdout)
 
+    def test_the_libraries_are_found_through_a_link_to_the_program(self):
+        self.copy_all()
+        elsewhere = self.folder / "elsewhere"
+        elsewhere.mkdir()
+        link = elsewhere / "link"
+        link.symlink_to(self.folder / vandrel.name)
+        result = self.run_program(link, *LISTING, folder="/")
+        self.assertEqual((result.returncode, result.stderr), (0, b""))
+        self.assertIn(RECOVERY.encode(), result.stdout)
+
     # --- not found, or not usable
 
     def test_without_the_libraries_the_path_is_printed(self):
@@ -152,7 +162,21 @@ class product(unittest.TestCase):
     def test_a_file_that_is_no_library_is_reported(self):
         self.copy_all()
         (self.libraries / CORE_FOUNDATION).write_text("This is a text.\n" * 1000)
-        self.expect_not_loaded("CoreFoundation", "invalid ELF header")
+        self.expect_not_loaded("CoreFoundation", "it is damaged, or is not a library")
+
+    def test_a_damaged_library_is_reported(self):
+        self.copy_all()
+        library = self.libraries / CORE_FOUNDATION
+        library.write_bytes(library.read_bytes()[:100_000])
+        self.expect_not_loaded("CoreFoundation", "it is damaged: its end is missing")
+
+    def test_a_library_of_another_architecture_is_reported(self):
+        self.copy_all()
+        library = self.libraries / CORE_FOUNDATION
+        image = bytearray(library.read_bytes())
+        image[4] = 1  # 32 bits
+        library.write_bytes(image)
+        self.expect_not_loaded("CoreFoundation", "it is for another architecture than x64")
 
     def test_a_missing_function_of_a_library_is_named(self):
         self.copy_all()
