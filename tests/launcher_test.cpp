@@ -114,8 +114,8 @@ TEST(launcher, says_what_is_wrong_with_its_library) {
         write_file(product.library(), content);
         const std::string sentence = expect_one_sentence(product.run({"--list-devices"}));
         EXPECT_THAT(sentence, StartsWith("vandrel: its library "));
-        EXPECT_THAT(sentence, EndsWith(library_file_name("vandrel") +
-                                       " could not be loaded: " + reason + "\n"));
+        EXPECT_THAT(sentence,
+                    HasSubstr(library_file_name("vandrel") + " could not be loaded: " + reason));
     }
 }
 
