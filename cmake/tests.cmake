@@ -7,6 +7,11 @@ set(VANDREL_TEST_PREFIX "" CACHE STRING "Prefix of the names of CTest's tests")
 # Tests are compiled without optimisation, because compiling them takes longer than running them.
 set(VANDREL_TEST_OPTIONS ${VANDREL_WARNINGS} -O0 -g1)
 
+# Test programs are linked with LLVM's linker, in a second instead of minutes.
+if(WIN32)
+    set(VANDREL_TEST_LINK_OPTIONS -fno-use-linker-plugin -wrapper ${PROJECT_SOURCE_DIR}/scripts/lib/link-with-lld)
+endif()
+
 # The main function of all test programs. It fails a test that leaks a CoreFoundation object.
 add_library(vandrel_test_main OBJECT ${PROJECT_SOURCE_DIR}/tests/test_main.cpp)
 target_compile_options(vandrel_test_main PRIVATE ${VANDREL_TEST_OPTIONS})
@@ -20,6 +25,7 @@ target_precompile_headers(vandrel_test_main PRIVATE <gmock/gmock.h> <boost/files
 function(vandrel_test name)
     add_executable(${name} ${ARGN})
     target_compile_options(${name} PRIVATE ${VANDREL_TEST_OPTIONS})
+    target_link_options(${name} PRIVATE ${VANDREL_TEST_LINK_OPTIONS})
     target_link_libraries(${name} PRIVATE vandrel_test_main)
     set_property(TARGET ${name} PROPERTY POSITION_INDEPENDENT_CODE OFF)
     target_precompile_headers(${name} REUSE_FROM vandrel_test_main)

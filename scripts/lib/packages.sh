@@ -8,7 +8,7 @@ linux_packages=(
     libexpat1-dev libgmock-dev libgtest-dev
     libboost-json1.81-dev libcli11-dev libpugixml-dev libzip-dev
 )
-windows_packages=(g++-mingw-w64-x86-64-posix libz-mingw-w64-dev wine wine64)
+windows_packages=(g++-mingw-w64-x86-64-posix libz-mingw-w64-dev lld wine wine64)
 test_packages=(libplist-utils mono-mcs)
 fuzz_packages=(clang libclang-rt-dev llvm)
 benchmark_packages=(libbenchmark-dev libplist-dev valgrind)
