@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include <windows.h>
 
@@ -16,7 +17,13 @@ struct handle_closer {
     void operator()(HANDLE handle) const { CloseHandle(handle); }
 };
 
-/// Where a link leads; the path itself if that cannot be found out.
+std::wstring started_file() {
+    std::wstring path(longest_path, L'\0');
+    path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
+    return path;
+}
+
+/// The file that a path leads to through links; the path itself if that cannot be found out.
 std::wstring resolved(const std::wstring& path) {
     constexpr DWORD any_sharing = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
     HANDLE const opened =
@@ -28,22 +35,18 @@ std::wstring resolved(const std::wstring& path) {
     std::wstring target(longest_path, L'\0');
     const auto size = static_cast<DWORD>(target.size());
     target.resize(GetFinalPathNameByHandleW(opened, target.data(), size, FILE_NAME_NORMALIZED));
+    // A path on a drive means the same without its prefix, and people know it so.
+    constexpr std::wstring_view prefix = L"\\\\?\\";
+    if (target.starts_with(prefix) && target.find(L':') == prefix.size() + 1) {
+        target.erase(0, prefix.size());
+    }
     return target.empty() ? path : target;
-}
-
-std::wstring program_file() {
-    std::wstring path(longest_path, L'\0');
-    path.resize(GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size())));
-    const DWORD attributes = GetFileAttributesW(path.c_str());
-    const bool is_link =
-        attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
-    return is_link ? resolved(path) : path;
 }
 
 } // namespace
 
 library_file main_library_file() {
-    std::wstring path = program_file();
+    std::wstring path = resolved(started_file());
     path.resize(path.find_last_of(L'\\') + 1);
     path += L"vandrel.dll";
     return {path, utf16_to_utf8({path.begin(), path.end()})};

@@ -181,6 +181,16 @@ class installation(unittest.TestCase):
         )
         self.expect_devices()
 
+    def test_a_link_to_the_program_finds_the_programs_library(self):
+        folder = self.drive / "Elsewhere"
+        folder.mkdir()
+        # Wine passes links of the host's on as what they lead to.
+        link = folder / "link.exe"
+        link.symlink_to(vandrel)
+        result = self.run_windows(link, "--help", folder=folder)
+        self.assertEqual(result.returncode, 0, result)
+        self.assertIn(b"Program options:", result.stderr)
+
     # --- not found, or not usable
 
     def test_without_the_libraries_the_paths_are_printed(self):
