@@ -226,13 +226,19 @@ class judging_sample(unittest.TestCase):
             raise RuntimeError(result.stdout)
         return ["mono", program]
 
-    def judge(self, stream):
-        """The types that it prints by their first letters, the lines on standard error and the exit status."""
+    def run_sample(self, stream):
+        """The records that it prints, the lines on standard error and the exit status."""
         (self.folder / "stream.plist").write_bytes(stream)
         result = subprocess.run([*self.command, "--records", "stream.plist"], cwd=self.folder,
-                                stdin=subprocess.DEVNULL, capture_output=True, timeout=LIMIT, check=False)
-        types = "".join(each["Type"][0] for each in records(result.stdout.splitlines(True)))
-        return types, result.stderr.decode("utf-8").splitlines(), result.returncode
+                                env={**os.environ, "LC_ALL": "C.UTF-8"}, stdin=subprocess.DEVNULL,
+                                capture_output=True, timeout=LIMIT, check=False)
+        return (list(records(result.stdout.splitlines(True))), result.stderr.decode("utf-8").splitlines(),
+                result.returncode)
+
+    def judge(self, stream):
+        """The same, with the first letters of the records' types in place of the records."""
+        found, lines, status = self.run_sample(stream)
+        return "".join(each["Type"][0] for each in found), lines, status
 
     def test_decides_by_the_records(self):
         for name, (stream, status, words) in VERDICTS.items():
@@ -256,6 +262,12 @@ class judging_sample(unittest.TestCase):
                 stream, cut, types = marks_on_seams(piece)
                 lines = [f"unreadable records: {number}" for number in range(1, cut + 1)] + ["restored"]
                 self.assertEqual(self.judge(stream), (types, lines, 0))
+
+    def test_keeps_a_character_in_which_a_piece_ends(self):
+        text = "x" * (65536 - WITH_TEXT.index(b"a mark") - 2) + "\U0001f600"
+        found, lines, status = self.run_sample(WITH_TEXT.replace(b"a mark", text.encode("utf-8")))
+        self.assertEqual((lines, status), (["restored"], 0))
+        self.assertTrue(found[0]["Value"]["Text"] == text, found[0]["Value"]["Text"][-10:])
 
     def test_says_how_it_is_used(self):
         for words in ([], ["--records"], ["--records", "a", "b"]):
