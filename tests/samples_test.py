@@ -150,6 +150,8 @@ WITH_TEXT = report(0, 100, "Successful", Text="a mark")
 # Recorded streams, each with the number of records that cannot be read and the types of the others.
 STREAMS = {
     "a_document_that_is_no_xml": (RUNNING + RUNNING.replace(b"</dict>", b"</duct>") + RESTORED, 1, "RR"),
+    "an_element_that_ends_as_another": (
+        RUNNING + WITH_TEXT.replace(b"mark</string>", b"mark</strong>") + RESTORED, 1, "RR"),
     "an_ampersand_that_is_no_reference": (RUNNING + WITH_TEXT.replace(b"a mark", b"a & mark") + RESTORED, 1, "RR"),
     "references": (RUNNING + WITH_TEXT.replace(b"a mark", b"&lt;&amp;&gt;"), 0, "RR"),
     "characters_that_xml_forbids": (
