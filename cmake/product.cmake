@@ -33,21 +33,23 @@ function(vandrel_windows_product target file_name)
     set_source_files_properties(${resources} PROPERTIES OBJECT_DEPENDS ${manifest})
     target_sources(${target} PRIVATE ${resources})
 
-    # Defaults of newer linkers. An older linker that does not know them must fail.
+    # The first four are defaults of newer linkers; an older linker that does not know them must fail. Without the
+    # time of linking in them, the same sources give the same files.
     target_link_options(
         ${target}
         PRIVATE
         LINKER:--dynamicbase
         LINKER:--high-entropy-va
         LINKER:--nxcompat
-        LINKER:--enable-reloc-section)
+        LINKER:--enable-reloc-section
+        LINKER:--no-insert-timestamp)
 
     set(symbols ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${file_name}.debug)
     add_custom_command(
         TARGET ${target}
         POST_BUILD
-        COMMAND ${CMAKE_OBJCOPY} --only-keep-debug $<TARGET_FILE:${target}> ${symbols}
-        COMMAND ${CMAKE_OBJCOPY} --strip-all --add-gnu-debuglink=${symbols} $<TARGET_FILE:${target}>
+        COMMAND ${CMAKE_OBJCOPY} --preserve-dates --only-keep-debug $<TARGET_FILE:${target}> ${symbols}
+        COMMAND ${CMAKE_OBJCOPY} --preserve-dates --strip-all --add-gnu-debuglink=${symbols} $<TARGET_FILE:${target}>
         BYPRODUCTS ${symbols}
         VERBATIM)
 endfunction()
