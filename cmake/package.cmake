@@ -1,17 +1,38 @@
-# The release: the target "package" builds one archive of the product and one of its debug symbols. Both unpack
-# into the same folder, where debuggers find the symbols.
+# What a release consists of. scripts/release installs the components "product" and "debug-symbols" and packs them.
+# Both archives unpack into the same folder, where debuggers find the symbols.
+set(products vandrel vandrel_library vandrel-sim vandrel-station vandrel-check-platform)
 install(
-    TARGETS vandrel vandrel_library vandrel-station vandrel-check-platform
+    TARGETS ${products}
     RUNTIME DESTINATION . COMPONENT product
     LIBRARY DESTINATION . COMPONENT product)
+foreach(product ${products})
+    install(
+        FILES $<TARGET_FILE:${product}>.debug
+        DESTINATION .
+        COMPONENT debug-symbols)
+endforeach()
+add_custom_target(release_programs)
+add_dependencies(release_programs ${products})
+
+# The pages for users.
 install(
-    FILES README.md
+    FILES CHANGELOG.md release/README.md
     DESTINATION .
     COMPONENT product)
 install(
-    FILES docs/records.md docs/station.md docs/windows.md
+    FILES docs/records.md docs/scenario.md docs/station.md docs/windows.md
     DESTINATION docs
     COMPONENT product)
+install(
+    DIRECTORY release/scenarios
+    DESTINATION .
+    COMPONENT product)
+install(
+    DIRECTORY samples
+    DESTINATION .
+    COMPONENT product
+    PATTERN CMakeLists.txt EXCLUDE
+    PATTERN __pycache__ EXCLUDE)
 # What vandrel-check-platform compares with.
 set(truth simulator/core_foundation/truth)
 install(
@@ -22,17 +43,19 @@ install(
     FILES ${truth}/results.txt
     DESTINATION truth
     COMPONENT product)
-install(
-    FILES samples/run_with_pipe.cpp samples/run_with_pipe.cs samples/run_with_pipe.py
-    DESTINATION samples
-    COMPONENT product)
-install(
-    FILES ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/vandrel.exe.debug
-          ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/vandrel.dll.debug
-          ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/vandrel-station.exe.debug
-          ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/vandrel-check-platform.exe.debug
-    DESTINATION .
-    COMPONENT debug-symbols)
+
+# The versions of the libraries are those of the headers that the compiler reads.
+set(includes "$<REMOVE_DUPLICATES:$<TARGET_PROPERTY:vandrel_station_parts,INCLUDE_DIRECTORIES>>")
+file(
+    GENERATE
+    OUTPUT ${PROJECT_BINARY_DIR}/release.json
+    CONTENT
+        "{
+  \"version\": \"${PROJECT_VERSION}\",
+  \"compiler\": \"${CMAKE_CXX_COMPILER}\",
+  \"includes\": [\"$<JOIN:${includes},\", \">\"]
+}
+")
 
 # install_licence(NAME TEXT ORIGIN) packs the file TEXT as licences/NAME.txt. If it is missing, only the package
 # fails to build.
@@ -63,10 +86,10 @@ function(install_debian_licence name folder file package)
         "Debian's package ${package} has it as ${folder}/${file}. Install that, or set ${variable}.")
 endfunction()
 
-# The libraries linked into the product: Boost, CLI11, fmt, libzip, pugixml, zlib, and the run-times of MinGW-w64
-# (with winpthreads) and of GCC. The texts of the last two refer to the GNU licences.
-install_debian_licence(boost /usr/share/doc/libboost1.81-dev copyright libboost1.81-dev)
+# The libraries linked into the product: Boost, CLI11, expat, fmt, libzip, pugixml, zlib, and the run-times of
+# MinGW-w64 (with winpthreads) and of GCC. The texts of the last two refer to the GNU licences.
 install_debian_licence(cli11 /usr/share/doc/libcli11-dev copyright libcli11-dev)
+install_debian_licence(expat /usr/share/doc/libexpat1-dev copyright libexpat1-dev)
 install_debian_licence(libzip /usr/share/doc/libzip-dev copyright libzip-dev)
 install_debian_licence(pugixml /usr/share/doc/libpugixml-dev copyright libpugixml-dev)
 install_debian_licence(zlib /usr/share/doc/libz-mingw-w64-dev copyright libz-mingw-w64-dev)
@@ -87,13 +110,24 @@ if(fmt_text MATCHES "^/\\*\n(([^*]|\\*[^/])*Permission is hereby granted([^*]|\\
 endif()
 install_licence(fmt ${fmt_licence} "${fmt_header} does not begin with it.")
 
-set(CPACK_GENERATOR ZIP)
-set(CPACK_PACKAGE_FILE_NAME ${PROJECT_NAME}-${PROJECT_VERSION}-windows-x64)
-set(CPACK_ARCHIVE_COMPONENT_INSTALL ON)
-set(CPACK_COMPONENT_INCLUDE_TOPLEVEL_DIRECTORY ON)
-set(CPACK_COMPONENTS_GROUPING IGNORE)
-set(CPACK_COMPONENTS_ALL product debug-symbols)
-set(CPACK_ARCHIVE_PRODUCT_FILE_NAME ${CPACK_PACKAGE_FILE_NAME})
-set(CPACK_ARCHIVE_DEBUG-SYMBOLS_FILE_NAME ${CPACK_PACKAGE_FILE_NAME}-debug-symbols)
-set(CPACK_VERBATIM_VARIABLES ON)
-include(CPack)
+# Boost's licence is one paragraph of the file in which Debian lists the licences of all its parts.
+set(boost_copyright /usr/share/doc/libboost1.81-dev/copyright)
+set(boost_licence ${CMAKE_CURRENT_BINARY_DIR}/boost-licence.txt)
+file(REMOVE ${boost_licence})
+if(EXISTS ${boost_copyright})
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${boost_copyright})
+    file(READ ${boost_copyright} boost_text)
+    set(title " Boost Software License - Version 1.0")
+    string(FIND "${boost_text}" "\nLicense: BSL-1.0\n${title}" begin)
+    if(NOT begin EQUAL -1)
+        string(SUBSTRING "${boost_text}" ${begin} -1 boost_text)
+        string(FIND "${boost_text}" "${title}" begin)
+        string(FIND "${boost_text}" "\n\n" end)
+        math(EXPR length "${end} - ${begin} + 1")
+        string(SUBSTRING "${boost_text}" ${begin} ${length} boost_text)
+        # In such a file, lines begin with a space, and an empty one also has a full stop.
+        string(REGEX REPLACE "(^|\n) \\.?" "\\1" boost_text "${boost_text}")
+        file(WRITE ${boost_licence} "${boost_text}")
+    endif()
+endif()
+install_licence(boost ${boost_licence} "Debian's package libboost1.81-dev has it in ${boost_copyright}.")

@@ -9,7 +9,8 @@ linux_packages=(
     libboost-json1.81-dev libcli11-dev libpugixml-dev libzip-dev
 )
 windows_packages=(g++-mingw-w64-x86-64-posix libz-mingw-w64-dev lld wine wine64)
-test_packages=(libplist-utils mono-mcs)
+release_packages=(msitools osslsigncode wixl)
+test_packages=(libplist-utils mono-mcs openssl)
 fuzz_packages=(clang libclang-rt-dev llvm)
 benchmark_packages=(libbenchmark-dev libplist-dev valgrind)
 

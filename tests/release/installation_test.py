@@ -9,12 +9,15 @@ EMULATOR is scripts/wine; the tests have a Wine prefix of their own to install t
 import os
 import pathlib
 import shutil
-import subprocess
 import sys
 import tempfile
 import unittest
 
+# Tests leave nothing among the sources.
+sys.dont_write_bytecode = True
+
 from command_lines import COMMAND_LINES, LISTING, RECOVERY, wrote_the_same
+from wine_prefix import wine_prefix
 
 emulator, vandrel, vandrel_sim, stand_ins, shouting = "", "", "", pathlib.Path(), ""
 
@@ -39,54 +42,10 @@ class installation(unittest.TestCase):
     def setUpClass(cls):
         temporary = tempfile.TemporaryDirectory()
         cls.addClassCleanup(temporary.cleanup)
-        cls.prefix = pathlib.Path(temporary.name) / "prefix"
-        cls.environment = dict(os.environ, VANDREL_WINEPREFIX=str(cls.prefix))
-        # The first start makes the prefix, under a server that ends when it is idle.
-        cls.start_services()
-        cls.run_wineserver("--kill")
-        cls.run_wineserver("--wait")
-        cls.run_wineserver("--persistent")
-        cls.addClassCleanup(cls.run_wineserver, "--kill")
-        cls.start_services()
-        cls.drive = cls.prefix / "drive_c"
-
-    @classmethod
-    def run_wineserver(cls, option):
-        """Between --persistent and --kill, programs start much faster."""
-        subprocess.run(
-            ["wineserver", option],
-            env=dict(os.environ, WINEPREFIX=str(cls.prefix), WINEARCH="win64"),
-            # The server keeps what it is started with.
-            stdin=subprocess.DEVNULL,
-            stdout=subprocess.DEVNULL,
-            stderr=subprocess.DEVNULL,
-            check=False,
-        )
-
-    @classmethod
-    def start_services(cls):
-        """They keep the handles that they are started with, so these lead nowhere."""
-        subprocess.run(
-            [emulator, "wineboot"],
-            env=cls.environment,
-            stdin=subprocess.DEVNULL,
-            stdout=subprocess.DEVNULL,
-            stderr=subprocess.DEVNULL,
-            timeout=300,
-            check=True,
-        )
-
-    @classmethod
-    def run_windows(cls, *words, folder=None, environment=None):
-        return subprocess.run(
-            [emulator, *words],
-            env=dict(cls.environment, **(environment or {})),
-            cwd=folder,
-            stdin=subprocess.DEVNULL,
-            capture_output=True,
-            timeout=300,
-            check=False,
-        )
+        cls.windows = wine_prefix(emulator, pathlib.Path(temporary.name) / "prefix")
+        cls.addClassCleanup(cls.windows.stop)
+        cls.drive = cls.windows.drive
+        cls.run_windows = cls.windows.run
 
     def tearDown(self):
         for folder in (COMMON_FILES, "Elsewhere"):
