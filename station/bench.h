@@ -58,6 +58,12 @@ struct list_not_had {
     std::string text;
 };
 
+/// The folder of bundles has been looked into again: these can be used now, the newest first.
+/// Devices that are considered from now on get one of them.
+struct bundles_read {
+    bundle_list bundles;
+};
+
 /// The host has announced a new USB device.
 struct usb_arrival {};
 
@@ -124,10 +130,10 @@ struct log_has_hole {
     std::string text;
 };
 
-using input = std::variant<list_arrived, list_continued, list_not_had, usb_arrival, lock_obtained,
-                           lock_held, consent_answer, tool_not_started, report_arrived,
-                           command_succeeded, internal_error, record_unreadable, process_ended,
-                           stream_ended, user_cancelled, session_ends, log_has_hole>;
+using input = std::variant<list_arrived, list_continued, list_not_had, bundles_read, usb_arrival,
+                           lock_obtained, lock_held, consent_answer, tool_not_started,
+                           report_arrived, command_succeeded, internal_error, record_unreadable,
+                           process_ended, stream_ended, user_cancelled, session_ends, log_has_hole>;
 
 // What is to be done.
 
@@ -179,6 +185,8 @@ struct start_tool {
     int try_number = 1;
     /// From 1; more than 1 only in a watch.
     int visit = 1;
+    /// Of a folder of bundles; null otherwise.
+    std::shared_ptr<const bundle> with = {};
 };
 
 enum class end_tool_why { linger, silence, time_limit, user };

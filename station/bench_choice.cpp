@@ -19,13 +19,38 @@ void bench_run::start() {
 
 void bench_run::consider(device_record& device) {
     device.verdict.reset();
-    if (is_fit(options_, device.ecid, device.properties)) {
+    const std::optional<end_reason> why = reason_against(device);
+    if (!why) {
+        if (options_.from_folder) {
+            device.bundles = fitting_bundles(options_, device.properties);
+        }
         device.at = stage::locking;
         out_.emplace_back(lock_device{device.ecid});
         return;
     }
-    named_unfit_ |= phase_ == phase::first_list && options_.ecids.contains(device.ecid);
-    leave_alone(device, end_reason::unfit);
+    named_unfit_ |= *why != end_reason::no_room && phase_ == phase::first_list &&
+                    options_.ecids.contains(device.ecid);
+    leave_alone(device, *why);
+}
+
+/// Why the device cannot be worked on with the bundles that there are.
+std::optional<end_reason> bench_run::reason_against(const device_record& device) const {
+    if (!is_fit(options_, device.ecid, device.properties)) {
+        return options_.from_folder ? end_reason::no_bundle : end_reason::unfit;
+    }
+    if (options_.room) {
+        const bundle_list fitting = fitting_bundles(options_, device.properties);
+        if (!fitting.empty() && room_for(*fitting.front()) > *options_.room) {
+            return end_reason::no_room;
+        }
+    }
+    return {};
+}
+
+void bench_run::name_model(device_properties& properties) const {
+    if (options_.bundles) {
+        properties.model = model_of(properties, *options_.bundles);
+    }
 }
 
 void bench_run::on(const lock_obtained& lock) {
@@ -77,6 +102,10 @@ void bench_run::decide() {
     outcome_.refused = options_.expect && chosen != *options_.expect;
     const bool nothing_comes_later = !options_.watch || options_.dry_run;
     outcome_.nothing_fits = named_unfit_ || (nothing_comes_later && chosen == 0);
+    outcome_.cannot_work = outcome_.nothing_fits && !named_unfit_ &&
+                           std::ranges::any_of(devices_, [](const auto& entry) {
+                               return entry.second.left_alone_for(end_reason::no_room);
+                           });
     if (outcome_.refused || outcome_.nothing_fits) {
         finish();
     } else if (options_.dry_run) {
@@ -97,7 +126,7 @@ ask_consent bench_run::question() const {
     result.watch = options_.watch;
     for (const auto& [ecid, device] : devices_) {
         if (device.at == stage::waiting) {
-            result.devices.push_back({device.ecid, device.properties});
+            result.devices.push_back({device.ecid, device.properties, device.bundles});
         } else if (device.verdict && device.verdict->state == final_state::left_alone) {
             result.left_alone.push_back(
                 {{device.ecid, device.properties}, {device.verdict->reason, device.holder}});

@@ -149,7 +149,7 @@ TEST(bench_choice, without_a_bundle_every_device_fits) {
     bench_options options = all_devices();
     options.what = command::recover_exit;
     options.erase = false;
-    options.identities.reset();
+    options.bundles.reset();
     bench_under_test bench(options);
     bench.attached = {{device_a, {}}};
     bench.turn();

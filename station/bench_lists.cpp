@@ -28,6 +28,18 @@ void bench_run::on(const list_not_had& list) {
     }
 }
 
+void bench_run::on(const bundles_read& what) {
+    options_.bundles = what.bundles;
+    for (auto& [ecid, properties] : known_) {
+        name_model(properties);
+    }
+    for (auto& [ecid, device] : devices_) {
+        if (device.properties) {
+            name_model(*device.properties);
+        }
+    }
+}
+
 void bench_run::on(const usb_arrival&) {
     if (options_.watch && !no_new_device()) {
         lists_.want();
@@ -69,13 +81,13 @@ void bench_run::take_properties(const std::vector<listed_device>& devices) {
     for (const listed_device& listed : devices) {
         const auto before = known_.find(listed.ecid);
         if (listed.properties) {
-            known[listed.ecid] = *listed.properties;
+            name_model(known[listed.ecid] = *listed.properties);
         } else if (before != known_.end()) {
             known.insert(*before);
         }
         const auto device = devices_.find(listed.ecid);
         if (listed.properties && device != devices_.end()) {
-            device->second.properties = listed.properties;
+            device->second.properties = known[listed.ecid];
         }
     }
     known_ = std::move(known);
@@ -119,8 +131,8 @@ void bench_run::take_shown(device_record& device) {
     }
     if (device.left_alone_for(end_reason::held)) {
         out_.emplace_back(lock_device{device.ecid});
-    } else if (device.left_alone_for(end_reason::unfit) &&
-               is_fit(options_, device.ecid, device.properties)) {
+    } else if (device.verdict && device.verdict->state == final_state::left_alone &&
+               !reason_against(device)) {
         consider(device);
     }
 }

@@ -2,11 +2,12 @@
 
 /// What a run is asked to do.
 
-#include "station/device.h"
+#include "station/bundle_choice.h"
 #include "station/events.h"
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <set>
 #include <string>
@@ -61,8 +62,16 @@ struct bench_options {
     std::set<std::string> only;
     bool all = false;
 
-    /// For which devices the bundle is; absent when there is none, and then every device fits.
-    std::optional<std::vector<build_identity>> identities;
+    /// What to restore with, the newest first; absent when there is none, and then every device
+    /// fits.
+    std::optional<bundle_list> bundles;
+    /// They are those of a folder: each device gets the newest for its chip, its board and what the
+    /// run does to its data, when that finds room.
+    bool from_folder = false;
+    /// The free bytes of the scratch folder; with from_folder.
+    std::optional<std::uint64_t> room;
+    /// Restores that run side by side need room together, unless the user says how many run.
+    bool room_limits_tools = true;
     /// Works on devices of `ecids` that do not fit.
     bool any_bundle = false;
 

@@ -44,6 +44,7 @@ private:
     void on(const list_arrived& list);
     void on(const list_continued& list);
     void on(const list_not_had& list);
+    void on(const bundles_read& what);
     void on(const usb_arrival&);
     void list_has_failed(list_failure why, std::string text);
     void take_list(list_id list, const std::vector<listed_device>& devices);
@@ -59,6 +60,8 @@ private:
     // bench_choice.cpp
     void start();
     void consider(device_record& device);
+    std::optional<end_reason> reason_against(const device_record& device) const;
+    void name_model(device_properties& properties) const;
     void on(const lock_obtained& lock);
     void on(const lock_held& lock);
     void on(const consent_answer& answer);
@@ -84,6 +87,7 @@ private:
     void finish_try(device_record& device);
     void begin_tools();
     void begin_tool(device_record& device);
+    bool has_room_beside_others(const device_record& device) const;
     device_record* next_to_begin();
     void end_device(device_record& device, final_state state, end_reason reason);
     void leave_alone(device_record& device, end_reason reason,

@@ -140,11 +140,26 @@ void bench_run::begin_tools() {
     };
     while (may_begin()) {
         device_record* device = next_to_begin();
-        if (!device) {
+        if (!device || !has_room_beside_others(*device)) {
             return;
         }
         begin_tool(*device);
     }
+}
+
+bool bench_run::has_room_beside_others(const device_record& device) const {
+    if (!options_.room || !options_.room_limits_tools) {
+        return true;
+    }
+    std::uint64_t left = *options_.room;
+    const auto takes = [&left](const device_record& each) {
+        const std::uint64_t needed = each.with() ? room_for(*each.with()) : 0;
+        const bool has_room = needed <= left;
+        left -= std::min(needed, left);
+        return has_room;
+    };
+    return std::ranges::all_of(running_, [&](const auto& entry) { return takes(*entry.second); }) &&
+           takes(device);
 }
 
 device_record* bench_run::next_to_begin() {
@@ -174,8 +189,9 @@ void bench_run::begin_tool(device_record& device) {
     begun_.insert(device.ecid);
     last_start_ = now_;
     lists_.tool_started(now_);
-    log(try_started{}, event_level::info, &device);
-    out_.emplace_back(start_tool{device.tool, device.ecid, device.tries, device.visit});
+    log(try_started{device.with()}, event_level::info, &device);
+    out_.emplace_back(
+        start_tool{device.tool, device.ecid, device.tries, device.visit, device.with()});
 }
 
 void bench_run::end_device(device_record& device, final_state state, end_reason reason) {

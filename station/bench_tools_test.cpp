@@ -360,7 +360,7 @@ TEST(bench_recover, is_complete_with_the_commands_success) {
     bench_options options = all_devices();
     options.what = command::recover_exit;
     options.erase = false;
-    options.identities.reset();
+    options.bundles.reset();
     bench_under_test bench(options);
     bench.attach(device_a);
     bench.turn();

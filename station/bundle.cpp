@@ -1,17 +1,16 @@
 #include "station/bundle.h"
 
 #include "station/text.h"
+#include "station/zip_archive.h"
 
+#include <algorithm>
 #include <charconv>
 #include <fstream>
-#include <memory>
 #include <set>
-#include <stdexcept>
 #include <string_view>
 #include <utility>
 
 #include <pugixml.hpp>
-#include <zip.h>
 
 namespace vandrel::station {
 
@@ -19,70 +18,25 @@ namespace {
 
 constexpr const char* manifest_name = "BuildManifest.plist";
 /// Manifests are some MB. What is read ends here, whatever the zip says of itself.
-constexpr std::size_t largest_manifest = std::size_t{64} * 1024 * 1024;
+constexpr std::size_t largest_manifest = std::size_t{16} * 1024 * 1024;
+/// Each takes some hundred bytes of memory. A manifest of some MB has a tenth of it.
+constexpr std::ptrdiff_t most_elements = 500'000;
 constexpr std::size_t largest_options = std::size_t{16} * 1024 * 1024;
 
-struct zip_discarder {
-    void operator()(zip_t* zip) const { zip_discard(zip); }
-};
-using unique_zip = std::unique_ptr<zip_t, zip_discarder>;
-
-struct zip_file_closer {
-    void operator()(zip_file_t* file) const { zip_fclose(file); }
-};
-using unique_zip_file = std::unique_ptr<zip_file_t, zip_file_closer>;
-
-[[noreturn]] void refuse(const std::filesystem::path& path, std::string_view what) {
-    throw std::runtime_error(printable(text_of(path)).append(" ").append(what));
+[[noreturn]] void refuse(const std::filesystem::path& path, const std::string& why) {
+    throw unusable_file(path, why);
 }
 
-/// libzip takes file names as UTF-8, on Windows too.
-unique_zip open_zip(const std::filesystem::path& path) {
-    int code = 0;
-    unique_zip zip(zip_open(text_of(path).c_str(), ZIP_RDONLY, &code));
-    if (!zip) {
-        zip_error_t error;
-        zip_error_init_with_code(&error, code);
-        const std::string why = zip_error_strerror(&error);
-        zip_error_fini(&error);
-        refuse(path, "is no IPSW that can be read: " + why);
+std::string read_manifest(const zip_archive& zip) {
+    const auto text = zip.read(manifest_name, largest_manifest);
+    if (!text) {
+        refuse(zip.path(), "is no IPSW: it has no BuildManifest.plist");
     }
-    return zip;
-}
-
-std::uint64_t unpacked_size_of(zip_t* zip) {
-    std::uint64_t sum = 0;
-    const zip_int64_t count = zip_get_num_entries(zip, 0);
-    for (zip_int64_t i = 0; i < count; ++i) {
-        zip_stat_t entry;
-        zip_stat_init(&entry);
-        if (zip_stat_index(zip, static_cast<zip_uint64_t>(i), 0, &entry) == 0) {
-            sum += entry.size;
-        }
+    if (text->size() > largest_manifest || std::ranges::count(*text, '<') > most_elements ||
+        std::ranges::count(*text, '=') > most_elements) {
+        refuse(zip.path(), "is no IPSW that can be used: its BuildManifest.plist is too large");
     }
-    return sum;
-}
-
-std::string read_manifest(zip_t* zip, const std::filesystem::path& path) {
-    const zip_int64_t index = zip_name_locate(zip, manifest_name, 0);
-    if (index < 0) {
-        refuse(path, "is no IPSW: it has no BuildManifest.plist");
-    }
-    const unique_zip_file file(zip_fopen_index(zip, static_cast<zip_uint64_t>(index), 0));
-    std::string text;
-    std::string piece(std::size_t{1024} * 1024, '\0');
-    zip_int64_t count = file ? 1 : -1;
-    while (count > 0) {
-        count = zip_fread(file.get(), piece.data(), piece.size());
-        text.append(piece, 0, static_cast<std::size_t>(std::max<zip_int64_t>(count, 0)));
-        if (text.size() > largest_manifest) {
-            refuse(path, "is no IPSW that can be used: its BuildManifest.plist is too large");
-        }
-    }
-    if (count < 0) {
-        refuse(path, "is a broken IPSW: its BuildManifest.plist cannot be unpacked");
-    }
-    return text;
+    return *text;
 }
 
 /// The dictionary that a property list is. `name` is what to call the file.
@@ -147,13 +101,24 @@ std::optional<std::uint32_t> number_in(const pugi::xml_node& dictionary, std::st
     return number;
 }
 
+std::optional<restore_behavior> behavior_in(const pugi::xml_node& info) {
+    const std::string text = text_in(info, "RestoreBehavior");
+    if (text == "Erase") {
+        return restore_behavior::erase;
+    }
+    return text == "Update" ? std::optional(restore_behavior::update) : std::nullopt;
+}
+
 std::vector<build_identity> identities_in(const pugi::xml_node& manifest) {
     std::vector<build_identity> result;
     for (const pugi::xml_node& each : value_of(manifest, "BuildIdentities").children("dict")) {
         const auto chip = number_in(each, "ApChipID");
         const auto board = number_in(each, "ApBoardID");
-        if (chip && board) {
-            result.push_back({*chip, *board});
+        const build_identity identity{chip.value_or(0), board.value_or(0),
+                                      behavior_in(value_of(each, "Info"))};
+        // Manifests have the same one for several variants.
+        if (chip && board && std::ranges::find(result, identity) == result.end()) {
+            result.push_back(identity);
         }
     }
     return result;
@@ -186,15 +151,18 @@ void refuse_ambiguous(const pugi::xml_node& dictionary, const std::filesystem::p
 
 } // namespace
 
+unusable_file::unusable_file(const std::filesystem::path& path, const std::string& reason)
+    : std::runtime_error(printable(text_of(path)) + " " + reason), why(reason) {}
+
 bundle read_bundle(const std::filesystem::path& path) {
-    const unique_zip zip = open_zip(path);
+    const zip_archive zip(path);
     pugi::xml_document document;
-    const pugi::xml_node manifest = parse(document, read_manifest(zip.get(), path), path,
-                                          "is no IPSW: its BuildManifest.plist");
+    const pugi::xml_node manifest =
+        parse(document, read_manifest(zip), path, "is no IPSW: its BuildManifest.plist");
     bundle result;
     result.path = path;
-    result.size = std::filesystem::file_size(path);
-    result.unpacked_size = unpacked_size_of(zip.get());
+    result.size = zip.size();
+    result.unpacked_size = zip.unpacked_size();
     result.version = text_in(manifest, "ProductVersion");
     result.build = text_in(manifest, "ProductBuildVersion");
     for (const pugi::xml_node& each :
@@ -208,10 +176,8 @@ bundle read_bundle(const std::filesystem::path& path) {
     return result;
 }
 
-std::string model_of(const bundle& made_for, const device_properties& device) {
-    return made_for.models.size() == 1 && fits(device, made_for.identities)
-               ? made_for.models.front()
-               : std::string();
+void verify_bundle(const std::filesystem::path& path) {
+    zip_archive(path).verify();
 }
 
 restore_options_file read_restore_options(const std::filesystem::path& path) {

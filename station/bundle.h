@@ -7,10 +7,18 @@
 #include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace vandrel::station {
+
+/// `what` is one sentence that names the file.
+struct unusable_file : std::runtime_error {
+    unusable_file(const std::filesystem::path& path, const std::string& why);
+    /// The sentence without the file, such as "is no IPSW: ...".
+    std::string why;
+};
 
 /// An IPSW: the zip's directory, and the manifest in it. Nothing else is unpacked.
 struct bundle {
@@ -26,12 +34,12 @@ struct bundle {
     std::vector<build_identity> identities;
 };
 
-/// Throws std::runtime_error with one sentence that names the file and what is wrong with it.
+/// Throws unusable_file.
 bundle read_bundle(const std::filesystem::path& path);
 
-/// The model of the device that has this chip and board; empty when the bundle is not for it or
-/// names several models.
-std::string model_of(const bundle& made_for, const device_properties& device);
+/// Unpacks everything in it, keeps nothing, and compares the sums. Throws unusable_file. As slow as
+/// the disk and the processor.
+void verify_bundle(const std::filesystem::path& path);
 
 /// What the station has to know of a file of restore options.
 struct restore_options_file {
@@ -42,7 +50,7 @@ struct restore_options_file {
     std::string content;
 };
 
-/// Throws as read_bundle does, also when two readers of the file could understand it differently.
+/// Throws unusable_file, also when two readers of the file could understand it differently.
 restore_options_file read_restore_options(const std::filesystem::path& path);
 
 } // namespace vandrel::station

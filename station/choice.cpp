@@ -28,12 +28,22 @@ bool is_named(const bench_options& options, const std::string& ecid,
            });
 }
 
+bundle_list fitting_bundles(const bench_options& options,
+                            const std::optional<device_properties>& properties) {
+    if (!options.bundles || !properties) {
+        return {};
+    }
+    std::optional<restore_behavior> behavior;
+    if (options.from_folder) {
+        behavior = options.erase ? restore_behavior::erase : restore_behavior::update;
+    }
+    return bundles_for(*properties, *options.bundles, behavior);
+}
+
 bool is_fit(const bench_options& options, const std::string& ecid,
             const std::optional<device_properties>& properties) {
-    if (!options.identities || (options.any_bundle && options.ecids.contains(ecid))) {
-        return true;
-    }
-    return properties && fits(*properties, *options.identities);
+    return !options.bundles || (options.any_bundle && options.ecids.contains(ecid)) ||
+           !fitting_bundles(options, properties).empty();
 }
 
 std::optional<std::vector<listed_device>> checked_list(std::vector<listed_device> devices,

@@ -23,7 +23,11 @@ bool names(const std::string& entry, const std::string& ecid,
 bool is_named(const bench_options& options, const std::string& ecid,
               const std::optional<device_properties>& properties);
 
-/// Whether the bundle is for the device, or the user has said that this does not matter.
+/// Those that the run has for the device, the newest first.
+bundle_list fitting_bundles(const bench_options& options,
+                            const std::optional<device_properties>& properties);
+
+/// Whether a bundle is for the device, or the user has said that this does not matter.
 bool is_fit(const bench_options& options, const std::string& ecid,
             const std::optional<device_properties>& properties);
 

@@ -94,6 +94,13 @@ void set_time(bench_times& times, std::optional<unsigned>& list_seconds, const s
     *found->second = read_time(value);
 }
 
+void add_view(CLI::App* to, station_arguments& result) {
+    auto* with_json = to->add_flag("--json", result.json, "Write JSON, for programs");
+    to->add_flag("--plain")
+        ->description("Write lines of text, also on a terminal (there is no other view yet)")
+        ->excludes(with_json);
+}
+
 void add_tool(CLI::App* to, station_arguments& result) {
     to->add_option("--tool", result.tool.program,
                    "Program in the place of the vandrel beside this one")
@@ -105,10 +112,7 @@ void add_tool(CLI::App* to, station_arguments& result) {
     to->add_option("--slots", result.slots_file,
                    "Names of USB ports: lines of a location number and a name")
         ->type_name("FILE");
-    auto* with_json = to->add_flag("--json", result.json, "Write JSON, for programs");
-    to->add_flag("--plain")
-        ->description("Write lines of text, also on a terminal (there is no other view yet)")
-        ->excludes(with_json);
+    add_view(to, result);
     to->add_option_function<std::vector<std::string>>(
           "--rule-time",
           [&result](const std::vector<std::string>& texts) {
@@ -178,11 +182,18 @@ CLI::App* add_restore(CLI::App& app, station_arguments& result) {
         to->add_option("--options", result.options_file,
                        "Restore options, a property list as vandrel --restore-plist takes it")
             ->type_name("FILE");
-    with_bundle->excludes(with_options);
-    to->add_flag("--erase", options.erase, "Erase them; with --bundle")->needs(with_bundle);
+    auto* with_folder =
+        to->add_option("--bundles", result.bundles,
+                       "For each device the newest IPSW in this folder that is for it")
+            ->type_name("FOLDER");
+    with_bundle->excludes(with_options)->excludes(with_folder);
+    with_folder->excludes(with_options);
+    to->add_flag("--erase", options.erase, "Erase them; with --bundle or --bundles")
+        ->excludes(with_options);
     add_devices(to, result);
     to->add_flag("--any-bundle", options.any_bundle,
-                 "Also devices that the bundle is not for; with --ecid only");
+                 "Also devices that the bundle is not for; with --ecid only")
+        ->excludes(with_folder);
     to->add_flag("--watch", options.watch, "Go on with each device that comes later");
     to->add_option("--count", options.count, "End the watch after so many devices")->type_name("N");
     to->add_option_function<std::string>(
@@ -215,6 +226,8 @@ CLI::App* add_restore(CLI::App& app, station_arguments& result) {
                "  vandrel-station restore --bundle iPhone.ipsw --all --erase\n"
                "Restore, and go on with each device that is attached within two hours:\n"
                "  vandrel-station restore --bundle iPhone.ipsw --all --watch --for 2h\n"
+               "Give each device the newest IPSW in a folder; show first which:\n"
+               "  vandrel-station restore --bundles D:\\ipsw --all --dry-run\n"
                "Erase exactly one device, from a program:\n"
                "  vandrel-station restore --bundle iPhone.ipsw --ecid 0001A2B3C4D5E6F7 --erase "
                "--yes --json");
@@ -234,6 +247,31 @@ CLI::App* add_recover(CLI::App& app, station_arguments& result, bool& exit, bool
     return to;
 }
 
+CLI::App* add_list(CLI::App& app, station_arguments& result) {
+    CLI::App* to = app.add_subcommand("list", "Show the attached devices");
+    auto* with_bundle =
+        to->add_option("--bundle", result.bundle, "An IPSW: show the models, and which it is for")
+            ->type_name("FILE");
+    to->add_option("--bundles", result.bundles,
+                   "A folder of IPSWs: show the models, and the newest for each")
+        ->type_name("FOLDER")
+        ->excludes(with_bundle);
+    add_tool(to, result);
+    to->footer("Example:\n  vandrel-station list --bundle iPhone.ipsw");
+    return to;
+}
+
+CLI::App* add_bundles(CLI::App& app, station_arguments& result) {
+    CLI::App* to = app.add_subcommand("bundles", "Show the IPSW files of a folder");
+    to->add_option("FOLDER", result.bundles, "Its files with names that end in .ipsw");
+    to->add_flag("--verify", result.verify,
+                 "Unpack each file once, keep nothing, and compare the sums");
+    add_view(to, result);
+    to->footer("Example, which looks for files that were not copied well:\n"
+               "  vandrel-station bundles D:\\ipsw --verify");
+    return to;
+}
+
 void check_devices(const station_arguments& result) {
     const bench_options& options = result.options;
     if (options.ecids.empty() && result.only_file.empty() && !options.all) {
@@ -245,8 +283,8 @@ void check_devices(const station_arguments& result) {
 }
 
 void check_restore(const station_arguments& result) {
-    if (result.bundle.empty() && result.options_file.empty()) {
-        throw CLI::ValidationError("what to restore with? Give --bundle or --options");
+    if (result.bundle.empty() && result.bundles.empty() && result.options_file.empty()) {
+        throw CLI::ValidationError("what to restore with? Give --bundle, --bundles or --options");
     }
     const bench_options& options = result.options;
     if (!options.watch && (options.count || options.watch_time)) {
@@ -275,15 +313,12 @@ std::variant<station_arguments, command_line_end> parse_command_line(int argumen
     app.require_subcommand(1);
     app.set_version_flag("--version", std::string("vandrel-station ") + version);
     app.formatter(std::make_shared<plain_help>());
-    CLI::App* list = app.add_subcommand("list", "Show the attached devices");
-    list->add_option("--bundle", result.bundle, "An IPSW: show the models, and which it is for")
-        ->type_name("FILE");
-    add_tool(list, result);
-    list->footer("Example:\n  vandrel-station list --bundle iPhone.ipsw");
+    CLI::App* list = add_list(app, result);
     CLI::App* restore = add_restore(app, result);
     CLI::App* recover = add_recover(app, result, exit, stay);
+    CLI::App* bundles = add_bundles(app, result);
     app.footer("vandrel-station COMMAND --help has the options of a command, and examples.");
-    for (CLI::App* each : {list, restore, recover}) {
+    for (CLI::App* each : {list, restore, recover, bundles}) {
         each->group("Commands");
         each->allow_windows_style_options(false);
     }
@@ -294,6 +329,11 @@ std::variant<station_arguments, command_line_end> parse_command_line(int argumen
         } else if (*restore) {
             result.what = station_command::restore;
             check_restore(result);
+        } else if (*bundles) {
+            result.what = station_command::bundles;
+            if (result.bundles.empty()) {
+                throw CLI::ValidationError("which folder? Give its name");
+            }
         } else {
             result.what = station_command::recover;
             if (!exit && !stay) {
@@ -311,8 +351,9 @@ std::variant<station_arguments, command_line_end> parse_command_line(int argumen
         // Nothing else is required by the library's means.
         const bool lacks_command = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
         const std::string why =
-            lacks_command ? "which command? Give list, restore or recover; --help says more"
-                          : one_line(error.what());
+            lacks_command
+                ? "which command? Give list, restore, recover or bundles; --help says more"
+                : one_line(error.what());
         return command_line_end{"", "vandrel-station: " + why + "\n", 2};
     }
     if (result.tool.program.empty()) {

@@ -15,7 +15,7 @@
 
 namespace vandrel::station {
 
-enum class station_command { list, restore, recover };
+enum class station_command { list, restore, recover, bundles };
 
 /// As it was given; files are not looked at yet. Paths are UTF-8, empty when they were not given.
 struct station_arguments {
@@ -24,6 +24,8 @@ struct station_arguments {
     /// All that needs no file: the ECIDs are normalized, times are as given.
     bench_options options;
     std::string bundle;
+    /// A folder.
+    std::string bundles;
     std::string options_file;
     std::string only_file;
     std::string slots_file;
@@ -33,6 +35,8 @@ struct station_arguments {
     std::chrono::seconds restore_timeout = std::chrono::hours(2);
     std::map<std::string, std::string> tags;
     bool json = false;
+    /// Of the command `bundles`.
+    bool verify = false;
     std::optional<unsigned> list_seconds;
 };
 

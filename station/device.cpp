@@ -25,10 +25,12 @@ std::optional<std::string> normalized_ecid(std::string_view text) {
     return result;
 }
 
-bool fits(const device_properties& device, const std::vector<build_identity>& identities) {
-    return device.chip_id != 0 &&
-           std::ranges::find(identities, build_identity{device.chip_id, device.board_id}) !=
-               identities.end();
+bool fits(const device_properties& device, const std::vector<build_identity>& identities,
+          std::optional<restore_behavior> behavior) {
+    return device.chip_id != 0 && std::ranges::any_of(identities, [&](const build_identity& each) {
+               return each.chip_id == device.chip_id && each.board_id == device.board_id &&
+                      (!behavior || !each.behavior || each.behavior == behavior);
+           });
 }
 
 } // namespace vandrel::station

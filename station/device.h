@@ -3,12 +3,15 @@
 /// What the station knows of a device before it works on it, and which devices a bundle is for.
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace vandrel::station {
+
+struct bundle;
 
 /// 1 to 16 hexadecimal digits of either case, with or without "0x" before them, as 16 upper-case
 /// digits; nothing for any other text.
@@ -37,20 +40,28 @@ struct listed_device {
     std::string ecid;
     /// Absent when they were not asked for, or could not be had.
     std::optional<device_properties> properties;
+    /// In a question of a run with a folder of bundles: those that fit, newest first.
+    std::vector<std::shared_ptr<const bundle>> bundles = {};
 
     bool operator==(const listed_device&) const = default;
 };
+
+/// What a restore does to the data of a device.
+enum class restore_behavior { erase, update };
 
 /// For which devices one build identity of a bundle is.
 struct build_identity {
     std::uint32_t chip_id = 0;
     std::uint32_t board_id = 0;
+    /// Absent when the identity does not say: it is for both then.
+    std::optional<restore_behavior> behavior = {};
 
     bool operator==(const build_identity&) const = default;
 };
 
 /// Whether any of `identities` has the chip and the board of the device. A device that reports no
-/// chip fits nothing.
-bool fits(const device_properties& device, const std::vector<build_identity>& identities);
+/// chip fits nothing. With a behavior, the identity also has to be for that.
+bool fits(const device_properties& device, const std::vector<build_identity>& identities,
+          std::optional<restore_behavior> behavior = {});
 
 } // namespace vandrel::station

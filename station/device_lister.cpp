@@ -163,9 +163,6 @@ void device_lister::have_properties(const std::string& ecid, const std::vector<r
                 slot != how_.slots.end()) {
                 properties.slot = slot->second;
             }
-            if (how_.made_for) {
-                properties.model = model_of(*how_.made_for, properties);
-            }
             if (const auto device = std::ranges::find(devices_, ecid, &listed_device::ecid);
                 device != devices_.end()) {
                 device->properties = properties;

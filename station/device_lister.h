@@ -3,7 +3,6 @@
 /// Which devices are there, and what they are.
 
 #include "station/bench.h"
-#include "station/bundle.h"
 #include "station/tool_process.h"
 
 #include <boost/asio/io_context.hpp>
@@ -34,8 +33,6 @@ public:
         /// A folder for its processes, which has to be there.
         std::filesystem::path folder;
         slot_names slots;
-        /// For the models of devices; may be absent.
-        std::optional<bundle> made_for;
         /// `--detect-timeout` of a list; the tool's own without one.
         std::optional<unsigned> detect_seconds;
         /// How long the properties of one device may take. A device that has none by then is listed

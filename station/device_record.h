@@ -3,10 +3,12 @@
 /// What the bench knows of one device that was asked for.
 
 #include "station/bench.h"
+#include "station/bundle_choice.h"
 #include "station/device.h"
 #include "station/events.h"
 #include "station/tool_run.h"
 
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -42,6 +44,8 @@ struct device_record {
     bool locked = false;
     /// The process of the other station, when this device is left to it.
     std::optional<std::int64_t> holder;
+    /// Of a folder, those that were for it when it was considered, the newest first. It gets that.
+    bundle_list bundles;
     /// Not to be touched again in this run.
     bool barred = false;
 
@@ -65,6 +69,10 @@ struct device_record {
     awake_time ended_at{};
 
     bool restored() const { return verdict && verdict->state == final_state::restored; }
+    /// null without a folder of bundles.
+    std::shared_ptr<const bundle> with() const {
+        return bundles.empty() ? nullptr : bundles.front();
+    }
     bool left_alone_for(end_reason reason) const {
         return verdict && verdict->state == final_state::left_alone && verdict->reason == reason;
     }

@@ -1,5 +1,6 @@
 #include "station/event_json.h"
 
+#include "station/bundle.h"
 #include "station/event_text.h"
 #include "station/text.h"
 
@@ -42,7 +43,11 @@ struct body_writer {
             to["holder"] = *body.holder;
         }
     }
-    void operator()(const try_started&) const {}
+    void operator()(const try_started& body) const {
+        if (body.with) {
+            add_bundle(to, *body.with);
+        }
+    }
     void operator()(const operation& body) const { add_operation(to, body); }
     void operator()(const progress& body) const { add_operation(to, body); }
     void operator()(const quiet& body) const {
@@ -205,6 +210,17 @@ object json_of(const device_properties& properties) {
     add("product_string", properties.product_string);
     add("model", properties.model);
     return result;
+}
+
+void add_bundle(object& object, const bundle& what) {
+    const auto add = [&object](const char* key, const std::string& text) {
+        if (!text.empty()) {
+            object[key] = json_text(text);
+        }
+    };
+    add("bundle", text_of(what.path));
+    add("bundle_version", what.version);
+    add("bundle_build", what.build);
 }
 
 void add_operation(object& object, const operation_progress& where) {

@@ -33,6 +33,8 @@ boost::json::object json_of(const error_details& error);
 boost::json::object json_of(const device_properties& properties);
 /// Adds `operation`, `operation_name` and `progress`.
 void add_operation(boost::json::object& object, const operation_progress& where);
+/// Adds `bundle`, `bundle_version` and `bundle_build`.
+void add_bundle(boost::json::object& object, const bundle& what);
 /// Adds all that a try's end has.
 void add_try(boost::json::object& object, const try_result& result);
 

@@ -1,5 +1,6 @@
 #include "station/event_text.h"
 
+#include "station/bundle.h"
 #include "station/text.h"
 
 #include <fmt/format.h>
@@ -67,7 +68,9 @@ struct describer {
     event_text operator()(const device_left_alone& body) const {
         return {"LEFT", describe_reason(body)};
     }
-    event_text operator()(const try_started&) const { return {"started", ""}; }
+    event_text operator()(const try_started& body) const {
+        return {"started", body.with ? version_text(*body.with) : std::string()};
+    }
     event_text operator()(const operation& body) const { return {"running", describe(body)}; }
     event_text operator()(const progress& body) const { return {"running", describe(body)}; }
     event_text operator()(const quiet& body) const {
@@ -193,6 +196,10 @@ std::string describe_end(end_reason reason, const try_result* last_try) {
         return "it was never seen";
     case end_reason::unfit:
         return "the bundle is not for it";
+    case end_reason::no_bundle:
+        return "no bundle in the folder is for it";
+    case end_reason::no_room:
+        return "its bundle needs more room than there is";
     case end_reason::held:
         return "another station works on it";
     case end_reason::stopped:
@@ -247,11 +254,19 @@ std::string advice_for(end_reason reason) {
         return "Put it aside: it was restored, and does not start.";
     case end_reason::unfit:
         return "Choose the bundle that is for it.";
+    case end_reason::no_bundle:
+        return "Copy the bundle that is for it into the folder.";
+    case end_reason::no_room:
+        return "Give a folder with more room, with --scratch.";
     case end_reason::held:
         return "Wait for the other station.";
     default:
         return {};
     }
+}
+
+std::string version_text(const bundle& what) {
+    return fmt::format("{} ({})", printable(what.version), printable(what.build));
 }
 
 std::string place_of(const event_device& device) {

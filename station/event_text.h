@@ -32,6 +32,9 @@ std::string word_of(final_state state);
 /// What a person does about a device that ended so; empty when there is nothing to do.
 std::string advice_for(end_reason reason);
 
+/// "17.1 (21B80)", in printable characters.
+std::string version_text(const bundle& what);
+
 /// The slot, else the location number, else "-".
 std::string place_of(const event_device& device);
 

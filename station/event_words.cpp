@@ -33,13 +33,14 @@ std::string_view name_of(final_state state) {
 }
 
 std::string_view name_of(end_reason reason) {
-    return word(std::array<std::string_view, 19>{"completed", "device_error", "tool_error",
-                                                 "no_completion", "tool_crashed",
-                                                 "tool_not_started", "tool_given_up", "not_back",
-                                                 "came_back", "time_limit", "silence",
-                                                 "never_began", "user", "never_seen", "unfit",
-                                                 "held", "stopped", "watch_over", "not_begun"},
-                reason);
+    return word(
+        std::array<std::string_view, 21>{
+            "completed",        "device_error",  "tool_error", "no_completion", "tool_crashed",
+            "tool_not_started", "tool_given_up", "not_back",   "came_back",     "time_limit",
+            "silence",          "never_began",   "user",       "never_seen",    "unfit",
+            "no_bundle",        "no_room",       "held",       "stopped",       "watch_over",
+            "not_begun"},
+        reason);
 }
 
 std::string_view name_of(ended_by by) {

@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -57,6 +58,10 @@ enum class end_reason {
     never_seen,
     /// left_alone: no build identity of the bundle is for it.
     unfit,
+    /// left_alone: no bundle of the folder is for it and for what the run does.
+    no_bundle,
+    /// left_alone: the scratch folder has too little room for its bundle.
+    no_room,
     /// left_alone: another station works on it.
     held,
     /// left_alone: too many failures in a row, before it was begun.
@@ -119,7 +124,10 @@ struct device_left_alone {
     std::optional<std::int64_t> holder;
 };
 
-struct try_started {};
+struct try_started {
+    /// Of a folder of bundles; null otherwise.
+    std::shared_ptr<const bundle> with = {};
+};
 
 /// The first report of an operation.
 struct operation : operation_progress {};

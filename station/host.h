@@ -35,6 +35,9 @@ std::string program_file_name(const std::string& name);
 /// one.
 std::filesystem::path local_data_folder();
 
+/// Whether a program has the file open for writing, as far as the host says so.
+bool is_open_for_writing(const std::filesystem::path& path);
+
 /// How far local time is ahead of UTC.
 std::chrono::minutes offset_of_local_time(std::chrono::system_clock::time_point time);
 

@@ -128,6 +128,11 @@ std::filesystem::path local_data_folder() {
     return std::filesystem::path(own) / ".local" / "state";
 }
 
+bool is_open_for_writing(const std::filesystem::path&) {
+    // Nobody says so of another user's file.
+    return false;
+}
+
 std::chrono::minutes offset_of_local_time(std::chrono::system_clock::time_point time) {
     const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
     std::tm local{};

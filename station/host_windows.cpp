@@ -167,6 +167,17 @@ std::filesystem::path local_data_folder() {
     return folder;
 }
 
+bool is_open_for_writing(const std::filesystem::path& path) {
+    // Not shared with writers, so that it cannot be opened as long as there is one.
+    HANDLE file = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE,
+                              nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE) {
+        return GetLastError() == ERROR_SHARING_VIOLATION;
+    }
+    CloseHandle(file);
+    return false;
+}
+
 std::chrono::minutes offset_of_local_time(std::chrono::system_clock::time_point time) {
     // In units of 100 ns, from 1601.
     constexpr std::int64_t epoch = 116'444'736'000'000'000;

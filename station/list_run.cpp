@@ -28,8 +28,18 @@ namespace {
 
 using std::chrono::steady_clock;
 
-std::string json_list(const std::vector<listed_device>& devices,
-                      const std::optional<bundle>& made_for) {
+/// What to name models by, and to say which is for a device.
+std::optional<bundle_list> read_bundles(const station_arguments& arguments) {
+    if (!arguments.bundles.empty()) {
+        return usable(look_into(*open_bundle_folder(arguments.bundles)));
+    }
+    if (!arguments.bundle.empty()) {
+        return bundle_list{std::make_shared<const bundle>(read_named_bundle(arguments.bundle))};
+    }
+    return {};
+}
+
+std::string json_list(const std::vector<listed_device>& devices, bundle_column column) {
     boost::json::array all;
     for (const listed_device& each : devices) {
         boost::json::object device{{"ecid", json_text(each.ecid)}};
@@ -43,8 +53,11 @@ std::string json_list(const std::vector<listed_device>& devices,
             for (auto& [key, value] : json_of(*each.properties)) {
                 device[key] = value;
             }
-            if (made_for) {
-                device["fits"] = fits(*each.properties, made_for->identities);
+            if (column != bundle_column::none) {
+                device["fits"] = !each.bundles.empty();
+            }
+            if (column == bundle_column::newest && !each.bundles.empty()) {
+                add_bundle(device, *each.bundles.front());
             }
         }
         all.push_back(std::move(device));
@@ -72,23 +85,20 @@ std::string words_for(const list_not_had& failure) {
 
 int run_list(const station_arguments& arguments) {
     const slot_names slots = read_slots(arguments.slots_file);
-    std::optional<bundle> made_for;
-    if (!arguments.bundle.empty()) {
-        made_for = read_named_bundle(arguments.bundle);
-    }
+    const std::optional<bundle_list> bundles = read_bundles(arguments);
     scratch_folder scratch(std::filesystem::temp_directory_path());
     auto& context = *new boost::asio::io_context(1);
     std::optional<input> outcome;
     auto limit = steady_clock::now() + arguments.options.times.list_limit;
-    device_lister lister(
-        context, {arguments.tool, scratch.make("list"), slots, made_for, arguments.list_seconds},
-        [&](input what) {
-            if (std::holds_alternative<list_continued>(what)) {
-                limit = steady_clock::now() + arguments.options.times.list_limit;
-            } else {
-                outcome = std::move(what);
-            }
-        });
+    device_lister lister(context,
+                         {arguments.tool, scratch.make("list"), slots, arguments.list_seconds},
+                         [&](input what) {
+                             if (std::holds_alternative<list_continued>(what)) {
+                                 limit = steady_clock::now() + arguments.options.times.list_limit;
+                             } else {
+                                 outcome = std::move(what);
+                             }
+                         });
     const auto guard = boost::asio::make_work_guard(context);
     watch_signals(
         context, [] { std::_Exit(130); }, [] { std::_Exit(130); });
@@ -103,13 +113,21 @@ int run_list(const station_arguments& arguments) {
         throw refusal(static_cast<int>(early_exit::cannot_work), words_for(*failure));
     }
     list_failure why{};
-    const auto checked = checked_list(std::get<list_arrived>(*outcome).devices, why);
+    auto checked = checked_list(std::get<list_arrived>(*outcome).devices, why);
     if (!checked) {
         throw refusal(static_cast<int>(early_exit::cannot_work), words_for({1, why, ""}));
     }
-    const std::vector<listed_device>& devices = *checked;
+    std::vector<listed_device>& devices = *checked;
+    for (listed_device& each : devices) {
+        if (bundles && each.properties) {
+            each.properties->model = model_of(*each.properties, *bundles);
+            each.bundles = bundles_for(*each.properties, *bundles);
+        }
+    }
+    bundle_column column = bundles ? bundle_column::fits : bundle_column::none;
+    column = arguments.bundles.empty() ? column : bundle_column::newest;
     write_all(standard_stream::out,
-              arguments.json ? json_list(devices, made_for) : device_table(devices, made_for));
+              arguments.json ? json_list(devices, column) : device_table(devices, column));
     constexpr int no_device = 3;
     return devices.empty() ? no_device : 0;
 }

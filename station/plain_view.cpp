@@ -1,12 +1,14 @@
 #include "station/plain_view.h"
 
 #include "station/event_text.h"
+#include "station/table.h"
 #include "station/text.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cstdlib>
+#include <functional>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -14,15 +16,6 @@
 namespace vandrel::station {
 
 namespace {
-
-/// What is needed of the scratch folder for each restore at once, beside the bundle's own size.
-constexpr double room_factor = 1.1;
-
-/// How many characters a text has: bytes of UTF-8 but those that go on with a character.
-std::size_t width_of(const std::string& text) {
-    return static_cast<std::size_t>(std::ranges::count_if(
-        text, [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80; }));
-}
 
 std::string place_of_device(const listed_device& device) {
     if (!device.properties) {
@@ -32,29 +25,6 @@ std::string place_of_device(const listed_device& device) {
     place.slot = device.properties->slot;
     place.location_id = device.properties->location_id;
     return place_of(place);
-}
-
-using table_row = std::vector<std::string>;
-
-/// Lines of two blanks and the row's texts, each as wide as the widest in its column.
-std::string aligned(const std::vector<table_row>& rows) {
-    std::vector<std::size_t> widths;
-    for (const table_row& row : rows) {
-        widths.resize(std::max(widths.size(), row.size()));
-        for (std::size_t i = 0; i < row.size(); ++i) {
-            widths[i] = std::max(widths[i], width_of(row[i]));
-        }
-    }
-    std::string text;
-    for (const table_row& row : rows) {
-        std::string line;
-        for (std::size_t i = 0; i < row.size(); ++i) {
-            line += "  " + row[i] + std::string(widths[i] - width_of(row[i]), ' ');
-        }
-        line.erase(line.find_last_not_of(' ') + 1);
-        text += line + "\n";
-    }
-    return text;
 }
 
 /// "Recovery" of "Apple Mobile Device (Recovery Mode)"; any other text as it is.
@@ -87,6 +57,13 @@ table_row identity_of(const listed_device& device) {
     return row;
 }
 
+std::string bundle_cell(const listed_device& device, bundle_column column) {
+    if (column == bundle_column::fits) {
+        return device.bundles.empty() ? "is not for it" : "fits";
+    }
+    return device.bundles.empty() ? "none is for it" : version_text(*device.bundles.front());
+}
+
 std::string headline(const ask_consent& choice, command what) {
     const std::size_t count = choice.devices.size();
     const std::string number = number_of(count, "device");
@@ -109,20 +86,85 @@ std::string headline(const ask_consent& choice, command what) {
     return text;
 }
 
-/// "a, b and c".
-std::string listed(const std::vector<std::string>& names) {
-    std::string text;
-    for (std::size_t i = 0; i < names.size(); ++i) {
-        text += (i == 0 ? "" : i + 1 == names.size() ? " and " : ", ") + printable(names[i]);
+std::string bundle_text(const bundle& made_for) {
+    return fmt::format("  Bundle   {}\n           {}, {}{}\n", printable(text_of(made_for.path)),
+                       version_text(made_for), size_text(made_for.size),
+                       made_for.models.empty() ? "" : ", for " + enumerated(made_for.models));
+}
+
+/// Why the first of these bundles is the one.
+std::string reason_text(const bundle_list& fitting) {
+    if (fitting.size() == 1) {
+        return "the only one that fits";
+    }
+    constexpr std::size_t most_shown = 3;
+    std::vector<std::string> others;
+    for (std::size_t i = 1; i < fitting.size() && i <= most_shown; ++i) {
+        const bundle& other = *fitting[i];
+        others.push_back(other.build == fitting.front()->build
+                             ? "the same in " + text_of(other.path.filename())
+                             : version_text(other));
+    }
+    if (fitting.size() > most_shown + 1) {
+        others.push_back(fmt::format("{} more", fitting.size() - most_shown - 1));
+    }
+    return fmt::format("the newest of {} that fit; not {}", fitting.size(), enumerated(others));
+}
+
+/// The bundles of the devices, each with the number of its devices, and why it is the one.
+std::string folder_text(const ask_consent& choice, const question_facts& facts) {
+    std::string text = "  Bundles  " + printable(facts.folder) + "\n";
+    if (facts.unusable_files > 0) {
+        text +=
+            fmt::format("           {} in it cannot be used: the command \"bundles\" says why\n",
+                        number_of(facts.unusable_files, "file"));
+    }
+    std::vector<std::pair<bundle_list, std::size_t>> groups;
+    for (const listed_device& each : choice.devices) {
+        const auto group =
+            std::ranges::find(groups, each.bundles, [](const auto& one) { return one.first; });
+        if (group != groups.end()) {
+            ++group->second;
+        } else if (!each.bundles.empty()) {
+            groups.emplace_back(each.bundles, 1);
+        }
+    }
+    for (const auto& [fitting, count] : groups) {
+        const bundle& taken = *fitting.front();
+        text +=
+            fmt::format("           {}\n             {}, {}, for {}\n             {}\n",
+                        printable(text_of(taken.path.filename())), version_text(taken),
+                        size_text(taken.size), number_of(count, "device"), reason_text(fitting));
     }
     return text;
 }
 
-std::string bundle_text(const bundle& made_for) {
-    return fmt::format("  Bundle   {}\n           {} ({}), {}{}\n",
-                       printable(text_of(made_for.path)), printable(made_for.version),
-                       printable(made_for.build), size_text(made_for.size),
-                       made_for.models.empty() ? "" : ", for " + listed(made_for.models));
+std::string room_text(const question_facts& facts, std::size_t at_once, std::uint64_t needed) {
+    return fmt::format("  Room     {} free in {}, {} at once need about {}\n",
+                       size_text(facts.free_bytes), printable(facts.scratch), at_once,
+                       size_text(needed));
+}
+
+/// Of the devices with the largest bundles, in case they come together.
+std::string folder_room_text(const ask_consent& choice, const question_facts& facts) {
+    std::vector<std::uint64_t> needs;
+    for (const listed_device& each : choice.devices) {
+        if (!each.bundles.empty()) {
+            needs.push_back(room_for(*each.bundles.front()));
+        }
+    }
+    std::ranges::sort(needs, std::greater());
+    needs.resize(std::min(needs.size(), facts.at_once));
+    std::uint64_t needed = 0;
+    std::size_t count = 0;
+    for (const std::uint64_t each : needs) {
+        if (facts.room_limits_tools && needed + each > facts.free_bytes) {
+            break;
+        }
+        needed += each;
+        ++count;
+    }
+    return room_text(facts, count, needed);
 }
 
 } // namespace
@@ -179,20 +221,24 @@ std::string choice_text(const ask_consent& choice, command what, const question_
     std::string text = headline(choice, what) + "\n";
     if (facts.made_for) {
         text += bundle_text(*facts.made_for);
-        const auto needed = static_cast<std::uint64_t>(
-            room_factor * static_cast<double>(facts.made_for->unpacked_size * facts.at_once));
-        text += fmt::format("  Room     {} free in {}, {} at once need about {}\n",
-                            size_text(facts.free_bytes), printable(facts.scratch), facts.at_once,
-                            size_text(needed));
+        text += room_text(facts, facts.at_once, room_for(*facts.made_for) * facts.at_once);
+    } else if (!facts.folder.empty()) {
+        text += folder_text(choice, facts) + folder_room_text(choice, facts);
     }
     if (!facts.options_file.empty()) {
         text += "  Options  " + printable(facts.options_file) + "\n";
     }
     std::vector<table_row> rows{{"SLOT", "ECID", "SERIAL", "MODEL", "NOW IN"}};
+    if (!facts.folder.empty()) {
+        rows.front().emplace_back("BUNDLE");
+    }
     for (const listed_device& each : choice.devices) {
         rows.push_back(identity_of(each));
         rows.back().push_back(each.properties ? printable(mode_of(each.properties->product_string))
                                               : "-");
+        if (!each.bundles.empty()) {
+            rows.back().push_back(version_text(*each.bundles.front()));
+        }
     }
     if (rows.size() > 1) {
         text += "\n" + aligned(rows);
@@ -226,13 +272,12 @@ std::string prompt_text(const ask_consent& choice) {
     return fmt::format("Type {} to erase {}, or press Enter to stop: ", choice.wanted, whom);
 }
 
-std::string device_table(const std::vector<listed_device>& devices,
-                         const std::optional<bundle>& made_for) {
+std::string device_table(const std::vector<listed_device>& devices, bundle_column column) {
     if (devices.empty()) {
         return "No device in Recovery mode or DFU.\n";
     }
     std::vector<table_row> rows{{"SLOT", "ECID", "SERIAL", "CHIP", "BOARD", "DEVICE"}};
-    if (made_for) {
+    if (column != bundle_column::none) {
         rows.front().insert(rows.front().end(), {"MODEL", "BUNDLE"});
     }
     for (const listed_device& each : devices) {
@@ -246,10 +291,9 @@ std::string device_table(const std::vector<listed_device>& devices,
                    board_text(known),
                    printable(known.product_string)};
         }
-        if (made_for) {
-            const bool fit = each.properties && fits(*each.properties, made_for->identities);
+        if (column != bundle_column::none) {
             row.push_back(each.properties ? printable(each.properties->model) : "");
-            row.emplace_back(fit ? "fits" : "is not for it");
+            row.push_back(bundle_cell(each, column));
         }
         rows.push_back(std::move(row));
     }

@@ -43,6 +43,12 @@ struct question_facts {
     std::string scratch;
     std::uint64_t free_bytes = 0;
     std::size_t at_once = 0;
+    /// Of bundles; empty without one.
+    std::string folder = {};
+    /// How many of its files cannot be used.
+    std::size_t unusable_files = 0;
+    /// With a folder: fewer run at once when there is room for fewer.
+    bool room_limits_tools = true;
 };
 
 /// What will be done to which devices, and which are left alone; without the question itself.
@@ -51,9 +57,12 @@ std::string choice_text(const ask_consent& choice, command what, const question_
 /// What has to be typed, without a line feed.
 std::string prompt_text(const ask_consent& choice);
 
-/// Slot, ECID, serial number, chip, board and product string of each device, with titles; with a
-/// bundle also the model, and whether the bundle is for it.
-std::string device_table(const std::vector<listed_device>& devices,
-                         const std::optional<bundle>& made_for);
+/// What a list of devices has of bundles: nothing; whether one is for the device; the newest of
+/// several.
+enum class bundle_column { none, fits, newest };
+
+/// Slot, ECID, serial number, chip, board and product string of each device, with titles; with
+/// bundles also the model.
+std::string device_table(const std::vector<listed_device>& devices, bundle_column column);
 
 } // namespace vandrel::station

@@ -177,7 +177,7 @@ TEST(question, without_an_erase_wants_a_letter) {
 
 TEST(device_table, has_columns_as_wide_as_their_texts) {
     const auto devices = erase_of_two().devices;
-    EXPECT_EQ(device_table(devices, {}),
+    EXPECT_EQ(device_table(devices, bundle_column::none),
               "  SLOT  ECID              SERIAL        CHIP    BOARD  DEVICE\n"
               "  A1    0001A2B3C4D5E6F7  F17Q2X9AHG7J  0x8110  0x0c   "
               "Apple Mobile Device (Recovery Mode)\n"
@@ -187,9 +187,10 @@ TEST(device_table, has_columns_as_wide_as_their_texts) {
 TEST(device_table, with_a_bundle_has_models_and_whether_it_fits) {
     std::vector<listed_device> devices = erase_of_two().devices;
     devices[0].properties->product_string = "Phone";
+    devices[0].bundles = {std::make_shared<const bundle>(some_bundle())};
     devices[1].properties->board_id = 0x0e;
     devices.push_back({"000000000000000A", {}});
-    EXPECT_EQ(device_table(devices, some_bundle()),
+    EXPECT_EQ(device_table(devices, bundle_column::fits),
               "  SLOT  ECID              SERIAL        CHIP    BOARD  DEVICE  MODEL       BUNDLE\n"
               "  A1    0001A2B3C4D5E6F7  F17Q2X9AHG7J  0x8110  0x0c   Phone   iPhone14,2  fits\n"
               "  A2    000A11B22C33D44E  C39           0x8110  0x0e   Phone               "
@@ -201,8 +202,9 @@ TEST(device_table, with_a_bundle_has_models_and_whether_it_fits) {
 TEST(device_table, counts_characters_and_not_bytes) {
     std::vector<listed_device> devices = erase_of_two().devices;
     devices[0].properties->slot = "\xD0\x96\xD0\x96\xD0\x96";
-    EXPECT_NE(device_table(devices, {}).find("\n  \xD0\x96\xD0\x96\xD0\x96   0001"),
-              std::string::npos);
+    EXPECT_NE(
+        device_table(devices, bundle_column::none).find("\n  \xD0\x96\xD0\x96\xD0\x96   0001"),
+        std::string::npos);
 }
 
 } // namespace

@@ -22,8 +22,8 @@ constexpr int cannot_work = static_cast<int>(early_exit::cannot_work);
 constexpr std::size_t most_at_once = 8;
 /// vandrel's without --restore-timeout, which it does not take beside a file of options.
 constexpr auto tools_own_limit = std::chrono::hours(2);
-/// What a restore needs beside the unpacked bundle.
-constexpr double room_factor = 1.1;
+/// How long a disk may take to start.
+constexpr auto longest_look = std::chrono::seconds(30);
 
 std::string trimmed(std::string line) {
     constexpr const char* blanks = " \t\r";
@@ -61,11 +61,28 @@ std::set<std::string> read_only(const std::string& name) {
     return result;
 }
 
+void read_folder(run_settings& settings) {
+    const std::string& name = settings.arguments.bundles;
+    settings.folder = open_bundle_folder(name);
+    const std::vector<bundle_file>& files = look_into(*settings.folder);
+    settings.options.from_folder = true;
+    settings.options.bundles = usable(files);
+    settings.unusable_files = files.size() - settings.options.bundles->size();
+    // In a watch, files may come later.
+    if (settings.options.bundles->empty() && !settings.options.watch) {
+        throw refusal(usage,
+                      fmt::format("{} has no bundle that can be used{}", printable(name),
+                                  files.empty() ? "" : "; the command \"bundles\" says why"));
+    }
+}
+
 void read_means(run_settings& settings) {
     const station_arguments& arguments = settings.arguments;
     std::optional<std::filesystem::path> file;
     try {
-        if (!arguments.bundle.empty()) {
+        if (!arguments.bundles.empty()) {
+            read_folder(settings);
+        } else if (!arguments.bundle.empty()) {
             file = path_of(arguments.bundle);
         } else if (!arguments.options_file.empty()) {
             const auto options = read_restore_options(path_of(arguments.options_file));
@@ -81,7 +98,7 @@ void read_means(run_settings& settings) {
         }
         if (file) {
             settings.made_for = read_bundle(*file);
-            settings.options.identities = settings.made_for->identities;
+            settings.options.bundles = {std::make_shared<const bundle>(*settings.made_for)};
         }
     } catch (const std::exception& error) {
         // Also one that is a refusal already.
@@ -112,10 +129,14 @@ void find_room(run_settings& settings) {
     }
     settings.free_bytes = space.available;
     settings.options.at_once = settings.arguments.at_once.value_or(most_at_once);
+    if (settings.folder) {
+        settings.options.room = space.available;
+        settings.options.room_limits_tools = !settings.arguments.at_once;
+    }
     if (!settings.made_for) {
         return;
     }
-    const double each = room_factor * static_cast<double>(settings.made_for->unpacked_size);
+    const auto each = static_cast<double>(room_for(*settings.made_for));
     const double fitting =
         each > 0 ? static_cast<double>(space.available) / each : static_cast<double>(most_at_once);
     if (fitting < 1) {
@@ -144,6 +165,26 @@ std::filesystem::path default_run_folder() {
 }
 
 } // namespace
+
+std::shared_ptr<bundle_folder> open_bundle_folder(const std::string& folder) {
+    bundle_folder::settings how;
+    std::error_code error;
+    how.folder = std::filesystem::absolute(path_of(folder), error);
+    how.cache = cache_of(how.folder);
+    how.is_slow = [](const std::filesystem::path& file) {
+        write_all(standard_stream::error, "vandrel-station: still reading " +
+                                              printable(text_of(file)) + ": its disk is slow\n");
+    };
+    return std::make_shared<bundle_folder>(std::move(how));
+}
+
+const std::vector<bundle_file>& look_into(bundle_folder& folder) {
+    try {
+        return folder.look(longest_look);
+    } catch (const std::exception& error) {
+        throw refusal(usage, error.what());
+    }
+}
 
 slot_names read_slots(const std::string& file) {
     slot_names result;

@@ -4,14 +4,17 @@
 /// folder is made, and no device is touched.
 
 #include "station/bundle.h"
+#include "station/bundle_folder.h"
 #include "station/command_line.h"
 #include "station/device_lister.h"
 
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace vandrel::station {
 
@@ -27,6 +30,10 @@ struct run_settings {
     /// Complete: what files have to say is in it.
     bench_options options;
     std::optional<bundle> made_for;
+    /// Of `--bundles`; null without.
+    std::shared_ptr<bundle_folder> folder;
+    /// How many of its files cannot be used.
+    std::size_t unusable_files = 0;
     /// The content of the file of restore options that was judged. Tools get this, and not the
     /// file, which can change while they run.
     std::string restore_options;
@@ -38,6 +45,12 @@ struct run_settings {
 
 /// Throws refusal.
 bundle read_named_bundle(const std::string& file);
+
+/// With a cache, and with a line on standard error for each file on a slow disk.
+std::shared_ptr<bundle_folder> open_bundle_folder(const std::string& folder);
+
+/// Waits for slow disks. Throws refusal.
+const std::vector<bundle_file>& look_into(bundle_folder& folder);
 
 /// Throws refusal.
 slot_names read_slots(const std::string& file);

@@ -1,3 +1,4 @@
+#include "station/bundles_run.h"
 #include "station/command_line.h"
 #include "station/host.h"
 #include "station/launch.h"
@@ -17,6 +18,9 @@ namespace {
 int run(station_arguments arguments) {
     if (arguments.what == station_command::list) {
         return run_list(arguments);
+    }
+    if (arguments.what == station_command::bundles) {
+        return run_bundles(arguments);
     }
     return run_devices(prepare(std::move(arguments)));
 }

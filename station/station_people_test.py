@@ -12,9 +12,9 @@ from test_station import BOARD, a_bench, completion, emulator, host_path, report
 DEVICES = {"--ecid", "--only", "--all", "--yes", "--expect", "--dry-run"}
 RUN = {"--at-once", "--stagger", "--poll", "--scratch", "--run-folder", "--tag"}
 ALL = {"--help", "--tool", "--tool-argument", "--slots", "--json", "--plain"}
-RESTORE = {"--bundle", "--options", "--erase", "--watch", "--count", "--for", "--retries", "--restore-timeout",
+RESTORE = {"--bundle", "--bundles", "--options", "--erase", "--watch", "--count", "--for", "--retries", "--restore-timeout",
            "--stall-timeout", "--linger", "--stop-after", "--any-bundle"}
-OPTIONS = {"list": ALL | {"--bundle"}, "restore": ALL | DEVICES | RUN | RESTORE,
+OPTIONS = {"list": ALL | {"--bundle", "--bundles"}, "bundles": {"--help", "--verify", "--json", "--plain"}, "restore": ALL | DEVICES | RUN | RESTORE,
            "recover": ALL | DEVICES | RUN | {"--exit", "--stay"}}
 
 
@@ -45,9 +45,9 @@ class command_line(unittest.TestCase):
 
     def test_what_is_wrong_is_one_sentence_and_status_2(self):
         for words, why in [
-                ((), "which command? Give list, restore or recover; --help says more"),
-                (("restor",), "which command? Give list, restore or recover; --help says more"),
-                (("restore",), "what to restore with? Give --bundle or --options"),
+                ((), "which command? Give list, restore, recover or bundles; --help says more"),
+                (("restor",), "which command? Give list, restore, recover or bundles; --help says more"),
+                (("restore",), "what to restore with? Give --bundle, --bundles or --options"),
                 (("restore", "--bundle", "x"), "which devices? Give --ecid, --only or --all"),
                 (("restore", "--bundle", "x", "--all", "--ecid", "zz"), '"zz" is no ECID'),
                 (("restore", "--bundle", "x", "--all", "--poll", "3x"),
@@ -56,7 +56,11 @@ class command_line(unittest.TestCase):
                 (("restore", "--bundle", "x", "--all", "--any-bundle"), "--any-bundle goes with --ecid only"),
                 (("restore", "--bundle", "x", "--all", "--tag", "x"), '"x" is not of the form KEY=VALUE'),
                 (("restore", "--bundle", "x", "--options", "y", "--all"), "--bundle excludes --options"),
-                (("restore", "--options", "y", "--all", "--erase"), "--erase requires --bundle"),
+                (("restore", "--bundles", "x", "--options", "y", "--all"), "--options excludes --bundles"),
+                (("restore", "--bundle", "x", "--bundles", "y", "--all"), "--bundle excludes --bundles"),
+                (("restore", "--bundles", "x", "--ecid", "1", "--any-bundle"), "--bundles excludes --any-bundle"),
+                (("restore", "--options", "y", "--all", "--erase"), "--options excludes --erase"),
+                (("bundles",), "which folder? Give its name"),
                 (("restore", "--bundle", "x", "--all", "--at-once", "0"), "--at-once: Value 0 not in range 1 to 1000"),
                 (("recover", "--all"), "what to do? Give --exit or --stay"),
                 (("recover", "--all", "--exit", "--stay"), "--exit excludes --stay"),

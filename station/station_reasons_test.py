@@ -13,7 +13,7 @@ import unittest
 
 from station_signals_test import a_started_station
 from test_station import (
-    BOARD, RULES, a_bench, a_run, completion, host_path, internal_error, on_windows, page, record, report,
+    BOARD, RULES, a_bench, a_folder, a_run, completion, host_path, internal_error, on_windows, page, record, report,
     tool, tools_of)
 
 PLACE = {"Operation": 14, "Orv_OperationName": "Restoring image"}
@@ -182,6 +182,8 @@ ROWS = {
     "came_back": ("failed", "it was restored and came back soon after: it does not start", "1", "no"),
     "never_seen": ("missing", "it was never seen", "3", "no"),
     "unfit": ("left_alone", "the bundle is not for it", "3", "no"),
+    "no_bundle": ("left_alone", "no bundle in the folder is for it", "3", "no"),
+    "no_room": ("left_alone", "its bundle needs more room than there is", "4", "no"),
     "held": ("left_alone", "another station works on it: process NUMBER", "3", "no"),
     "stopped": ("left_alone", "not begun: too many failures in a row", "1", "no"),
     "watch_over": ("left_alone", "not begun: the watch was over", "0", "no"),
@@ -319,6 +321,20 @@ class provoked:
         bench.bundle = bench.make_bundle("other.ipsw", BOARD + 1)
         run = self.start(bench)
         return ending(run.wait(), run.events)
+
+    def with_folder(self, **bundle):
+        bench = self.bench([completion()])
+        folder = a_folder(bench)
+        folder.add("some.ipsw", **bundle)
+        run = self.start(bench, command=bench.command(
+            "restore", "--bundles", host_path(folder.path), "--all", "--json"))
+        return ending(run.wait(), run.events)
+
+    def no_bundle(self):
+        return self.with_folder(board=BOARD + 1)
+
+    def no_room(self):
+        return self.with_folder(claims=2**60)
 
     def held(self):
         other = self.bench([step(), "await go", completion()])

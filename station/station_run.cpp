@@ -2,6 +2,7 @@
 
 #include "station/background_writer.h"
 #include "station/bench.h"
+#include "station/bundle_watch.h"
 #include "station/device_lister.h"
 #include "station/host.h"
 #include "station/run_output.h"
@@ -72,8 +73,10 @@ public:
           work_(context_.get_executor()),
           lister_(context_,
                   {settings.arguments.tool, scratch_->make("list"), settings.slots,
-                   settings.made_for, settings.arguments.list_seconds},
-                  [this](input what) { happened(std::move(what)); }),
+                   settings.arguments.list_seconds},
+                  [this](input what) {
+                      bundles_ ? bundles_->take(std::move(what)) : happened(std::move(what));
+                  }),
           rules_(settings.options),
           cleaner_(std::make_shared<background_writer>(std::size_t{1} << 30U)) {
         write_options_copy();
@@ -88,6 +91,10 @@ public:
             });
         if (settings_.options.watch) {
             usb_ = usb_watch::start(context_, [this] { happened(usb_arrival{}); });
+            if (settings_.folder) {
+                bundles_ = std::make_unique<bundle_watch>(
+                    context_, settings_.folder, [this](input what) { happened(std::move(what)); });
+            }
         }
         while (!exit_status_) {
             try {
@@ -103,7 +110,12 @@ public:
         return finish();
     }
 
-    void operator()(const start_list& what) { lister_.start(what); }
+    void operator()(const start_list& what) {
+        if (bundles_) {
+            bundles_->list_begins();
+        }
+        lister_.start(what);
+    }
     void operator()(const end_list& what) { lister_.end(what.list); }
     void operator()(const lock_device& what) {
         auto taken = device_lock::take(what.ecid);
@@ -191,8 +203,10 @@ private:
     }
 
     question_facts facts() const {
-        return {settings_.made_for, settings_.arguments.options_file, text_of(settings_.scratch),
-                settings_.free_bytes, settings_.options.at_once};
+        return {settings_.made_for,         settings_.arguments.options_file,
+                text_of(settings_.scratch), settings_.free_bytes,
+                settings_.options.at_once,  settings_.arguments.bundles,
+                settings_.unusable_files,   settings_.options.room_limits_tools};
     }
 
     /// Waits for anything, and takes what else is there.
@@ -222,7 +236,7 @@ private:
         }
     }
 
-    std::vector<std::string> arguments_for(const std::string& ecid,
+    std::vector<std::string> arguments_for(const start_tool& what,
                                            const std::filesystem::path& folder) const {
         const station_arguments& given = settings_.arguments;
         std::vector<std::string> result;
@@ -233,13 +247,13 @@ private:
         } else if (!given.options_file.empty()) {
             result = {"--restore-plist", text_of(options_copy_)};
         } else {
-            result = {"--restore", given.bundle, "--restore-timeout",
-                      std::to_string(given.restore_timeout.count())};
+            result = {"--restore", what.with ? text_of(what.with->path) : given.bundle,
+                      "--restore-timeout", std::to_string(given.restore_timeout.count())};
             if (settings_.options.erase) {
                 result.emplace_back("--erase");
             }
         }
-        result.insert(result.end(), {"--ecid", ecid, "--detect-timeout", "30", "--debug",
+        result.insert(result.end(), {"--ecid", what.ecid, "--detect-timeout", "30", "--debug",
                                      "--amr-logfile", text_of(folder / log_name)});
         return result;
     }
@@ -265,7 +279,7 @@ private:
         try {
             tool.folder = scratch_->make(std::to_string(what.tool));
             tool.process = tool_process::start(context_, settings_.arguments.tool,
-                                               arguments_for(what.ecid, tool.folder), tool.folder,
+                                               arguments_for(what, tool.folder), tool.folder,
                                                handlers_for(what.tool, tool.kept_in));
         } catch (const std::exception& error) {
             happened(tool_not_started{what.tool, error.what()});
@@ -347,6 +361,8 @@ private:
     device_lister lister_;
     bench rules_;
     std::unique_ptr<usb_watch> usb_;
+    /// With a folder of bundles, in a watch.
+    std::unique_ptr<bundle_watch> bundles_;
     std::shared_ptr<background_writer> cleaner_;
     std::map<std::string, std::unique_ptr<device_lock>> locks_;
     std::map<tool_id, running_tool> tools_;

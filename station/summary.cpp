@@ -1,6 +1,7 @@
 #include "station/summary.h"
 
 #include "station/bench.h"
+#include "station/bundle.h"
 #include "station/event_json.h"
 #include "station/event_text.h"
 #include "station/run_folder.h"
@@ -56,7 +57,7 @@ summary::row& summary::row_of(const event_device& device, bool new_visit) {
                (!device.ecid.empty() || each.device.serial_number == device.serial_number);
     });
     if (last == rows_.rend() || (new_visit && last->ended)) {
-        rows_.push_back({device, {}, {}, {}, 1, {}});
+        rows_.push_back({device, {}, {}, {}, {}, 1, {}});
         return rows_.back();
     }
     if (device.location_id != 0) {
@@ -82,7 +83,8 @@ void summary::take(const event& what, std::chrono::system_clock::time_point time
     if (found != nullptr) {
         its.properties = found->properties;
         its.visit = ++visits_[what.device->ecid];
-    } else if (std::holds_alternative<try_started>(what.body)) {
+    } else if (const auto* started = std::get_if<try_started>(&what.body)) {
+        its.with = started->with;
         // The other station has let go of a device that was left alone.
         its.ended.reset();
         its.holder.reset();
@@ -121,11 +123,16 @@ std::string summary::refusal_text() const {
                     : std::string("nobody consented")) +
                "; nothing was touched";
     case no_device:
+        if (left_alone_for(end_reason::no_bundle) != 0) {
+            return "no bundle in the folder is for what was chosen; nothing was touched";
+        }
         return left_alone_for(end_reason::unfit) != 0
                    ? "the bundle is not for what was chosen; nothing was touched"
                    : "there is no device to work on";
     case cannot_work:
-        return "the tool gave no list of devices; nothing was touched";
+        return left_alone_for(end_reason::no_room) != 0
+                   ? "the scratch folder has no room for a bundle; nothing was touched"
+                   : "the tool gave no list of devices; nothing was touched";
     default:
         return {};
     }
@@ -233,6 +240,9 @@ boost::json::object summary::json_of_row(const row& each) {
     if (each.holder) {
         device["holder"] = *each.holder;
     }
+    if (each.with) {
+        add_bundle(device, *each.with);
+    }
     return device;
 }
 
@@ -285,17 +295,19 @@ std::string summary::csv() const {
         const try_result last = each.ended->last_try.value_or(try_result{});
         const error_details error = last.error.value_or(error_details{});
         const auto& where = last.last_operation;
-        result += line({rfc3339(each.ended_at), each.device.ecid, csv_field(serial_number_of(each)),
-                        csv_field(each.device.slot),
-                        each.device.location_id != 0 ? location_text(each.device.location_id) : "",
-                        csv_field(properties.model), csv_field(properties.product_string),
-                        std::string(name_of(each.ended->state)),
-                        std::string(name_of(each.ended->reason)), std::to_string(each.ended->tries),
-                        fmt::format("{:.3f}", seconds_of(last.duration)),
-                        facts_.erase ? "yes" : "no", csv_field(facts_.bundle_version),
-                        csv_field(facts_.bundle_build), optional_number(error.code),
-                        csv_field(error.domain), where ? csv_field(where->name) : "",
-                        where ? std::to_string(where->progress) : "", csv_field(facts_.run)});
+        result +=
+            line({rfc3339(each.ended_at), each.device.ecid, csv_field(serial_number_of(each)),
+                  csv_field(each.device.slot),
+                  each.device.location_id != 0 ? location_text(each.device.location_id) : "",
+                  csv_field(properties.model), csv_field(properties.product_string),
+                  std::string(name_of(each.ended->state)), std::string(name_of(each.ended->reason)),
+                  std::to_string(each.ended->tries),
+                  fmt::format("{:.3f}", seconds_of(last.duration)), facts_.erase ? "yes" : "no",
+                  csv_field(each.with ? each.with->version : facts_.bundle_version),
+                  csv_field(each.with ? each.with->build : facts_.bundle_build),
+                  optional_number(error.code), csv_field(error.domain),
+                  where ? csv_field(where->name) : "", where ? std::to_string(where->progress) : "",
+                  csv_field(facts_.run)});
     }
     return result;
 }

@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -54,6 +55,8 @@ private:
         std::optional<device_properties> properties;
         std::optional<device_ended> ended;
         std::optional<std::int64_t> holder;
+        /// Of a folder of bundles; null otherwise.
+        std::shared_ptr<const bundle> with = {};
         /// From 1.
         int visit = 1;
         std::chrono::system_clock::time_point ended_at;

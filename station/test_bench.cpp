@@ -15,8 +15,10 @@ listed_device fitting_device(const std::string& ecid) {
     return {ecid, properties};
 }
 
-std::vector<build_identity> fitting() {
-    return {{0x8110, 0x0C}};
+bundle_list fitting() {
+    auto one = std::make_shared<bundle>();
+    one->identities = {{0x8110, 0x0C}};
+    return {one};
 }
 
 bench_options all_devices() {
@@ -24,7 +26,7 @@ bench_options all_devices() {
     options.erase = true;
     options.all = true;
     options.yes = true;
-    options.identities = fitting();
+    options.bundles = fitting();
     options.stagger = 0ms;
     return options;
 }

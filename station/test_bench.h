@@ -25,8 +25,8 @@ inline const std::string device_d = "00000000000000DD";
 /// A device that fits `fitting()`.
 listed_device fitting_device(const std::string& ecid);
 
-/// Devices for which the bundle of `all_devices()` is.
-std::vector<build_identity> fitting();
+/// The bundle of `all_devices()`.
+bundle_list fitting();
 
 /// `--all --erase --yes` with a bundle, no stagger, no retries.
 bench_options all_devices();

@@ -65,7 +65,9 @@ bench_options random_options(source_of_bytes& bytes) {
     options.terminal = bytes.next(2) == 0;
     options.yes = bytes.next(4) != 0;
     options.any_bundle = bytes.next(4) == 0;
-    options.identities = {{{1, 1}}};
+    auto only_bundle = std::make_shared<bundle>();
+    only_bundle->identities = {{1, 1}};
+    options.bundles = {std::move(only_bundle)};
     options.watch = bytes.next(2) == 0;
     options.at_once = 1 + bytes.next(3);
     options.retries = static_cast<int>(bytes.next(3));

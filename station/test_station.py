@@ -13,6 +13,8 @@ import zipfile
 page, station, tool, simulator, *emulator = sys.argv[1:]
 on_windows = station.endswith(".exe")
 CHIP, BOARD = 0x8110, 0x0C
+MANIFEST = "BuildManifest.plist"
+LONG_AGO = time.time() - 3600
 RULES = {"retry_pause": 0.1, "list_after_start": 0}
 # Silence is judged soon, but not so soon that a tool on a busy machine is taken for a silent one.
 SILENCE = {**RULES, "never_began": 20, "quiet": 2}
@@ -146,6 +148,54 @@ class a_bench:
             return []
         with open(path, encoding="utf-8") as file:
             return file.read().split("\n")[:-1]
+
+
+def manifest(build="21B80", version="17.1", models=("iPhone14,2",), board=BOARD, behaviors=("Erase", "Update"), **more):
+    return plistlib.dumps({
+        "ProductVersion": version, "ProductBuildVersion": build, "SupportedProductTypes": list(models),
+        "BuildIdentities": [{"ApChipID": hex(CHIP), "ApBoardID": hex(board), "Info": {"RestoreBehavior": behavior}}
+                            for behavior in behaviors], **more})
+
+
+class a_folder:
+    """Of a bench, for bundles. What lies in it was copied long ago."""
+
+    def __init__(self, bench, name="ipsw"):
+        self.path = os.path.join(bench.folder, name)
+        self.state = os.path.join(bench.folder, "state")
+        os.mkdir(self.path)
+        self.environment = dict(os.environ, XDG_STATE_HOME=self.state)
+        if on_windows:
+            self.environment["LOCALAPPDATA"] = host_path(self.state)
+
+    def file(self, name):
+        return os.path.join(self.path, name)
+
+    def age(self, name):
+        os.utime(self.file(name), (LONG_AGO, LONG_AGO))
+
+    def write(self, name, content):
+        with open(self.file(name), "wb") as file:
+            file.write(content)
+        self.age(name)
+
+    def add(self, name, content=None, image=b"image", compression=zipfile.ZIP_STORED, claims=None, **keys):
+        """An IPSW with this manifest and an image, which claims to have a size of its own."""
+        with zipfile.ZipFile(self.file(name), "w", compression) as made:
+            made.writestr("image.dmg", image)
+            made.filelist[0].file_size = claims or len(image)
+            made.writestr(MANIFEST, manifest(**keys) if content is None else content)
+        self.age(name)
+
+    def show(self, *words):
+        """The command "bundles": its status, standard output and standard error."""
+        done = subprocess.run([*emulator, station, "bundles", host_path(self.path), *words], env=self.environment,
+                              stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=120)
+        return (done.returncode, *(text.decode().replace("\r\n", "\n") for text in (done.stdout, done.stderr)))
+
+    def listed(self, *words):
+        status, out, _ = self.show("--json", *words)
+        return status, {each.pop("file"): each for each in json.loads(out)["bundles"]}
 
 
 def wait_until(is_so, seconds=60):

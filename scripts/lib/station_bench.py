@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Writes a bench of simulated devices: station_bench.py FOLDER [NUMBER...].
 
-FOLDER gets scenario.plist, a bundle for the devices (iPhone.ipsw) and names of their ports (slots.txt). The
+FOLDER gets scenario.plist, a bundle for the devices (iPhone.ipsw), a folder of bundles (ipsw) and names of their ports (slots.txt). The
 bench has the devices of these numbers, or those from 1 to 12. The fourth fails, the seventh goes quiet for a
 while, and the twelfth arrives late.
 """
@@ -33,10 +33,10 @@ def device(number):
             "Restore": {"Reports": [{"After": after, "Report": report} for after, report in reports(number)]}}
 
 
-def write_bundle(path, chip, board):
+def write_bundle(path, chip=CHIP, board=BOARD, version="17.1", build="21B80"):
     with zipfile.ZipFile(path, "w") as bundle:
         bundle.writestr("BuildManifest.plist", plistlib.dumps({
-            "ProductVersion": "17.1", "ProductBuildVersion": "21B80", "SupportedProductTypes": ["iPhone14,2"],
+            "ProductVersion": version, "ProductBuildVersion": build, "SupportedProductTypes": ["iPhone14,2"],
             "BuildIdentities": [{"ApChipID": hex(chip), "ApBoardID": hex(board)}]}))
 
 
@@ -48,7 +48,16 @@ def write_bench(folder, numbers):
     with open(os.path.join(folder, "slots.txt"), "w", encoding="ascii") as file:
         for number in numbers:
             file.write(f"{0x14110000 + number * 0x1000:#x} {'AB'[(number - 1) // 6]}{(number - 1) % 6 + 1}\n")
-    write_bundle(os.path.join(folder, "iPhone.ipsw"), CHIP, BOARD)
+    write_bundle(os.path.join(folder, "iPhone.ipsw"))
+    several = os.path.join(folder, "ipsw")
+    os.makedirs(several, exist_ok=True)
+    write_bundle(os.path.join(several, "iPhone_17.1.ipsw"))
+    write_bundle(os.path.join(several, "iPhone_16.0.ipsw"), version="16.0", build="20A362")
+    with open(os.path.join(several, "iPad_17.1.ipsw"), "wb") as file:
+        file.write(b"PK")
+    # What has just changed is taken for a copy that goes on.
+    for name in os.listdir(several):
+        os.utime(os.path.join(several, name), (1e9, 1e9))
 
 
 if __name__ == "__main__":

@@ -1,0 +1,22 @@
+#pragma once
+
+/// A file that keeps what was read of a folder's bundles. It only saves time: one that is broken,
+/// of another version or of another folder counts as none.
+
+#include "station/bundle_folder.h"
+
+#include <filesystem>
+#include <map>
+#include <vector>
+
+namespace vandrel::station {
+
+/// Never throws for what the file has.
+std::vector<bundle_file> load_cache(const std::filesystem::path& file,
+                                    const std::filesystem::path& folder);
+
+/// Replaces the file as a whole. Without a place, a disk or the right to write, there is none.
+void save_cache(const std::filesystem::path& file, const std::filesystem::path& folder,
+                const std::map<std::filesystem::path, bundle_file>& files);
+
+} // namespace vandrel::station

@@ -1,0 +1,92 @@
+#pragma once
+
+/// The IPSW files of a folder, and what was read of them before.
+
+#include "station/bundle.h"
+#include "station/bundle_choice.h"
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace vandrel::station {
+
+/// A file's size and the time of its last change, which tell whether it is still the same.
+struct file_stamp {
+    std::uint64_t size = 0;
+    /// In ticks of the file system's clock.
+    std::int64_t time = 0;
+
+    bool operator==(const file_stamp&) const = default;
+};
+
+/// What is known of one file.
+struct bundle_file {
+    std::filesystem::path path;
+    file_stamp stamp;
+    /// Null when the file cannot be used.
+    std::shared_ptr<const bundle> content;
+    /// Why it cannot, without the file's name, such as "is still being copied"; empty otherwise.
+    std::string problem;
+    /// The problem goes away by itself, so that it is not kept.
+    bool is_passing = false;
+    /// All sums were compared, and were right.
+    bool is_verified = false;
+};
+
+/// The files whose name ends in ".ipsw", not those of folders in it. One thread at a time.
+class bundle_folder {
+public:
+    struct settings {
+        std::filesystem::path folder;
+        /// Keeps what was read from one process to the next; empty: nothing does.
+        std::filesystem::path cache;
+        std::function<bundle(const std::filesystem::path&)> read = read_bundle;
+        /// Called when reading this file takes longer than `slow`; may be empty.
+        std::function<void(const std::filesystem::path&)> is_slow = {};
+        std::chrono::milliseconds slow = std::chrono::milliseconds(800);
+        /// A file that has changed since is still being written.
+        std::chrono::milliseconds at_rest = std::chrono::seconds(2);
+    };
+
+    explicit bundle_folder(settings how);
+    ~bundle_folder();
+
+    /// All files in the order of their names. One that was read before and has not changed since is
+    /// not read again. Files are read by threads, of which one that a disk keeps waiting holds up
+    /// nobody. When none has been read for `patience`, those that are left have a problem that
+    /// passes: a later look has them. Throws std::runtime_error with one sentence when the folder
+    /// cannot be listed.
+    const std::vector<bundle_file>& look(std::chrono::milliseconds patience);
+
+    /// Unpacks the bundle of this place in the last look, unless it was verified before.
+    void verify(std::size_t place);
+
+private:
+    struct reader;
+
+    std::vector<bundle_file> list() const;
+    void save() const;
+
+    settings how_;
+    /// By name, as the cache had them or the last look.
+    std::map<std::filesystem::path, bundle_file> known_;
+    std::vector<bundle_file> files_;
+    /// The threads share it, and may outlive this object.
+    std::shared_ptr<reader> reader_;
+};
+
+/// Those that can be used, newest first.
+bundle_list usable(const std::vector<bundle_file>& files);
+
+/// The file in the user's local data that keeps what was read of the folder; empty when there is no
+/// place for it.
+std::filesystem::path cache_of(const std::filesystem::path& folder);
+
+} // namespace vandrel::station

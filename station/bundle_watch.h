@@ -1,0 +1,47 @@
+#pragma once
+
+/// The folder of bundles during a watch.
+
+#include "station/background_writer.h"
+#include "station/bench.h"
+#include "station/bundle_folder.h"
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/steady_timer.hpp>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace vandrel::station {
+
+/// Looks into the folder whenever a list of devices begins, in a thread of its own. A list that is
+/// there first waits for that, but not for a folder that does not answer.
+class bundle_watch {
+public:
+    /// `happened` is called in the loop's thread: with lists, and with what the folder has.
+    bundle_watch(boost::asio::io_context& context, std::shared_ptr<bundle_folder> folder,
+                 std::function<void(input)> happened);
+    bundle_watch(const bundle_watch&) = delete;
+    bundle_watch& operator=(const bundle_watch&) = delete;
+
+    void list_begins();
+    /// What the lister says.
+    void take(input what);
+
+private:
+    void looked(std::optional<bundle_list> bundles);
+    void release();
+
+    boost::asio::io_context& context_;
+    std::shared_ptr<bundle_folder> folder_;
+    std::function<void(input)> happened_;
+    bool is_looking_ = false;
+    /// A list may wait for the look that goes on.
+    bool may_hold_ = false;
+    std::optional<input> held_;
+    boost::asio::steady_timer limit_;
+    background_writer thread_;
+};
+
+} // namespace vandrel::station
