@@ -60,7 +60,7 @@ class computer:
         running = ["--stagger", "0.2", "--poll", "2", "--linger", "1"]
         program = self.folder / "bin" / "vandrel-station"
         program.parent.mkdir()
-        program.write_text(f'#!/bin/sh\ncase $1 in list) ;; *) set -- "$@" {shlex.join(running)};; esac\n'
+        program.write_text(f'#!/bin/sh\ncase $1 in bundles) exec {shlex.join([*emulator, station])} "$@";; list) ;; *) set -- "$@" {shlex.join(running)};; esac\n'
                            f'exec {shlex.join([*emulator, station])} "$@" {shlex.join(words)}\n')
         program.chmod(0o755)
         self.environment = dict(os.environ, PATH=f"{program.parent}:{os.environ['PATH']}", CI_JOB_ID="4711",

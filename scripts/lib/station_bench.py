@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """Writes a bench of simulated devices: station_bench.py FOLDER [NUMBER...].
 
-FOLDER gets scenario.plist, a bundle for the devices (iPhone.ipsw), a folder of bundles (ipsw) and names of their ports (slots.txt). The
-bench has the devices of these numbers, or those from 1 to 12. The fourth fails, the seventh goes quiet for a
-while, and the twelfth arrives late.
+FOLDER gets scenario.plist, a bundle for the devices (iPhone.ipsw), a folder of bundles (ipsw) and names of their
+ports (slots.txt). The bench has the devices of these numbers, or those from 1 to 12. The fourth fails, the seventh
+goes quiet for a while, and the twelfth arrives late.
 """
 import os
 import plistlib
