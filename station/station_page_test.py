@@ -60,8 +60,9 @@ class computer:
         running = ["--stagger", "0.2", "--poll", "2", "--linger", "1"]
         program = self.folder / "bin" / "vandrel-station"
         program.parent.mkdir()
-        program.write_text(f'#!/bin/sh\ncase $1 in bundles) exec {shlex.join([*emulator, station])} "$@";; list) ;; *) set -- "$@" {shlex.join(running)};; esac\n'
-                           f'exec {shlex.join([*emulator, station])} "$@" {shlex.join(words)}\n')
+        program.write_text(f'#!/bin/sh\ncase $1 in\nbundles) ;;\nlist) set -- "$@" {shlex.join(words)};;\n'
+                           f'*) set -- "$@" {shlex.join(running + words)};;\nesac\n'
+                           f'exec {shlex.join([*emulator, station])} "$@"\n')
         program.chmod(0o755)
         self.environment = dict(os.environ, PATH=f"{program.parent}:{os.environ['PATH']}", CI_JOB_ID="4711",
                                 XDG_STATE_HOME=str(self.folder / "state"))
