@@ -341,7 +341,7 @@ class running_sample(unittest.TestCase):
         verdicts = {
             "restores": (0, "restored\n"),
             "fails": (1, "failed: error 4005 in Restoring image at 42 %\n"),
-            "never-completes": (2, "timed out: Aborting, restore did not complete in 2 seconds\n"),
+            "never-completes": (2, "timed out: Aborting, restore did not complete in 6 seconds\n"),
             "unplugged": (3, "connection lost: error 9 in Restoring image at 42 %\n"),
             "two-devices": (0, "restored\n"),
         }
@@ -350,7 +350,7 @@ class running_sample(unittest.TestCase):
         with ThreadPoolExecutor() as several:
             runs = [several.submit(
                 self.run_sample, "--scenario", host_path(scenarios / f"{name}.plist"), "--speed", "10", "--",
-                "--restore", "iPhone.ipsw", "--ecid", RECOVERY, "--restore-timeout", "2") for name in verdicts]
+                "--restore", "iPhone.ipsw", "--ecid", RECOVERY, "--restore-timeout", "6") for name in verdicts]
         for (name, expected), run in zip(verdicts.items(), runs):
             with self.subTest(name):
                 _, other, status = run.result()

@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
-"""Plays the commands of docs/windows.md and of the release's README under Wine, and compares their output.
+"""Unpacks a release, plays the commands of its pages under Wine, and compares their output.
 
-    windows_page_test.py PAGE README EMULATOR BIN
+    windows_page_test.py ARCHIVE SAMPLE EMULATOR
 
-BIN has the programs for Windows. A block of the language "bat" has commands: the lines that begin with the prompt,
-or all lines if none does. They are played in a folder like that of a release. Up to HEADING_OF_INSTALLED, Apple's
-libraries are not installed, as in EMULATOR's prefix; after it they are, and vandrel-sim takes the place of vandrel.
-Of a block of the language "powershell", the programs of a release are played, up to the first "|".
+The pages are docs/windows.md and README.md in the ARCHIVE. A block of the language "bat" has commands: the lines that
+begin with the prompt, or all lines if none does. Up to HEADING_OF_INSTALLED, Apple's libraries are not installed, as
+in EMULATOR's prefix; after it they are, and vandrel-sim takes the place of vandrel. Of a block of the language
+"powershell", the programs of the release are played, up to the first "|". SAMPLE is the C++ sample, built.
 """
 import json
 import os
@@ -26,8 +26,7 @@ sys.path.insert(0, str(root / "scripts" / "lib"))
 import station_bench
 from pages_test import BLOCK, matches
 
-page, readme, emulator, programs = sys.argv[1:]
-emulator, programs = os.path.abspath(emulator), pathlib.Path(programs).resolve()
+archive, sample, emulator = map(os.path.abspath, sys.argv[1:])
 
 HEADING_OF_INSTALLED = "### Try it without a device\n"
 PROMPT = "C:\\vandrel>"
@@ -64,20 +63,17 @@ def same(text):
 
 
 class release:
-    """A folder with what a release has. Each session has a folder for temporary files, with what a killed run has
+    """A release, unpacked. Each session has a folder for temporary files, with what a killed run has
     left there."""
 
     def __init__(self, folder, is_installed):
-        self.folder = folder
+        shutil.unpack_archive(archive, folder)
+        (self.folder,) = folder.iterdir()
         self.sessions = 0
-        for name in ("vandrel.exe", "vandrel.dll", "vandrel-sim.exe", "vandrel-station.exe"):
-            shutil.copy(programs / name, folder)
+        shutil.copy(sample, self.folder / "samples")
+        station_bench.write_bundle(self.folder / "iPhone.ipsw", CHIP, BOARD)
         if is_installed:
-            shutil.copy(programs / "vandrel-sim.exe", folder / "vandrel.exe")
-        shutil.copytree(root / "release" / "scenarios", folder / "scenarios")
-        (folder / "samples").mkdir()
-        shutil.copy(programs / "run_with_pipe.exe", folder / "samples")
-        station_bench.write_bundle(folder / "iPhone.ipsw", CHIP, BOARD)
+            shutil.copy(self.folder / "vandrel-sim.exe", self.folder / "vandrel.exe")
 
     def play(self, commands):
         """What each command writes."""
@@ -106,14 +102,18 @@ class release:
 class commands_of_the_page(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        cls.text = pathlib.Path(page).read_text("utf-8")
-        cls.installed_from = cls.text.index(HEADING_OF_INSTALLED)
-        cls.blocks = [(found.start(), *found.groups()) for found in BLOCK.finditer(cls.text)]
         cls.releases = {}
         for is_installed in (False, True):
-            folder = tempfile.TemporaryDirectory(prefix="vandrel \u00e4\u6587 ")
+            folder = tempfile.TemporaryDirectory(prefix="unpacked \u00e4\u6587 ")
             cls.addClassCleanup(folder.cleanup)
             cls.releases[is_installed] = release(pathlib.Path(folder.name), is_installed)
+        text = cls.text_of("docs/windows.md")
+        cls.installed_from = text.index(HEADING_OF_INSTALLED)
+        cls.blocks = [(found.start(), *found.groups()) for found in BLOCK.finditer(text)]
+
+    @classmethod
+    def text_of(cls, page):
+        return (cls.releases[True].folder / page).read_text("utf-8")
 
     def sessions(self):
         """Those of the Command Prompt whose commands are not all of Windows: whether Apple's libraries are
@@ -159,7 +159,7 @@ class commands_of_the_page(unittest.TestCase):
     def test_of_the_readme_are_on_the_page(self):
         of_page = {command for _, language, block in self.blocks if language == "bat"
                    for command, _ in commands_in(block)}
-        of_readme = {command for found in BLOCK.finditer(pathlib.Path(readme).read_text("utf-8"))
+        of_readme = {command for found in BLOCK.finditer(self.text_of("README.md"))
                      for command, _ in commands_in(found[2])}
         self.assertEqual(len(of_readme), 4)
         self.assertEqual(of_readme - of_page, set())
