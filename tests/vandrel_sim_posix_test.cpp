@@ -78,6 +78,15 @@ TEST(vandrel_sim, a_closed_standard_stream_is_no_output_pipe) {
     EXPECT_THAT(result.standard_error, HasSubstr("assign: "));
 }
 
+TEST(vandrel_sim, a_folder_is_refused_as_a_folder) {
+    program_call call;
+    call.program = program_folder() + "/vandrel-sim";
+    call.arguments = {"--scenario", "/", "--", "--list-devices"};
+    EXPECT_EQ(run_program(call).standard_error,
+              "vandrel-sim: /: file: is unreadable (Is a directory); should be a file that can be "
+              "read\n");
+}
+
 TEST(vandrel_sim, a_folder_for_temporary_files_that_is_none_is_refused_with_its_variable) {
     for (const std::string value : {"", "/dev/null", "/no-such-folder"}) {
         program_call call;
