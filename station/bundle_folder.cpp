@@ -133,7 +133,7 @@ struct bundle_folder::reader : std::enable_shared_from_this<bundle_folder::reade
         std::vector<std::shared_ptr<job>> result;
         for (const bundle_file& each : files) {
             std::shared_ptr<job>& its = jobs[each.path];
-            if (!its || its->is_done || its->file.stamp != each.stamp) {
+            if (!its || its->file.stamp != each.stamp) {
                 its = std::make_shared<job>();
                 its->file = each;
                 waiting.push_back(its);
@@ -223,8 +223,8 @@ std::vector<bundle_file> bundle_folder::list() const {
     return result;
 }
 
-const std::vector<bundle_file>& bundle_folder::look(std::chrono::milliseconds patience) {
-    files_ = list();
+/// Those that are left have to be read.
+std::vector<bundle_file> bundle_folder::take_known() {
     std::vector<bundle_file> unknown;
     for (bundle_file& each : files_) {
         const auto before = known_.find(each.path);
@@ -234,22 +234,38 @@ const std::vector<bundle_file>& bundle_folder::look(std::chrono::milliseconds pa
             unknown.push_back(each);
         }
     }
+    return unknown;
+}
+
+void bundle_folder::read_others(const std::vector<bundle_file>& unknown,
+                                std::chrono::milliseconds patience) {
     const auto jobs = reader_->jobs_for(unknown);
     reader_->wait(jobs, patience);
+    const std::lock_guard lock(reader_->mutex);
+    auto next = jobs.begin();
+    for (bundle_file& each : files_) {
+        if (next == jobs.end() || (*next)->file.path != each.path) {
+            continue;
+        }
+        if ((*next)->is_done) {
+            each = (*next)->file;
+            reader_->jobs.erase(each.path);
+        } else {
+            // It goes on, and a later look has what comes of it.
+            each = with_problem(each, "has not been read yet: its disk is slow", true);
+        }
+        ++next;
+    }
+}
+
+const std::vector<bundle_file>& bundle_folder::look(std::chrono::milliseconds patience) {
+    files_ = list();
+    const std::vector<bundle_file> unknown = take_known();
+    read_others(unknown, patience);
     std::map<std::filesystem::path, bundle_file> known;
-    {
-        const std::lock_guard lock(reader_->mutex);
-        auto next = jobs.begin();
-        for (bundle_file& each : files_) {
-            if (next != jobs.end() && (*next)->file.path == each.path) {
-                each = (*next)->is_done
-                           ? (*next)->file
-                           : with_problem(each, "has not been read yet: its disk is slow", true);
-                ++next;
-            }
-            if (!each.is_passing) {
-                known[each.path] = each;
-            }
+    for (const bundle_file& each : files_) {
+        if (!each.is_passing) {
+            known[each.path] = each;
         }
     }
     const bool is_new = !unknown.empty() || known.size() != known_.size();

@@ -72,6 +72,8 @@ private:
     struct reader;
 
     std::vector<bundle_file> list() const;
+    std::vector<bundle_file> take_known();
+    void read_others(const std::vector<bundle_file>& unknown, std::chrono::milliseconds patience);
     void save() const;
 
     settings how_;

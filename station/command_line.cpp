@@ -293,6 +293,20 @@ void check_restore(const station_arguments& result) {
     check_devices(result);
 }
 
+void check_recover(station_arguments& result, bool exit, bool stay) {
+    if (!exit && !stay) {
+        throw CLI::ValidationError("what to do? Give --exit or --stay");
+    }
+    result.options.what = exit ? command::recover_exit : command::recover_stay;
+    check_devices(result);
+}
+
+void check_folder(const station_arguments& result) {
+    if (result.bundles.empty()) {
+        throw CLI::ValidationError("which folder? Give its name");
+    }
+}
+
 std::string one_line(std::string text) {
     for (char& c : text) {
         c = c == '\n' ? ' ' : c;
@@ -331,16 +345,10 @@ std::variant<station_arguments, command_line_end> parse_command_line(int argumen
             check_restore(result);
         } else if (*bundles) {
             result.what = station_command::bundles;
-            if (result.bundles.empty()) {
-                throw CLI::ValidationError("which folder? Give its name");
-            }
+            check_folder(result);
         } else {
             result.what = station_command::recover;
-            if (!exit && !stay) {
-                throw CLI::ValidationError("what to do? Give --exit or --stay");
-            }
-            result.options.what = exit ? command::recover_exit : command::recover_stay;
-            check_devices(result);
+            check_recover(result, exit, stay);
         }
     } catch (const CLI::ParseError& error) {
         std::ostringstream output;

@@ -39,6 +39,22 @@ std::optional<bundle_list> read_bundles(const station_arguments& arguments) {
     return {};
 }
 
+void name_bundles(std::vector<listed_device>& devices, const bundle_list& bundles) {
+    for (listed_device& each : devices) {
+        if (each.properties) {
+            each.properties->model = model_of(*each.properties, bundles);
+            each.bundles = bundles_for(*each.properties, bundles);
+        }
+    }
+}
+
+bundle_column column_of(const station_arguments& arguments) {
+    if (!arguments.bundles.empty()) {
+        return bundle_column::newest;
+    }
+    return arguments.bundle.empty() ? bundle_column::none : bundle_column::fits;
+}
+
 std::string json_list(const std::vector<listed_device>& devices, bundle_column column) {
     boost::json::array all;
     for (const listed_device& each : devices) {
@@ -118,14 +134,10 @@ int run_list(const station_arguments& arguments) {
         throw refusal(static_cast<int>(early_exit::cannot_work), words_for({1, why, ""}));
     }
     std::vector<listed_device>& devices = *checked;
-    for (listed_device& each : devices) {
-        if (bundles && each.properties) {
-            each.properties->model = model_of(*each.properties, *bundles);
-            each.bundles = bundles_for(*each.properties, *bundles);
-        }
+    if (bundles) {
+        name_bundles(devices, *bundles);
     }
-    bundle_column column = bundles ? bundle_column::fits : bundle_column::none;
-    column = arguments.bundles.empty() ? column : bundle_column::newest;
+    const bundle_column column = column_of(arguments);
     write_all(standard_stream::out,
               arguments.json ? json_list(devices, column) : device_table(devices, column));
     constexpr int no_device = 3;

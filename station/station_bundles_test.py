@@ -294,6 +294,8 @@ class a_restore(unittest.TestCase):
             run.wait_for("device_ended", ecid=bench.ecids[0], state="restored")
             folder.add("new.part")
             os.rename(folder.file("new.part"), folder.file("new.ipsw"))
+            # The folder is looked into when a list begins, and a list that is under way may show the device.
+            bench.pass_lists(1)
             bench.show(bench.ecids)
             self.assertEqual(run.wait_for("try_started", ecid=bench.ecids[1])["bundle_build"], "21B80")
             self.assertEqual(run.wait(), 0)
