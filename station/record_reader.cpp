@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstdlib>
 #include <optional>
 #include <stdexcept>
@@ -52,8 +53,22 @@ std::optional<std::int64_t> integer_in(const pugi::xml_node& value) {
     return number;
 }
 
+/// An integer, or a real that is a whole number: the tool takes one for an integer, and writes it
+/// as it came.
+std::optional<std::int64_t> whole_number_in(const pugi::xml_node& value) {
+    if (!is(value, "real")) {
+        return integer_in(value);
+    }
+    const double number = value.text().as_double();
+    constexpr double limit = 9'007'199'254'740'992; // up to here, each whole number is a double
+    if (std::trunc(number) != number || std::abs(number) > limit) {
+        return {};
+    }
+    return static_cast<std::int64_t>(number);
+}
+
 std::int64_t integer(const pugi::xml_node& dictionary, const char* key) {
-    const auto number = integer_in(value_of(dictionary, key));
+    const auto number = whole_number_in(value_of(dictionary, key));
     if (!number) {
         throw broken_record(key);
     }

@@ -135,6 +135,23 @@ TEST(record_reader, a_report_without_progress_is_unreadable) {
     EXPECT_TRUE(std::holds_alternative<unreadable_record>(read));
 }
 
+TEST(record_reader, a_whole_real_is_an_operation_or_a_progress) {
+    const auto read_with = [](const std::string& operation, const std::string& progress) {
+        return read_record(
+            document("RestoreStatus", "<dict><key>Operation</key><real>" + operation +
+                                          "</real><key>Progress</key><real>" + progress +
+                                          "</real><key>Status</key>"
+                                          "<string>s</string></dict>"));
+    };
+    const auto read = std::get<restore_report>(read_with("14.0", "1e2"));
+    EXPECT_EQ(read.operation, 14);
+    EXPECT_EQ(read.progress, 100);
+    for (const char* progress : {"99.5", "nan", "+infinity", "1e300"}) {
+        EXPECT_TRUE(std::holds_alternative<unreadable_record>(read_with("0", progress)))
+            << progress;
+    }
+}
+
 TEST(record_reader, an_error_keeps_its_type) {
     EXPECT_EQ(error_in("<integer>-3</integer>"), error_value(std::int64_t{-3}));
     EXPECT_EQ(error_in("<real>1.5</real>"), error_value(1.5));
