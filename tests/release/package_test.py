@@ -164,6 +164,14 @@ class package(unittest.TestCase):
                 for encoding in ("utf-8", "utf-16-le"):
                     self.assertFalse(folder.encode(encoding) in content, f"{folder} in {entry}")
 
+    def test_the_installers_have_windows_take_back_what_they_add_to_path(self):
+        # "-" is removal, which Wine does without it, too; "*" is the computer's variable.
+        for suffix, variable in (("", "=-*PATH"), ("-user", "=-PATH")):
+            installer = os.path.join(release, f"vandrel-{version}-x64{suffix}.msi")
+            rows = subprocess.run(["msiinfo", "export", installer, "Environment"], capture_output=True, text=True,
+                                  check=True).stdout.splitlines()[3:]
+            self.assertEqual(rows, [f"Path\t{variable}\t[~];[INSTALLDIR]\tFiles0"])
+
     # --- the list of parts
 
     def test_every_linked_library_is_in_the_list_of_parts(self):
