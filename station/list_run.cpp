@@ -55,28 +55,33 @@ bundle_column column_of(const station_arguments& arguments) {
     return arguments.bundle.empty() ? bundle_column::none : bundle_column::fits;
 }
 
+boost::json::object json_of(const listed_device& each, bundle_column column) {
+    boost::json::object device{{"ecid", json_text(each.ecid)}};
+    if (!each.properties) {
+        return device;
+    }
+    if (!each.properties->slot.empty()) {
+        device["slot"] = json_text(each.properties->slot);
+    }
+    if (each.properties->location_id != 0) {
+        device["location"] = location_text(each.properties->location_id);
+    }
+    for (auto& [key, value] : json_of(*each.properties)) {
+        device[key] = value;
+    }
+    if (column != bundle_column::none) {
+        device["fits"] = !each.bundles.empty();
+    }
+    if (column == bundle_column::newest && !each.bundles.empty()) {
+        add_bundle(device, *each.bundles.front());
+    }
+    return device;
+}
+
 std::string json_list(const std::vector<listed_device>& devices, bundle_column column) {
     boost::json::array all;
     for (const listed_device& each : devices) {
-        boost::json::object device{{"ecid", json_text(each.ecid)}};
-        if (each.properties) {
-            if (!each.properties->slot.empty()) {
-                device["slot"] = json_text(each.properties->slot);
-            }
-            if (each.properties->location_id != 0) {
-                device["location"] = location_text(each.properties->location_id);
-            }
-            for (auto& [key, value] : json_of(*each.properties)) {
-                device[key] = value;
-            }
-            if (column != bundle_column::none) {
-                device["fits"] = !each.bundles.empty();
-            }
-            if (column == bundle_column::newest && !each.bundles.empty()) {
-                add_bundle(device, *each.bundles.front());
-            }
-        }
-        all.push_back(std::move(device));
+        all.push_back(json_of(each, column));
     }
     return ascii_json(boost::json::object{{"v", 1}, {"devices", all}}) + "\n";
 }
