@@ -14,7 +14,8 @@ endif()
 # kernels with a high degree of address randomisation: test programs run without randomisation if the
 # machine allows it.
 if(VANDREL_SANITIZERS MATCHES "thread")
-    set(CMAKE_CROSSCOMPILING_EMULATOR env TSAN_OPTIONS=atexit_sleep_ms=50)
+    set(suppressions ${PROJECT_SOURCE_DIR}/cmake/thread_sanitizer.supp)
+    set(CMAKE_CROSSCOMPILING_EMULATOR env "TSAN_OPTIONS=atexit_sleep_ms=50:suppressions='${suppressions}'")
     execute_process(COMMAND setarch --addr-no-randomize true RESULT_VARIABLE result ERROR_QUIET)
     if(result EQUAL 0)
         list(APPEND CMAKE_CROSSCOMPILING_EMULATOR setarch --addr-no-randomize)

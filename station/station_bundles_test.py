@@ -3,16 +3,14 @@
 import json
 import os
 import plistlib
-import shutil
 import struct
-import subprocess
 import sys
 import time
 import unittest
 import zipfile
 import zlib
 
-from test_station import BOARD, MANIFEST, a_bench, a_folder, a_run, completion, emulator, host_path, manifest, on_windows, station
+from test_station import BOARD, MANIFEST, a_bench, a_folder, a_run, completion, emulator, host_path, manifest, on_windows
 
 GIB = 2**30
 
@@ -151,7 +149,7 @@ class bad_files(unittest.TestCase):
             os.mkfifo(folder.file("pipe.ipsw"))
             os.symlink(folder.file("pipe.ipsw"), folder.file("link.ipsw"))
 
-    def test_have_one_sentence_each_in_little_time_and_memory(self):
+    def test_have_one_sentence_each_in_little_time(self):
         with a_bench([]) as bench:
             folder = a_folder(bench)
             self.make(folder)
@@ -179,16 +177,6 @@ class bad_files(unittest.TestCase):
             self.assertEqual(files["large_good.ipsw"]["unpacked_size"], 5 * GIB + len(manifest()))
             # Each in under a second; of most, a hundredth of one.
             self.assertLess(took, len(files))
-            if not on_windows:
-                shutil.rmtree(folder.state)
-                self.assertLess(self.memory(folder), 200 * 2**20)
-
-    def memory(self, folder):
-        """The most that the command takes. This process has large files in its own, which a child would begin with."""
-        measure = ("import resource, subprocess, sys; subprocess.run(sys.argv[1:], stdout=subprocess.DEVNULL); "
-                   "print(resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss * 1024)")
-        return int(subprocess.run([sys.executable, "-c", measure, station, "bundles", folder.path],
-                                  env=folder.environment, stdout=subprocess.PIPE, timeout=60).stdout)
 
     def test_are_refused_by_a_restore_too(self):
         with a_bench([[completion()]]) as bench:

@@ -5,7 +5,8 @@ import subprocess
 import sys
 import unittest
 
-from test_station import a_bench, completion, report
+from test_station import a_bench, a_folder, completion, report, station
+import station_bundles_test
 
 
 class memory(unittest.TestCase):
@@ -29,6 +30,17 @@ class memory(unittest.TestCase):
             bench.write("large", report(Large="x" * 10_000_000))
             self.assertLess(self.peak_of(bench), 64 * 2**20)
             self.assertEqual({event["unreadable_records"] for event in bench.ended().values()}, {1})
+
+    def test_bundles_that_cannot_be_used_take_less_than_200_mib(self):
+        with a_bench([]) as bench:
+            folder = a_folder(bench)
+            station_bundles_test.bad_files().make(folder)
+            # A process of its own: this one has large files in its memory, which a child would begin with.
+            measure = ("import resource, subprocess, sys; subprocess.run(sys.argv[1:], stdout=subprocess.DEVNULL); "
+                       "print(resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss * 1024)")
+            peak = subprocess.run([sys.executable, "-c", measure, station, "bundles", folder.path],
+                                  env=folder.environment, stdout=subprocess.PIPE, timeout=60, check=True).stdout
+            self.assertLess(int(peak), 200 * 2**20)
 
 
 if __name__ == "__main__":

@@ -71,7 +71,7 @@ class runs(unittest.TestCase):
             with zipfile.ZipFile(os.path.join(bench.folder, "empty.ipsw"), "w") as made:
                 made.writestr("other", b"")
             bench.write("broken.ipsw", b"PK\x03\x04 and no more")
-            for name, why in (("empty.ipsw", "it has no BuildManifest.plist"), ("broken.ipsw", "no IPSW that can be read"),
+            for name, why in (("empty.ipsw", "it has no BuildManifest.plist"), ("broken.ipsw", "has no directory at its end"),
                               ("none.ipsw", "no IPSW that can be read")):
                 with self.subTest(name=name):
                     result = bench.run("restore", "--bundle", host_path(os.path.join(bench.folder, name)), "--all")
