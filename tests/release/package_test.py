@@ -165,7 +165,7 @@ class package(unittest.TestCase):
                     self.assertFalse(folder.encode(encoding) in content, f"{folder} in {entry}")
 
     def test_the_installers_have_windows_take_back_what_they_add_to_path(self):
-        # "-" is removal, which Wine does without it, too; "*" is the computer's variable.
+        # "-" is removal, which Wine does for the computer's variable without it, too; "*" is that variable.
         for suffix, variable in (("", "=-*PATH"), ("-user", "=-PATH")):
             installer = os.path.join(release, f"vandrel-{version}-x64{suffix}.msi")
             rows = subprocess.run(["msiinfo", "export", installer, "Environment"], capture_output=True, text=True,
