@@ -57,8 +57,8 @@ file(
 }
 ")
 
-# install_licence(NAME TEXT ORIGIN) packs the file TEXT as licences/NAME.txt. If it is missing, only the package
-# fails to build.
+# install_licence(NAME TEXT ORIGIN) packs the file TEXT as licences/NAME.txt. If it is missing, only packing a
+# release fails.
 function(install_licence name text origin)
     if(EXISTS "${text}")
         install(

@@ -11,7 +11,8 @@ namespace vandrel {
 using main_function = int (*)(int argument_count, char** arguments);
 
 /// Loads the library from the folder of the running program, and nowhere else. It is never
-/// unloaded. Throws std::runtime_error with a sentence that names what is missing.
+/// unloaded. Throws std::runtime_error with a sentence that says what is missing
+/// or wrong.
 main_function load_main_library();
 
 struct library_file {

@@ -6,7 +6,7 @@
 // The second form judges the records in a file. vandrel's other output goes to standard error. So
 // do the number of records that cannot be read, and the verdict. The exit status is the verdict's:
 //
-//     0   restored; for another command than a restore: done
+//     0   restored; for another command, and with --enter-restore-mode: done
 //     1   failed
 //     2   timed out
 //     3   connection lost: the device was unplugged, or the cable is bad

@@ -65,12 +65,13 @@ struct bench_options {
     /// What to restore with, the newest first; absent when there is none, and then every device
     /// fits.
     std::optional<bundle_list> bundles;
-    /// They are those of a folder: each device gets the newest for its chip, its board and what the
-    /// run does to its data, when that finds room.
+    /// They are those of a folder. Each device gets the newest one for its chip, its board and the
+    /// run's behavior, as the folder is when the run finds the device.
     bool from_folder = false;
     /// The free bytes of the scratch folder; with from_folder.
     std::optional<std::uint64_t> room;
-    /// Restores that run side by side need room together, unless the user says how many run.
+    /// Fewer restores run at once when their bundles together need more room; not if the user has
+    /// said how many run.
     bool room_limits_tools = true;
     /// Works on devices of `ecids` that do not fit.
     bool any_bundle = false;

@@ -20,7 +20,7 @@ struct unusable_file : std::runtime_error {
     std::string why;
 };
 
-/// An IPSW: the zip's directory, and the manifest in it. Nothing else is unpacked.
+/// What is known of an IPSW: from the zip's directory, and from the manifest in it.
 struct bundle {
     std::filesystem::path path;
     std::uint64_t size = 0;

@@ -15,7 +15,7 @@ namespace vandrel::station {
 std::vector<bundle_file> load_cache(const std::filesystem::path& file,
                                     const std::filesystem::path& folder);
 
-/// Replaces the file as a whole. Without a place, a disk or the right to write, there is none.
+/// Replaces the whole file. If it cannot be written, nothing is kept.
 void save_cache(const std::filesystem::path& file, const std::filesystem::path& folder,
                 const std::map<std::filesystem::path, bundle_file>& files);
 

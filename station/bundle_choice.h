@@ -28,7 +28,8 @@ void sort_newest_first(bundle_list& bundles);
 bundle_list bundles_for(const device_properties& device, const bundle_list& bundles,
                         std::optional<restore_behavior> behavior = {});
 
-/// The only model that all bundles for the device have in common; empty without one.
+/// The only model that all bundles for the device that name any have in common; empty without
+/// one.
 std::string model_of(const device_properties& device, const bundle_list& bundles);
 
 /// The bytes of scratch that one restore needs: the bundle unpacked, and a tenth more.

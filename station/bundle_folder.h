@@ -34,7 +34,7 @@ struct bundle_file {
     std::shared_ptr<const bundle> content;
     /// Why it cannot, without the file's name, such as "is still being copied"; empty otherwise.
     std::string problem;
-    /// The problem goes away by itself, so that it is not kept.
+    /// The problem can go away without a change of the file, so that it is not kept.
     bool is_passing = false;
     /// All sums were compared, and were right.
     bool is_verified = false;
@@ -59,10 +59,10 @@ public:
     ~bundle_folder();
 
     /// All files in the order of their names. One that was read before and has not changed since is
-    /// not read again. Files are read by threads, of which one that a disk keeps waiting holds up
-    /// nobody. When none has been read for `patience`, those that are left have a problem that
-    /// passes: a later look has them. Throws std::runtime_error with one sentence when the folder
-    /// cannot be listed.
+    /// not read again. Threads read the files: if a disk keeps one waiting, another one goes on
+    /// with the other files. If no file has been read for `patience`, the files that are left get a
+    /// passing problem, and a later look has them. Throws std::runtime_error with one sentence when
+    /// the folder cannot be listed.
     const std::vector<bundle_file>& look(std::chrono::milliseconds patience);
 
     /// Unpacks the bundle of this place in the last look, unless it was verified before.

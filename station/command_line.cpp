@@ -180,7 +180,7 @@ CLI::App* add_restore(CLI::App& app, station_arguments& result) {
         to->add_option("--bundle", result.bundle, "The IPSW for all of them")->type_name("FILE");
     auto* with_options =
         to->add_option("--options", result.options_file,
-                       "Restore options, a property list as vandrel --restore-plist takes it")
+                       "Restore options, an XML property list for vandrel --restore-plist")
             ->type_name("FILE");
     auto* with_folder =
         to->add_option("--bundles", result.bundles,

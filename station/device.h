@@ -40,7 +40,8 @@ struct listed_device {
     std::string ecid;
     /// Absent when they were not asked for, or could not be had.
     std::optional<device_properties> properties;
-    /// In a question of a run with a folder of bundles: those that fit, newest first.
+    /// In a question of a run with a folder of bundles, and in what the command "list" shows: those
+    /// that fit, newest first.
     std::vector<std::shared_ptr<const bundle>> bundles = {};
 
     bool operator==(const listed_device&) const = default;

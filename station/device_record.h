@@ -44,7 +44,8 @@ struct device_record {
     bool locked = false;
     /// The process of the other station, when this device is left to it.
     std::optional<std::int64_t> holder;
-    /// Of a folder, those that were for it when it was considered, the newest first. It gets that.
+    /// With a folder of bundles: those that were for the device when it was considered, the newest
+    /// first. The device gets the first.
     bundle_list bundles;
     /// Not to be touched again in this run.
     bool barred = false;

@@ -57,8 +57,8 @@ std::string choice_text(const ask_consent& choice, command what, const question_
 /// What has to be typed, without a line feed.
 std::string prompt_text(const ask_consent& choice);
 
-/// What a list of devices has of bundles: nothing; whether one is for the device; the newest of
-/// several.
+/// Which column about bundles a list has: none; whether the bundle is for the device; the newest
+/// bundle for it.
 enum class bundle_column { none, fits, newest };
 
 /// Slot, ECID, serial number, chip, board and product string of each device, with titles; with

@@ -25,8 +25,8 @@ public:
     std::uint64_t size() const { return size_; }
     /// What all entries take unpacked, by the directory.
     std::uint64_t unpacked_size() const;
-    /// The entry of this name; absent when there is none. Of one that is larger than `most`, some
-    /// more bytes than that.
+    /// The content of the entry of this name; absent if there is none. Of an entry that is larger
+    /// than `most`, only a little more than `most` bytes.
     std::optional<std::string> read(const char* name, std::size_t most) const;
     /// Unpacks each entry, keeps nothing, and compares its sum and size.
     void verify() const;

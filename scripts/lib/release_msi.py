@@ -72,7 +72,7 @@ class Source:
         ElementTree.SubElement(
             product, "MajorUpgrade", DowngradeErrorMessage="A newer version of vandrel is installed already.")
         ElementTree.SubElement(product, "Media", Id="1", Cabinet="vandrel.cab", EmbedCab="yes")
-        # There is nothing to choose: without these, Windows offers to change what is installed.
+        # There is nothing to choose: without this, Windows offers to change what is installed.
         ElementTree.SubElement(product, "Property", Id="ARPNOMODIFY", Value="1")
         at = ElementTree.SubElement(product, "Directory", Id="TARGETDIR", Name="SourceDir")
         windows_own, *within = scope.folders

@@ -17,8 +17,8 @@ HEADERS = """
 #include <zlib.h>
 """
 # Each entry: name, the version as an expression of the headers, the factors of its parts if it is one number, and the
-# licence. Debian's compiler does not have its minor version, so its libraries have that of their Debian package:
-# then the expression is the library's file.
+# licence. The headers of Debian's compiler do not say its minor version. The versions of its libraries are therefore
+# those of their Debian packages, and the expression is the library's file.
 PACKAGES = [
     ("boost", "BOOST_VERSION", (100000, 100), "BSL-1.0"),
     ("cli11", "CLI11_VERSION", None, "BSD-3-Clause"),

@@ -197,7 +197,7 @@ TEST(journal, neither_counts_its_objects_nor_lets_them_fail) {
 
 TEST(journal, needs_a_file_that_can_be_written) {
     try {
-        journal("no-such-folder/journal.plist");
+        const journal without_a_file("no-such-folder/journal.plist");
         ADD_FAILURE() << "nothing was thrown";
     } catch (const std::runtime_error& failure) {
         EXPECT_STREQ(failure.what(), "no-such-folder/journal.plist: cannot write the journal (No "
