@@ -59,11 +59,7 @@ object json_of(const bundle_file& file) {
     result["build"] = json_text(known.build);
     result["unpacked_size"] = known.unpacked_size;
     result["verified"] = file.is_verified;
-    array models;
-    for (const std::string& each : known.models) {
-        models.emplace_back(json_text(each));
-    }
-    result["models"] = std::move(models);
+    result["models"] = json_texts(known.models);
     array identities;
     for (const build_identity& each : known.identities) {
         identities.push_back(json_of(each));

@@ -36,11 +36,7 @@ boost::json::object json_of(const bundle_file& file) {
     const bundle& known = *file.content;
     result["version"] = json_text(known.version);
     result["build"] = json_text(known.build);
-    boost::json::array models;
-    for (const std::string& each : known.models) {
-        models.emplace_back(json_text(each));
-    }
-    result["models"] = std::move(models);
+    result["models"] = json_texts(known.models);
     result["size"] = known.size;
     result["unpacked_size"] = known.unpacked_size;
     result["erase"] = is_for(known, restore_behavior::erase);

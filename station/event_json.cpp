@@ -149,6 +149,14 @@ std::string json_text(std::string_view text) {
     return printable(text);
 }
 
+boost::json::array json_texts(const std::vector<std::string>& texts) {
+    boost::json::array result;
+    for (const std::string& each : texts) {
+        result.emplace_back(json_text(each));
+    }
+    return result;
+}
+
 std::string ascii_json(const boost::json::value& value) {
     // Valid UTF-8, and other characters than ASCII's stand in strings only.
     std::string text = boost::json::serialize(value);

@@ -4,11 +4,14 @@
 
 #include "station/events.h"
 
+#include <boost/json/array.hpp>
 #include <boost/json/object.hpp>
 
 #include <chrono>
 #include <map>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace vandrel::station {
 
@@ -27,6 +30,9 @@ std::string ascii_json(const boost::json::value& value);
 
 /// A text that boost::json takes: valid UTF-8.
 std::string json_text(std::string_view text);
+
+/// The texts in their order, each as json_text has it.
+boost::json::array json_texts(const std::vector<std::string>& texts);
 
 boost::json::object json_of(const counts& totals);
 boost::json::object json_of(const error_details& error);
