@@ -2,28 +2,41 @@
 
 #include <boost/asio/post.hpp>
 
-#include <chrono>
 #include <exception>
+#include <mutex>
 #include <utility>
 
 namespace vandrel::station {
 
 namespace {
 
-/// Less than the bench gives a list.
-constexpr std::chrono::seconds longest_hold(5);
 /// A later look has the files that a slow disk has not given by then.
 constexpr std::chrono::seconds patience(1);
 
 } // namespace
 
+struct bundle_watch::way_to_loop {
+    explicit way_to_loop(boost::asio::io_context& context) : loop(&context) {}
+
+    std::mutex mutex;
+    /// Null when the object has gone.
+    boost::asio::io_context* loop;
+};
+
 bundle_watch::bundle_watch(boost::asio::io_context& context, std::shared_ptr<bundle_folder> folder,
-                           std::function<void(input)> happened)
-    : context_(context),
+                           std::function<void(input)> happened,
+                           std::chrono::milliseconds longest_hold)
+    : to_loop_(std::make_shared<way_to_loop>(context)),
       folder_(std::move(folder)),
       happened_(std::move(happened)),
+      longest_hold_(longest_hold),
       limit_(context),
       thread_(1024) {}
+
+bundle_watch::~bundle_watch() {
+    const std::lock_guard lock(to_loop_->mutex);
+    to_loop_->loop = nullptr;
+}
 
 void bundle_watch::list_begins() {
     release();
@@ -32,15 +45,18 @@ void bundle_watch::list_begins() {
         return;
     }
     is_looking_ = may_hold_ = true;
-    thread_.post(0, [this, folder = folder_, &context = context_] {
+    thread_.post(0, [this, folder = folder_, to_loop = to_loop_] {
         std::optional<bundle_list> found;
         try {
             found = usable(folder->look(patience));
         } catch (const std::exception&) {
             // The last ones stay until the folder can be read again.
         }
-        // The loop does not run any more when this object has gone.
-        boost::asio::post(context, [this, found = std::move(found)] { looked(found); });
+        const std::lock_guard lock(to_loop->mutex);
+        if (to_loop->loop != nullptr) {
+            // The loop does not run any more when this object has gone.
+            boost::asio::post(*to_loop->loop, [this, found = std::move(found)] { looked(found); });
+        }
     });
 }
 
@@ -50,7 +66,7 @@ void bundle_watch::take(input what) {
         return;
     }
     held_ = std::move(what);
-    limit_.expires_after(longest_hold);
+    limit_.expires_after(longest_hold_);
     limit_.async_wait([this](const boost::system::error_code& error) {
         if (!error) {
             release();

@@ -9,6 +9,7 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/steady_timer.hpp>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -20,11 +21,14 @@ namespace vandrel::station {
 /// does not answer.
 class bundle_watch {
 public:
-    /// `happened` is called in the loop's thread: with lists, and with what the folder has.
+    /// `happened` is called in the loop's thread: with lists, and with what the folder has. A list
+    /// waits for `longest_hold` at most, which is less than the bench gives it.
     bundle_watch(boost::asio::io_context& context, std::shared_ptr<bundle_folder> folder,
-                 std::function<void(input)> happened);
+                 std::function<void(input)> happened,
+                 std::chrono::milliseconds longest_hold = std::chrono::seconds(5));
     bundle_watch(const bundle_watch&) = delete;
     bundle_watch& operator=(const bundle_watch&) = delete;
+    ~bundle_watch();
 
     void list_begins();
     /// What the lister says.
@@ -34,9 +38,13 @@ private:
     void looked(std::optional<bundle_list> bundles);
     void release();
 
-    boost::asio::io_context& context_;
+    /// What the thread uses, which a folder that does not answer keeps beyond this object.
+    struct way_to_loop;
+
+    std::shared_ptr<way_to_loop> to_loop_;
     std::shared_ptr<bundle_folder> folder_;
     std::function<void(input)> happened_;
+    std::chrono::milliseconds longest_hold_;
     bool is_looking_ = false;
     /// A list may wait for the look that goes on.
     bool may_hold_ = false;
