@@ -154,6 +154,22 @@ TEST(bench_bundles, that_come_in_a_watch_are_for_a_device_that_had_none) {
     EXPECT_EQ(bench.logged<device_left_alone>(device_a).size(), 1u);
 }
 
+TEST(bench_bundles, that_come_in_a_watch_name_the_model_of_a_known_device) {
+    bench_options options = with_folder({}, true);
+    bench_under_test bench(options);
+    bench.attach(device_a);
+    bench.turn();
+    bench.turn({bundles_read{{made("1A1", "iPhone14,2", {phone})}}});
+    bench.detach(device_a);
+    bench.pass(3min);
+    // Its properties are not asked for again.
+    bench.attached = {{device_a, {}}};
+    bench.pass(options.poll + 1s);
+    const auto found = bench.logged<device_found>(device_a);
+    ASSERT_EQ(found.size(), 2u);
+    EXPECT_EQ(found[1].properties->model, "iPhone14,2");
+}
+
 TEST(bench_room, is_what_all_that_run_need_together) {
     bench_options options =
         with_folder({made("2A1", "", {phone}, 100), made("1A1", "", {pad}, 40)});
