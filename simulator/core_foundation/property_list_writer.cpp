@@ -24,6 +24,9 @@ constexpr std::string_view tail = "</plist>\n";
 /// So many bytes hold nearly every record without growing.
 constexpr std::size_t record_capacity = 1'024;
 
+/// Nearly every record nests its containers no deeper.
+constexpr std::size_t record_depth = 4;
+
 /// The base64 text of one to three bytes.
 void append_base64_group(std::string& text, std::span<const std::uint8_t> bytes) {
     constexpr std::string_view digits =
@@ -42,6 +45,7 @@ class xml_writer {
 public:
     xml_writer() {
         text.reserve(record_capacity);
+        open_.reserve(record_depth);
         text += head;
     }
 
@@ -187,6 +191,7 @@ private:
     void open_dictionary(const __CFDictionary& dictionary, std::size_t depth) {
         check_depth(depth);
         std::vector<entry> entries;
+        entries.reserve(dictionary.table.entries().size());
         for (const auto& [key, value] : dictionary.table.entries()) {
             const auto* string = cast<__CFString>(key.get());
             if (string == nullptr) {
