@@ -1,5 +1,7 @@
 #include "station/host.h"
 
+#include "station/message_window_windows.h"
+
 #include <boost/asio/post.hpp>
 
 #include <stdexcept>
@@ -111,16 +113,33 @@ session_watch& watch() {
     return *only;
 }
 
+/// The system may end the process when its announcement returns; before that the loop ends it.
+[[noreturn]] void end_run() {
+    boost::asio::post(*watch().context, watch().ends);
+    for (;;) {
+        Sleep(INFINITE);
+    }
+}
+
 /// Called by the system on a thread of its own.
 BOOL WINAPI handle_control(DWORD control) {
     if (control == CTRL_C_EVENT || control == CTRL_BREAK_EVENT) {
         boost::asio::post(*watch().context, watch().cancelled);
         return TRUE;
     }
-    boost::asio::post(*watch().context, watch().ends);
-    // The process is ended when this returns; before that the loop ends it.
-    Sleep(INFINITE);
-    return TRUE;
+    end_run();
+}
+
+/// Windows announces logging off and shutting down to the windows of a program that uses them, not
+/// to its console.
+std::optional<LRESULT> handle_session(UINT message, WPARAM what) {
+    if (message == WM_QUERYENDSESSION) {
+        return TRUE;
+    }
+    if (message == WM_ENDSESSION && what != FALSE) {
+        end_run();
+    }
+    return {};
 }
 
 } // namespace
@@ -207,6 +226,10 @@ void watch_signals(boost::asio::io_context& context, std::function<void()> cance
     watch() = {&context, std::move(cancelled), std::move(ends)};
     SetConsoleCtrlHandler(nullptr, FALSE);
     SetConsoleCtrlHandler(handle_control, TRUE);
+    // As long as the process.
+    static auto* const session = new message_window(
+        L"vandrel-station-session", message_window::kind::top_level, handle_session);
+    static_cast<void>(session);
 }
 
 void keep_awake(bool wanted) {

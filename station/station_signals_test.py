@@ -38,6 +38,12 @@ class a_started_station(a_run):
         else:
             os.killpg(self.process.pid, signal.SIGINT)
 
+    def end_session(self):
+        if on_windows:
+            self.say(b"end-session")
+        else:
+            os.killpg(self.process.pid, signal.SIGHUP)
+
     def stop(self):
         if on_windows:
             self.say(b"kill")
@@ -142,23 +148,29 @@ class keys(tests):
         self.assertEqual(os.getsid(tool), tool)
 
 
-@unittest.skipIf(on_windows, "signals are sent by their POSIX names")
 class ends_of_sessions(tests):
     def test_they_end_the_run_with_a_summary(self):
-        for number in (signal.SIGTERM, signal.SIGHUP):
-            with self.subTest(number):
-                bench = self.bench([report(), "hang"], [completion()], [report(WRITES_FIRMWARE), "hang"])
-                run = self.start(bench)
-                run.wait_for("device_ended", ecid=bench.ecids[1])
-                while len(run.named("operation")) < 2:
-                    run.wait_for("operation")
-                os.killpg(run.process.pid, number)
-                self.assertEqual(run.wait(), 130)
-                self.assertEqual({each["ecid"]: each["state"] for each in bench.summary()["devices"]},
-                                 dict(zip(bench.ecids, ["cancelled", "restored", "cancelled"])))
-                self.assertEqual(bench.summary()["state"], "ended")
-                wait_until(lambda: not tools_of(bench), 5)
+        self.check_the_end_by(lambda run: run.end_session())
 
+    @unittest.skipIf(on_windows, "Windows has no such signal")
+    def test_a_request_to_terminate_does_too(self):
+        self.check_the_end_by(lambda run: os.killpg(run.process.pid, signal.SIGTERM))
+
+    def check_the_end_by(self, ends):
+        bench = self.bench([report(), "hang"], [completion()], [report(WRITES_FIRMWARE), "hang"])
+        run = self.start(bench)
+        run.wait_for("device_ended", ecid=bench.ecids[1])
+        while len(run.named("operation")) < 2:
+            run.wait_for("operation")
+        ends(run)
+        # Windows gives a program no longer than five seconds.
+        wait_until(lambda: bench.summary()["state"] == "ended", 5)
+        self.assertEqual(run.wait(), 130)
+        self.assertEqual({each["ecid"]: each["state"] for each in bench.summary()["devices"]},
+                         dict(zip(bench.ecids, ["cancelled", "restored", "cancelled"])))
+        wait_until(lambda: not tools_of(bench), 5)
+
+    @unittest.skipIf(on_windows, "sent by its POSIX name")
     def test_the_end_comes_soon_though_nobody_reads_the_output(self):
         reports = 3000
         bench = self.bench([b"".join(report(14, i % 100) for i in range(reports)), "hang"])

@@ -7,7 +7,7 @@
 #include <windows.h>
 
 // For tests of the station: starts a program in a console of its own, and does there what lines on
-// standard input say: `ctrl-c`, `kill`. The program writes to our standard output and standard
+// standard input say: `ctrl-c`, `end-session`, `kill`. The program writes to our standard output and standard
 // error. Ends with its exit status. Wine knows no way to press Ctrl-Break.
 
 namespace vandrel {
@@ -60,10 +60,24 @@ void press_ctrl_c(DWORD process) {
     }
 }
 
+BOOL CALLBACK send_end_of_session(HWND window, LPARAM process) {
+    DWORD owner = 0;
+    GetWindowThreadProcessId(window, &owner);
+    if (owner == static_cast<DWORD>(process) &&
+        SendMessageW(window, WM_QUERYENDSESSION, 0, 0) != FALSE) {
+        // It answers by ending.
+        SendNotifyMessageW(window, WM_ENDSESSION, TRUE, 0);
+    }
+    return TRUE;
+}
+
 void obey(const PROCESS_INFORMATION& process) {
     for (std::string line; std::getline(std::cin, line);) {
         if (line == "ctrl-c") {
             press_ctrl_c(process.dwProcessId);
+        } else if (line == "end-session") {
+            // As the system does it, but to this program's windows only.
+            EnumWindows(send_end_of_session, static_cast<LPARAM>(process.dwProcessId));
         } else if (line == "kill") {
             TerminateProcess(process.hProcess, 1);
         }
