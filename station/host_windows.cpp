@@ -1,5 +1,4 @@
 #include "station/host.h"
-
 #include "station/message_window_windows.h"
 
 #include <boost/asio/post.hpp>

@@ -7,8 +7,8 @@ namespace vandrel::station {
 namespace {
 
 LRESULT CALLBACK handle_message(HWND window, UINT message, WPARAM what, LPARAM more) {
-    const auto* const handle = reinterpret_cast<const message_window::handler*>(
-        GetWindowLongPtrW(window, GWLP_USERDATA));
+    const auto* const handle =
+        reinterpret_cast<const message_window::handler*>(GetWindowLongPtrW(window, GWLP_USERDATA));
     if (handle != nullptr) {
         if (const auto result = (*handle)(message, what)) {
             return *result;

@@ -7,8 +7,8 @@
 #include <windows.h>
 
 // For tests of the station: starts a program in a console of its own, and does there what lines on
-// standard input say: `ctrl-c`, `end-session`, `kill`. The program writes to our standard output and standard
-// error. Ends with its exit status. Wine knows no way to press Ctrl-Break.
+// standard input say: `ctrl-c`, `end-session`, `kill`. The program writes to our standard output
+// and standard error. Ends with its exit status. Wine knows no way to press Ctrl-Break.
 
 namespace vandrel {
 

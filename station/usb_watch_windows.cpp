@@ -1,6 +1,5 @@
-#include "station/usb_watch.h"
-
 #include "station/message_window_windows.h"
+#include "station/usb_watch.h"
 
 #include <boost/asio/post.hpp>
 
@@ -32,8 +31,8 @@ public:
             what.dbcc_size = sizeof what;
             what.dbcc_devicetype = DBT_DEVTYP_DEVICEINTERFACE;
             what.dbcc_classguid = usb_device;
-            announced_ = RegisterDeviceNotificationW(window_.window(), &what,
-                                                     DEVICE_NOTIFY_WINDOW_HANDLE);
+            announced_ =
+                RegisterDeviceNotificationW(window_.window(), &what, DEVICE_NOTIFY_WINDOW_HANDLE);
         }
     }
 
