@@ -257,7 +257,7 @@ void add_try(object& object, const try_result& result) {
 }
 
 std::string json_line(const event& what, const run_facts& facts,
-                      std::chrono::system_clock::time_point time) {
+                      std::chrono::system_clock::time_point time, std::optional<awake_time> left) {
     const event_text text = describe(what);
     // Most lines are made without any other memory, and have at most 18 keys: a larger object
     // would have an index, which takes longer than it saves.
@@ -275,6 +275,9 @@ std::string json_line(const event& what, const run_facts& facts,
         add_device(line, *what.device);
     }
     std::visit(body_writer{line, what.t}, what.body);
+    if (left) {
+        line["left_s"] = seconds_of(*left);
+    }
     line["message"] = json_text(text.text.empty() ? text.word : text.word + ": " + text.text);
     if (!facts.tags.empty()) {
         object tags;

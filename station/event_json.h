@@ -9,6 +9,7 @@
 
 #include <chrono>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,9 +22,11 @@ struct run_facts {
     std::map<std::string, std::string> tags;
 };
 
-/// One event as one line, with its line feed, in ASCII only.
+/// One event as one line, with its line feed, in ASCII only. `left` is how long the restore of its
+/// device will still take, if that is known.
 std::string json_line(const event& what, const run_facts& facts,
-                      std::chrono::system_clock::time_point time);
+                      std::chrono::system_clock::time_point time,
+                      std::optional<awake_time> left = {});
 
 /// Any value as text in ASCII only.
 std::string ascii_json(const boost::json::value& value);

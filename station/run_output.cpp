@@ -15,6 +15,9 @@ using std::chrono::steady_clock;
 using std::chrono::system_clock;
 
 constexpr std::size_t queue_bytes = std::size_t{8} * 1024 * 1024;
+constexpr std::size_t history_bytes = std::size_t{1024} * 1024;
+/// It is a small file, and nothing depends on it.
+constexpr auto last_writing_of_history = std::chrono::milliseconds(500);
 
 summary_facts facts_of(const run_settings& settings, const run_facts& facts) {
     summary_facts result;
@@ -40,7 +43,8 @@ run_output::run_output(const run_settings& settings)
     : settings_(settings),
       facts_{run_name(settings.run_folder), settings.arguments.tags},
       plain_(!settings.slots.empty(), settings.options.what),
-      output_(queue_bytes) {
+      output_(queue_bytes),
+      history_(history_bytes) {
     if (!settings.options.dry_run) {
         try {
             folder_ = std::make_unique<run_folder>(settings.run_folder);
@@ -50,6 +54,10 @@ run_output::run_output(const run_settings& settings)
     }
     summary_.emplace(facts_of(settings, facts_));
     write_summary();
+    if (settings.options.what == command::restore && !settings.options.dry_run) {
+        times_.emplace(load_history(history_file()),
+                       settings.made_for ? settings.made_for->build : "", settings.options.erase);
+    }
     if (!settings.arguments.json && !settings.options.dry_run) {
         const auto ahead = offset_of_local_time(system_clock::now());
         show("Times are local (" + zone_text(ahead) + ").\n");
@@ -58,7 +66,7 @@ run_output::run_output(const run_settings& settings)
 
 void run_output::take(const event& what) {
     const auto now = system_clock::now();
-    const std::string line = json_line(what, facts_, now);
+    const std::string line = json_line(what, facts_, now, follow_times(what));
     if (folder_) {
         folder_->log(line);
     }
@@ -74,6 +82,18 @@ void run_output::take(const event& what) {
         std::holds_alternative<run_ended>(what.body)) {
         write_summary();
     }
+}
+
+std::optional<awake_time> run_output::follow_times(const event& what) {
+    if (!times_) {
+        return {};
+    }
+    if (auto restored = times_->take(what)) {
+        history_.post(
+            0, [restored = std::move(*restored)] { add_to_history(history_file(), restored); });
+    }
+    return std::holds_alternative<operation>(what.body) ? times_->of(what.device->ecid, what.t)
+                                                        : std::nullopt;
 }
 
 void run_output::flush() {
@@ -128,6 +148,7 @@ void run_output::finish(steady_clock::time_point until) {
     }
     // Also when the folder has used up the time.
     output_.drain(std::max(left(), std::chrono::milliseconds(1000)));
+    history_.drain(last_writing_of_history);
 }
 
 } // namespace vandrel::station

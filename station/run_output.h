@@ -8,6 +8,7 @@
 #include "station/preparation.h"
 #include "station/run_folder.h"
 #include "station/summary.h"
+#include "station/time_left.h"
 
 #include <chrono>
 #include <memory>
@@ -37,15 +38,22 @@ public:
 
 private:
     void write_summary();
+    /// Takes in what `what` says of times; how long its restore will still take, if it begins an
+    /// operation.
+    std::optional<awake_time> follow_times(const event& what);
 
     const run_settings& settings_;
     run_facts facts_;
     std::unique_ptr<run_folder> folder_;
     plain_view plain_;
     std::optional<summary> summary_;
+    /// Of a run that restores.
+    std::optional<time_left> times_;
     /// For standard output, since the last flush.
     std::string lines_;
     background_writer output_;
+    /// A thread of its own: neither a reader nor the run's folder keeps it waiting.
+    background_writer history_;
 };
 
 } // namespace vandrel::station

@@ -24,6 +24,13 @@ def host_path(path):
     return "Z:" + path.replace("/", "\\") if on_windows else path
 
 
+# What stations keep for the next run is none of the user's.
+local_data = tempfile.TemporaryDirectory(prefix="data ")
+os.environ["XDG_STATE_HOME"] = local_data.name
+if on_windows:
+    os.environ["LOCALAPPDATA"] = host_path(local_data.name)
+
+
 def record(kind, value):
     return plistlib.dumps({"Type": kind, "Value": value})
 
