@@ -20,7 +20,7 @@ install(
     DESTINATION .
     COMPONENT product)
 install(
-    FILES docs/records.md docs/scenario.md docs/station.md docs/windows.md
+    FILES docs/records.md docs/report.png docs/scenario.md docs/station.md docs/windows.md
     DESTINATION docs
     COMPONENT product)
 install(

@@ -272,6 +272,17 @@ CLI::App* add_bundles(CLI::App& app, station_arguments& result) {
     return to;
 }
 
+CLI::App* add_report(CLI::App& app, station_arguments& result) {
+    CLI::App* to = app.add_subcommand("report", "Make a page of a run, over or under way");
+    to->add_option("RUN-FOLDER", result.run_folder,
+                   "The folder of the run (the newest in the local application data)");
+    to->add_option("--output", result.output, "The page (report.html in the run's folder)")
+        ->type_name("FILE");
+    to->footer("Example, which shows the newest run:\n"
+               "  vandrel-station report --output run.html");
+    return to;
+}
+
 void check_devices(const station_arguments& result) {
     const bench_options& options = result.options;
     if (options.ecids.empty() && result.only_file.empty() && !options.all) {
@@ -331,8 +342,9 @@ std::variant<station_arguments, command_line_end> parse_command_line(int argumen
     CLI::App* restore = add_restore(app, result);
     CLI::App* recover = add_recover(app, result, exit, stay);
     CLI::App* bundles = add_bundles(app, result);
+    CLI::App* report = add_report(app, result);
     app.footer("vandrel-station COMMAND --help has the options of a command, and examples.");
-    for (CLI::App* each : {list, restore, recover, bundles}) {
+    for (CLI::App* each : {list, restore, recover, bundles, report}) {
         each->group("Commands");
         each->allow_windows_style_options(false);
     }
@@ -346,6 +358,8 @@ std::variant<station_arguments, command_line_end> parse_command_line(int argumen
         } else if (*bundles) {
             result.what = station_command::bundles;
             check_folder(result);
+        } else if (*report) {
+            result.what = station_command::report;
         } else {
             result.what = station_command::recover;
             check_recover(result, exit, stay);
@@ -360,7 +374,7 @@ std::variant<station_arguments, command_line_end> parse_command_line(int argumen
         const bool lacks_command = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
         const std::string why =
             lacks_command
-                ? "which command? Give list, restore, recover or bundles; --help says more"
+                ? "which command? Give list, restore, recover, bundles or report; --help says more"
                 : one_line(error.what());
         return command_line_end{"", "vandrel-station: " + why + "\n", 2};
     }

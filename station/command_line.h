@@ -15,7 +15,7 @@
 
 namespace vandrel::station {
 
-enum class station_command { list, restore, recover, bundles };
+enum class station_command { list, restore, recover, bundles, report };
 
 /// As it was given; files are not looked at yet. Paths are UTF-8, empty when they were not given.
 struct station_arguments {
@@ -31,6 +31,8 @@ struct station_arguments {
     std::string slots_file;
     std::string scratch;
     std::string run_folder;
+    /// Of the command `report`: the page.
+    std::string output;
     std::optional<std::size_t> at_once;
     std::chrono::seconds restore_timeout = std::chrono::hours(2);
     std::map<std::string, std::string> tags;

@@ -155,8 +155,7 @@ std::filesystem::path default_run_folder() {
     std::string time = rfc3339(std::chrono::system_clock::now());
     std::erase_if(time, [](char c) { return c == '-' || c == ':' || c == '.'; });
     try {
-        return local_data_folder() / "vandrel" / "station" /
-               (time + "-" + std::to_string(own_process_number()));
+        return runs_folder() / (time + "-" + std::to_string(own_process_number()));
     } catch (const std::runtime_error& error) {
         throw refusal(cannot_work, fmt::format("there is no place for the run's folder: {}; give "
                                                "--run-folder",
@@ -165,6 +164,10 @@ std::filesystem::path default_run_folder() {
 }
 
 } // namespace
+
+std::filesystem::path runs_folder() {
+    return local_data_folder() / "vandrel" / "station";
+}
 
 std::shared_ptr<bundle_folder> open_bundle_folder(const std::string& folder) {
     bundle_folder::settings how;

@@ -43,6 +43,10 @@ struct run_settings {
     std::uint64_t free_bytes = 0;
 };
 
+/// Where runs have their folders unless the user names one. Throws std::runtime_error when there is
+/// no place for them.
+std::filesystem::path runs_folder();
+
 /// Throws refusal.
 bundle read_named_bundle(const std::string& file);
 

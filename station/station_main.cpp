@@ -4,6 +4,7 @@
 #include "station/launch.h"
 #include "station/list_run.h"
 #include "station/preparation.h"
+#include "station/report_run.h"
 #include "station/station_run.h"
 #include "station/text.h"
 
@@ -21,6 +22,9 @@ int run(station_arguments arguments) {
     }
     if (arguments.what == station_command::bundles) {
         return run_bundles(arguments);
+    }
+    if (arguments.what == station_command::report) {
+        return run_report(arguments);
     }
     return run_devices(prepare(std::move(arguments)));
 }

@@ -36,6 +36,7 @@ QUESTION = "to stop: "
 SAME = [(re.compile(r"\b\d\d:\d\d:\d\d\b"), "00:00:00"), (re.compile(r"UTC[+-]\d\d:\d\d"), "UTC+00:00"),
         (re.compile(r"\S+ \S+ free in .*, (\d+) at once need about .*"), r"1 GB free in T, \1 at once need about 1 GB"),
         (re.compile(r"(Logs?: ).*?((?:[0-9A-F]{16}-visit\d-try\d)?)$"), r"\1R\2"),
+        (re.compile(r".*[/\\]night[/\\]report\.html$"), "night/report.html"),
         (re.compile(r"\), \d+ bytes, for"), "), 1 GB, for"), (re.compile(r"\), [\d.]+ GB, for"), "), 1 GB, for")]
 
 
@@ -60,7 +61,7 @@ class computer:
         running = ["--stagger", "0.2", "--poll", "2", "--linger", "1"]
         program = self.folder / "bin" / "vandrel-station"
         program.parent.mkdir()
-        program.write_text(f'#!/bin/sh\ncase $1 in\nbundles) ;;\nlist) set -- "$@" {shlex.join(words)};;\n'
+        program.write_text(f'#!/bin/sh\ncase $1 in\nbundles|report) ;;\nlist) set -- "$@" {shlex.join(words)};;\n'
                            f'*) set -- "$@" {shlex.join(running + words)};;\nesac\n'
                            f'exec {shlex.join([*emulator, station])} "$@"\n')
         program.chmod(0o755)

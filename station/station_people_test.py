@@ -14,7 +14,8 @@ RUN = {"--at-once", "--stagger", "--poll", "--scratch", "--run-folder", "--tag"}
 ALL = {"--help", "--tool", "--tool-argument", "--slots", "--json", "--plain"}
 RESTORE = {"--bundle", "--bundles", "--options", "--erase", "--watch", "--count", "--for", "--retries", "--restore-timeout",
            "--stall-timeout", "--linger", "--stop-after", "--any-bundle"}
-OPTIONS = {"list": ALL | {"--bundle", "--bundles"}, "bundles": {"--help", "--verify", "--json", "--plain"}, "restore": ALL | DEVICES | RUN | RESTORE,
+OPTIONS = {"list": ALL | {"--bundle", "--bundles"}, "bundles": {"--help", "--verify", "--json", "--plain"},
+           "report": {"--help", "--output"}, "restore": ALL | DEVICES | RUN | RESTORE,
            "recover": ALL | DEVICES | RUN | {"--exit", "--stay"}}
 
 
@@ -45,8 +46,8 @@ class command_line(unittest.TestCase):
 
     def test_what_is_wrong_is_one_sentence_and_status_2(self):
         for words, why in [
-                ((), "which command? Give list, restore, recover or bundles; --help says more"),
-                (("restor",), "which command? Give list, restore, recover or bundles; --help says more"),
+                ((), "which command? Give list, restore, recover, bundles or report; --help says more"),
+                (("restor",), "which command? Give list, restore, recover, bundles or report; --help says more"),
                 (("restore",), "what to restore with? Give --bundle, --bundles or --options"),
                 (("restore", "--bundle", "x"), "which devices? Give --ecid, --only or --all"),
                 (("restore", "--bundle", "x", "--all", "--ecid", "zz"), '"zz" is no ECID'),

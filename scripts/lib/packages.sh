@@ -11,6 +11,8 @@ linux_packages=(
 windows_packages=(g++-mingw-w64-x86-64-posix libz-mingw-w64-dev lld wine wine64)
 release_packages=(msitools osslsigncode wixl)
 test_packages=(libplist-utils mono-mcs openssl)
+# The tests do without it where it cannot be had.
+browser_package=chromium
 fuzz_packages=(clang libclang-rt-dev llvm)
 benchmark_packages=(libbenchmark-dev libplist-dev valgrind)
 
@@ -34,4 +36,10 @@ install_packages() {
     step "Installing ${missing[*]}" packages-install \
         "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
         apt-get -oDPkg::Lock::Timeout=300 install --yes --no-remove --no-install-recommends "${missing[@]}"
+}
+
+# install_browser: installs the browser of the tests, which go on without it.
+install_browser() {
+    (install_packages "$browser_package") ||
+        say "There is no browser here ($browser_package): the test that opens the page of a run is skipped."
 }

@@ -71,8 +71,8 @@ class package(unittest.TestCase):
             return {entry: opened.read(entry) for entry in opened.namelist()}
 
     def test_the_product_is_its_files_pages_samples_and_licences(self):
-        files = ["CHANGELOG.md", "README.md", "docs/records.md", "docs/scenario.md", "docs/station.md",
-                 "docs/windows.md", "licences/GPL-3.txt", "licences/LGPL-2.1.txt", "licences/boost.txt",
+        files = ["CHANGELOG.md", "README.md", "docs/records.md", "docs/report.png", "docs/scenario.md",
+                 "docs/station.md", "docs/windows.md", "licences/GPL-3.txt", "licences/LGPL-2.1.txt", "licences/boost.txt",
                  "licences/cli11.txt", "licences/expat.txt", "licences/fmt.txt", "licences/gcc.txt",
                  "licences/libzip.txt", "licences/mingw-w64.txt", "licences/pugixml.txt", "licences/zlib.txt",
                  "sbom.spdx.json", *PROGRAMS]

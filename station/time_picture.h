@@ -1,0 +1,20 @@
+#pragma once
+
+/// When which device was in which operation, as a part of a page.
+
+#include "station/run_record.h"
+
+#include <chrono>
+#include <string>
+
+namespace vandrel::station {
+
+/// A table with a row for each device, of which each has its own picture, so that a printer can
+/// break the page between two rows. Widths are shares of the whole: the picture is as wide as the
+/// page.
+std::string time_picture(const run_record& record);
+
+/// The distance of the marks on an axis of this length, so that there are at most eight.
+std::chrono::seconds distance_of_marks(awake_time length);
+
+} // namespace vandrel::station
