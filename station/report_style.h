@@ -38,7 +38,7 @@ dl { display: grid; grid-template-columns: max-content 1fr; gap: 2px 16px; margi
 dt { color: var(--soft); }
 dd { margin: 0; overflow-wrap: anywhere; }
 table { width: 100%; border-collapse: collapse; }
-.devices th, .devices td { padding: 4px 8px 4px 0; border-bottom: 1px solid var(--line); text-align: left; vertical-align: top; }
+.devices th, .devices td { padding: 4px 8px 4px 0; border-bottom: 1px solid var(--line); text-align: left; vertical-align: baseline; }
 .devices th { color: var(--soft); font-weight: normal; }
 .devices td { overflow-wrap: anywhere; }
 .devices td:nth-child(2), .devices td:nth-child(7), .times th, pre { font-family: Consolas, "DejaVu Sans Mono", monospace; font-size: 12px; }
@@ -53,9 +53,10 @@ table { width: 100%; border-collapse: collapse; }
 .open td:nth-child(5)::before { content: "\2026"; }
 .left td:nth-child(5)::before { content: "\2013"; }
 .times { table-layout: fixed; }
-.times td:first-child, .times th { width: 230px; }
+.times td:first-child, .times th { width: 210px; }
+.times th span:first-child { display: inline-block; min-width: 3em; }
 .times th { padding: 0 8px 0 0; font-weight: normal; text-align: left; white-space: pre; overflow: hidden; text-overflow: ellipsis; }
-.times td { padding: 0 10px 0 0; }
+.times td { padding: 0 16px 0 0; }
 .times svg { display: block; width: 100%; height: 20px; overflow: visible; }
 .times tbody tr:nth-child(odd) { background: var(--stripe); }
 .times line { stroke: var(--line); }

@@ -94,6 +94,7 @@ private:
         add("<tr><th scope=\"row\"><span>{}</span> <span>{}</span></th><td><svg>",
             markup_text(place), markup_text(last.ecid.empty() ? last.serial_number : last.ecid));
         marks();
+        is_odd_ = false;
         for (const recorded_visit* each : device.visits) {
             operations(*each);
         }
@@ -166,7 +167,7 @@ private:
     }
 
     void end_of_try(const recorded_end_of_try& end) {
-        const auto* const sign = end.is_restored ? "M-4 9l3 3 6-7" : "M-4 5l8 8m0-8l-8 8";
+        const auto* const sign = end.is_restored ? "M3 9l3 3 6-7" : "M4 5l8 8m0-8l-8 8";
         add("<svg class=\"{}\" x=\"{:.3f}%\"><title>{} at {}</title><path d=\"{}\"/></svg>",
             end.is_restored ? "good" : "bad", share(end.when),
             end.is_restored ? "Completed" : "Not completed", hours_minutes_seconds(end.when), sign);

@@ -10,7 +10,7 @@ from station_bench import write_bench
 
 station, simulator = (str(pathlib.Path(each).resolve()) for each in sys.argv[1:])
 root = pathlib.Path(__file__).resolve().parents[2]
-WIDTH, HEIGHT = 1000, 760
+WIDTH, HEIGHT = 1000, 640
 
 with tempfile.TemporaryDirectory() as name:
     folder = pathlib.Path(name)
