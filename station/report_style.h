@@ -57,7 +57,7 @@ table { width: 100%; border-collapse: collapse; }
 .times th span:first-child { display: inline-block; min-width: 3em; }
 .times th { padding: 0 8px 0 0; font-weight: normal; text-align: left; white-space: pre; overflow: hidden; text-overflow: ellipsis; }
 .times td { padding: 0 16px 0 0; }
-.times svg { display: block; width: 100%; height: 20px; overflow: visible; }
+.times td > svg { display: block; width: 100%; height: 20px; overflow: visible; }
 .times tbody tr:nth-child(odd) { background: var(--stripe); }
 .times line { stroke: var(--line); }
 .times text { fill: var(--soft); font-size: 11px; }
@@ -67,10 +67,9 @@ table { width: 100%; border-collapse: collapse; }
 .times .f { fill: var(--failed); }
 .times svg svg { overflow: hidden; }
 .times svg svg text { fill: var(--name); }
-.times svg svg.good, .times svg svg.bad { y: 1px; overflow: visible; }
+.times svg .good, .times svg .bad { overflow: visible; }
 .times path { fill: none; stroke: var(--good); stroke-width: 2.5; }
 .times .bad path { stroke: var(--bad); }
-.times .narrow { y: 3px; height: 14px; }
 .times .narrow path { stroke: none; }
 .advice { color: var(--soft); }
 pre { margin: 0; padding: 8px; border: 1px solid var(--line); background: var(--stripe); white-space: pre-wrap; overflow-wrap: anywhere; }

@@ -158,7 +158,8 @@ private:
         if (paths_.empty()) {
             return;
         }
-        text_ += "<svg class=\"narrow\" viewBox=\"0 0 100 1\" preserveAspectRatio=\"none\">";
+        text_ += "<svg class=\"narrow\" y=\"3\" height=\"14\" viewBox=\"0 0 100 1\" "
+                 "preserveAspectRatio=\"none\">";
         for (const auto& [kind, path] : paths_) {
             add("<path class=\"{}\" d=\"{}\"/>", kind, path);
         }
@@ -168,7 +169,7 @@ private:
 
     void end_of_try(const recorded_end_of_try& end) {
         const auto* const sign = end.is_restored ? "M3 9l3 3 6-7" : "M4 5l8 8m0-8l-8 8";
-        add("<svg class=\"{}\" x=\"{:.3f}%\"><title>{} at {}</title><path d=\"{}\"/></svg>",
+        add("<svg class=\"{}\" x=\"{:.3f}%\" y=\"1\"><title>{} at {}</title><path d=\"{}\"/></svg>",
             end.is_restored ? "good" : "bad", share(end.when),
             end.is_restored ? "Completed" : "Not completed", hours_minutes_seconds(end.when), sign);
     }

@@ -52,11 +52,13 @@ TEST(time_picture, has_a_piece_for_each_operation) {
                 HasSubstr("<svg x=\"12.000%\" width=\"38.000%\"><title>Restoring &lt;image&gt;, "
                           "failed: 00:00:38 from 00:00:12</title><rect class=\"f\" "
                           "width=\"100%\"/><text x=\"4\" y=\"13\">Restoring &lt;image&gt;</text>"));
-    EXPECT_THAT(picture, HasSubstr("<svg class=\"bad\" x=\"60.000%\"><title>Not completed at "
-                                   "00:01:00</title>"));
+    EXPECT_THAT(picture,
+                HasSubstr("<svg class=\"bad\" x=\"60.000%\" y=\"1\"><title>Not completed at "
+                          "00:01:00</title>"));
     EXPECT_THAT(
         picture,
-        HasSubstr("<svg class=\"good\" x=\"99.000%\"><title>Completed at 00:01:39</title>"));
+        HasSubstr(
+            "<svg class=\"good\" x=\"99.000%\" y=\"1\"><title>Completed at 00:01:39</title>"));
 }
 
 TEST(time_picture, has_narrow_pieces_of_a_colour_in_one_path) {
