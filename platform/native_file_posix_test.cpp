@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,16 @@ protected:
         fchmod(descriptor, mode);
         close(descriptor);
         return path;
+    }
+
+    /// How many system calls of this process have written something.
+    static int calls_that_write() {
+        std::ifstream counts("/proc/self/io");
+        std::string name;
+        int count = 0;
+        while (counts >> name >> count && name != "syscw:") {
+        }
+        return count;
     }
 
     /// The error of opening for reading; 0 when the file could be opened.
@@ -173,6 +184,15 @@ TEST_F(native_file_test, opens_a_file_that_somebody_else_writes_for_this_host_ex
     ASSERT_TRUE(reader);
     writer->append("written later");
     EXPECT_EQ(reader->size(), 13U);
+}
+
+TEST_F(native_file_test, appends_a_long_text_in_pieces_of_at_most_65536_bytes) {
+    auto file = native_file::create_for_writing(context, path_of("file"));
+    const std::string text(2 * 65'536 + 1, 'x');
+    const int before = calls_that_write();
+    file->append(text);
+    EXPECT_EQ(calls_that_write() - before, 3);
+    EXPECT_EQ(file->size(), 131'073U);
 }
 
 TEST_F(native_file_test, lets_others_delete_a_file_that_it_reads) {
