@@ -11,6 +11,7 @@
 #include <utility>
 
 #include <fcntl.h>
+#include <linux/close_range.h>
 #include <sys/ioctl.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
@@ -133,6 +134,10 @@ private:
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
     signal(SIGPIPE, SIG_DFL);
+    // Not all that this process has open is marked: streams of the standard library are not, nor
+    // what it was given itself.
+    constexpr unsigned first_other = STDERR_FILENO + 1;
+    syscall(SYS_close_range, first_other, ~0U, CLOSE_RANGE_CLOEXEC);
     if (dup2(plan.input, STDIN_FILENO) < 0 || dup2(plan.output, STDOUT_FILENO) < 0 ||
         dup2(plan.output, STDERR_FILENO) < 0 || fcntl(plan.pipe, F_SETFD, 0) != 0) {
         report_failure(plan.failure);

@@ -10,7 +10,8 @@ import sys
 import unittest
 import zipfile
 
-from test_station import BOARD, CHIP, RULES, a_bench, completion, host_path, on_windows, record, report, tool
+from test_station import (
+    BOARD, CHIP, RULES, a_bench, a_run, completion, ecid, host_path, on_windows, record, report, tool, wait_until)
 
 
 class runs(unittest.TestCase):
@@ -138,7 +139,7 @@ class runs(unittest.TestCase):
             folder = os.path.join(bench.folder, name)
             os.mkdir(folder)
             names = {each: os.path.join(folder, f"{name} {each}") for each in (
-                "bundle", "run", "scratch", "tool.exe", "slots", "only")}
+                "bundle", "run", "scratch", "tool.exe", "slots", "only", "options", "second run")}
             os.rename(bench.bundle, names["bundle"])
             os.mkdir(names["scratch"])
             shutil.copy(tool, names["tool.exe"])
@@ -147,13 +148,13 @@ class runs(unittest.TestCase):
             bench.scratch = names["scratch"]
             bench.write(names["slots"], "0x14100000 Ж1\n".encode())
             bench.write(names["only"], (bench.ecids[0] + "\n").encode())
-            result = bench.run("restore", "--bundle", host_path(names["bundle"]), "--slots", host_path(names["slots"]),
-                               "--only", host_path(names["only"]))
+            words = ("--slots", host_path(names["slots"]), "--only", host_path(names["only"]))
+            result = bench.run("restore", "--bundle", host_path(names["bundle"]), *words)
             self.assertEqual((result.returncode, result.stderr), (0, b""))
             self.assertEqual(bench.journal(), ["--restore " + bench.ecids[0]])
             self.assertEqual({(event["slot"], event["run"]) for event in bench.events() if "ecid" in event},
                              {("Ж1", os.path.basename(names["run"]))})
-            arguments = bench.lines_of(bench.ecids[0] + ".arguments")
+            arguments = bench.starts()[0]["argument"]
             self.assertEqual(arguments[:2], bench.tool)
             self.assertIn(host_path(names["bundle"]), arguments)
             log = arguments[arguments.index("--amr-logfile") + 1]
@@ -162,22 +163,28 @@ class runs(unittest.TestCase):
             kept = os.path.join(names["run"], bench.ecids[0] + "-visit1-try1")
             with open(os.path.join(kept, "records.plist"), "rb") as file:
                 self.assertEqual(file.read(), report() + completion())
+            # The same with a file of restore options, which names the bundle.
+            bench.write(names["options"], plistlib.dumps({
+                "AuthInstallRestoreBehavior": "Update", "RestoreBundlePath": host_path(names["bundle"])}))
+            bench.run_folder = names["second run"]
+            result = bench.run("restore", "--options", host_path(names["options"]), *words)
+            self.assertEqual((result.returncode, result.stderr), (0, b""))
+            self.assertEqual(bench.journal()[1:], ["--restore-plist " + bench.ecids[0]])
+            self.assertEqual(bench.summary()["bundle"], host_path(names["bundle"]))
 
     def test_json_survives_a_code_page(self):
         name = "Телефон 电话 \U0001f4f1 é \u202e \x85"
         shown = "Телефон 电话 \U0001f4f1 é \ufffd \ufffd"
         with a_bench([[report(Orv_OperationName=name), completion(Error=name)]], name=name) as bench:
             result = bench.restore("--json", "--tag", "Ж=中")
-            self.assertEqual(result.stdout.decode("cp437").encode("cp437"), result.stdout)
-            self.assertTrue(result.stdout.isascii())
-            events = [json.loads(line) for line in result.stdout.splitlines()]
+            # Another code page makes other characters of the same bytes.
+            events = [json.loads(line) for line in result.stdout.decode("cp437").splitlines()]
             self.assertEqual(events, bench.events())
             self.assertEqual([event["product_string"] for event in events if event["event"] == "device_found"], [shown])
             ended = events[-2]
             self.assertEqual((ended["operation_name"], ended["error"], ended["tags"]), (shown, {"text": shown}, {"Ж": "中"}))
             listed = bench.run("list", "--json", rules={}, with_folder=False).stdout
-            self.assertTrue(listed.isascii())
-            self.assertEqual(json.loads(listed)["devices"][0]["product_string"], shown)
+            self.assertEqual(json.loads(listed.decode("cp437"))["devices"][0]["product_string"], shown)
 
     def test_what_lies_in_the_pipe_of_a_tool_that_has_ended_counts(self):
         # As much as a pipe holds, and no time in which it could come late.
@@ -187,15 +194,25 @@ class runs(unittest.TestCase):
             self.assertEqual(bench.summary()["counts"]["restored"], 16)
 
     def test_sixty_four_devices_are_restored_at_once(self):
-        reports = b"".join(report(14, i // 10) for i in range(1000))
-        with a_bench([[reports, completion()]] * 64) as bench:
-            result = bench.restore("--json", "--at-once", "64")
-            self.assertEqual(result.returncode, 0, result.stderr)
+        # Each device's reports are its own, and all tools wait for one another.
+        written = [b"".join(report(14, i // 10, ECID=ecid(1 + number)) for i in range(1000)) + completion()
+                   for number in range(64)]
+        with a_bench([["await go", content] for content in written]) as bench:
+            run = a_run(self, bench, "--at-once", "64")
+            wait_until(lambda: len(bench.journal()) == 64)
+            bench.write("go", b"")
+            self.assertEqual(run.wait(), 0)
             self.assertEqual(bench.summary()["counts"]["restored"], 64)
-            for each in bench.ecids:
-                path = os.path.join(bench.run_folder, each + "-visit1-try1", "records.plist")
-                with open(path, "rb") as file:
-                    self.assertTrue(file.read() == reports + completion(), each)
+            for number, content in enumerate(written):
+                self.assertTrue(bench.kept_file("records.plist", number) == content, number)
+            # One event for the operation, and one for each further progress.
+            wanted = ["device_found", "try_started", "operation", *["progress"] * 99, "try_ended", "device_ended"]
+            for events in (run.events, bench.events()):
+                of_devices = {each: [] for each in bench.ecids}
+                for event in events:
+                    if "ecid" in event:
+                        of_devices[event["ecid"]].append(event["event"])
+                self.assertEqual(of_devices, {each: wanted for each in bench.ecids})
 
 
 if __name__ == "__main__":

@@ -1,5 +1,6 @@
 #include "launcher/launch.h"
 #include "platform/native_pipe.h"
+#include "station/test_inherited.h"
 #include "station/test_start_again.h"
 
 #include <boost/asio/io_context.hpp>
@@ -20,7 +21,8 @@
 // one, ECID.restore a script of what a restore does, one step a line. The scripts list.N, for the
 // Nth list, and list.script, for each, go before `list`. ECID.looked is a script for after the
 // properties. Each start of a restore is a line in `journal`, each start of a list one in `lists`.
-// ECID.arguments has the arguments of the last restore, one a line.
+// ECID.starts has what each restore of the device was given: lines of a word and a value, and an
+// empty line behind each restore. The other commands for devices count as restores.
 
 namespace vandrel {
 
@@ -81,6 +83,15 @@ std::string next_word(std::istream& script) {
     return word;
 }
 
+/// The platform's own, which a restore is told to write.
+std::filesystem::path log_file(const call& what) {
+    const auto name = std::ranges::find(what.arguments, "--amr-logfile");
+    if (name == what.arguments.end() || name + 1 == what.arguments.end()) {
+        return {};
+    }
+    return std::u8string(name[1].begin(), name[1].end());
+}
+
 /// A child that keeps the pipe open until the file is there.
 void leave_child(const call& what, const std::string& until) {
     std::vector<std::string> arguments = what.arguments;
@@ -107,6 +118,9 @@ int play(const call& what, const std::string& script_name, native_pipe& pipe) {
         } else if (step == "rename") {
             const std::filesystem::path from = what.folder / next_word(script);
             std::filesystem::rename(from, what.folder / next_word(script));
+        } else if (step == "log") {
+            std::ofstream(log_file(what), std::ios::binary | std::ios::app)
+                << content_of(what.folder / next_word(script));
         } else if (step == "leave_child") {
             leave_child(what, next_word(script));
         } else if (step == "hang") {
@@ -120,6 +134,21 @@ int play(const call& what, const std::string& script_name, native_pipe& pipe) {
 
 void note(const call& what, const char* in) {
     std::ofstream(what.folder / in, std::ios::app) << what.command + ' ' + what.ecid + '\n';
+}
+
+void note_start(const call& what) {
+    const std::vector<std::string> handles = open_handles();
+    std::ofstream file(what.folder / (what.ecid + ".starts"), std::ios::app);
+    for (const std::string& each : what.arguments) {
+        file << "argument " + each + '\n';
+    }
+    for (const char* name : {"TEMP", "TMP", "TMPDIR"}) {
+        file << std::string(name) + ' ' + environment_variable(name) + '\n';
+    }
+    for (const std::string& each : handles) {
+        file << "handle " + each + '\n';
+    }
+    file << '\n';
 }
 
 int give_list(const call& what, native_pipe& pipe) {
@@ -146,6 +175,12 @@ int launch(int argument_count, const char* const* arguments) {
         await_file(what.folder / what.held_until);
         return 0;
     }
+    const bool only_looks = what.command == "--list-devices" || what.command == "--device-info";
+    if (!only_looks) {
+        // The loop has descriptors of its own.
+        note_start(what);
+        note(what, "journal");
+    }
     boost::asio::io_context context;
     native_pipe pipe(context, what.pipe);
     if (what.command == "--list-devices") {
@@ -155,12 +190,6 @@ int launch(int argument_count, const char* const* arguments) {
         pipe.write(content_of(what.folder / (what.ecid + ".info")));
         return play(what, what.ecid + ".looked", pipe);
     }
-    note(what, "journal");
-    std::ofstream arguments_file(what.folder / (what.ecid + ".arguments"));
-    for (const std::string& each : what.arguments) {
-        arguments_file << each + '\n';
-    }
-    arguments_file.close();
     return play(what, what.ecid + ".restore", pipe);
 }
 

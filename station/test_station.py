@@ -146,6 +146,26 @@ class a_bench:
         with open(os.path.join(self.run_folder, "summary.json"), encoding="ascii") as file:
             return json.load(file)
 
+    def starts(self, number=0):
+        """What each start of a tool on this device was given: lists of values by their words, such as "argument"."""
+        found, current = [], {}
+        for line in self.lines_of(self.ecids[number] + ".starts"):
+            if line:
+                word, _, value = line.partition(" ")
+                current.setdefault(word, []).append(value)
+            else:
+                found.append(current)
+                current = {}
+        return found
+
+    def kept_file(self, name, number=0, visit_and_try="visit1-try1"):
+        """What the run's folder has of a try; nothing when there is no such file."""
+        path = os.path.join(self.run_folder, f"{self.ecids[number]}-{visit_and_try}", name)
+        if not os.path.exists(path):
+            return b""
+        with open(path, "rb") as file:
+            return file.read()
+
     def journal(self):
         return self.lines_of("journal")
 
