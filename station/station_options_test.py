@@ -2,11 +2,16 @@
 """Runs with a file of restore options."""
 import os
 import plistlib
+import re
 import shlex
+import shutil
 import sys
+import tempfile
 import unittest
+import zipfile
 
-from test_station import a_bench, a_run, completion, host_path, wait_until
+from test_station import (
+    BOARD, a_bench, a_folder, a_run, completion, host_path, report, wait_until)
 
 
 def options_file(bench, **more):
@@ -50,6 +55,78 @@ class the_file_of_restore_options(unittest.TestCase):
             self.assertIn("names no bundle in RestoreBundlePath", result.stderr.decode())
             result = bench.run("restore", "--options", path, "--ecid", bench.ecids[0], "--any-bundle")
             self.assertEqual((result.returncode, len(bench.journal())), (0, 1))
+
+    def test_its_bundle_is_checked_like_one_that_is_named(self):
+        with a_bench([[completion()]]) as bench:
+            folder = a_folder(bench)
+            folder.write("none.ipsw", b"")
+            os.remove(folder.file("none.ipsw"))
+            folder.write("broken.ipsw", b"PK\x03\x04 and no more")
+            with zipfile.ZipFile(folder.file("empty.ipsw"), "w") as made:
+                made.writestr("other", b"")
+            folder.add("unfit.ipsw", board=BOARD + 1)
+            folder.add("large.ipsw", claims=2**60)
+            for name, status, why in (
+                    ("none.ipsw", 2, "is no IPSW that can be read"),
+                    ("broken.ipsw", 2, "has no directory at its end"),
+                    ("empty.ipsw", 2, "is no IPSW: it has no BuildManifest.plist"),
+                    ("unfit.ipsw", 3, "the bundle is not for what was chosen; nothing was touched"),
+                    ("large.ipsw", 4, " free, and a restore needs ")):
+                bundle = host_path(folder.file(name))
+                options = host_path(options_file(bench, RestoreBundlePath=bundle))
+                ends = []
+                for means in (("--options", options), ("--bundle", bundle)):
+                    bench.run_folder = os.path.join(bench.folder, f"run {name} {means[0]}")
+                    result = bench.run("restore", *means, "--all")
+                    # The free room changes from one moment to the next.
+                    error = re.sub(r" has \S+ \S+ free", " has room free", result.stderr.decode())
+                    ends.append((result.returncode, error))
+                with self.subTest(name):
+                    self.assertEqual(ends[0], ends[1])
+                    self.assertEqual(ends[0][0], status)
+                    self.assertIn(why, ends[0][1])
+                    self.assertEqual(ends[0][1].count("\n"), 1)
+            self.assertEqual(bench.journal(), [])
+
+
+class the_room_for_a_bundle(unittest.TestCase):
+    def bench(self, scripts, claims):
+        bench = a_bench(scripts)
+        self.addCleanup(bench.kept.cleanup)
+        folder = a_folder(bench)
+        folder.add("some.ipsw", claims=claims)
+        bench.bundle = folder.file("some.ipsw")
+        return bench
+
+    def most_at_once(self, bench, *arguments):
+        """No tool ends before the first three have begun."""
+        run = a_run(self, bench, *arguments)
+        for _ in range(3):
+            run.wait_for("operation")
+        bench.write("go", b"")
+        self.assertEqual(run.wait(), 0)
+        running = most = 0
+        for event in run.events:
+            running += {"try_started": 1, "try_ended": -1}.get(event["event"], 0)
+            most = max(most, running)
+        return most
+
+    def test_limits_how_many_run_at_once(self):
+        # What is free is not the same a moment later, but nearly.
+        free = shutil.disk_usage(tempfile.gettempdir()).free
+        scripts = [[report(), "await go", completion()]] * 6
+        self.assertEqual(self.most_at_once(self.bench(scripts, int(free / 1.1 / 3.5))), 3)
+        self.assertEqual(self.most_at_once(self.bench(scripts, int(free / 1.1 / 3.5)), "--at-once", "5"), 5)
+
+    def test_that_there_is_not_is_status_4_whatever_was_asked_for(self):
+        bench = self.bench([[completion()]], 2**60)
+        for arguments in ((), ("--at-once", "1"), ("--dry-run",)):
+            with self.subTest(arguments):
+                result = bench.restore(*arguments)
+                self.assertEqual((result.returncode, result.stdout), (4, b""))
+                self.assertRegex(result.stderr.decode(), r"^vandrel-station: .+ has [\d.]+ GB free, and a restore needs "
+                                                         r"1268213655\.1 GB\r?\n$")
+        self.assertEqual((bench.journal(), bench.lists()), ([], 0))
 
 
 if __name__ == "__main__":
