@@ -142,9 +142,22 @@ class files(unittest.TestCase):
             for key in ("state", "reason", "tries", "ended_by", "exit_status", "duration_s", "error", "operation",
                         "operation_name", "progress", "unreadable_records"):
                 self.assertEqual(each.get(key), event.get(key), key)
-            ended = [other for other in self.events if other["event"] == "try_ended"
-                     and other["ecid"] == event["ecid"]][-1]
-            self.assertEqual(each["duration_s"], ended["duration_s"])
+
+    def test_a_try_lasts_from_its_start_to_its_end(self):
+        started, lasted = {}, {}
+        for event in self.events:
+            if event["event"] == "try_started":
+                started[event["ecid"]] = event["t"]
+            elif event["event"] == "try_ended":
+                lasted[event["ecid"]] = event["t"] - started[event["ecid"]]
+                self.assertAlmostEqual(event["duration_s"], lasted[event["ecid"]], 6)
+        # Of several tries, the last one's time is the device's.
+        self.assertGreater(len([event for event in self.events if event["event"] == "try_started"]), len(started))
+        for each in self.summary["devices"]:
+            if each.get("ecid") in lasted:
+                self.assertAlmostEqual(each["duration_s"], lasted[each["ecid"]], 6)
+        # Silence ends one after five seconds, and three others fail at once.
+        self.assertGreater(max(lasted.values()), 4.9)
 
     def test_the_table_has_the_numbers_of_the_summary(self):
         with open(os.path.join(self.bench.run_folder, "summary.csv"), newline="", encoding="utf-8") as file:

@@ -192,15 +192,24 @@ class ends_of_sessions(tests):
 
 
 class kills(tests):
-    def test_no_tool_runs_and_no_pipe_is_open_within_five_seconds(self):
+    def killed_station(self):
+        """The pipes that it had, of those that can be seen."""
         bench = self.bench([report(), "hang"], ["hang"])
         run = self.start(bench)
         run.wait_for("operation")
         wait_until(lambda: len(tools_of(bench)) == 2)
-        pipes = set() if on_windows else self.pipes_of(run.process.pid) - self.pipes_of(os.getpid())
-        self.assertGreaterEqual(len(pipes), 0 if on_windows else 2)
+        pipes = self.pipes_of(run.process.pid) - self.pipes_of(os.getpid())
         run.kill()
         wait_until(lambda: not tools_of(bench), 5)
+        return pipes
+
+    def test_no_tool_runs_within_five_seconds(self):
+        self.killed_station()
+
+    @unittest.skipIf(on_windows, "Windows' pipes cannot be seen from here; a tool has no other than its own there")
+    def test_no_pipe_is_open_within_five_seconds(self):
+        pipes = self.killed_station()
+        self.assertGreaterEqual(len(pipes), 2)
         self.assertEqual([number for number in filter(str.isdigit, os.listdir("/proc"))
                           if self.pipes_of(number) & pipes], [])
 
