@@ -8,7 +8,7 @@ import threading
 import unittest
 
 from test_station import (
-    a_bench, a_run, bench_state, completion, host_path, on_windows, report, wait_until)
+    RULES, a_bench, a_run, bench_state, completion, host_path, on_windows, report, wait_until)
 
 try:
     import pty
@@ -18,26 +18,51 @@ except ImportError:
 
 posix_only = unittest.skipIf(on_windows, "this is a POSIX host's own way to stop a reader")
 TWELVE = ["--at-once", "12", "--yes"]
+# A stop as long as a minute, with all times made shorter: reports go on for longer than a device may be silent.
+PIECES, PAUSE_MS, QUIET_S = 20, 200, 3
+STOP_S = PIECES * PAUSE_MS / 1000
+STOP_RULES = {**RULES, "quiet": QUIET_S}
+# More than the queue in front of standard output holds.
+QUEUE = 8 * 2**20
 
 
 def reports(count):
     return b"".join(report(14, i % 100) for i in range(count))
 
 
+def reports_over_the_stop(count):
+    """The steps of a tool: so many reports in each piece."""
+    steps = []
+    for _ in range(PIECES):
+        steps += [reports(count), f"sleep {PAUSE_MS}"]
+    return steps
+
+
+def bytes_of(steps):
+    return b"".join(step for step in steps if isinstance(step, bytes))
+
+
 class a_test(unittest.TestCase):
     def assert_nobody_waited(self, bench, count):
-        """Of devices whose restores took no time."""
         events = bench.events()
         self.assertEqual([event["seq"] for event in events], list(range(1, len(events) + 1)))
         names = {event["event"] for event in events}
-        self.assertFalse(names & {"quiet", "log_incomplete", "failure_reported", "warning"}, names)
+        self.assertFalse(names & {"quiet", "clock_gap", "log_incomplete", "failure_reported", "warning"}, names)
         self.assertEqual(bench.summary()["counts"]["restored"], count)
+
+    def durations(self, bench):
+        return [event["duration_s"] for event in bench.ended().values()]
+
+    def assert_as_fast(self, stopped, other):
+        """As the devices of a run beside it, which nothing stops. A stop for which somebody waits lasts longer."""
+        self.assertGreater(min(self.durations(stopped)), STOP_S)
+        self.assertLess(max(self.durations(stopped)), max(self.durations(other)) + STOP_S)
 
 
 class standard_output(a_test):
     def start(self, bench, *arguments, **more):
         process = subprocess.Popen(
-            bench.command("restore", "--bundle", host_path(bench.bundle), "--all", *arguments),
+            bench.command("restore", "--bundle", host_path(bench.bundle), "--all", *arguments, rules=STOP_RULES),
             stdin=subprocess.DEVNULL, **more)
         limit = threading.Timer(120, process.kill)
         limit.start()
@@ -47,19 +72,26 @@ class standard_output(a_test):
         return process
 
     def test_a_reader_that_stops_stops_no_device(self):
-        with a_bench([[reports(2000), completion()]] * 12) as bench:
+        with a_bench([[*reports_over_the_stop(150), completion()]] * 12) as bench, \
+                a_bench([[*reports_over_the_stop(150), completion()]] * 12, first=101) as other:
             process = self.start(bench, *TWELVE, "--json", stdout=subprocess.PIPE)
+            beside = self.start(other, *TWELVE, "--json", stdout=subprocess.DEVNULL)
             wait_until(lambda: bench_state(bench) == "ended")
             self.assert_nobody_waited(bench, 12)
+            log = os.path.join(bench.run_folder, "events.jsonl")
+            self.assertGreater(os.path.getsize(log), QUEUE)
             # Now it goes on. What did not fit in the meantime is in the run's folder only.
             with process.stdout as output:
-                shown = [json.loads(line)["seq"] for line in output]
-            self.assertEqual(shown, sorted(set(shown)))
-            self.assertEqual(process.wait(), 0)
+                shown = output.read()
+            numbers = [json.loads(line)["seq"] for line in shown.splitlines()]
+            self.assertEqual(numbers, sorted(set(numbers)))
+            self.assertLess(len(shown), os.path.getsize(log))
+            self.assertEqual((process.wait(), beside.wait()), (0, 0))
+            self.assert_as_fast(bench, other)
 
     @posix_only
     def test_a_terminal_that_stops_stops_no_device(self):
-        with a_bench([[reports(2000), completion()]] * 12) as bench:
+        with a_bench([[*reports_over_the_stop(100), completion()]] * 12) as bench:
             terminal, other_end = pty.openpty()
             process = self.start(bench, *TWELVE, stdout=other_end)
             os.close(other_end)
@@ -125,9 +157,10 @@ class run_folder(a_test):
 
     @posix_only
     def test_a_disk_that_stops_for_a_while_stops_no_device_and_loses_nothing(self):
-        content = reports(100) + completion()
-        with a_bench([["await go", content]] * 12) as bench:
-            run = a_run(self, bench, *TWELVE)
+        steps = [*reports_over_the_stop(10), completion()]
+        content = bytes_of(steps)
+        with a_bench([["await go", *steps]] * 12) as bench:
+            run = a_run(self, bench, *TWELVE, rules=STOP_RULES)
             pipe = self.stop(bench, run)
             self.all_restored(bench, run)
             with open(pipe, "rb") as file:

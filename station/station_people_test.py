@@ -2,12 +2,13 @@
 """What a person sees of the station: help, messages, the list, the question's facts and the summary."""
 import json
 import os
+import pty
 import re
 import subprocess
 import sys
 import unittest
 
-from test_station import BOARD, a_bench, completion, emulator, host_path, report, station
+from test_station import BOARD, a_bench, completion, emulator, host_path, on_windows, report, station
 
 DEVICES = {"--ecid", "--only", "--all", "--yes", "--expect", "--dry-run"}
 RUN = {"--at-once", "--stagger", "--poll", "--scratch", "--run-folder", "--tag"}
@@ -161,6 +162,63 @@ class what_is_shown(unittest.TestCase):
             self.assertRegex(out, r"\nLeft alone \(1\)\n  0x14100000 [0-9A-F]{16} SERIAL0 +the bundle is not for it\n")
             (device,) = bench.summary()["devices"]
             self.assertEqual((device["state"], device["reason"]), ("left_alone", "unfit"))
+
+
+@unittest.skipIf(on_windows, "the terminal is one of POSIX")
+class the_question_on_a_terminal(unittest.TestCase):
+    def answered(self, bench, keys, *arguments):
+        """The exit status, and what the terminal shows, when these keys are pressed at the question."""
+        child, terminal = pty.fork()
+        if child == 0:
+            words = bench.command("restore", "--bundle", bench.bundle, "--all", "--plain", *arguments)
+            os.execv(words[0], words)
+        shown = b""
+        try:
+            while piece := os.read(terminal, 65536):
+                shown += piece
+                if keys and shown.endswith(b"to stop: "):
+                    os.write(terminal, keys)
+                    keys = b""
+        except OSError:
+            pass  # The terminal has gone with the program.
+        status = os.waitstatus_to_exitcode(os.waitpid(child, 0)[1])
+        os.close(terminal)
+        self.assertEqual(keys, b"", "there was a question")
+        return status, shown.decode()
+
+    def test_only_the_number_of_devices_begins_an_erase(self):
+        refused = {"another number": b"1\n", "Enter": b"\n", "the word of a watch": b"ERASE\n", "y": b"y\n",
+                   "Ctrl-D": b"\x04", "Ctrl-C": b"\x03"}
+        with a_bench([[completion()]] * 2) as bench:
+            for name, keys in refused.items():
+                with self.subTest(name):
+                    bench.run_folder = os.path.join(bench.folder, "run " + name)
+                    status, shown = self.answered(bench, keys, "--erase")
+                    self.assertEqual((status, bench.journal()), (2, []))
+                    self.assertIn("vandrel-station: nobody consented; nothing was touched\r\n", shown)
+            bench.run_folder = os.path.join(bench.folder, "run")
+            self.assertEqual(self.answered(bench, b"2\n", "--erase")[0], 0)
+            self.assertEqual(len(bench.journal()), 2)
+
+    def test_only_the_word_begins_an_erase_in_a_watch(self):
+        with a_bench([[completion()]]) as bench:
+            for keys in (b"erase\n", b"1\n", b"y\n", b"\x03"):
+                with self.subTest(keys):
+                    bench.run_folder = os.path.join(bench.folder, f"run {keys}")
+                    status, _ = self.answered(bench, keys, "--erase", "--watch", "--count", "1")
+                    self.assertEqual((status, bench.journal()), (2, []))
+            bench.run_folder = os.path.join(bench.folder, "run")
+            self.assertEqual(self.answered(bench, b"ERASE\n", "--erase", "--watch", "--count", "1")[0], 0)
+
+    def test_only_y_begins_a_restore_that_keeps_data(self):
+        with a_bench([[completion()]]) as bench:
+            for keys in (b"1\n", b"\n", b"\x04"):
+                with self.subTest(keys):
+                    bench.run_folder = os.path.join(bench.folder, f"run {keys}")
+                    status, _ = self.answered(bench, keys)
+                    self.assertEqual((status, bench.journal()), (2, []))
+            bench.run_folder = os.path.join(bench.folder, "run")
+            self.assertEqual(self.answered(bench, b"y\n")[0], 0)
 
 
 if __name__ == "__main__":

@@ -11,9 +11,9 @@ namespace {
 std::string to_utf8(const std::wstring& text) {
     const int size = static_cast<int>(text.size());
     std::string result(text.size() * 3, '\0');
-    result.resize(static_cast<std::size_t>(WideCharToMultiByte(
-        CP_UTF8, 0, text.data(), size, result.data(), static_cast<int>(result.size()), nullptr,
-        nullptr)));
+    result.resize(static_cast<std::size_t>(
+        WideCharToMultiByte(CP_UTF8, 0, text.data(), size, result.data(),
+                            static_cast<int>(result.size()), nullptr, nullptr)));
     return result;
 }
 
