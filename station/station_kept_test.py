@@ -4,13 +4,14 @@ import csv
 import json
 import os
 import random
+import re
 import shutil
 import subprocess
 import sys
 import unittest
 from concurrent.futures import ThreadPoolExecutor
 
-from test_station import BOARD, RULES, a_bench, completion, host_path, internal_error, on_windows, report
+from test_station import BOARD, RULES, a_bench, completion, host_path, internal_error, on_windows, page, report
 
 # Processes start slowly there.
 KILLS = 20 if on_windows else 200
@@ -98,7 +99,7 @@ class files(unittest.TestCase):
         cls.bench.write(cls.bench.ecids[-1] + ".info", unfit)
         cls.bench.write("only", b"NEVER-SEEN\n")
         result = cls.bench.restore("--only", host_path(os.path.join(cls.bench.folder, "only")), "--retries", "1",
-                                   "--stall-timeout", "5", "--stop-after", "0", "--json", rules=RULES)
+                                   "--stall-timeout", "5", "--stop-after", "0", "--json", "--tag", "job=1", rules=RULES)
         assert result.returncode == 1, result
         cls.log = content_of(cls.bench.run_folder, "events.jsonl")
         cls.events = read_events(cls.log)
@@ -130,6 +131,22 @@ class files(unittest.TestCase):
                                    "missing": 1, "left_alone": 1})
         for counts in (self.summary["counts"], self.events[-1]["counts"]):
             self.assertEqual(counts, {"chosen": sum(counted.values()), **counted})
+
+    def test_the_summary_has_the_keys_that_the_page_names(self):
+        with open(page, encoding="utf-8") as file:
+            text = file.read().partition("**`summary.json`** is one object:\n")[2].partition("\n**`summary.csv`**")[0]
+        table, _, below = text.strip("\n").partition("\n\n")
+        on_page = {name for row in table.splitlines() for name in re.findall(r"`(\w+)`", row.split("|")[1])}
+        self.assertEqual(set(self.summary), on_page)
+        # The keys of a device are those of its events, and of it alone.
+        of_events = {"ecid", "slot", "location", "chip_id", "board_id", "serial_number", "product_string", "model",
+                     "state", "reason", "tries", "ended_by", "exit_status", "duration_s", "error", "unreadable_records",
+                     "operation", "operation_name", "progress"}
+        own = set(re.findall(r"`(\w+)`", below)) - of_events - {"devices", "running", "device_found", "device_ended"}
+        self.assertEqual(own, {"ended", "holder"})
+        found = {key for each in self.summary["devices"] for key in each}
+        # Nobody has a slot, and no other station holds a device here.
+        self.assertEqual(found, (of_events | own) - {"slot", "holder"})
 
     def test_each_device_has_the_numbers_of_its_events(self):
         of_summary = {each.get("ecid"): each for each in self.summary["devices"]}
