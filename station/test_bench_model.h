@@ -16,6 +16,6 @@ using fact = std::variant<report_arrived, command_succeeded, internal_error, rec
                           tool_not_started, process_ended, stream_ended, end_tool, given_up>;
 
 /// Its final state and reason, such as "failed tool_crashed".
-std::string expected_end(const std::vector<fact>& facts);
+std::string expected_end(command what, const std::vector<fact>& facts);
 
 } // namespace vandrel::station

@@ -51,6 +51,18 @@ constexpr std::array<std::int32_t, 6> operations{0, 13, 18, 28, 39, 80};
 constexpr std::array<std::int32_t, 16> firmware{10, 18, 19, 32, 35, 39, 47, 51,
                                                 55, 56, 58, 59, 60, 66, 67, 80};
 
+/// These are what the command line has for it.
+void make_recovery(bench_options& options) {
+    options.what = command::recover_exit;
+    options.erase = false;
+    options.any_bundle = false;
+    options.bundles.reset();
+    options.watch = false;
+    options.retries = 0;
+    options.stop_after = 0;
+    options.time_limit.reset();
+}
+
 bench_options random_options(source_of_bytes& bytes) {
     bench_options options;
     const unsigned choice = bytes.next(8);
@@ -86,6 +98,16 @@ bench_options random_options(source_of_bytes& bytes) {
     options.times.never_began = 5s;
     options.times.linger_at_most = 15s;
     options.times.retry_wait = 60s;
+    options.dry_run = bytes.next(16) == 0;
+    if (bytes.next(8) == 0) {
+        options.expect = 1 + bytes.next(3);
+    }
+    if (bytes.next(4) == 0) {
+        options.watch_time = 20s * bytes.next(8);
+    }
+    if (bytes.next(4) == 0) {
+        make_recovery(options);
+    }
     return options;
 }
 
@@ -122,7 +144,7 @@ private:
     void on(const lock_device& what) { locks_.push_back(what.ecid); }
     void on(const unlock_device& what);
     void on(const ask_consent&);
-    void on(const show_choice&) { check_(false, "no dry run"); }
+    void on(const show_choice& what);
     void on(const start_tool& what);
     void on(const end_tool& what);
     void on(const tool_over& what);
@@ -156,6 +178,7 @@ private:
     bool first_list_over_ = false;
     std::optional<awake_time> last_start_;
     bool asked_ = false;
+    std::set<std::string> asked_about_;
     bool consented_ = false;
     bool cancelled_ = false;
     bool hole_ = false;
@@ -359,7 +382,7 @@ void bench_in_play::tool_acts() {
         tool_does(tool, stream_ended{tool});
         break;
     case 3:
-        // Means nothing in a restore.
+        // Means nothing in a restore, and all in a recovery.
         if (bytes_.next(4) == 0) {
             tool_does(tool, command_succeeded{tool});
         } else {
@@ -436,7 +459,16 @@ void bench_in_play::on(const ask_consent& what) {
     asked_ = true;
     for (const listed_device& device : what.devices) {
         check_(locked_.contains(device.ecid), "the question is about locked devices");
+        asked_about_.insert(device.ecid);
     }
+    check_(!options_.dry_run, "a dry run asks nothing");
+    check_(options_.expect.value_or(asked_about_.size()) == asked_about_.size(),
+           "no question when another number of devices is expected");
+}
+
+void bench_in_play::on(const show_choice& what) {
+    check_(options_.dry_run, "only a dry run does no more than show its choice");
+    check_(what.devices.size() == locked_.size(), "all that would be worked on are shown");
 }
 
 std::size_t bench_in_play::at_work() const {
@@ -455,12 +487,20 @@ void bench_in_play::on(const start_tool& what) {
     check_(locked_.contains(what.ecid), "a device is locked while a tool runs on it");
     check_(options_.yes || consented_ || (!options_.erase && !options_.terminal),
            "no device is touched without consent");
+    check_(!options_.dry_run, "a dry run touches nothing");
+    check_(!asked_ || options_.watch || asked_about_.contains(what.ecid),
+           "no device is touched that the question did not have");
+    check_(!tools_.empty() || asked_ || options_.expect.value_or(locked_.size()) == locked_.size(),
+           "nothing is touched when another number of devices is expected");
+    const bool watch_over = options_.watch && options_.watch_time && now_ >= *options_.watch_time;
+    check_(!watch_over || what.try_number > 1, "no device is begun when the watch is over");
     check_(options_.watch ? ever_listed_.contains(what.ecid) : in_first_list_.contains(what.ecid),
            "no device is touched that was not asked about");
     const bool named = options_.ecids.contains(what.ecid) ||
                        (!options_.only.empty() && (what.ecid == ecids[2] || what.ecid == ecids[3]));
     check_(options_.all || named, "no device is touched that was not chosen");
-    check_(what.ecid != ecids[4], "no device is touched that the bundle is not for");
+    check_(!options_.bundles || what.ecid != ecids[4],
+           "no device is touched that the bundle is not for");
     check_(what.try_number <= options_.retries + 1, "no more tries than asked for");
     tool_in_play& run = tools_[what.tool];
     run.ecid = what.ecid;
@@ -533,7 +573,7 @@ void bench_in_play::judge(const std::string& ecid, const try_ended& what) {
     }
     const std::string found =
         std::string(name_of(what.state)) + " " + std::string(name_of(what.reason));
-    check_(found == expected_end(facts), "a try ends as the list of events says");
+    check_(found == expected_end(options_.what, facts), "a try ends as the list of events says");
     check_(!what.will_retry || (!cancelled_ && !run.given_up), "no retry after the end");
 }
 
@@ -559,9 +599,10 @@ void bench_in_play::on(const run_over& what) {
 }
 
 void bench_in_play::judge_status(int status) const {
-    const bool good = std::ranges::all_of(states_, [](const auto& entry) {
-        return entry.second == final_state::restored || entry.second == final_state::left_alone;
-    });
+    const bool good =
+        options_.dry_run || std::ranges::all_of(states_, [](const auto& entry) {
+            return entry.second == final_state::restored || entry.second == final_state::left_alone;
+        });
     check_((status != 0 && status != 5) || good, "0 and 5 only when all is done");
     check_(status != 5 || hole_, "5 only with a hole in the log");
     check_(status != 0 || !hole_, "0 never with a hole in the log");
