@@ -13,6 +13,8 @@ DEVICES = 200 if on_windows else 2000
 SIDE_BY_SIDE = 8
 # How many ends of devices are looked at, at the beginning and at the end.
 WINDOW = DEVICES // 20
+# Ten devices are not all of the start.
+START_KIB = 2048 if on_windows else 0
 RESTORED = report() + completion()
 FAILED = report() + report(status="Failed", Error=9)
 
@@ -33,6 +35,7 @@ class sizes:
         self.memory_kib = self.handles = self.threads = self.folders = 0
 
     def look_at(self, process, bench):
+        # Under Wine, these are the numbers of a process of the host: handles are not among them.
         with open(f"/proc/{process}/status") as file:
             status = dict(line.split(":", 1) for line in file)
         self.memory_kib = max(self.memory_kib, int(status["VmRSS"].split()[0]))
@@ -74,7 +77,7 @@ class week(unittest.TestCase):
             if to_come:
                 there.append(to_come.pop())
             cls.bench.show(there)
-            if WINDOW <= ended < 2 * WINDOW:
+            if ended < WINDOW:
                 cls.first.look_at(cls.station.process.pid, cls.bench)
             elif DEVICES - SIDE_BY_SIDE - WINDOW <= ended < DEVICES - SIDE_BY_SIDE:
                 cls.last.look_at(cls.station.process.pid, cls.bench)
@@ -105,12 +108,17 @@ class week(unittest.TestCase):
 
     def test_no_memory_is_lost(self):
         # A device keeps a line of the summary and what the rules know of it, but not its tool: 64 KiB alone for
-        # what is read.
-        self.assertLess(self.last.memory_kib - self.first.memory_kib, DEVICES * 8)
+        # what is read. On Linux 4.7 KiB a device were measured, those of the start among them.
+        growth = self.last.memory_kib - self.first.memory_kib
+        print(f"{growth} KiB more for {DEVICES} devices")
+        self.assertLess(growth, DEVICES * 6 + START_KIB)
 
-    def test_no_handle_thread_or_folder_is_lost(self):
+    @unittest.skipIf(on_windows, "Windows' handles cannot be counted from here")
+    def test_no_handle_is_lost(self):
         # As many tools run then as at the beginning, give or take those that come and go.
         self.assertLessEqual(self.last.handles, self.first.handles + 2 * SIDE_BY_SIDE)
+
+    def test_no_thread_or_folder_is_lost(self):
         self.assertLessEqual(self.last.threads, self.first.threads)
         self.assertLessEqual(self.last.folders, self.first.folders + SIDE_BY_SIDE)
 
