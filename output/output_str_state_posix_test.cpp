@@ -241,4 +241,31 @@ TEST(output_channel, producers_wait_while_the_writer_writes) {
     close(ends.to_read());
 }
 
+TEST(output_channel, diagnostics_that_are_being_written_are_not_dropped_any_more) {
+    const auto ends = channel_ends::of_pipe();
+    const auto diagnostics = channel_ends::of_pipe();
+    const std::string record(1'000'000, 'x');
+    boost::asio::io_context context;
+    running_channel channel(native_pipe(context, ends.to_write()));
+    channel.state.set_debug(true);
+    channel.state.push_output(record);
+    channel.state.push_debug("queued with it");
+    {
+        const redirected error_stream(stderr, diagnostics.to_write());
+        channel.start();
+        std::size_t bytes = read_once(ends.to_read(), 1).size();
+        auto switched = std::async(std::launch::async, [&] { channel.state.set_debug(false); });
+        EXPECT_EQ(switched.wait_for(long_enough_to_see), std::future_status::timeout);
+        while (bytes < record.size()) {
+            bytes += read_once(ends.to_read(), record.size() - bytes).size();
+        }
+        switched.get();
+        channel.end();
+    }
+    close(diagnostics.to_write());
+    EXPECT_EQ(read_once(diagnostics.to_read()), "queued with it\n");
+    close(ends.to_read());
+    close(diagnostics.to_read());
+}
+
 } // namespace
