@@ -8,7 +8,7 @@ constexpr const char* report_style = R"css(
 :root {
   --text: #1a2027; --soft: #5d6873; --page: #ffffff; --line: #d7dde3; --stripe: #f5f7f9;
   --good: #176b3a; --bad: #a3201b; --alarm: #8a5a00;
-  --a: #b5cfe9; --b: #d6e4f3; --failed: #efb4b0; --name: #16324d; --notice: #fff4d6;
+  --a: #a6c4e3; --b: #d6e4f3; --failed: #efb4b0; --name: #16324d; --notice: #fff4d6;
 }
 @media (prefers-color-scheme: dark) {
   :root {
@@ -42,7 +42,8 @@ table { width: 100%; border-collapse: collapse; }
 .devices th { color: var(--soft); font-weight: normal; }
 .devices td { overflow-wrap: anywhere; }
 .devices td:nth-child(2), .devices td:nth-child(7), .times th, pre { font-family: Consolas, "DejaVu Sans Mono", monospace; font-size: 12px; }
-.devices td:nth-child(5) { white-space: nowrap; }
+.devices td:nth-child(2), .devices td:nth-child(5) { white-space: nowrap; }
+.devices td:nth-child(3), .devices td:nth-child(4) { min-width: 8em; }
 .devices td:nth-child(5)::before { display: inline-block; width: 1.3em; }
 .good td:nth-child(5) { color: var(--good); }
 .good td:nth-child(5)::before { content: "\2713"; }
@@ -79,7 +80,7 @@ footer { margin-top: 28px; color: var(--soft); font-size: 12px; overflow-wrap: a
   :root {
     --text: #000; --soft: #444; --page: #fff; --line: #bbb; --stripe: #fff;
     --good: #176b3a; --bad: #a3201b; --alarm: #8a5a00;
-    --a: #b5cfe9; --b: #d6e4f3; --failed: #efb4b0; --name: #16324d; --notice: #fff;
+    --a: #a6c4e3; --b: #d6e4f3; --failed: #efb4b0; --name: #16324d; --notice: #fff;
   }
   body { max-width: none; padding: 0; font-size: 11px; }
   tr, h2, h3, h4 { break-inside: avoid; }
