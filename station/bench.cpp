@@ -91,14 +91,7 @@ void bench_run::log(event_body body, event_level level, const device_record* dev
     what.t = now_;
     what.level = level;
     if (device) {
-        event_device& whom = what.device.emplace();
-        whom.ecid = device->ecid;
-        if (device->properties) {
-            whom.serial_number = device->properties->serial_number;
-            whom.slot = device->properties->slot;
-            whom.location_id = device->properties->location_id;
-        }
-        whom.try_number = device->tries;
+        what.device = whom(*device);
     }
     what.body = std::move(body);
     out_.emplace_back(log_event{std::move(what)});

@@ -24,13 +24,13 @@ void bench_run::on(const user_cancelled&) {
         end_tools(true);
         return;
     }
-    std::vector<std::string> writing;
+    std::vector<event_device> writing;
     for (const auto& [tool, device] : running_) {
         if (device->run->can_be_ended() && device->run->writes_firmware()) {
-            writing.push_back(device->ecid);
+            writing.push_back(whom(*device));
         }
     }
-    std::ranges::sort(writing);
+    std::ranges::sort(writing, {}, &event_device::ecid);
     third_cancel_until_.reset();
     if (!writing.empty()) {
         third_cancel_until_ = now_ + options_.times.third_cancel;

@@ -8,6 +8,7 @@ namespace vandrel::station {
 namespace {
 
 using testing::ElementsAre;
+using testing::Field;
 using testing::IsEmpty;
 
 TEST(exit_status, is_0_when_all_is_done) {
@@ -133,7 +134,8 @@ TEST_F(bench_cancel, twice_names_the_devices_that_write_firmware_and_leaves_them
     bench.turn({user_cancelled{}});
     EXPECT_THAT(ended(), ElementsAre(device_b));
     EXPECT_EQ(bench.logged<cancel>()[1].stage, 2);
-    EXPECT_THAT(bench.logged<cancel>()[1].writing_firmware, ElementsAre(device_a));
+    EXPECT_THAT(bench.logged<cancel>()[1].writing_firmware,
+                ElementsAre(Field(&event_device::ecid, device_a)));
     bench.ends(device_b, 1);
     bench.pass(1h);
     EXPECT_THAT(ended(), ElementsAre(device_b));
@@ -157,7 +159,8 @@ TEST_F(bench_cancel, a_third_time_later_asks_again) {
     bench.turn({user_cancelled{}});
     EXPECT_THAT(ended(), ElementsAre(device_b));
     EXPECT_EQ(bench.logged<cancel>()[2].stage, 2);
-    EXPECT_THAT(bench.logged<cancel>()[2].writing_firmware, ElementsAre(device_a));
+    EXPECT_THAT(bench.logged<cancel>()[2].writing_firmware,
+                ElementsAre(Field(&event_device::ecid, device_a)));
     bench.turn({user_cancelled{}});
     EXPECT_THAT(ended(), ElementsAre(device_b, device_a));
 }

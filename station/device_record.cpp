@@ -10,6 +10,18 @@ constexpr int lists_that_count = 2;
 
 } // namespace
 
+event_device whom(const device_record& device) {
+    event_device result;
+    result.ecid = device.ecid;
+    if (device.properties) {
+        result.serial_number = device.properties->serial_number;
+        result.slot = device.properties->slot;
+        result.location_id = device.properties->location_id;
+    }
+    result.try_number = device.tries;
+    return result;
+}
+
 bool came_back(const device_record& device, const bench_times& times, awake_time now) {
     return device.restored() && now - device.ended_at <= times.came_back;
 }

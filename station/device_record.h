@@ -79,6 +79,9 @@ struct device_record {
     }
 };
 
+/// Of an event.
+event_device whom(const device_record& device);
+
 /// Whether the device was restored and is back too soon to have started. To be asked when a list
 /// shows a device that the last did not.
 bool came_back(const device_record& device, const bench_times& times, awake_time now);

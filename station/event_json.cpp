@@ -96,8 +96,11 @@ struct body_writer {
     void operator()(const cancel& body) const {
         to["stage"] = body.stage;
         if (!body.writing_firmware.empty()) {
-            to["writing_firmware"] =
-                boost::json::array(body.writing_firmware.begin(), body.writing_firmware.end());
+            std::vector<std::string> ecids;
+            for (const event_device& each : body.writing_firmware) {
+                ecids.push_back(each.ecid);
+            }
+            to["writing_firmware"] = json_texts(ecids);
         }
     }
     void operator()(const run_ended& body) const {

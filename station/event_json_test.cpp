@@ -70,7 +70,7 @@ std::vector<event_body> bodies_with(const std::string& text) {
             clock_gap{},
             log_incomplete{text},
             stopped_after{5},
-            cancel{2, {"0000000000000001"}},
+            cancel{2, {event_device{"0000000000000001", "", "A1", 0, 1}}},
             run_ended{}};
 }
 

@@ -122,9 +122,13 @@ struct describer {
         if (body.writing_firmware.empty()) {
             return {"CANCEL", "the running tools are ended"};
         }
+        std::vector<std::string> names;
+        for (const event_device& each : body.writing_firmware) {
+            names.push_back(place_of(each) + " " + printable(each.ecid));
+        }
         return {"CANCEL", fmt::format("{} write firmware and go on; press Ctrl-C within 10 seconds "
                                       "to end them too",
-                                      fmt::join(body.writing_firmware, ", "))};
+                                      fmt::join(names, ", "))};
     }
     event_text operator()(const run_ended& body) const {
         return {"end", fmt::format("{} of {} restored, status {}", body.totals.restored,

@@ -236,24 +236,6 @@ struct stopped_after {
     std::size_t failures = 0;
 };
 
-struct cancel {
-    /// 1: no new device is begun. 2: tools are ended. 3: also those that write firmware. 0: the
-    /// session ends, and with it the run, at once.
-    int stage = 1;
-    /// With stage 2, the devices whose tools were not ended, because they write firmware.
-    std::vector<std::string> writing_firmware;
-};
-
-struct run_ended {
-    counts totals;
-    int exit_status = 0;
-};
-
-using event_body = std::variant<run_started, device_found, device_left_alone, try_started,
-                                operation, progress, quiet, quiet_over, device_away, device_back,
-                                failure_reported, warning, try_ended, device_ended, list_failed,
-                                clock_gap, log_incomplete, stopped_after, cancel, run_ended>;
-
 /// Whom an event is about.
 struct event_device {
     /// Empty for a device that was named by its serial number and never seen.
@@ -266,6 +248,24 @@ struct event_device {
     /// Which try of the visit this is, from 1; 0 before the first.
     int try_number = 0;
 };
+
+struct cancel {
+    /// 1: no new device is begun. 2: tools are ended. 3: also those that write firmware. 0: the
+    /// session ends, and with it the run, at once.
+    int stage = 1;
+    /// With stage 2, the devices whose tools were not ended, because they write firmware.
+    std::vector<event_device> writing_firmware;
+};
+
+struct run_ended {
+    counts totals;
+    int exit_status = 0;
+};
+
+using event_body = std::variant<run_started, device_found, device_left_alone, try_started,
+                                operation, progress, quiet, quiet_over, device_away, device_back,
+                                failure_reported, warning, try_ended, device_ended, list_failed,
+                                clock_gap, log_incomplete, stopped_after, cancel, run_ended>;
 
 struct event {
     /// From 1, without gaps.

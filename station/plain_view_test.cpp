@@ -54,6 +54,15 @@ TEST(plain_view, has_the_number_of_several_tries) {
                                  "error 4005 in Restoring image at 42 %, after 3 tries\n");
 }
 
+TEST(plain_view, has_the_slots_of_devices_that_write_firmware) {
+    plain_view view(true, command::restore);
+    event_device other = at_slot("");
+    other.ecid = "000A11B22C33D44E";
+    EXPECT_EQ(view.line_for(event_of(cancel{2, {at_slot("A4"), other}}, {}), seconds(0)),
+              "00:00:00 CANCEL    A4 000E77F88A99B00C, 0x14110000 000A11B22C33D44E write firmware "
+              "and go on; press Ctrl-C within 10 seconds to end them too\n");
+}
+
 TEST(plain_view, has_location_numbers_without_slots) {
     plain_view view(false, command::restore);
     EXPECT_EQ(view.line_for(event_of(try_started{}, at_slot("")), seconds(0)),
