@@ -1,5 +1,6 @@
 #include "station/command_line.h"
 
+#include "station/command_line_parts.h"
 #include "station/device.h"
 #include "station/host.h"
 #include "station/text.h"
@@ -94,35 +95,12 @@ void set_time(bench_times& times, std::optional<unsigned>& list_seconds, const s
     *found->second = read_time(value);
 }
 
-void add_view(CLI::App* to, station_arguments& result) {
-    auto* with_json = to->add_flag("--json", result.json, "Write JSON, for programs");
-    to->add_flag("--plain")
-        ->description("Write lines of text, also on a terminal (there is no other view yet)")
-        ->excludes(with_json);
-}
-
 void add_tool(CLI::App* to, station_arguments& result) {
-    to->add_option("--tool", result.tool.program,
-                   "Program in the place of the vandrel beside this one")
-        ->type_name("PROGRAM");
-    to->add_option("--tool-argument", result.tool.arguments,
-                   "What its command line begins with; give one each time")
-        ->type_name("ARGUMENT")
-        ->allow_extra_args(false);
+    add_program(to, result);
     to->add_option("--slots", result.slots_file,
                    "Names of USB ports: lines of a location number and a name")
         ->type_name("FILE");
     add_view(to, result);
-    to->add_option_function<std::vector<std::string>>(
-          "--rule-time",
-          [&result](const std::vector<std::string>& texts) {
-              for (const std::string& each : texts) {
-                  set_time(result.options.times, result.list_seconds, each);
-              }
-          },
-          "Another time for one of the rules, for tests")
-        ->allow_extra_args(false)
-        ->group("");
 }
 
 void add_devices(CLI::App* to, station_arguments& result) {
@@ -327,6 +305,33 @@ std::string one_line(std::string text) {
 
 } // namespace
 
+void add_view(CLI::App* to, station_arguments& result) {
+    auto* with_json = to->add_flag("--json", result.json, "Write JSON, for programs");
+    to->add_flag("--plain")
+        ->description("Write lines of text, also on a terminal (there is no other view yet)")
+        ->excludes(with_json);
+}
+
+void add_program(CLI::App* to, station_arguments& result) {
+    to->add_option("--tool", result.tool.program,
+                   "Program in the place of the vandrel beside this one")
+        ->type_name("PROGRAM");
+    to->add_option("--tool-argument", result.tool.arguments,
+                   "What its command line begins with; give one each time")
+        ->type_name("ARGUMENT")
+        ->allow_extra_args(false);
+    to->add_option_function<std::vector<std::string>>(
+          "--rule-time",
+          [&result](const std::vector<std::string>& texts) {
+              for (const std::string& each : texts) {
+                  set_time(result.options.times, result.list_seconds, each);
+              }
+          },
+          "Another time for one of the rules, for tests")
+        ->allow_extra_args(false)
+        ->group("");
+}
+
 std::variant<station_arguments, command_line_end> parse_command_line(int argument_count,
                                                                      const char* const* arguments) {
     station_arguments result;
@@ -342,9 +347,11 @@ std::variant<station_arguments, command_line_end> parse_command_line(int argumen
     CLI::App* restore = add_restore(app, result);
     CLI::App* recover = add_recover(app, result, exit, stay);
     CLI::App* bundles = add_bundles(app, result);
+    CLI::App* slots = add_slots(app, result);
+    CLI::App* doctor = add_doctor(app, result);
     CLI::App* report = add_report(app, result);
     app.footer("vandrel-station COMMAND --help has the options of a command, and examples.");
-    for (CLI::App* each : {list, restore, recover, bundles, report}) {
+    for (CLI::App* each : {list, restore, recover, bundles, slots, doctor, report}) {
         each->group("Commands");
         each->allow_windows_style_options(false);
     }
@@ -360,7 +367,7 @@ std::variant<station_arguments, command_line_end> parse_command_line(int argumen
             check_folder(result);
         } else if (*report) {
             result.what = station_command::report;
-        } else {
+        } else if (*recover) {
             result.what = station_command::recover;
             check_recover(result, exit, stay);
         }
@@ -373,9 +380,7 @@ std::variant<station_arguments, command_line_end> parse_command_line(int argumen
         // Nothing else is required by the library's means.
         const bool lacks_command = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
         const std::string why =
-            lacks_command
-                ? "which command? Give list, restore, recover, bundles or report; --help says more"
-                : one_line(error.what());
+            lacks_command ? "which command? --help lists them" : one_line(error.what());
         return command_line_end{"", "vandrel-station: " + why + "\n", 2};
     }
     if (result.tool.program.empty()) {

@@ -15,7 +15,7 @@
 
 namespace vandrel::station {
 
-enum class station_command { list, restore, recover, bundles, report };
+enum class station_command { list, restore, recover, bundles, slots, doctor, report };
 
 /// As it was given; files are not looked at yet. Paths are UTF-8, empty when they were not given.
 struct station_arguments {
@@ -39,6 +39,10 @@ struct station_arguments {
     bool json = false;
     /// Of the command `bundles`.
     bool verify = false;
+    /// Of the command `slots`.
+    bool learn = false;
+    /// Of the command `doctor`.
+    bool clean = false;
     std::optional<unsigned> list_seconds;
 };
 

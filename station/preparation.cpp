@@ -2,12 +2,12 @@
 
 #include "station/choice.h"
 #include "station/host.h"
+#include "station/slot_file.h"
 #include "station/text.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
 #include <fstream>
 #include <set>
 #include <system_error>
@@ -195,16 +195,8 @@ slot_names read_slots(const std::string& file) {
         return result;
     }
     for (const std::string& each : lines_of(file)) {
-        const std::size_t middle = each.find_first_of(" \t");
-        const std::string number = each.substr(0, middle);
-        const std::string name = middle == std::string::npos ? "" : trimmed(each.substr(middle));
-        std::uint32_t location = 0;
-        const bool is_hexadecimal = number.starts_with("0x") || number.starts_with("0X");
-        const char* end = number.data() + number.size();
-        const auto read = std::from_chars(number.data() + (is_hexadecimal ? 2 : 0), end, location,
-                                          is_hexadecimal ? 16 : 10);
-        if (read.ec != std::errc() || read.ptr != end || name.empty() ||
-            !result.emplace(location, name).second) {
+        const auto line = read_slot_line(each);
+        if (!line || !result.emplace(line->location, line->name).second) {
             throw refusal(usage, fmt::format("{}: \"{}\" is no new location number with a name",
                                              printable(file), printable(each)));
         }

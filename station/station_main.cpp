@@ -1,10 +1,12 @@
 #include "station/bundles_run.h"
 #include "station/command_line.h"
+#include "station/doctor_run.h"
 #include "station/host.h"
 #include "station/launch.h"
 #include "station/list_run.h"
 #include "station/preparation.h"
 #include "station/report_run.h"
+#include "station/slots_run.h"
 #include "station/station_run.h"
 #include "station/text.h"
 
@@ -22,6 +24,12 @@ int run(station_arguments arguments) {
     }
     if (arguments.what == station_command::bundles) {
         return run_bundles(arguments);
+    }
+    if (arguments.what == station_command::slots) {
+        return run_slots(arguments);
+    }
+    if (arguments.what == station_command::doctor) {
+        return run_doctor(arguments);
     }
     if (arguments.what == station_command::report) {
         return run_report(arguments);

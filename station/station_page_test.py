@@ -35,6 +35,7 @@ PROMPT = re.compile(r"^(?:C:\\vandrel>|PS C:\\vandrel> )(.*)$")
 QUESTION = "to stop: "
 SAME = [(re.compile(r"\b\d\d:\d\d:\d\d\b"), "00:00:00"), (re.compile(r"UTC[+-]\d\d:\d\d"), "UTC+00:00"),
         (re.compile(r"\S+ \S+ free in .*, (\d+) at once need about .*"), r"1 GB free in T, \1 at once need about 1 GB"),
+        (re.compile(r" \S+ has [\d.]+ \w+ free, (.*) needs .*"), r" T has 1 GB free, \1 needs 1 GB"),
         (re.compile(r"(Logs?: ).*?((?:[0-9A-F]{16}-visit\d-try\d)?)$"), r"\1R\2"),
         (re.compile(r".*[/\\]night[/\\]report\.html$"), "night/report.html"),
         (re.compile(r"\), \d+ bytes, for"), "), 1 GB, for"), (re.compile(r"\), [\d.]+ GB, for"), "), 1 GB, for")]
@@ -61,7 +62,7 @@ class computer:
         running = ["--stagger", "0.2", "--poll", "2", "--linger", "1"]
         program = self.folder / "bin" / "vandrel-station"
         program.parent.mkdir()
-        program.write_text(f'#!/bin/sh\ncase $1 in\nbundles|report) ;;\nlist) set -- "$@" {shlex.join(words)};;\n'
+        program.write_text(f'#!/bin/sh\ncase $1 in\nbundles|report) ;;\nlist|slots|doctor) set -- "$@" {shlex.join(words)};;\n'
                            f'*) set -- "$@" {shlex.join(running + words)};;\nesac\n'
                            f'exec {shlex.join([*emulator, station])} "$@"\n')
         program.chmod(0o755)
@@ -74,7 +75,7 @@ class computer:
     def __exit__(self, *_):
         self.kept.cleanup()
 
-    def run(self, command, answer=""):
+    def run(self, command, answers=()):
         """The command's output on a terminal, or through a pipe when nothing is typed."""
         if command in ("echo %ERRORLEVEL%", "$LASTEXITCODE"):
             return f"{self.status}\n"
@@ -82,7 +83,7 @@ class computer:
         if words[0] == "type":
             return (self.folder / words[1]).read_text("ascii")
         words[0] = words[0].removeprefix("./").removesuffix(".exe")
-        if not answer:
+        if not answers:
             done = subprocess.run(words, cwd=self.folder, env=self.environment, stdin=subprocess.DEVNULL,
                                   stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=120)
             self.status = done.returncode
@@ -91,13 +92,14 @@ class computer:
         if child == 0:
             os.chdir(self.folder)
             os.execvpe(words[0], words, self.environment)
-        written = b""
+        written, left = b"", list(answers)
         try:
             while piece := os.read(terminal, 65536):
                 written += piece
-                if answer and written.endswith(QUESTION.encode()):
-                    os.write(terminal, answer.encode() + b"\n")
-                    answer = ""
+                if left and written.endswith(QUESTION.encode()):
+                    os.write(terminal, left.pop(0).encode() + b"\n")
+                    # For a device that is plugged in when the station asks for it.
+                    (self.folder / "plugged").touch()
         except OSError:
             pass  # The terminal has gone with the program.
         self.status = os.waitstatus_to_exitcode(os.waitpid(child, 0)[1])
@@ -117,7 +119,7 @@ def steps(block):
             result.append((command[1], []))
         else:
             result[-1][1].append(line)
-    return [(command, lines, next((line.partition(QUESTION)[2] for line in lines if QUESTION in line), ""))
+    return [(command, lines, [line.partition(QUESTION)[2] for line in lines if QUESTION in line])
             for command, lines in result]
 
 
@@ -142,11 +144,11 @@ class sessions(unittest.TestCase):
         played = 0
         for numbers, block in blocks("bat", "powershell"):
             with computer([int(number) for number in numbers.split()]) as here:
-                for command, shown, answer in steps(block):
-                    if answer and on_windows:
+                for command, shown, answers in steps(block):
+                    if answers and on_windows:
                         # There is no terminal to ask on, and what follows depends on the answer.
                         break
-                    written = here.run(command, answer)
+                    written = here.run(command, answers)
                     if is_shown:
                         print(f"{command}\n{written}")
                         continue

@@ -17,7 +17,8 @@ RESTORE = {"--bundle", "--bundles", "--options", "--erase", "--watch", "--count"
            "--stall-timeout", "--linger", "--stop-after", "--any-bundle"}
 OPTIONS = {"list": ALL | {"--bundle", "--bundles"}, "bundles": {"--help", "--verify", "--json", "--plain"},
            "report": {"--help", "--output"}, "restore": ALL | DEVICES | RUN | RESTORE,
-           "recover": ALL | DEVICES | RUN | {"--exit", "--stay"}}
+           "recover": ALL | DEVICES | RUN | {"--exit", "--stay"},
+           "slots": ALL | {"--learn"}, "doctor": ALL - {"--slots"} | {"--bundles", "--scratch", "--clean"}}
 
 
 def call(*words):
@@ -47,8 +48,8 @@ class command_line(unittest.TestCase):
 
     def test_what_is_wrong_is_one_sentence_and_status_2(self):
         for words, why in [
-                ((), "which command? Give list, restore, recover, bundles or report; --help says more"),
-                (("restor",), "which command? Give list, restore, recover, bundles or report; --help says more"),
+                ((), "which command? --help lists them"),
+                (("restor",), "which command? --help lists them"),
                 (("restore",), "what to restore with? Give --bundle, --bundles or --options"),
                 (("restore", "--bundle", "x"), "which devices? Give --ecid, --only or --all"),
                 (("restore", "--bundle", "x", "--all", "--ecid", "zz"), '"zz" is no ECID'),
@@ -63,6 +64,9 @@ class command_line(unittest.TestCase):
                 (("restore", "--bundles", "x", "--ecid", "1", "--any-bundle"), "--bundles excludes --any-bundle"),
                 (("restore", "--options", "y", "--all", "--erase"), "--options excludes --erase"),
                 (("bundles",), "which folder? Give its name"),
+                (("slots",), "which file? Give --slots"),
+                (("slots", "--slots", "x", "--learn", "--json"), "--learn excludes --json"),
+                (("doctor", "--frob"), "The following argument was not expected: --frob"),
                 (("restore", "--bundle", "x", "--all", "--at-once", "0"), "--at-once: Value 0 not in range 1 to 1000"),
                 (("recover", "--all"), "what to do? Give --exit or --stay"),
                 (("recover", "--all", "--exit", "--stay"), "--exit excludes --stay"),

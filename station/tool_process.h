@@ -51,6 +51,8 @@ public:
     /// Nothing is wanted from it any more. Its pipe is closed, the process left alone.
     void release();
 
+    /// Of the process.
+    long number() const { return process_->number(); }
     /// The whole command line, for people.
     const std::string& command_line() const { return command_line_; }
 

@@ -3,7 +3,8 @@
 
 FOLDER gets scenario.plist, a bundle for the devices (iPhone.ipsw), a folder of bundles (ipsw) and names of their
 ports (slots.txt). The bench has the devices of these numbers, or those from 1 to 12. The fourth fails, the seventh
-goes quiet for a while, and the twelfth arrives late.
+goes quiet for a while, and the twelfth arrives late. The thirteenth comes with the file "plugged" in the current
+folder.
 """
 import os
 import plistlib
@@ -11,7 +12,7 @@ import sys
 import zipfile
 
 CHIP, BOARD = 0x8110, 0x0C
-FAILS, GOES_QUIET, ARRIVES_LATE = 4, 7, 12
+FAILS, GOES_QUIET, ARRIVES_LATE, IS_PLUGGED_IN = 4, 7, 12, 13
 STEPS = [(201, 0), (201, 100), (14, 0), (14, 25), (14, 50), (14, 75), (14, 100), (15, 50), (15, 100)]
 
 
@@ -43,11 +44,14 @@ def write_bundle(path, chip=CHIP, board=BOARD, version="17.1", build="21B80"):
 def write_bench(folder, numbers):
     events = [{"At": 4 if number == ARRIVES_LATE else 0, "Device": f"phone {number}", "Type": "connected"}
               for number in numbers]
+    for event in events:
+        if event["Device"] == f"phone {IS_PLUGGED_IN}":
+            event["AwaitFile"] = "plugged"
     with open(os.path.join(folder, "scenario.plist"), "wb") as file:
         plistlib.dump({"Devices": [device(number) for number in numbers], "Events": events}, file)
     with open(os.path.join(folder, "slots.txt"), "w", encoding="ascii") as file:
         for number in numbers:
-            file.write(f"{0x14110000 + number * 0x1000:#x} {'AB'[(number - 1) // 6]}{(number - 1) % 6 + 1}\n")
+            file.write(f"{0x14110000 + number * 0x1000:#x} {'ABC'[(number - 1) // 6]}{(number - 1) % 6 + 1}\n")
     write_bundle(os.path.join(folder, "iPhone.ipsw"))
     several = os.path.join(folder, "ipsw")
     os.makedirs(several, exist_ok=True)

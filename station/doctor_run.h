@@ -1,0 +1,28 @@
+#pragma once
+
+/// The command `doctor`.
+
+#include "station/command_line.h"
+#include "station/doctor.h"
+
+#include <string>
+
+namespace vandrel::station {
+
+/// Examines this computer, and writes what was found to standard output. Returns the exit status.
+int run_doctor(const station_arguments& arguments);
+
+/// A line for each finding, with its details and what to do below it, and the numbers at the end.
+std::string doctor_text(const diagnosis& what);
+
+/// One object as one line, in ASCII only.
+std::string doctor_json(const diagnosis& what);
+
+/// Whether a tool can have made a scratch folder of this name: "vandrel." and six hexadecimal
+/// digits.
+bool is_scratch_name(const std::string& name);
+
+/// What there is to know of one, and of all that is in it.
+left_folder look_into(const std::filesystem::path& folder);
+
+} // namespace vandrel::station
