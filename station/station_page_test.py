@@ -16,6 +16,7 @@ import shlex
 import subprocess
 import sys
 import tempfile
+import time
 import tomllib
 import unittest
 
@@ -218,6 +219,45 @@ class worked_examples(unittest.TestCase):
             here.run("vandrel-station restore --bundle iPhone.ipsw --all --run-folder run")
             header = (here.folder / "run" / "summary.csv").read_text("utf-8").splitlines()[0]
         self.assertEqual(columns, header.split(","))
+
+
+@unittest.skipIf(on_windows, "the script is for the computer that builds")
+class the_script(unittest.TestCase):
+    def play(self, *words):
+        environment = dict(os.environ, VANDREL_PROGRAMS=os.path.dirname(station))
+        done = subprocess.run([root / "scripts" / "station", *words], env=environment, stdin=subprocess.DEVNULL,
+                              stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, timeout=120)
+        return done.returncode, done.stdout, done.stderr
+
+    def test_plays_twelve_devices_of_which_one_fails_one_goes_quiet_and_one_comes_late(self):
+        begun = time.monotonic()
+        status, out, error = self.play()
+        print(f"{time.monotonic() - begun:.1f} s")
+        self.assertEqual((status, error), (1, ""))
+        self.assertTrue(out.partition("\nLogs: ")[0].endswith("\n\n11 of 12 devices restored. Status 1."), out)
+        slots = [f"{row}{place}" for row in "AB" for place in range(1, 7)]
+
+        def slots_with(word):
+            return sorted(re.findall(rf"(?m)^\d\d:\d\d:\d\d (\w\d)   [0-9A-F]{{16}} {word}\b", out))
+        self.assertEqual(slots_with("started"), slots)
+        self.assertEqual(slots_with("restored"), [slot for slot in slots if slot != "A4"])
+        self.assertEqual(slots_with("FAILED"), ["A4"])
+        self.assertEqual(slots_with("QUIET"), ["B1"])
+        found = re.findall(r"(?m)^(\d\d:\d\d):(\d\d) (\w\d)   [0-9A-F]{16} found ", out)
+        self.assertEqual([slot for *_, slot in found], slots)
+        begin = re.search(r"(?m)^(\d\d:\d\d):(\d\d) run ", out)
+        # It comes after four seconds. On a slow computer the first list takes longer than that.
+        if begin[1] == found[0][0] and int(found[0][1]) - int(begin[2]) < 3:
+            self.assertGreater(out.index("B6   000A11B22C33000C found"), out.index("A1   000A11B22C330001 started"))
+
+    def test_gives_each_command_what_it_takes(self):
+        status, out, error = self.play("bundles", "ipsw")
+        self.assertEqual((status, error), (1, ""))
+        self.assertIn("2 bundles, ", out)
+        status, out, error = self.play("list", "--bundle", "iPhone.ipsw")
+        self.assertEqual((status, error), (0, ""))
+        self.assertEqual(len(re.findall(r"(?m)^  [AB]\d .* fits$", out)), 11)
+        self.assertEqual(self.play("--help")[0], 0)
 
 
 if __name__ == "__main__":
