@@ -1,7 +1,7 @@
 #include "launcher/launch.h"
 #include "platform/native_pipe.h"
-#include "station/test_inherited.h"
 #include "station/test_start_again.h"
+#include "station/test_tool_host.h"
 
 #include <boost/asio/io_context.hpp>
 
@@ -133,7 +133,7 @@ int play(const call& what, const std::string& script_name, native_pipe& pipe) {
 }
 
 void note(const call& what, const char* in) {
-    std::ofstream(what.folder / in, std::ios::app) << what.command + ' ' + what.ecid + '\n';
+    append_line(what.folder / in, what.command + ' ' + what.ecid);
 }
 
 void note_start(const call& what) {

@@ -18,14 +18,18 @@ wine_environment() {
 
 make_wine_prefix() {
     wine_environment
-    [[ -f $WINEPREFIX/ready ]] && return
+    [[ -f $WINEPREFIX/ready-with-windows ]] && return
     rm -rf "$WINEPREFIX"
     step "Making Wine's prefix" wine init_wine_prefix
-    touch "$WINEPREFIX/ready"
+    touch "$WINEPREFIX/ready-with-windows"
 }
 
 init_wine_prefix() {
-    "${without_address_randomisation[@]}" wine wineboot --init && wineserver --wait
+    # There is no display. The driver "null" lets programs have windows all the same; without a driver, they can have
+    # windows for messages only.
+    "${without_address_randomisation[@]}" wine wineboot --init &&
+        "${without_address_randomisation[@]}" wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f &&
+        wineserver --wait
 }
 
 # Keeps Wine's server and services running until stop_wine, so that programs start much faster. The services

@@ -1,7 +1,9 @@
-#include "station/test_inherited.h"
+#include "station/test_tool_host.h"
 
 #include <cstdlib>
-#include <filesystem>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace vandrel {
 
@@ -20,6 +22,15 @@ std::vector<std::string> open_handles() {
         }
     }
     return result;
+}
+
+void append_line(const std::filesystem::path& file, const std::string& line) {
+    const std::string text = line + '\n';
+    const int opened = open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+    if (opened < 0 || write(opened, text.data(), text.size()) < 0) {
+        std::abort();
+    }
+    close(opened);
 }
 
 } // namespace vandrel

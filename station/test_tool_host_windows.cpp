@@ -1,6 +1,7 @@
-#include "station/test_inherited.h"
+#include "station/test_tool_host.h"
 
 #include <cstdint>
+#include <cstdlib>
 
 #include <windows.h>
 
@@ -36,6 +37,27 @@ std::vector<std::string> open_handles() {
         }
     }
     return result;
+}
+
+void append_line(const std::filesystem::path& file, const std::string& line) {
+    // Nobody else may have it open meanwhile: two that write behind the same end overwrite each
+    // other.
+    HANDLE opened = INVALID_HANDLE_VALUE;
+    for (;;) {
+        opened = CreateFileW(file.c_str(), FILE_APPEND_DATA, 0, nullptr, OPEN_ALWAYS,
+                             FILE_ATTRIBUTE_NORMAL, nullptr);
+        if (opened != INVALID_HANDLE_VALUE) {
+            break;
+        }
+        if (GetLastError() != ERROR_SHARING_VIOLATION) {
+            std::abort();
+        }
+        Sleep(1);
+    }
+    const std::string text = line + '\n';
+    DWORD written = 0;
+    WriteFile(opened, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
+    CloseHandle(opened);
 }
 
 } // namespace vandrel
