@@ -179,6 +179,10 @@ TEST(run_reader, leaves_out_lines_that_are_no_events) {
     const run_record record =
         read("{\n[]\n{\"t\":1}\n{\"event\":7}\n\n\xFF\n" + line("1", "device_found") +
              std::string(2'000'000, 'x') + "\n" + line("2", "try_started"));
+    // It would be an event without what is too much.
+    const std::string event = line("3", "quiet");
+    const std::string long_one = event.substr(0, event.size() - 1) + std::string(2'000'000, ' ');
+    EXPECT_EQ(read(long_one + "\n").unreadable_lines, 1U);
     EXPECT_EQ(record.unreadable_lines, 7U);
     ASSERT_THAT(record.visits, SizeIs(1));
     EXPECT_EQ(record.visits.at(0).state, "running");

@@ -12,6 +12,7 @@ namespace {
 using std::chrono::hours;
 using std::chrono::minutes;
 using std::chrono::seconds;
+using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
@@ -118,6 +119,15 @@ TEST(time_picture, draws_operations_together_that_are_too_short_to_be_seen) {
     const std::string picture = time_picture(record);
     EXPECT_LE(count_of("v1h-", picture), 34U);
     EXPECT_GE(count_of("v1h-", picture), 30U);
+}
+
+TEST(time_picture, draws_a_short_operation_that_nothing_follows) {
+    run_record record = a_run_of_100_seconds();
+    const std::chrono::milliseconds narrow(10);
+    record.visits = {a_visit("000000000000000A", {{0, seconds(10), seconds(10) + narrow, false},
+                                                  {0, seconds(50), seconds(50) + narrow, false}})};
+    EXPECT_THAT(time_picture(record), AllOf(HasSubstr("M10.000 0h0.030v1h-0.030z"),
+                                            HasSubstr("M50.000 0h0.030v1h-0.030z")));
 }
 
 TEST(time_picture, of_64_devices_and_500_operations_has_each_of_them) {
