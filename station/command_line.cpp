@@ -149,6 +149,7 @@ void add_run(CLI::App* to, station_arguments& result) {
           "Stands in every event of the log")
         ->type_name("KEY=VALUE")
         ->allow_extra_args(false);
+    to->add_flag("--quiet", result.quiet, "No bell at a failure and at the end");
 }
 
 CLI::App* add_restore(CLI::App& app, station_arguments& result) {
@@ -307,8 +308,7 @@ std::string one_line(std::string text) {
 
 void add_view(CLI::App* to, station_arguments& result) {
     auto* with_json = to->add_flag("--json", result.json, "Write JSON, for programs");
-    to->add_flag("--plain")
-        ->description("Write lines of text, also on a terminal (there is no other view yet)")
+    to->add_flag("--plain", result.plain, "Write lines of text, also on a terminal")
         ->excludes(with_json);
 }
 

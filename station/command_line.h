@@ -37,6 +37,10 @@ struct station_arguments {
     std::chrono::seconds restore_timeout = std::chrono::hours(2);
     std::map<std::string, std::string> tags;
     bool json = false;
+    /// Lines of text, also on a terminal.
+    bool plain = false;
+    /// No bell.
+    bool quiet = false;
     /// Of the command `bundles`.
     bool verify = false;
     /// Of the command `slots`.

@@ -1,6 +1,8 @@
 #include "station/run_output.h"
 
+#include "station/event_text.h"
 #include "station/host.h"
+#include "station/terminal.h"
 #include "station/text.h"
 #include "station/version.h"
 
@@ -37,6 +39,17 @@ summary_facts facts_of(const run_settings& settings, const run_facts& facts) {
     return result;
 }
 
+live_facts live_facts_of(const run_settings& settings) {
+    return {settings.options.what, settings.options.erase, settings.options.watch,
+            !settings.slots.empty(),
+            settings.made_for ? version_text(*settings.made_for) : std::string()};
+}
+
+bool wants_live_view(const run_settings& settings) {
+    return !settings.arguments.json && !settings.arguments.plain && !settings.options.dry_run &&
+           terminal::can_be_drawn_on();
+}
+
 } // namespace
 
 run_output::run_output(const run_settings& settings)
@@ -51,6 +64,13 @@ run_output::run_output(const run_settings& settings)
         } catch (const std::exception& error) {
             throw refusal(static_cast<int>(early_exit::cannot_work), error.what());
         }
+    }
+    if (wants_live_view(settings)) {
+        const auto left = [this](const std::string& ecid, awake_time now) {
+            return times_ ? times_->of(ecid, now) : std::nullopt;
+        };
+        live_ = std::make_unique<live_output>(live_view(live_facts_of(settings), left), output_,
+                                              !settings.arguments.quiet);
     }
     summary_.emplace(facts_of(settings, facts_));
     write_summary();
@@ -73,9 +93,13 @@ void run_output::take(const event& what) {
     if (settings_.arguments.json) {
         lines_ += line;
     } else if (!settings_.options.dry_run || what.level != event_level::info) {
-        const auto local = now.time_since_epoch() + offset_of_local_time(now);
-        const auto of_day = local - std::chrono::floor<std::chrono::days>(local);
-        lines_ += plain_.line_for(what, std::chrono::floor<std::chrono::seconds>(of_day));
+        const auto local_time = local_time_of_day(now);
+        if (live_) {
+            live_->take(what, local_time);
+        }
+        if (!is_live()) {
+            lines_ += plain_.line_for(what, local_time);
+        }
     }
     summary_->take(what, now);
     if (std::holds_alternative<device_ended>(what.body) ||
@@ -106,6 +130,9 @@ void run_output::flush() {
         output_.post(
             size, [lines = std::exchange(lines_, {})] { write_all(standard_stream::out, lines); });
     }
+    if (live_) {
+        live_->flush();
+    }
 }
 
 void run_output::show(const std::string& text) {
@@ -116,8 +143,18 @@ void run_output::show(const std::string& text) {
 
 void run_output::complain(const std::string& why) {
     flush();
-    const std::string line = "vandrel-station: " + printable(why) + "\n";
-    output_.post(line.size(), [line] { write_all(standard_stream::error, line); });
+    complaints_ += "vandrel-station: " + printable(why) + "\n";
+    // They would be written into the screen.
+    if (!is_live()) {
+        write_complaints();
+    }
+}
+
+void run_output::write_complaints() {
+    const std::size_t size = complaints_.size();
+    output_.post(size, [lines = std::exchange(complaints_, {})] {
+        write_all(standard_stream::error, lines);
+    });
 }
 
 void run_output::write_summary() {
@@ -129,6 +166,10 @@ void run_output::write_summary() {
 
 void run_output::finish(steady_clock::time_point until) {
     flush();
+    if (is_live()) {
+        live_->close();
+        write_complaints();
+    }
     const auto left = [until] {
         return std::chrono::duration_cast<std::chrono::milliseconds>(until - steady_clock::now());
     };

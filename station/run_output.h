@@ -4,6 +4,7 @@
 
 #include "station/background_writer.h"
 #include "station/event_json.h"
+#include "station/live_output.h"
 #include "station/plain_view.h"
 #include "station/preparation.h"
 #include "station/run_folder.h"
@@ -27,7 +28,7 @@ public:
     void flush();
     /// Text for people: on standard output, or with JSON there on standard error.
     void show(const std::string& text);
-    /// One sentence without a full stop, on standard error.
+    /// One sentence without a full stop, on standard error, once that shows on a screen.
     void complain(const std::string& why);
 
     /// None in a run that only shows.
@@ -38,6 +39,8 @@ public:
 
 private:
     void write_summary();
+    void write_complaints();
+    bool is_live() const { return live_ && live_->is_open(); }
     /// Takes in what `what` says of times; how long its restore will still take, if it begins an
     /// operation.
     std::optional<awake_time> follow_times(const event& what);
@@ -51,9 +54,13 @@ private:
     std::optional<time_left> times_;
     /// For standard output, since the last flush.
     std::string lines_;
+    /// Sentences for standard error that wait for the end of the live view.
+    std::string complaints_;
     background_writer output_;
     /// A thread of its own: neither a reader nor the run's folder keeps it waiting.
     background_writer history_;
+    /// On a terminal that can be drawn on; null otherwise.
+    std::unique_ptr<live_output> live_;
 };
 
 } // namespace vandrel::station

@@ -10,7 +10,6 @@ compared. With --show, the sessions are printed as they look.
 import json
 import os
 import pathlib
-import pty
 import re
 import shlex
 import subprocess
@@ -28,7 +27,9 @@ root = pathlib.Path(page).resolve().parents[1]
 # Tests leave nothing among the sources.
 sys.dont_write_bytecode = True
 sys.path.insert(0, str(root / "scripts" / "lib"))
+from live_picture import drawn, play  # noqa: E402
 from station_bench import write_bench  # noqa: E402
+from terminal_screen import program_on_terminal  # noqa: E402
 
 text_of_page = pathlib.Path(page).read_text("utf-8")
 BLOCK = re.compile(r"(?:<!-- devices: ([\d ]+) -->\n)?^```(\w+)\n(.*?)^```$", re.MULTILINE | re.DOTALL)
@@ -77,7 +78,8 @@ class computer:
         self.kept.cleanup()
 
     def run(self, command, answers=()):
-        """The command's output on a terminal, or through a pipe when nothing is typed."""
+        """The command's output on a terminal, but not what its live view shows, or through a pipe when nothing is
+        typed."""
         if command in ("echo %ERRORLEVEL%", "$LASTEXITCODE"):
             return f"{self.status}\n"
         words = shlex.split(command.replace("\\", "/"))
@@ -89,23 +91,18 @@ class computer:
                                   stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=120)
             self.status = done.returncode
             return done.stdout.decode().replace("\r\n", "\n")
-        child, terminal = pty.fork()
-        if child == 0:
-            os.chdir(self.folder)
-            os.execvpe(words[0], words, self.environment)
-        written, left = b"", list(answers)
+        terminal = program_on_terminal(words, dict(self.environment, TERM="xterm"), cwd=self.folder)
         try:
-            while piece := os.read(terminal, 65536):
-                written += piece
-                if left and written.endswith(QUESTION.encode()):
-                    os.write(terminal, left.pop(0).encode() + b"\n")
-                    # For a device that is plugged in when the station asks for it.
-                    (self.folder / "plugged").touch()
-        except OSError:
-            pass  # The terminal has gone with the program.
-        self.status = os.waitstatus_to_exitcode(os.waitpid(child, 0)[1])
-        os.close(terminal)
-        return written.decode().replace("\r\n", "\n")
+            for number, answer in enumerate(answers):
+                while terminal.screen.text.count(QUESTION) <= number and terminal.process.poll() is None:
+                    time.sleep(0.02)
+                terminal.type(answer.encode() + b"\n")
+                # For a device that is plugged in when the station asks for it.
+                (self.folder / "plugged").touch()
+            self.status = terminal.wait()
+        finally:
+            terminal.kill()
+        return terminal.screen.text.replace("\r\n", "\n")
 
 
 def blocks(*languages):
@@ -165,6 +162,17 @@ class sessions(unittest.TestCase):
                                 self.assertTrue(is_within(part, found.get(device, [])),
                                                 f"shown: {part}\nplayed: {found.get(device)}")
         self.assertGreaterEqual(played, 0 if is_shown else 4)
+
+
+@unittest.skipIf(on_windows, "it is drawn on a terminal of POSIX")
+class the_picture(unittest.TestCase):
+    def test_in_the_readme_is_that_of_a_run(self):
+        kept = (root / "docs" / "live-view.svg").read_text("utf-8")
+        self.assertEqual(self.same_in_each_run(kept), self.same_in_each_run(drawn(play(station, vandrel_sim))))
+
+    def same_in_each_run(self, picture):
+        lines = re.findall(r">([^<]*)</text>", picture.replace("\u00a0", " "))
+        return [re.sub(r"[ \d]+", " ", lines[0]), lines[1], *(line for line in lines if " A4 " in line[:5]), lines[-1]]
 
 
 class worked_examples(unittest.TestCase):

@@ -11,7 +11,7 @@ import unittest
 from test_station import BOARD, a_bench, completion, emulator, host_path, on_windows, report, station
 
 DEVICES = {"--ecid", "--only", "--all", "--yes", "--expect", "--dry-run"}
-RUN = {"--at-once", "--stagger", "--poll", "--scratch", "--run-folder", "--tag"}
+RUN = {"--at-once", "--stagger", "--poll", "--scratch", "--run-folder", "--tag", "--quiet"}
 ALL = {"--help", "--tool", "--tool-argument", "--slots", "--json", "--plain"}
 RESTORE = {"--bundle", "--bundles", "--options", "--erase", "--watch", "--count", "--for", "--retries", "--restore-timeout",
            "--stall-timeout", "--linger", "--stop-after", "--any-bundle"}

@@ -50,6 +50,63 @@ constexpr bool turns_lines_around(char32_t code) {
            code == 0x200E || code == 0x200F || code == 0x2028 || code == 0x2029;
 }
 
+struct code_range {
+    char32_t first;
+    char32_t last;
+};
+
+/// In ascending order, as terminals show them: scripts of East Asia, full-width forms, pictures.
+constexpr auto wide_characters = std::to_array<code_range>({
+    {0x1100, 0x115F},
+    {0x231A, 0x231B},
+    {0x2E80, 0x303E},
+    {0x3041, 0x33FF},
+    {0x3400, 0x4DBF},
+    {0x4E00, 0xA4CF},
+    {0xA960, 0xA97C},
+    {0xAC00, 0xD7A3},
+    {0xF900, 0xFAFF},
+    {0xFE30, 0xFE6F},
+    {0xFF00, 0xFF60},
+    {0xFFE0, 0xFFE6},
+    {0x1F300, 0x1F64F},
+    {0x1F680, 0x1F6FF},
+    {0x1F900, 0x1FAFF},
+    {0x20000, 0x3FFFD},
+});
+
+/// In ascending order: marks on other characters, and characters that are not shown.
+constexpr auto marks = std::to_array<code_range>({
+    {0x0300, 0x036F},
+    {0x0483, 0x0489},
+    {0x0591, 0x05BD},
+    {0x0610, 0x061A},
+    {0x064B, 0x065F},
+    {0x0E34, 0x0E3A},
+    {0x0E47, 0x0E4E},
+    {0x1AB0, 0x1AFF},
+    {0x1DC0, 0x1DFF},
+    {0x200B, 0x200D},
+    {0x2060, 0x2064},
+    {0x20D0, 0x20FF},
+    {0xFE00, 0xFE0F},
+    {0xFE20, 0xFE2F},
+    {0xFEFF, 0xFEFF},
+});
+
+template<std::size_t size>
+bool is_in(const std::array<code_range, size>& ranges, char32_t code) {
+    const auto range = std::ranges::lower_bound(ranges, code, {}, &code_range::last);
+    return range != ranges.end() && code >= range->first;
+}
+
+std::size_t width_of(char32_t code) {
+    if (code < 0x300) {
+        return 1;
+    }
+    return is_in(marks, code) ? 0 : is_in(wide_characters, code) ? 2 : 1;
+}
+
 template<class Allowed>
 std::string replaced(std::string_view text, Allowed allowed) {
     // Nearly all that is read and shown is ASCII; a table has what is allowed of it.
@@ -85,6 +142,35 @@ std::string printable(std::string_view text) {
     });
 }
 
+std::size_t display_width(std::string_view text) {
+    std::size_t width = 0;
+    while (!text.empty()) {
+        const character next = first_character(text).value_or(character{' ', 1});
+        width += width_of(next.code);
+        text.remove_prefix(next.size);
+    }
+    return width;
+}
+
+std::string_view clipped(std::string_view text, std::size_t columns) {
+    std::size_t size = 0;
+    while (size < text.size()) {
+        const character next = first_character(text.substr(size)).value_or(character{' ', 1});
+        const std::size_t width = width_of(next.code);
+        if (width > columns) {
+            break;
+        }
+        columns -= width;
+        size += next.size;
+    }
+    return text.substr(0, size);
+}
+
+std::string fitted(std::string_view text, std::size_t columns) {
+    const std::string_view part = clipped(text, columns);
+    return std::string(part) + std::string(columns - display_width(part), ' ');
+}
+
 std::string allowed_in_xml(std::string_view text) {
     return replaced(text, [](char32_t code) {
         return (code >= 0x20 && code != 0xFFFE && code != 0xFFFF) || code == '\t' || code == '\n' ||
@@ -114,6 +200,13 @@ std::string hours_minutes_seconds(std::chrono::milliseconds duration) {
     const auto seconds = duration.count() / 1000;
     return fmt::format(FMT_COMPILE("{:02}:{:02}:{:02}"), seconds / 3600, seconds / 60 % 60,
                        seconds % 60);
+}
+
+std::string minutes_seconds(std::chrono::milliseconds duration) {
+    const auto seconds = duration.count() / 1000;
+    return seconds < 3600 ? fmt::format(FMT_COMPILE("{:02}:{:02}"), seconds / 60, seconds % 60)
+                          : fmt::format(FMT_COMPILE("{}:{:02}:{:02}"), seconds / 3600,
+                                        seconds / 60 % 60, seconds % 60);
 }
 
 std::string size_text(std::uint64_t bytes) {

@@ -3,6 +3,7 @@
 /// Texts that go to people, to files and to the host.
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <string>
@@ -14,6 +15,16 @@ namespace vandrel::station {
 /// character, each mark that changes the direction of writing and each byte that belongs to no
 /// character becomes U+FFFD. Line feeds, too.
 std::string printable(std::string_view text);
+
+/// How many columns of a terminal this printable text takes: wide characters take two, and marks
+/// that are put on the character before them none.
+std::size_t display_width(std::string_view text);
+
+/// As much of this printable text as fits into so many columns.
+std::string_view clipped(std::string_view text, std::size_t columns);
+
+/// The same, filled up with blanks.
+std::string fitted(std::string_view text, std::size_t columns);
 
 /// `text` as XML 1.0 allows it: forbidden characters and bytes that belong to no character become
 /// U+FFFD.
@@ -29,6 +40,9 @@ std::string rfc3339(std::chrono::system_clock::time_point time);
 
 /// "00:21:31".
 std::string hours_minutes_seconds(std::chrono::milliseconds duration);
+
+/// "21:31", "1:02:03".
+std::string minutes_seconds(std::chrono::milliseconds duration);
 
 /// "6.9 GB"; thousands, not 1,024.
 std::string size_text(std::uint64_t bytes);

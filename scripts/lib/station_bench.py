@@ -51,7 +51,7 @@ def write_bench(folder, numbers):
         plistlib.dump({"Devices": [device(number) for number in numbers], "Events": events}, file)
     with open(os.path.join(folder, "slots.txt"), "w", encoding="ascii") as file:
         for number in numbers:
-            file.write(f"{0x14110000 + number * 0x1000:#x} {'ABC'[(number - 1) // 6]}{(number - 1) % 6 + 1}\n")
+            file.write(f"{0x14110000 + number * 0x1000:#x} {chr(ord('A') + (number - 1) // 6)}{(number - 1) % 6 + 1}\n")
     write_bundle(os.path.join(folder, "iPhone.ipsw"))
     several = os.path.join(folder, "ipsw")
     os.makedirs(several, exist_ok=True)
