@@ -19,11 +19,15 @@ import shlex
 import subprocess
 import sys
 import tempfile
+import time
 import zipfile
 
 from figures import Row, between_markers, grown, measure, size_text, table
 
 ROOT = pathlib.Path(__file__).parents[1]
+sys.path.insert(0, str(ROOT / "scripts" / "lib"))
+from terminal_screen import program_on_terminal  # noqa: E402
+
 PAGE = ROOT / "docs" / "performance.md"
 COUNTS = ROOT / "benchmarks" / "instruction_counts.json"
 MARKERS = "<!-- figures begin -->", "<!-- figures end -->"
@@ -61,25 +65,25 @@ def write_options(work, name, count):
     return paths
 
 
-def write_scenario(path, reports, ecid=ECID, **more):
-    """One device, whose restore sends that many reports without delay, and then completes."""
+def write_scenario(path, reports, ecid=ECID, after=0, **more):
+    """One device, whose restore sends that many reports, each after so many seconds, and then completes."""
     steps = [{"Status": "Restoring", "Operation": 14, "Progress": i % 100}
              for i in range(reports - 1)]
     steps.append({"Status": "Successful", "Operation": 0, "Progress": 100})
     write_plist(path, {"Devices": [{
         "Name": "phone", "ECID": ecid, "State": "Recovery",
-        "Restore": {"Reports": [{"After": 0, "Report": step} for step in steps]}, **more,
+        "Restore": {"Reports": [{"After": after, "Report": step} for step in steps]}, **more,
     }]})
     return path
 
 
-def write_bench(folder, vandrel, devices, reports):
+def write_bench(folder, vandrel, devices, reports, after=0):
     """Devices for the station, and a tool that is vandrel with the scenario of the device that is named. So no
     tool reads the reports of the others. Returns the tool."""
     folder.mkdir(exist_ok=True)
     ecids = [f"{0x000A11B22C330000 + i:016X}" for i in range(devices)]
     for ecid in ecids:
-        write_scenario(folder / f"{ecid}.plist", reports, ecid, ChipID=0x8110, BoardID=12)
+        write_scenario(folder / f"{ecid}.plist", reports, ecid, after, ChipID=0x8110, BoardID=12)
     write_plist(folder / "all.plist", {"Devices": [
         {"Name": ecid, "ECID": ecid, "State": "Recovery"} for ecid in ecids]})
     with zipfile.ZipFile(folder / "bundle.ipsw", "w") as bundle:
@@ -152,6 +156,12 @@ def plistlib_timed(path):
                                         stdout=subprocess.PIPE, text=True).stdout)
 
 
+def processor_seconds(process):
+    """Of all its threads, so far."""
+    tasks = pathlib.Path(f"/proc/{process}/task")
+    return sum(int((task / "schedstat").read_text().split()[0]) for task in tasks.iterdir()) * 1e-9
+
+
 # --- the rows
 
 def rows(bin_folder, work):
@@ -175,13 +185,34 @@ def rows(bin_folder, work):
     bench = (work / "bench").resolve()
     tool = write_bench(bench, str(pathlib.Path(vandrel).resolve()), 64, 1_000)
 
+    slow_bench = (work / "slow bench").resolve()
+    slow_tool = write_bench(slow_bench, str(pathlib.Path(vandrel).resolve()), 64, 200, after=0.5)
+    seconds = 10
+
+    def station_command(its_bench, its_tool, memory):
+        return [run.path("vandrel-station"), "restore", "--options", its_bench / "options.plist", "--all", "--yes",
+                "--run-folder", f"{memory}/run", "--scratch", f"{memory}/scratch", "--at-once", "64", "--stagger", "0",
+                "--rule-time", "list_detect=1", "--tool", its_tool]
+
     def station(result):
         # In memory: what a disk's file system takes varies more than all the rest.
         with tempfile.TemporaryDirectory(dir="/dev/shm") as memory:
-            return run.run([run.path("vandrel-station"), "restore", "--options", bench / "options.plist", "--all",
-                            "--yes", "--json", "--run-folder", f"{memory}/run", "--scratch", f"{memory}/scratch",
-                            "--at-once", "64", "--stagger", "0", "--rule-time", "list_detect=1",
-                            "--tool", tool])[result]
+            return run.run([*station_command(bench, tool, memory), "--json"])[result]
+
+    def station_on_terminal():
+        with tempfile.TemporaryDirectory(dir="/dev/shm") as memory:
+            command = [str(word) for word in station_command(slow_bench, slow_tool, memory)]
+            running = program_on_terminal(command, dict(os.environ, TERM="xterm"), 80, 72)
+            try:
+                while not running.shows("^ 64 running "):
+                    if running.process.poll() is not None:
+                        sys.exit(f"error: {command} has ended with {running.process.returncode}")
+                    time.sleep(0.1)
+                before = processor_seconds(running.process.pid)
+                time.sleep(seconds)
+                return processor_seconds(running.process.pid) - before
+            finally:
+                running.kill()
 
     def tools_of_64():
         return run.run(restoring, copies=64, scenario=restore)[2]
@@ -236,6 +267,8 @@ def rows(bin_folder, work):
             lambda: station(1), lambda: 64 * 2**20, 1, show_measured=size_text),
         Row("processor time of the station, 64 devices of 1,000 reports at once", "that of its tools",
             lambda: station(2), tools_of_64, 0.25),
+        Row("live view, 64 devices that report twice a second", "one processor, for as long",
+            station_on_terminal, lambda: seconds, 0.02, show=lambda figure: f"{figure * 100:.3g} %"),
     ]
 
 
