@@ -152,6 +152,7 @@ private:
     void on(const log_event& what);
     void on(const run_over& what);
     void judge(const std::string& ecid, const try_ended& what);
+    void check_choice(const start_tool& what) const;
     void device_is(const std::string& key, final_state state) { states_[key] = state; }
     void count(const counts& totals) const;
     void judge_status(int status) const;
@@ -476,15 +477,7 @@ std::size_t bench_in_play::at_work() const {
         std::ranges::count_if(tools_, [](const auto& entry) { return !entry.second.judged; }));
 }
 
-void bench_in_play::on(const start_tool& what) {
-    for (const auto& [tool, run] : tools_) {
-        check_(run.ecid != what.ecid || !run.process || (run.judged && !run.given_up),
-               "never two tools on one device");
-    }
-    check_(at_work() < options_.at_once, "never more tools than at once");
-    check_(!last_start_ || now_ - *last_start_ >= options_.stagger, "starts are a stagger apart");
-    check_(!cancelled_, "nothing is begun after Ctrl-C");
-    check_(locked_.contains(what.ecid), "a device is locked while a tool runs on it");
+void bench_in_play::check_choice(const start_tool& what) const {
     check_(options_.yes || consented_ || (!options_.erase && !options_.terminal),
            "no device is touched without consent");
     check_(!options_.dry_run, "a dry run touches nothing");
@@ -501,6 +494,18 @@ void bench_in_play::on(const start_tool& what) {
     check_(options_.all || named, "no device is touched that was not chosen");
     check_(!options_.bundles || what.ecid != ecids[4],
            "no device is touched that the bundle is not for");
+}
+
+void bench_in_play::on(const start_tool& what) {
+    for (const auto& [tool, run] : tools_) {
+        check_(run.ecid != what.ecid || !run.process || (run.judged && !run.given_up),
+               "never two tools on one device");
+    }
+    check_(at_work() < options_.at_once, "never more tools than at once");
+    check_(!last_start_ || now_ - *last_start_ >= options_.stagger, "starts are a stagger apart");
+    check_(!cancelled_, "nothing is begun after Ctrl-C");
+    check_(locked_.contains(what.ecid), "a device is locked while a tool runs on it");
+    check_choice(what);
     check_(what.try_number <= options_.retries + 1, "no more tries than asked for");
     tool_in_play& run = tools_[what.tool];
     run.ecid = what.ecid;

@@ -30,6 +30,9 @@ COMMAND_LINES = [["--speed", "10", "--", *words] for words in command_lines.COMM
     ["--detect-timeout"],
 ]
 
+# Wine has texts of its own for Windows' errors.
+TEXTS_OF_WINE = {b"File not found.": b"The system cannot find the file specified."}
+
 program = []
 other_program = None
 
@@ -78,6 +81,8 @@ class records(unittest.TestCase):
         for arguments in COMMAND_LINES:
             with self.subTest(arguments=arguments):
                 status, output = run(program, arguments)
+                for text, windows_text in TEXTS_OF_WINE.items():
+                    output = output.replace(text, windows_text)
                 other_status, other_output = run([other_program], arguments)
                 self.assertEqual(status, other_status)
                 self.assertTrue(wrote_the_same(arguments, output, other_output), (output, other_output))
