@@ -259,7 +259,7 @@ finding check_left(doctor_host& host, bool clean) {
     for (const left_folder& each : folders) {
         std::string what = reason_to_stay(each, tools, host.now());
         if (!what.empty()) {
-            what = "stays: " + what;
+            what.insert(0, "stays: ");
         } else if (!clean) {
             ++left;
             size += each.size;

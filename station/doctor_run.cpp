@@ -327,10 +327,10 @@ std::string doctor_text(const diagnosis& what) {
         text += fmt::format("  {:<7}  {:<{}}  {}\n", word, each.check, widest, each.found);
         const std::string indent(widest + 13, ' ');
         for (const std::string& detail : each.details) {
-            text += indent + "  " + detail + "\n";
+            text += fmt::format("{}  {}\n", indent, detail);
         }
         if (!each.advice.empty()) {
-            text += indent + "> " + each.advice + "\n";
+            text += fmt::format("{}> {}\n", indent, each.advice);
         }
     }
     const auto count = [&what](health level) {

@@ -169,7 +169,7 @@ private:
     std::optional<std::string> ask_name() const {
         const std::string next = next_slot_name(last_name_, names());
         for (;;) {
-            const auto typed = answer_to(fmt::format(
+            auto typed = answer_to(fmt::format(
                 "Next port: press Enter for {}, or type its name, or type end to stop: ",
                 printable(next)));
             if (!typed || *typed == "end") {
