@@ -29,7 +29,7 @@ def doctor(*words, temporary=None):
     elif temporary:
         environment["TMPDIR"] = temporary
     done = subprocess.run(command, env=environment, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                          stderr=subprocess.PIPE, timeout=120)
+                          stderr=subprocess.PIPE, timeout=300)
     return (done.returncode, *(text.decode().replace("\r\n", "\n") for text in (done.stdout, done.stderr)))
 
 
@@ -242,7 +242,7 @@ class what_killed_tools_have_left(unittest.TestCase):
                 with subprocess.Popen(command, cwd=folder, stdin=subprocess.PIPE) as process:
                     is_used = {"vandrel.666666": "stays: a program has something in it open"}
                     age(self.path("vandrel.666666"))
-                    wait_until(lambda: self.fates(self.check()) == is_used)
+                    wait_until(lambda: self.fates(self.check()) == is_used, 240)
                     self.assertEqual(self.fates(self.check("--clean")), is_used)
                     bench.write("go", b"")
                     process.stdin.close()
@@ -250,7 +250,7 @@ class what_killed_tools_have_left(unittest.TestCase):
                 os.remove(bench.folder + "/go")
                 self.assertTrue(os.path.exists(used + "/image"))
         age(self.path("vandrel.666666"))
-        wait_until(lambda: self.fates(self.check("--clean")) == {"vandrel.666666": "removed"})
+        wait_until(lambda: self.fates(self.check("--clean")) == {"vandrel.666666": "removed"}, 240)
         self.assertEqual(self.there(), self.stays)
 
 

@@ -19,7 +19,7 @@ class a_session:
 
     def __init__(self, test, command):
         self.process = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-        self.limit = threading.Timer(120, self.process.kill)
+        self.limit = threading.Timer(300, self.process.kill)
         self.limit.start()
         self.test = test
         self.text = ""
@@ -219,7 +219,7 @@ class learning(unittest.TestCase):
             for file in (phone.folder + "/none/slots.txt", phone.folder):
                 phone.file = file
                 done = subprocess.run(phone.slots("--learn"), stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                                      stderr=subprocess.PIPE, timeout=60)
+                                      stderr=subprocess.PIPE, timeout=120)
                 self.assertEqual((done.returncode, done.stdout), (2, b""))
                 self.assertRegex(done.stderr.decode(), r"^vandrel-station: \S.*(cannot be written|is no file)\r?\n$")
             self.assertEqual(phone.lists(), 0)
@@ -228,7 +228,7 @@ class learning(unittest.TestCase):
         with a_telephone() as phone:
             phone.write("list", b"no record")
             done = subprocess.run(phone.slots("--learn"), stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                                  stderr=subprocess.PIPE, timeout=60)
+                                  stderr=subprocess.PIPE, timeout=120)
             self.assertEqual(done.returncode, 4)
             self.assertEqual(done.stderr.decode().strip(), "vandrel-station: the tool's list of devices cannot be read")
 
@@ -236,7 +236,7 @@ class learning(unittest.TestCase):
 class what_is_in_the_slots(unittest.TestCase):
     def written(self, phone, *words):
         done = subprocess.run(phone.slots(*words), stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                              stderr=subprocess.PIPE, timeout=60)
+                              stderr=subprocess.PIPE, timeout=120)
         return done.returncode, done.stdout.decode().replace("\r\n", "\n")
 
     def test_is_a_table_and_json(self):
