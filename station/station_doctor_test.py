@@ -242,11 +242,14 @@ class what_killed_tools_have_left(unittest.TestCase):
                 with subprocess.Popen(command, cwd=folder, stdin=subprocess.PIPE) as process:
                     is_used = {"vandrel.666666": "stays: a program has something in it open"}
                     age(self.path("vandrel.666666"))
-                    wait_until(lambda: self.fates(self.check()) == is_used, 240)
-                    self.assertEqual(self.fates(self.check("--clean")), is_used)
-                    bench.write("go", b"")
-                    process.stdin.close()
-                    process.wait(60)
+                    try:
+                        wait_until(lambda: self.fates(self.check()) == is_used, 240)
+                        self.assertEqual(self.fates(self.check("--clean")), is_used)
+                    finally:
+                        # The process ends, whatever came about.
+                        bench.write("go", b"")
+                        process.stdin.close()
+                        process.wait(120)
                 os.remove(bench.folder + "/go")
                 self.assertTrue(os.path.exists(used + "/image"))
         age(self.path("vandrel.666666"))
