@@ -6,10 +6,10 @@
 
 #include "station/events.h"
 
-#include <compare>
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace vandrel::station {
@@ -22,7 +22,11 @@ struct restore_kind {
     std::string build;
     bool erases = false;
 
-    auto operator<=>(const restore_kind&) const = default;
+    bool operator==(const restore_kind&) const = default;
+    bool operator<(const restore_kind& other) const {
+        return std::tie(chip_id, board_id, build, erases) <
+               std::tie(other.chip_id, other.board_id, other.build, other.erases);
+    }
 };
 
 struct operation_time {

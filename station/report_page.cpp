@@ -187,7 +187,7 @@ private:
         fact("Exit status", record_.exit_status ? std::to_string(*record_.exit_status) : "");
         fact("Bundle", record_.bundle);
         if (!record_.bundle_build.empty()) {
-            fact("Version", record_.bundle_version + " (" + record_.bundle_build + ")");
+            fact("Version", fmt::format("{} ({})", record_.bundle_version, record_.bundle_build));
         }
         for (const auto& [key, value] : record_.tags) {
             fact("Tag", key + "=" + value);

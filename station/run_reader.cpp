@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -49,7 +50,7 @@ std::optional<awake_time> seconds_in(const object& from, std::string_view key) {
     if (!(seconds >= 0 && seconds <= years)) {
         return {};
     }
-    return awake_time(static_cast<std::int64_t>(seconds * 1000 + 0.5));
+    return awake_time(std::llround(seconds * 1000));
 }
 
 const object* object_in(const object& from, std::string_view key) {
