@@ -111,6 +111,7 @@ TEST(time_picture, draws_operations_together_that_are_too_short_to_be_seen) {
     run_record record = a_run_of_100_seconds();
     record.last = hours(100);
     std::vector<recorded_operation> operations;
+    operations.reserve(3600);
     for (int i = 0; i < 3600; ++i) {
         operations.push_back({0, seconds(i), seconds(i + 1), false});
     }
