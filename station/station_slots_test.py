@@ -100,6 +100,7 @@ class learning(unittest.TestCase):
             self.assertIn("press Enter for A1,", session.name())
             session.wait_for("Plug the device into the port for A1.\n")
             # It was there before, so that its port is none to be named.
+            phone.pass_lists(1)
             phone.plug(0x14200000)
             session.wait_for("A1 is 0x14200000.\n")
             self.assertEqual(phone.content(), "0x14200000 A1\n")
