@@ -10,6 +10,8 @@ wine_environment() {
     # Disables the browser engine, .NET and menu entries, and offers to install them.
     export WINEDLLOVERRIDES='mscoree,mshtml,winemenubuilder.exe='
     unset DISPLAY WAYLAND_DISPLAY
+    # Tests give another folder. start_wine removes the value that Wine would put in its place.
+    export LOCALAPPDATA=${LOCALAPPDATA:-"C:\\users\\$(id -un)\\AppData\\Local"}
     # Wine needs one page at a fixed address. With address randomisation, that address is already used in about
     # one process in two thousand, which then ends without a message.
     without_address_randomisation=(setarch --addr-no-randomize)
@@ -38,6 +40,7 @@ start_wine() (
     wine_environment
     wineserver --persistent
     "${without_address_randomisation[@]}" wine wineboot
+    "${without_address_randomisation[@]}" wine reg delete 'HKCU\Volatile Environment' /v LOCALAPPDATA /f || true
 ) </dev/null >/dev/null 2>&1
 
 stop_wine() (
