@@ -6,8 +6,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <condition_variable>
 #include <exception>
-#include <future>
+#include <mutex>
 #include <thread>
 #include <utility>
 
@@ -301,6 +302,13 @@ findings guarded(const std::string& name, health without_answer,
     }
 }
 
+/// Of a check that runs on a thread of its own.
+struct answer {
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::optional<findings> made;
+};
+
 class examination {
 public:
     examination(std::shared_ptr<doctor_host> host, doctor_options options)
@@ -308,12 +316,17 @@ public:
 
     /// What the check says or, when it says nothing in time, that. Whether it said something.
     bool run(const std::string& name, health without_answer, std::function<findings()> check) {
-        auto said = std::make_shared<std::promise<findings>>();
-        std::future<findings> saying = said->get_future();
-        std::thread([said, name, without_answer, check = std::move(check)] {
-            said->set_value(guarded(name, without_answer, check));
-        }).detach();
-        if (saying.wait_for(options_.limit) != std::future_status::ready) {
+        auto said = std::make_shared<answer>();
+        std::thread thread([said, name, without_answer, check = std::move(check)] {
+            findings made = guarded(name, without_answer, check);
+            const std::lock_guard lock(said->mutex);
+            said->made = std::move(made);
+            said->changed.notify_all();
+        });
+        std::unique_lock lock(said->mutex);
+        if (!said->changed.wait_for(lock, options_.limit,
+                                    [&said] { return said->made.has_value(); })) {
+            thread.detach();
             result_.is_incomplete = true;
             result_.findings.push_back({name,
                                         health::problem,
@@ -322,7 +335,11 @@ public:
                                         {}});
             return false;
         }
-        std::ranges::move(saying.get(), std::back_inserter(result_.findings));
+        lock.unlock();
+        // Detached from the start, one that soon ended made the wait for it, or for the next, last
+        // for the whole limit now and then, on Windows.
+        thread.join();
+        std::ranges::move(*said->made, std::back_inserter(result_.findings));
         return true;
     }
 
