@@ -188,11 +188,16 @@ TEST_F(native_file_test, opens_a_file_that_somebody_else_writes_for_this_host_ex
 
 TEST_F(native_file_test, appends_a_long_text_in_pieces_of_at_most_65536_bytes) {
     auto file = native_file::create_for_writing(context, path_of("file"));
-    const std::string text(2 * 65'536 + 1, 'x');
-    const int before = calls_that_write();
-    file->append(text);
-    EXPECT_EQ(calls_that_write() - before, 3);
-    EXPECT_EQ(file->size(), 131'073U);
+    const auto calls_for = [&file](const std::string& text) {
+        const int before = calls_that_write();
+        file->append(text);
+        return calls_that_write() - before;
+    };
+    // 1, unless a sanitizer writes something for each call.
+    const int one = calls_for("x");
+    EXPECT_EQ(calls_for(std::string(65'536, 'x')), one);
+    EXPECT_EQ(calls_for(std::string(2 * 65'536 + 1, 'x')), 3 * one);
+    EXPECT_EQ(file->size(), 196'610U);
 }
 
 TEST_F(native_file_test, lets_others_delete_a_file_that_it_reads) {

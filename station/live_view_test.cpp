@@ -397,7 +397,7 @@ TEST(live_view, shows_all_where_there_is_room) {
 TEST(live_view, is_never_larger_than_the_screen) {
     const a_view run = sixty_four_devices();
     for (std::size_t rows = 0; rows <= 80; ++rows) {
-        for (const std::size_t columns : {0, 1, 2, 40, 79, 80, 81, 120, 300}) {
+        for (const std::size_t columns : {0U, 1U, 2U, 40U, 79U, 80U, 81U, 120U, 300U}) {
             const lines shown = run.at(minutes(10), {columns, rows});
             EXPECT_LE(shown.size(), rows);
             for (const std::string& line : shown) {

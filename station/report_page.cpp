@@ -190,7 +190,7 @@ private:
             fact("Version", fmt::format("{} ({})", record_.bundle_version, record_.bundle_build));
         }
         for (const auto& [key, value] : record_.tags) {
-            fact("Tag", key + "=" + value);
+            fact("Tag", fmt::format("{}={}", key, value));
         }
         fact("vandrel-station", record_.version);
         text_ += "</dl>\n";

@@ -266,11 +266,11 @@ void run_reader::take_line(std::string_view line) {
     boost::system::error_code error;
     const auto value = boost::json::parse(line, error);
     const object* event = error ? nullptr : value.if_object();
-    const std::string name = event != nullptr ? text_in(*event, "event") : "";
-    if (name.empty()) {
+    if (event == nullptr || text_in(*event, "event").empty()) {
         ++record_.unreadable_lines;
         return;
     }
+    const std::string name = text_in(*event, "event");
     record_.last = std::max(record_.last, seconds_in(*event, "t").value_or(record_.last));
     if (event->contains("ecid") || event->contains("serial_number")) {
         take_of_device(*event, name);
