@@ -193,10 +193,10 @@ TEST_F(native_file_test, appends_a_long_text_in_pieces_of_at_most_65536_bytes) {
         file->append(text);
         return calls_that_write() - before;
     };
-    // 1, unless a sanitizer writes something for each call.
-    const int one = calls_for("x");
-    EXPECT_EQ(calls_for(std::string(65'536, 'x')), one);
-    EXPECT_EQ(calls_for(std::string(2 * 65'536 + 1, 'x')), 3 * one);
+    // A sanitizer writes something of its own the first time.
+    file->append("x");
+    EXPECT_EQ(calls_for(std::string(65'536, 'x')), 1);
+    EXPECT_EQ(calls_for(std::string(2 * 65'536 + 1, 'x')), 3);
     EXPECT_EQ(file->size(), 196'610U);
 }
 

@@ -10,6 +10,7 @@
 #include <condition_variable>
 #include <deque>
 #include <exception>
+#include <list>
 #include <mutex>
 #include <optional>
 #include <stdexcept>
@@ -94,16 +95,34 @@ struct bundle_folder::reader : std::enable_shared_from_this<bundle_folder::reade
         bool is_done = false;
     };
 
+    struct worker {
+        std::thread thread;
+        bool has_ended = false;
+    };
+
     explicit reader(settings settings) : how(std::move(settings)) {}
 
     /// With the mutex held.
     void start_thread() {
+        join_ended();
         ++threads;
         last_progress = steady_clock::now();
-        std::thread([self = shared_from_this()] { self->work(); }).detach();
+        worker& added = workers.emplace_back();
+        added.thread = std::thread([self = shared_from_this(), &added] { self->work(added); });
     }
 
-    void work() {
+    /// With the mutex held. They are joined because on Windows a detached thread that ended made
+    /// others miss their wake-ups now and then.
+    void join_ended() {
+        std::erase_if(workers, [](worker& each) {
+            if (each.has_ended) {
+                each.thread.join();
+            }
+            return each.has_ended;
+        });
+    }
+
+    void work(worker& own) {
         std::unique_lock lock(mutex);
         while (!waiting.empty()) {
             const std::shared_ptr<job> next = waiting.front();
@@ -125,6 +144,7 @@ struct bundle_folder::reader : std::enable_shared_from_this<bundle_folder::reade
             }
         }
         --threads;
+        own.has_ended = true;
     }
 
     /// The jobs of these files, of which some may be under way since an earlier look.
@@ -181,6 +201,7 @@ struct bundle_folder::reader : std::enable_shared_from_this<bundle_folder::reade
     std::vector<std::shared_ptr<job>> under_way;
     std::map<std::filesystem::path, std::shared_ptr<job>> jobs;
     std::size_t threads = 0;
+    std::list<worker> workers;
     steady_clock::time_point last_progress;
 };
 
@@ -194,6 +215,12 @@ bundle_folder::bundle_folder(settings how)
 bundle_folder::~bundle_folder() {
     const std::lock_guard lock(reader_->mutex);
     reader_->waiting.clear();
+    reader_->join_ended();
+    for (auto& each : reader_->workers) {
+        if (each.thread.joinable()) {
+            each.thread.detach();
+        }
+    }
 }
 
 std::vector<bundle_file> bundle_folder::list() const {
