@@ -194,7 +194,7 @@ TEST_F(native_file_test, appends_a_long_text_in_pieces_of_at_most_65536_bytes) {
         return calls_that_write() - before;
     };
     // A sanitizer writes something of its own the first time.
-    file->append("x");
+    static_cast<void>(calls_for("x"));
     EXPECT_EQ(calls_for(std::string(65'536, 'x')), 1);
     EXPECT_EQ(calls_for(std::string(2 * 65'536 + 1, 'x')), 3);
     EXPECT_EQ(file->size(), 196'610U);
