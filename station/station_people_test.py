@@ -175,7 +175,7 @@ class the_question_on_a_terminal(unittest.TestCase):
         child, terminal = pty.fork()
         if child == 0:
             words = bench.command("restore", "--bundle", bench.bundle, "--all", "--plain", *arguments)
-            os.execv(words[0], words)
+            os.execvp(words[0], words)
         shown = b""
         try:
             while piece := os.read(terminal, 65536):
