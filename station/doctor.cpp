@@ -2,14 +2,12 @@
 
 #include "station/table.h"
 #include "station/text.h"
+#include "station/within_limit.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <condition_variable>
 #include <exception>
-#include <mutex>
-#include <thread>
 #include <utility>
 
 namespace vandrel::station {
@@ -302,13 +300,6 @@ findings guarded(const std::string& name, health without_answer,
     }
 }
 
-/// Of a check that runs on a thread of its own.
-struct answer {
-    std::mutex mutex;
-    std::condition_variable changed;
-    std::optional<findings> made;
-};
-
 class examination {
 public:
     examination(std::shared_ptr<doctor_host> host, doctor_options options)
@@ -316,17 +307,11 @@ public:
 
     /// What the check says or, when it says nothing in time, that. Whether it said something.
     bool run(const std::string& name, health without_answer, std::function<findings()> check) {
-        auto said = std::make_shared<answer>();
-        std::thread thread([said, name, without_answer, check = std::move(check)] {
-            findings made = guarded(name, without_answer, check);
-            const std::lock_guard lock(said->mutex);
-            said->made = std::move(made);
-            said->changed.notify_all();
-        });
-        std::unique_lock lock(said->mutex);
-        if (!said->changed.wait_for(lock, options_.limit,
-                                    [&said] { return said->made.has_value(); })) {
-            thread.detach();
+        auto said = within_limit<findings>(options_.limit,
+                                           [name, without_answer, check = std::move(check)] {
+                                               return guarded(name, without_answer, check);
+                                           });
+        if (!said) {
             result_.is_incomplete = true;
             result_.findings.push_back({name,
                                         health::problem,
@@ -335,11 +320,7 @@ public:
                                         {}});
             return false;
         }
-        lock.unlock();
-        // Detached from the start, one that soon ended made the wait for it, or for the next, last
-        // for the whole limit now and then, on Windows.
-        thread.join();
-        std::ranges::move(*said->made, std::back_inserter(result_.findings));
+        std::ranges::move(*said, std::back_inserter(result_.findings));
         return true;
     }
 
