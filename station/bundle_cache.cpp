@@ -1,7 +1,7 @@
 #include "station/bundle_cache.h"
 
 #include "station/event_json.h"
-#include "station/host.h"
+#include "station/replace_file.h"
 #include "station/text.h"
 #include "station/version.h"
 
@@ -131,24 +131,10 @@ void save_cache(const std::filesystem::path& file, const std::filesystem::path& 
     }
     const object root{
         {"version", version}, {"folder", json_text(text_of(folder))}, {"files", std::move(kept)}};
-    std::error_code error;
-    std::filesystem::create_directories(file.parent_path(), error);
-    std::filesystem::path unfinished = file;
-    // Another station may write its own.
-    unfinished += "." + std::to_string(own_process_number());
-    {
-        std::ofstream stream(unfinished, std::ios::binary);
-        stream << ascii_json(root) << "\n";
-        stream.close();
-        if (!stream) {
-            std::filesystem::remove(unfinished, error);
-            return;
-        }
-    }
-    std::filesystem::rename(unfinished, file, error);
-    if (error) {
-        std::filesystem::remove(unfinished, error);
-    }
+    std::error_code ignored;
+    std::filesystem::create_directories(file.parent_path(), ignored);
+    // Without it, the next look reads the files again.
+    static_cast<void>(replace_file(file, ascii_json(root) + "\n"));
 }
 
 } // namespace vandrel::station

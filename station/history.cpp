@@ -2,6 +2,7 @@
 
 #include "station/event_json.h"
 #include "station/host.h"
+#include "station/replace_file.h"
 
 #include <boost/json/array.hpp>
 #include <boost/json/object.hpp>
@@ -105,26 +106,14 @@ void add_to_history(const std::filesystem::path& file, const restored_try& newes
     std::vector<restored_try> tries = load_history(file);
     tries.push_back(newest);
     const auto kept = worth_keeping(tries);
-    std::error_code error;
-    std::filesystem::create_directories(file.parent_path(), error);
-    std::filesystem::path unfinished = file;
-    // Another station may write its own.
-    unfinished += "." + std::to_string(own_process_number());
-    {
-        std::ofstream stream(unfinished, std::ios::binary);
-        for (auto each = kept.rbegin(); each != kept.rend(); ++each) {
-            stream << line_of(**each);
-        }
-        stream.close();
-        if (!stream) {
-            std::filesystem::remove(unfinished, error);
-            return;
-        }
+    std::string content;
+    for (auto each = kept.rbegin(); each != kept.rend(); ++each) {
+        content += line_of(**each);
     }
-    std::filesystem::rename(unfinished, file, error);
-    if (error) {
-        std::filesystem::remove(unfinished, error);
-    }
+    std::error_code ignored;
+    std::filesystem::create_directories(file.parent_path(), ignored);
+    // Without it, the next runs know less.
+    static_cast<void>(replace_file(file, content));
 }
 
 } // namespace vandrel::station

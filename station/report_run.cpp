@@ -3,12 +3,12 @@
 #include "station/host.h"
 #include "station/preparation.h"
 #include "station/read_run.h"
+#include "station/replace_file.h"
 #include "station/report_page.h"
 #include "station/text.h"
 #include "station/version.h"
 
 #include <chrono>
-#include <fstream>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -30,26 +30,10 @@ std::filesystem::path folder_of(const station_arguments& arguments) {
     throw refusal(usage, "there is no run in " + printable(text_of(runs)));
 }
 
-void replace_file(const std::filesystem::path& file, const std::string& content) {
-    std::filesystem::path unfinished = file;
-    // Another process may make the same page.
-    unfinished += "." + std::to_string(own_process_number());
-    std::error_code error;
-    bool is_written = false;
-    {
-        std::ofstream stream(unfinished, std::ios::binary);
-        stream.write(content.data(), static_cast<std::streamsize>(content.size()));
-        stream.close();
-        is_written = static_cast<bool>(stream);
-    }
-    if (is_written) {
-        std::filesystem::rename(unfinished, file, error);
-    }
-    if (!is_written || error) {
-        std::error_code ignored;
-        std::filesystem::remove(unfinished, ignored);
+void write_page(const std::filesystem::path& file, const std::string& content) {
+    if (const auto why = replace_file(file, content)) {
         throw refusal(usage, printable(text_of(file)) + " cannot be written" +
-                                 (error ? ": " + error.message() : ""));
+                                 (why->empty() ? "" : ": " + *why));
     }
 }
 
@@ -78,8 +62,8 @@ int run_report(const station_arguments& arguments) {
                                  : std::filesystem::absolute(path_of(arguments.output), error);
     try {
         const run_record run = read_run(folder);
-        replace_file(page, report_page(run, {rfc3339(std::chrono::system_clock::now()),
-                                             text_of(folder), version}));
+        write_page(page, report_page(run, {rfc3339(std::chrono::system_clock::now()),
+                                           text_of(folder), version}));
     } catch (const refusal&) {
         throw;
     } catch (const std::runtime_error& why) {

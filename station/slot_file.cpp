@@ -1,11 +1,11 @@
 #include "station/slot_file.h"
 
 #include "station/event_text.h"
+#include "station/replace_file.h"
 #include "station/text.h"
 
 #include <algorithm>
 #include <charconv>
-#include <fstream>
 #include <stdexcept>
 #include <system_error>
 
@@ -130,21 +130,9 @@ void replace_slot_file(const std::filesystem::path& file, std::string_view conte
     if (error) {
         target = file;
     }
-    std::filesystem::path unfinished = target;
-    unfinished += ".new";
-    std::ofstream written(unfinished, std::ios::binary | std::ios::trunc);
-    written << content;
-    written.close();
-    if (!written) {
-        std::filesystem::remove(unfinished, error);
-        throw std::runtime_error(printable(text_of(file)) + " cannot be written");
-    }
-    std::filesystem::rename(unfinished, target, error);
-    if (error) {
-        std::error_code ignored;
-        std::filesystem::remove(unfinished, ignored);
-        throw std::runtime_error(printable(text_of(file)) +
-                                 " cannot be written: " + error.message());
+    if (const auto why = replace_file(target, content)) {
+        throw std::runtime_error(printable(text_of(file)) + " cannot be written" +
+                                 (why->empty() ? "" : ": " + *why));
     }
 }
 
