@@ -174,9 +174,14 @@ std::string live_view::fold(std::vector<const row*>& rows, std::size_t room) {
     rows.resize(std::min(rows.size(), room));
     std::ranges::sort(rows, {}, &row::order);
 
+    // What needs nobody first, what waits for its turn last.
+    constexpr auto order =
+        std::to_array({row_kind::restored, row_kind::left_alone, row_kind::running, row_kind::quiet,
+                       row_kind::failing, row_kind::failed, row_kind::waiting});
+    static_assert(order.size() == looks.size());
     std::vector<std::string> counts;
-    for (std::size_t i = 0; i < folded.size(); ++i) {
-        if (folded[i] > 0) {
+    for (const row_kind kind : order) {
+        if (const auto i = static_cast<std::size_t>(kind); folded[i] > 0) {
             counts.push_back(fmt::format("{} {} {}", looks[i].sign, folded[i], looks[i].name));
             counts.back().erase(0, counts.back().find_first_not_of(' '));
         }

@@ -71,10 +71,15 @@ void live_output::draw() {
     }
     *is_busy_ = true;
     const std::size_t count = bytes.size();
-    to_.post(count, [bytes = std::move(bytes), is_busy = is_busy_] {
+    const bool is_taken = to_.post(count, [bytes = std::move(bytes), is_busy = is_busy_] {
         terminal::write(bytes);
         *is_busy = false;
     });
+    if (!is_taken) {
+        // Lost with the lines that it would have changed: the next frame draws all.
+        *is_busy_ = false;
+        painter_ = {};
+    }
 }
 
 void live_output::close() {

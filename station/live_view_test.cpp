@@ -376,7 +376,7 @@ TEST(live_view, folds_what_has_no_room) {
                   " X E8   000A11B22C331048 " + failed,
                   " ! F7   000A11B22C331057 " + quiet,
                   " X F8   000A11B22C331058 " + failed,
-                  "   (+ 14 restored, . 6 waiting, 27 running: no room to show them)",
+                  "   (+ 14 restored, 27 running, . 6 waiting: no room to show them)",
                   " 38 running  6 waiting  14 restored  6 failed  0 stalled  0 left alone",
                   " 03:00:00 F7 QUIET no report for 00:10:00",
                   " 02:50:00 F8 FAILED no report came any more in Restoring image at 42 %",
