@@ -8,15 +8,10 @@ import tempfile
 import time
 import unittest
 
-from test_station import a_bench, a_run, completion, report, wait_until
+from test_station import a_run, completion, report, tests_of_benches, wait_until
 
 
-class faults(unittest.TestCase):
-    def bench(self, *scripts):
-        bench = a_bench(scripts)
-        self.addCleanup(bench.kept.cleanup)
-        return bench
-
+class faults(tests_of_benches):
     def test_a_temporary_folder_that_goes_ends_no_restore(self):
         bench = self.bench([report(), "await go", completion()], [completion()])
         first, second = bench.ecids

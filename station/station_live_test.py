@@ -10,7 +10,8 @@ import termios
 import threading
 import unittest
 
-from test_station import BOARD, CHIP, RULES, SILENCE, a_bench, completion, host_path, page, report, wait_until
+from test_station import (BOARD, CHIP, RULES, SILENCE, completion, host_path, page, report, tests_of_benches,
+                          wait_until)
 
 sys.dont_write_bytecode = True
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(page))), "scripts", "lib"))
@@ -60,12 +61,7 @@ class a_terminal(program_on_terminal):
         wait_until(is_there)
 
 
-class tests(unittest.TestCase):
-    def bench(self, *scripts, **more):
-        bench = a_bench(scripts, **more)
-        self.addCleanup(bench.kept.cleanup)
-        return bench
-
+class tests(tests_of_benches):
     def start(self, bench, *arguments, **more):
         return a_terminal(self, bench, *arguments, **more)
 

@@ -8,8 +8,8 @@ import sys
 import time
 import unittest
 
-from test_station import (RULES, a_bench, a_run, bench_state, completion, emulator, host_path, on_windows, report,
-                          station, tools_of, wait_until)
+from test_station import (RULES, a_run, bench_state, completion, emulator, host_path, on_windows, report, station,
+                          tests_of_benches, tools_of, wait_until)
 
 WRITES_FIRMWARE = 35
 MARKER = "vandrel-station.marker"
@@ -67,12 +67,7 @@ def scratch_folders(bench):
     return [name for name in os.listdir(bench.folder) if name.startswith("vs-")]
 
 
-class tests(unittest.TestCase):
-    def bench(self, *scripts, **more):
-        bench = a_bench(scripts, **more)
-        self.addCleanup(bench.kept.cleanup)
-        return bench
-
+class tests(tests_of_benches):
     def start(self, bench, *arguments, **more):
         return a_started_station(self, bench, *arguments, **more)
 

@@ -6,18 +6,13 @@ import re
 import sys
 import unittest
 
-from test_station import (BOARD, CHIP, a_bench, a_folder, completion, host_path, internal_error, on_windows, record,
-                          report, simulator)
+from test_station import (BOARD, CHIP, a_folder, completion, host_path, internal_error, on_windows, record, report,
+                          simulator, tests_of_benches)
 
 SUCCESS = record("CommandSuccess", True)
 
 
-class tests(unittest.TestCase):
-    def bench(self, *scripts, **more):
-        bench = a_bench(scripts, **more)
-        self.addCleanup(bench.kept.cleanup)
-        return bench
-
+class tests(tests_of_benches):
     def reasons(self, bench):
         ended = bench.ended()
         return [ended[ecid]["reason"] for ecid in bench.ecids]

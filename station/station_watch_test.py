@@ -6,8 +6,8 @@ import sys
 import time
 import unittest
 
-from test_station import (BOARD, CHIP, RULES, a_bench, a_run, completion, ecid, host_path, internal_error, on_windows,
-                          record, report, simulator, wait_until)
+from test_station import (BOARD, CHIP, RULES, a_run, completion, ecid, host_path, internal_error, on_windows, record,
+                          report, simulator, tests_of_benches, wait_until)
 
 A, B, C = ecid(1), ecid(2), ecid(3)
 # A visit ends with the second list without the device.
@@ -15,12 +15,7 @@ VISITS = {**RULES, "away": 0}
 FAILS = [report(status="Failed", Error=9), "exit 1"]
 
 
-class watches(unittest.TestCase):
-    def bench(self, *scripts):
-        bench = a_bench(scripts)
-        self.addCleanup(bench.kept.cleanup)
-        return bench
-
+class watches(tests_of_benches):
     def watch(self, bench, *arguments, rules=VISITS):
         return a_run(self, bench, "--watch", *arguments, rules=rules)
 

@@ -8,6 +8,7 @@ import sys
 import tempfile
 import threading
 import time
+import unittest
 import zipfile
 
 page, station, tool, simulator, *emulator = sys.argv[1:]
@@ -231,6 +232,14 @@ def wait_until(is_so, seconds=60):
         if time.monotonic() > end:
             raise AssertionError("it did not come about")
         time.sleep(0.01)
+
+
+class tests_of_benches(unittest.TestCase):
+    def bench(self, *scripts, **more):
+        """A bench that goes with the test."""
+        bench = a_bench(scripts, **more)
+        self.addCleanup(bench.kept.cleanup)
+        return bench
 
 
 class a_run:
