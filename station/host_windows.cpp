@@ -132,9 +132,6 @@ BOOL WINAPI handle_control(DWORD control) {
 /// Windows announces logging off and shutting down to the windows of a program that uses them, not
 /// to its console.
 std::optional<LRESULT> handle_session(UINT message, WPARAM what) {
-    if (message == WM_QUERYENDSESSION) {
-        return TRUE;
-    }
     if (message == WM_ENDSESSION && what != FALSE) {
         end_run();
     }

@@ -41,6 +41,9 @@ start_wine() (
     wineserver --persistent
     "${without_address_randomisation[@]}" wine wineboot
     "${without_address_randomisation[@]}" wine reg delete 'HKCU\Volatile Environment' /v LOCALAPPDATA /f || true
+    # The first program with a window starts Wine's desktop, which keeps that program's handles as long as any program
+    # has a window. This one has it from the start, so that no test waits for the end of its output.
+    "${without_address_randomisation[@]}" wine notepad &
 ) </dev/null >/dev/null 2>&1
 
 stop_wine() (
