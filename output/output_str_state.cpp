@@ -1,8 +1,9 @@
 #include "output/output_str_state.h"
 
 #include <cstdio>
-#include <thread>
 #include <utility>
+
+#include <immintrin.h>
 
 namespace vandrel {
 
@@ -11,10 +12,11 @@ namespace {
 /// Locks the mutex, without sleeping if it is free soon: the writer mostly holds it for a shorter
 /// time than a thread needs to wake up. 100,000 reports take a third less time with it.
 std::unique_lock<std::mutex> lock_soon(std::mutex& mutex) {
-    constexpr int most_tries = 50;
+    // Some tens of microseconds.
+    constexpr int most_tries = 4000;
     std::unique_lock lock(mutex, std::try_to_lock);
     for (int tries = 1; !lock && tries < most_tries; ++tries) {
-        std::this_thread::yield();
+        _mm_pause();
         static_cast<void>(lock.try_lock());
     }
     if (!lock) {
