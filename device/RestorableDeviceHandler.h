@@ -72,7 +72,7 @@ public:
     device_handle waitForDevice(const Orv::ecid& ecid);
 
     /// Carries out exit_recovery or no_exit_recovery on `recoveryDevice`, which is borrowed, and
-    /// writes the "CommandSuccess" record. Does nothing for other operations. Throws
+    /// writes the "CommandSuccess" record. Does nothing for other commands. Throws
     /// cf_error_handle when the device refuses, std::invalid_argument when `recoveryDevice` is
     /// null.
     void operateOnRecoveryDevice(_AMRecoveryModeDevice* recoveryDevice);

@@ -12,7 +12,7 @@ namespace vandrel {
 ///
 /// An object calls open with its address when it is ready for callbacks, and close before any of
 /// its members is destroyed. A callback calls enter first, and uses the object only if the visit is
-/// true. close waits until no callback is running. Thread-safe.
+/// true. close waits until no callback is using that object. Thread-safe.
 class callback_gate {
 public:
     /// Marks a callback as running until it is destroyed.
@@ -33,8 +33,8 @@ public:
 
     void open(const void* object);
 
-    /// Every later visit of `object` is false. Returns when no callback is running. A callback must
-    /// not call it.
+    /// Every later visit of `object` is false. Returns when no callback is using it. A callback
+    /// must not call it.
     void close(const void* object);
 
     [[nodiscard]] visit enter(const void* object);

@@ -23,8 +23,8 @@ struct ecid_hash {
 };
 
 /// The attached devices by ECID, and whether the session is being torn down. Thread-safe: both are
-/// reached only through `access`, which holds the lock. The private fields have the names that
-/// docs/architecture.md uses under "Locks".
+/// reached only through `access`, which holds the lock. The private fields have names like
+/// those that logs and MobileDevice use.
 ///
 ///     {
 ///         auto table = devices.lock();
@@ -48,7 +48,8 @@ public:
         /// Cannot be undone.
         void begin_teardown() { table_.inTeardown = true; }
 
-        /// Releases the lock until notify_all is called, or `timeout` has passed, or spuriously.
+        /// Releases the lock and waits until notify_all is called or `timeout` has passed. It can
+        /// also return without a reason. The lock is held again then.
         void wait_for_change(std::chrono::nanoseconds timeout) {
             table_.devicesChanged.wait_for(lock_, timeout);
         }

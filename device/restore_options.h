@@ -9,9 +9,9 @@
 
 namespace vandrel {
 
-/// For a restore of the IPSW bundle at `bundle`: MobileDevice's default options, and in addition
-/// the bundle's path; a new path under `scratch` for its personalised copy, another one for each
-/// call; the values for an erasing or an updating restore. Throws std::runtime_error when
+/// For a restore of the IPSW bundle at `bundle`: MobileDevice's default options, with these
+/// added: the bundle's path, a path under `scratch` for its personalised copy (different in each
+/// call), and the two values for an erasing or an updating restore. Throws std::runtime_error when
 /// MobileDevice has no defaults or a path cannot be converted.
 cf_handle<CFMutableDictionaryRef> make_restore_options(const boost::filesystem::path& bundle,
                                                        bool erase,

@@ -29,8 +29,8 @@ public:
     /// value of the clock when the sum would pass that. `now` is not negative.
     explicit deadline(std::int64_t timeout, std::int64_t now = monotonic_now());
 
-    /// How long to block next: the time from `now` to the deadline, at most an hour, for the
-    /// standard library's own clock arithmetic overflows with durations near the largest; zero once
+    /// How long to block next: the time from `now` to the deadline, at most an hour, because
+    /// the standard library's clock arithmetic overflows with durations near the largest; zero once
     /// the deadline has come.
     std::chrono::nanoseconds remaining(std::int64_t now = monotonic_now()) const;
 

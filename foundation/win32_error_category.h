@@ -30,8 +30,8 @@ private:
 std::string message_without_text(std::int32_t code, std::uint32_t error);
 
 /// The calling thread's last-error number. To be taken right after the call that failed, before any
-/// other call can change it. The result wraps a std::error_code of win32_error_category: convert
-/// it to one to get the number, which value() of the result is not.
+/// other call can change it. The result wraps a std::error_code of win32_error_category. Its own
+/// value() is not the number: convert it to std::error_code first.
 boost::system::error_code last_win32_error();
 
 } // namespace vandrel

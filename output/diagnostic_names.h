@@ -56,8 +56,8 @@ inline constexpr diagnostic_name print_formatted_error{
 
 } // namespace diagnostic_names
 
-/// Reports a broken precondition of a session's function, which has an assertion: throws
-/// std::invalid_argument, as fail_assertion does.
+/// Reports a broken precondition of a function of the session. `name` is one with an assertion
+/// line. Throws std::invalid_argument, as fail_assertion does.
 [[noreturn]] inline void fail_session_assertion(const diagnostic_name& name,
                                                 std::string_view condition) {
     fail_assertion(diagnostic_names::session_source, name.assertion_line, name.signature,

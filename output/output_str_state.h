@@ -40,7 +40,8 @@ public:
     /// written, including those queued. Off at first.
     void set_debug(bool debug);
 
-    /// Queues a diagnostic. Like all the others, waits while the writer is writing.
+    /// Queues a diagnostic. This function and all others but writer_loop wait while the writer is
+    /// writing.
     void push_debug(std::string text);
 
     /// Queues a record's document.

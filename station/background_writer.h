@@ -10,8 +10,8 @@
 
 namespace vandrel::station {
 
-/// Does tasks in their order. A task that never ends harms nobody: the thread is not waited for.
-/// Nor does one that throws. Any thread may call.
+/// Does tasks in their order. A task that never ends, or that throws, harms nobody: the
+/// thread is not waited for. Any thread may call.
 class background_writer {
 public:
     /// Tasks are refused while those that wait hold more bytes than this.

@@ -39,7 +39,8 @@ struct bench_times {
     /// No list is begun for so long after a tool's start.
     time list_after_start = std::chrono::seconds(5);
     time list_limit = std::chrono::seconds(30);
-    /// A visit ends when the device has been away for so long, and in two lists.
+    /// A visit ends when the device has been away for so long, and two lists in a row have
+    /// not had it.
     time away = std::chrono::seconds(60);
     /// A restored device that is back sooner did not start.
     time came_back = std::chrono::minutes(10);

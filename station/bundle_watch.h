@@ -17,8 +17,8 @@
 namespace vandrel::station {
 
 /// Looks into the folder, in a thread of its own, whenever a list of devices begins and no look is
-/// under way. A list that is there before the look it began waits for it, but not for a folder that
-/// does not answer.
+/// under way. A list that arrives before the end of the look which it began waits for that end, but
+/// not for a folder that does not answer.
 class bundle_watch {
 public:
     /// `happened` is called in the loop's thread: with lists, and with what the folder has. A list

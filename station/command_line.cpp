@@ -123,7 +123,7 @@ void add_devices(CLI::App* to, station_arguments& result) {
         ->type_name("FILE");
     to->add_flag("--all", options.all, "All devices that are attached");
     to->add_flag("--yes", options.yes, "Do not ask");
-    to->add_option("--expect", options.expect, "Refuse unless so many devices are chosen")
+    to->add_option("--expect", options.expect, "Refuse unless exactly N devices are chosen")
         ->type_name("N");
     to->add_flag("--dry-run", options.dry_run, "Show what would be done, and end");
 }
@@ -252,7 +252,8 @@ CLI::App* add_bundles(CLI::App& app, station_arguments& result) {
 }
 
 CLI::App* add_report(CLI::App& app, station_arguments& result) {
-    CLI::App* to = app.add_subcommand("report", "Make a page of a run, over or under way");
+    CLI::App* to =
+        app.add_subcommand("report", "Make a page of a run that has ended or is under way");
     to->add_option("RUN-FOLDER", result.run_folder,
                    "The folder of the run (the newest in the local application data)");
     to->add_option("--output", result.output, "The page (report.html in the run's folder)")

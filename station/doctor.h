@@ -73,8 +73,8 @@ struct bundle_room {
     bool is_on_network = false;
 };
 
-/// A folder with the name of a tool's scratch folder. Whatever holds for anything in it holds for
-/// it.
+/// A folder with the name of a tool's scratch folder. If anything in it is a link, another user's
+/// or open, the folder counts as such.
 struct left_folder {
     std::filesystem::path path;
     /// Why not all of it could be looked at; empty otherwise.

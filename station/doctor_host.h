@@ -51,7 +51,7 @@ entry_facts look_at(const std::filesystem::path& path);
 bool is_in_use(const std::filesystem::path& folder,
                const std::vector<std::filesystem::path>& entries);
 
-/// All processes, of which `name` is that of the program's file.
+/// All processes; `name` is the file name of the program.
 std::vector<running_tool> running_processes();
 
 } // namespace vandrel::station

@@ -1,7 +1,8 @@
 #pragma once
 
 /// The events of a run: what the JSON log holds, one line each, and what every view is made from.
-/// They are plain values. The log adds `v`, `time`, `run`, `message` and `tags` to each.
+/// They are plain values. The log adds `v`, `time`, `run`, `message` and `tags` to each, and
+/// `left_s` to an operation.
 
 #include "station/device.h"
 #include "station/report.h"
@@ -251,7 +252,7 @@ struct event_device {
 
 struct cancel {
     /// 1: no new device is begun. 2: tools are ended. 3: also those that write firmware. 0: the
-    /// session ends, and with it the run, at once.
+    /// run ends at once, because the session ends or the station cannot go on.
     int stage = 1;
     /// With stage 2, the devices whose tools were not ended, because they write firmware.
     std::vector<event_device> writing_firmware;

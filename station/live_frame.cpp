@@ -265,7 +265,7 @@ std::string live_view::hint() const {
     for (const event_device& each : cancelled_.writing_firmware) {
         places.push_back(place_or_ecid(each));
     }
-    return fmt::format(" Ctrl-C twice in 10 s: also end those that write firmware: {}",
+    return fmt::format(" Ctrl-C (after 10 s: twice): also end those that write firmware: {}",
                        fmt::join(places, ", "));
 }
 

@@ -16,8 +16,8 @@ namespace vandrel::station {
 /// view, and the question. One thread.
 class live_output {
 public:
-    /// `to` does what can wait for the terminal. While the view is open, it gets nothing else that
-    /// is written there. `has_bell`: failures and the end are also heard.
+    /// `to` does what may block on the terminal. While the view is open, it gets nothing else to
+    /// write there. `has_bell`: failures and the end are also heard.
     live_output(live_view view, background_writer& to, bool has_bell);
     /// Leaves the terminal as it was found.
     ~live_output();

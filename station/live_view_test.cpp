@@ -466,7 +466,8 @@ TEST(live_view, says_what_the_next_ctrl_c_does) {
     run.take(cancel{1, {}});
     EXPECT_EQ(run.last_line(), " Ctrl-C: end the running tools. Unplug nothing but + and X.");
     run.take(cancel{2, {device(1, "A1"), device(2, "A2")}});
-    EXPECT_EQ(run.last_line(), " Ctrl-C twice in 10 s: also end those that write firmware: A1, A2");
+    EXPECT_EQ(run.last_line(),
+              " Ctrl-C (after 10 s: twice): also end those that write firmware: A1, A2");
     run.take(cancel{3, {}});
     EXPECT_EQ(run.last_line(), " The running tools are ended. Unplug nothing but + and X.");
 }

@@ -28,7 +28,8 @@ public:
     void flush();
     /// Text for people: on standard output, or with JSON there on standard error.
     void show(const std::string& text);
-    /// One sentence without a full stop, on standard error, once that shows on a screen.
+    /// One sentence without a full stop, on standard error. While the live view is open, it
+    /// waits for the end of that.
     void complain(const std::string& why);
 
     /// None in a run that only shows.

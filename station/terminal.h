@@ -19,11 +19,12 @@ bool can_be_drawn_on();
 
 screen_size size();
 
-/// Changes the terminal's settings and shows the second screen. Can wait for the terminal.
+/// Changes the terminal's settings and shows the second screen. May block until the terminal has
+/// taken the sequences.
 void enter();
 
-/// Puts back what `enter` has changed, which does nothing any more after this. Any thread. Waits
-/// until the terminal has taken the sequences.
+/// Puts back what `enter` has changed. After this, `enter` does nothing. Any thread. Waits until
+/// the terminal has taken the sequences.
 void leave();
 
 /// The same without waiting: a terminal that takes nothing only gets its settings back. An abort

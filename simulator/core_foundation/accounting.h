@@ -32,8 +32,9 @@ void fail_creation(std::int64_t n);
 /// The number of creations until one fails, that one included; 0 if none is set to fail.
 std::int64_t creations_until_failure();
 
-/// During its lifetime, the objects that its thread creates are not counted, also later, and their
-/// creation is not made to fail. For the objects that the simulator itself keeps. Scopes may nest.
+/// Objects that its thread creates during its lifetime are never counted, not even after its end,
+/// and their creation is not made to fail. For the objects that the simulator itself keeps. Scopes
+/// may nest.
 class unaccounted_scope {
 public:
     unaccounted_scope();

@@ -23,8 +23,8 @@ namespace simulator {
 /// from any thread.
 class running_simulation {
 public:
-    /// Throws std::system_error if the journal cannot be written, and std::runtime_error if the
-    /// bench cannot be used.
+    /// Throws std::runtime_error with a text of one line if the journal or the bench cannot be
+    /// used.
     running_simulation(scenario played, const simulation_options& options);
     running_simulation(const running_simulation&) = delete;
     running_simulation& operator=(const running_simulation&) = delete;
