@@ -144,6 +144,14 @@ class check_includes(unittest.TestCase):
                     f"tests/capture.cpp:1: depends on the host by {macro}; use a pair of sources "
                     "for code that differs between hosts")
 
+    def test_only_tests_include_what_can_keep_a_program_from_ending(self):
+        for header in ("latch", "barrier", "semaphore"):
+            with self.subTest(header):
+                self.assert_only_violation(
+                    {"foundation/a.cpp": f"#include <{header}>\n", "foundation/a_test.cpp": f"#include <{header}>\n"},
+                    f"foundation/a.cpp:1: <{header}> can keep a program for Windows from ending; use a mutex and a "
+                    "condition variable")
+
     def test_a_folder_without_a_rule_is_refused(self):
         self.assert_only_violation(
             {"gadgets/a.cpp": '#include "platform/core.h"\n'},

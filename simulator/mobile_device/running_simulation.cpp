@@ -5,8 +5,9 @@
 #include "simulator/mobile_device/utf8_path.h"
 
 #include <algorithm>
+#include <condition_variable>
 #include <filesystem>
-#include <latch>
+#include <mutex>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -129,9 +130,19 @@ void running_simulation::pass(double seconds) const {
 }
 
 void running_simulation::notify(const played_event& event, const listener& recipient) {
-    std::latch all_started(static_cast<std::ptrdiff_t>(event.about.threads));
+    // No std::latch: its waiters are kept in an object that the end of the process destroys. Under
+    // Windows that never returns if a thread was using it when the process ended.
+    std::mutex mutex;
+    std::condition_variable has_started;
+    std::size_t missing = event.about.threads;
     const auto call = [&] {
-        all_started.arrive_and_wait();
+        {
+            std::unique_lock lock(mutex);
+            if (--missing == 0) {
+                has_started.notify_all();
+            }
+            has_started.wait(lock, [&] { return missing == 0; });
+        }
         recipient.callback(event.device.get(), event.about.type, recipient.context);
     };
     std::vector<std::thread> others;
