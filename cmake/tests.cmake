@@ -20,7 +20,7 @@ if(WIN32)
     set(VANDREL_TEST_LINK_OPTIONS -fno-use-linker-plugin -wrapper ${PROJECT_SOURCE_DIR}/scripts/lib/link-with-lld)
 endif()
 
-# The main function of all test programs. It fails a test that leaks a CoreFoundation object.
+# The main function of all test programs but forwarding_tests. It fails a test that leaks a CoreFoundation object.
 add_library(vandrel_test_main OBJECT ${PROJECT_SOURCE_DIR}/tests/test_main.cpp)
 target_compile_options(vandrel_test_main PRIVATE ${VANDREL_TEST_OPTIONS})
 target_link_libraries(vandrel_test_main PUBLIC vandrel_core vandrel_simulator GTest::gmock)

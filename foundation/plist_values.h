@@ -13,9 +13,9 @@ namespace vandrel {
 cf_handle<CFMutableDictionaryRef> cferror_to_dictionary(CFErrorRef error);
 
 /// A deep copy of property-list types only: scalars are shared, arrays and dictionaries are copied,
-/// errors become their dictionaries, every other type gives null. What cannot be
-/// copied, or has a key that is no string, is dropped when `strict` is 0; otherwise the result is
-/// null, and nothing after the failure is converted. Null gives null.
+/// errors become their dictionaries, every other type gives null. An element that
+/// cannot be copied, or an entry whose key is no string, is dropped when `strict` is 0; otherwise
+/// the result is null, and nothing after the failure is converted. Null gives null.
 cf_handle<CFTypeRef> make_plist_compatible(CFTypeRef value, std::int32_t strict);
 
 /// make_plist_compatible; throws std::runtime_error when that gives null and `strict` is 1.

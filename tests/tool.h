@@ -55,6 +55,7 @@ class running_tool;
 ///     VANDREL_FAIL_CREATIONS=1         repeats each `run` once for each CoreFoundation object that
 ///                                      it creates, failing that creation: the tool must end by
 ///                                      itself with one of its exit statuses, and leave nothing
+///                                      behind.
 class tool_call {
 public:
     explicit tool_call(std::vector<std::string> arguments);

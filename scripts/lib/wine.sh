@@ -7,7 +7,7 @@ wine_environment() {
     export WINEPREFIX=${VANDREL_WINEPREFIX:-$deps/wine} WINEARCH=win64 WINEDEBUG=-all
     # English texts, and file names with any characters, whatever the machine's locale.
     export LC_ALL=C.UTF-8
-    # Disables the browser engine, .NET and menu entries, and offers to install them.
+    # Disables the browser engine, .NET and menu entries. Wine then does not offer to install the first two.
     export WINEDLLOVERRIDES='mscoree,mshtml,winemenubuilder.exe='
     unset DISPLAY WAYLAND_DISPLAY
     # Tests give another folder. start_wine removes the value that Wine would put in its place.

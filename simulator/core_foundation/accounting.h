@@ -32,9 +32,9 @@ void fail_creation(std::int64_t n);
 /// The number of creations until one fails, that one included; 0 if none is set to fail.
 std::int64_t creations_until_failure();
 
-/// Objects that its thread creates during its lifetime are never counted, not even after its end,
-/// and their creation is not made to fail. For the objects that the simulator itself keeps. Scopes
-/// may nest.
+/// While a scope exists, the objects that the scope's thread creates are not counted, then or
+/// later, and their creation is not made to fail. For the objects that the simulator itself keeps.
+/// Scopes may nest.
 class unaccounted_scope {
 public:
     unaccounted_scope();
