@@ -1,6 +1,6 @@
 #pragma once
 
-/// Which bundle a device gets. Nothing here reads a file.
+/// The order of bundles, and which ones are for a device. Nothing here reads a file.
 
 #include "station/bundle.h"
 

@@ -146,7 +146,7 @@ void add_run(CLI::App* to, station_arguments& result) {
                   result.tags.insert(split_pair(each));
               }
           },
-          "Stands in every event of the log")
+          "A tag for every event of the log; can be given several times")
         ->type_name("KEY=VALUE")
         ->allow_extra_args(false);
     to->add_flag("--quiet", result.quiet, "No bell at a failure and at the end");
@@ -315,10 +315,10 @@ void add_view(CLI::App* to, station_arguments& result) {
 
 void add_program(CLI::App* to, station_arguments& result) {
     to->add_option("--tool", result.tool.program,
-                   "Program in the place of the vandrel beside this one")
+                   "Program to start instead of the vandrel beside this one")
         ->type_name("PROGRAM");
     to->add_option("--tool-argument", result.tool.arguments,
-                   "What its command line begins with; give one each time")
+                   "An argument in front of all others; can be given several times")
         ->type_name("ARGUMENT")
         ->allow_extra_args(false);
     to->add_option_function<std::vector<std::string>>(

@@ -248,7 +248,7 @@ std::string advice_for(end_reason reason) {
     case end_reason::never_began:
         return "Look at its diagnostics, plug it in anew, and restore it again.";
     case end_reason::tool_not_started:
-        return "Look whether the tool is installed whole.";
+        return "Check that all files of the tool are installed.";
     case end_reason::tool_given_up:
         return "Unplug it. If the tool still runs, restart the computer.";
     case end_reason::not_back:

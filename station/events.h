@@ -96,7 +96,7 @@ struct counts {
 /// Where a restore is.
 struct operation_progress {
     std::int32_t operation = 0;
-    /// Empty when the record did not have it.
+    /// Empty when neither the record nor the table of operations has one.
     std::string name;
     std::int64_t progress = 0;
 
@@ -118,7 +118,7 @@ struct device_found {
 };
 
 /// Nothing is done to the device, at least for now. In a watch it can be worked on later: when the
-/// other station has let go of it, or in a new visit.
+/// other station has let go of it, when the folder has a bundle for it, or in a new visit.
 struct device_left_alone {
     end_reason reason = end_reason::unfit;
     /// The process number of the station that holds it, with `held`.

@@ -8,8 +8,8 @@ namespace vandrel::station {
 struct outcome {
     /// Consent is missing, or not as many devices are chosen as were expected; nothing was touched.
     bool refused = false;
-    /// The first list could not be had; or, in a run that is no watch, no chosen device can be
-    /// begun, and the bundle of at least one needs more room than there is.
+    /// The first list could not be had; or, in a dry run or one that is no watch, no chosen
+    /// device can be begun, and the bundle of at least one needs more room than there is.
     bool cannot_work = false;
     /// No device that was asked for fits and is free; or a device named by its ECID does not fit.
     bool nothing_fits = false;

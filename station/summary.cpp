@@ -85,7 +85,7 @@ void summary::take(const event& what, std::chrono::system_clock::time_point time
         its.visit = ++visits_[what.device->ecid];
     } else if (const auto* started = std::get_if<try_started>(&what.body)) {
         its.with = started->with;
-        // The other station has let go of a device that was left alone.
+        // A device that was left alone can be worked on now.
         its.ended.reset();
         its.holder.reset();
     } else if (const auto* left = std::get_if<device_left_alone>(&what.body)) {

@@ -25,7 +25,7 @@ public:
     void take_process_end(std::int64_t exit_status, awake_time now);
     void take_stream_end() { stream_ended_ = true; }
 
-    /// quiet, once a silence. Nothing as long as reports come often enough.
+    /// The event `quiet`, once for each silence; nothing while reports come often enough.
     std::optional<event_body> quiet_event(awake_time now);
 
     /// Counts silence anew; gives quiet_over when one was shown.
