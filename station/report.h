@@ -67,8 +67,8 @@ bool completes(const restore_report& report);
 bool succeeds(const restore_report& report);
 
 /// Whether the report says that the restore has failed: its status is "Failed", or it completes
-/// with an error. An error in any other report is a warning, unless no success follows it: see
-/// tool_run.
+/// with an error. An error in any other report is a warning at first; tool_run judges it at the
+/// end.
 bool fails(const restore_report& report);
 
 /// Whether firmware is being written or a battery charged in this operation: silence is normal

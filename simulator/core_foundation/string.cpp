@@ -11,14 +11,12 @@
 #include <mutex>
 #include <unordered_map>
 
-// A literal: without optimisation, the compiler sees only with one that no bit is lost.
-constexpr CFIndex largest_length = 0x3fff'ffff'ffff'ffff;
-
 __CFString::__CFString(std::string text, CFIndex length, bool valid)
-    // No text is as long as the mask; without it, the compiler warns of lost bits.
+    // No text is as long as the mask. Without it, the compiler warns of lost bits; so it does
+    // without optimisation, if the mask is no literal.
     : object(static_type()),
       utf8(std::move(text)),
-      utf16_length(length & largest_length),
+      utf16_length(length & 0x3fff'ffff'ffff'ffff),
       is_valid(valid) {}
 
 const simulator::runtime_type& __CFString::static_type() {
