@@ -5,9 +5,9 @@
     benchmark.py BIN WORK --quick [--write]
 
 BIN has the programs, WORK is a folder for their input files. Exits with 1 if a figure exceeds its "must". With
---only, it measures the rows that contain WORD, and does not change the page. --quick counts the instructions
-of a few jobs and exits with 1 if a job takes over 5 % more than in benchmarks/instruction_counts.json; --write
-writes that file.
+--only, it measures the rows with WORD in their first column, and does not change the page. --quick counts the
+instructions of a few jobs and exits with 1 if a job takes over 5 % more than in
+benchmarks/instruction_counts.json, or is not in it; --write writes that file.
 """
 import argparse
 import json

@@ -10,7 +10,7 @@
 
 namespace vandrel::benchmarks {
 
-/// A pipe that a thread empties as fast as it can. It counts the bytes.
+/// A pipe that a thread empties as fast as it can, counting the bytes.
 class drained_pipe {
 public:
     drained_pipe() {

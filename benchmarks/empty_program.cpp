@@ -1,4 +1,5 @@
-/// empty_program TEXT: loads the libraries that the product loads, writes TEXT and ends.
+/// empty_program TEXT: loads the libraries that the product loads, except the product's own, writes
+/// TEXT to standard output and ends.
 
 #include <cstdio>
 #include <cstdlib>

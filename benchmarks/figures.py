@@ -92,7 +92,7 @@ def between_markers(page, begin, end, text):
 
 
 def grown(counts, kept, margin):
-    """The jobs whose count has grown by more than `margin`, and new jobs, each with a message."""
+    """The jobs whose count has grown by more than `margin` (0.05 is 5 %), and new jobs, each with a message."""
     messages = []
     for job, count in counts.items():
         if job not in kept:

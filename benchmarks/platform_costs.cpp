@@ -51,8 +51,9 @@ struct costs {
 
 costs counted;
 thread_local bool is_counting = false;
-/// What the platform allocates is its own. What the core allocates when the platform calls it back
-/// is left out with that: the core does so only to copy and check containers, which takes none.
+/// What the platform allocates is not counted. Nor is what the core allocates while the platform
+/// calls it back: that happens only to copy and check containers, for which the core allocates
+/// nothing.
 thread_local bool is_in_platform = false;
 
 } // namespace

@@ -1,11 +1,12 @@
 /// process_timer RUNS COPIES STREAM PROGRAM [ARGUMENTS...]: runs COPIES of a program at the same
 /// time, RUNS times. The STREAM of each (1: standard output, 2: standard error) is a pipe, which is
 /// emptied here. Prints one line: the median time in seconds from the first start to the last end,
-/// the largest peak memory in bytes, the exit status, which must be the same for all, and the
-/// processor time in seconds that all copies took themselves, without their own children: the
-/// largest of the runs.
+/// the largest peak memory in bytes, the exit status, and the processor time in seconds that all
+/// copies took themselves, without their own children: the largest of the runs. If copies end with
+/// different exit statuses, one of these is printed.
 ///
-/// It is small, because a program's peak memory includes that of the process that started it.
+/// process_timer is small, because a program's peak memory includes that of the process that
+/// started it.
 
 #include <algorithm>
 #include <cerrno>

@@ -1,5 +1,6 @@
-/// Checks the station's rules, which are written a second time, over random histories: clocks with
-/// gaps, lists that fail, processes that end before and after their streams.
+/// Checks the decisions of the station's rules against rules that are written down a second time,
+/// over random histories: clocks with gaps, lists that fail, processes that end before and after
+/// their streams.
 
 #include "fuzzers/fuzzing.h"
 #include "station/test_bench_play.h"

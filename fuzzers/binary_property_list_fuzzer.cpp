@@ -1,6 +1,6 @@
-/// CFPropertyListCreateWithData on binary property lists: a value or an error. What is read is
-/// written as XML, read again to the same value, and written again to the same bytes, as far as XML
-/// can hold it.
+/// CFPropertyListCreateWithData on binary property lists: a value or an error. A value of at most
+/// 2,000 parts is written as XML, read again to the same value, and written again to the same
+/// bytes, as far as XML can hold it.
 
 #include "fuzzers/fuzzing.h"
 #include "fuzzers/xml_outcome.h"
@@ -15,8 +15,8 @@ namespace vandrel::fuzzing {
 
 namespace {
 
-/// Subtracts the number of values, with shared values counted each time, from `allowance`; false if
-/// there are more.
+/// Subtracts the number of values from `allowance`; false if there are more. A shared value is
+/// counted each time.
 bool unfolds_within(CFTypeRef value, int& allowance) {
     if (--allowance < 0) {
         return false;

@@ -4,10 +4,12 @@
 ///
 ///     {'Status''Restoring' 'Operation'9 'Extra'[t f n u (1 2) e'reason' b'bytes' d86400]}
 ///
-/// Strings are in single quotes. [] is an array, {} a dictionary of alternating keys and values, ()
-/// a set; t and f are booleans, n is null, u a URL. An optional string follows e, an error, and b,
-/// data; an optional number follows d, a date. i is an infinite number. All other characters, such
-/// as spaces, are ignored; the end of the text closes everything.
+/// Strings are in single quotes, numbers have digits, "-" and ".". [] is an array, {} a dictionary
+/// of alternating keys and values, () a set; t and f are booleans, n is null, u a URL. An optional
+/// string follows e, an error, and b, data; an optional number follows d, a date. i is an infinite
+/// number. All other characters, such as spaces, are ignored, and so is what opens more than 600
+/// nested containers. Any closing bracket closes the innermost container; the end of the text
+/// closes everything. Of equal keys of a dictionary, the first counts.
 
 #include "foundation/cf_handle.h"
 
@@ -20,8 +22,8 @@ namespace vandrel::fuzzing {
 /// and never with the functions under test.
 struct described_value {
     cf_handle<CFTypeRef> value;
-    /// The copy without the parts that a property list cannot hold; null if it cannot hold the
-    /// value itself.
+    /// The copy without the parts that a property list cannot hold, with dictionaries in place of
+    /// errors; null if a property list cannot hold the value itself.
     cf_handle<CFTypeRef> compatible;
     /// Whether nothing is dropped.
     bool is_compatible = true;

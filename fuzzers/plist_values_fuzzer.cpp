@@ -1,6 +1,6 @@
 /// make_plist_compatible, to_xml_plist_compatible and is_valid_plist_value with values of all types
-/// of objects (object_graph.h). They return the expected results; a result is valid in every format
-/// that has values, is not changed by another conversion, and can be written as XML.
+/// of objects (object_graph.h). They return the expected results. A copy is valid in XML and in
+/// binary form, is not changed by another conversion, and can be written as XML.
 
 #include "foundation/plist_values.h"
 #include "fuzzers/fuzzing.h"

@@ -1,7 +1,8 @@
 /// restoreCallback with reports of any content (object_graph.h). A valid report makes one record, a
-/// whole document with the parts of the report that a property list can hold, and the operation's
-/// name if it has one. Other reports make no record. A completing report completes the command
-/// once.
+/// whole document, up to the first zero byte in a text, with the parts of the report that a
+/// property list can hold, and the operation's name unless the operation is 0. Other reports make
+/// no record. Of two equal completing reports, the first completes the command, and the second is
+/// an error.
 
 #include "debug/status_text.h"
 #include "device/RestorableDeviceHandler.h"

@@ -34,8 +34,9 @@ cf_handle<CFDataRef> write_property_list(CFTypeRef value);
 /// Reads a property list; null on failure.
 cf_handle<CFPropertyListRef> read_property_list(input bytes);
 
-/// Requires that `document` is what `value` is in XML, and that it is written the same once it has
-/// been read. `value` is one that is written.
+/// Requires that `document` is the XML document of `value`, and that what is read from it is
+/// written to the same bytes, as far as outcome_in_xml expects that. `value` must have an XML
+/// document.
 void require_document(input document, CFTypeRef value);
 
 /// Writes `value`, reads it again, and requires the expected results.

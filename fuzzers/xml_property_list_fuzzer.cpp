@@ -1,5 +1,6 @@
 /// CFPropertyListCreateWithData on all that is not binary: a value or an error. What is read is
-/// written, read again to the same value, and written again to the same bytes.
+/// written, read again to the same value, and written again to the same bytes, as far as XML can
+/// hold it.
 
 #include "fuzzers/fuzzing.h"
 #include "fuzzers/xml_outcome.h"

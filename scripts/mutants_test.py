@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""What each operator of scripts/mutation makes of a small source."""
+"""What each kind of mutant of scripts/mutation makes of a small source."""
 import pathlib
 import sys
 import unittest

@@ -4,14 +4,15 @@
 
 namespace vandrel::testing {
 
-/// During its lifetime, the n-th allocation from now on its thread fails: `new` throws
-/// std::bad_alloc. Only one may exist at a time. For test programs with the source
-/// allocation_limit.cpp.
+/// During its lifetime, the n-th allocation of the thread that made it fails: `new` throws
+/// std::bad_alloc, and `new (std::nothrow)` returns null. With extent::from_then_on, all later
+/// allocations of the thread fail too. Only one may exist at a time in a thread. For test programs
+/// with the source allocation_limit.cpp.
 class allocation_failure {
 public:
     enum class extent { once, from_then_on };
 
-    /// 1 is the next allocation.
+    /// `n`: 1 is the next allocation.
     allocation_failure(std::size_t n, extent how_long);
     ~allocation_failure();
     allocation_failure(const allocation_failure&) = delete;

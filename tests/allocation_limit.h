@@ -4,8 +4,8 @@
 
 namespace vandrel::testing {
 
-/// During its lifetime, `new` throws std::bad_alloc on this thread for larger blocks. For test
-/// programs that have allocation_limit.cpp among their sources.
+/// During its lifetime, `new` throws std::bad_alloc on this thread for blocks of more than `bytes`.
+/// For test programs with the source allocation_limit.cpp.
 class allocation_limit {
 public:
     explicit allocation_limit(std::size_t bytes);

@@ -1,4 +1,4 @@
-/// What the tool refuses before it looks for a device, from the real command line.
+/// What the tool refuses before it looks for a device, and its help, with real command lines.
 
 #include "tests/tool.h"
 

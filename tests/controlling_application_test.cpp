@@ -1,4 +1,5 @@
-/// An application that starts the tool with its own pipe: slow reading, and the end of reading.
+/// An application that starts the tool with its own pipe: slow reading, the end of reading, many
+/// tools at once, and numbers that are no pipes.
 
 #include "tests/file_content.h"
 #include "tests/foreign_handle.h"

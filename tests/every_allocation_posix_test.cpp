@@ -1,4 +1,5 @@
-/// Runs of each command in which every allocation fails in turn, each in a process of its own.
+/// Runs of each command, of --help and of refused command lines, each run in a process of its own.
+/// Every allocation of the thread that parses and runs the command line fails in turn.
 
 #include "driver/exception_error.h"
 #include "driver/parse_arguments.h"

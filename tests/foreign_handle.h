@@ -6,7 +6,7 @@
 
 namespace vandrel::testing {
 
-/// An inheritable descriptor or handle that is not the write end of a pipe.
+/// A descriptor, or on Windows an inheritable handle, that is not the write end of a pipe.
 class foreign_handle {
 public:
     /// A new file, opened with the same mode of writing as a pipe.

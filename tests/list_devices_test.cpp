@@ -1,4 +1,4 @@
-/// `--list-devices`, and what the session logs while devices come and go.
+/// `--list-devices`, what the session logs while devices come and go, and registrations that fail.
 
 #include "tests/temporary_folder.h"
 #include "tests/tool.h"

@@ -6,8 +6,8 @@
 
 namespace vandrel::testing {
 
-/// 121 different texts of 60 to 3,536 bytes, short and long ones in turn: the lengths of real
-/// records and beyond.
+/// 121 different texts of 60 to 3,536 bytes, short and long ones mixed: the lengths of real records
+/// and beyond.
 inline std::vector<std::string> make_numbered_records() {
     std::vector<std::string> records;
     for (std::size_t i = 0; i < 121; ++i) {

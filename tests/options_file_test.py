@@ -5,8 +5,8 @@
 
 PROGRAM is a vandrel-sim. Python's plistlib checks the options that reached the device. The limits of time and
 memory are generous: they find a program with the wrong complexity, not a slow machine.
---instrumented: PROGRAM is slow, and needs more address space than a limit would leave it; the files
-that are read whole are a tenth as large.
+--instrumented: PROGRAM is slow, and needs more address space than a limit would leave it. The test
+with that limit is skipped, and large options have a tenth of the size.
 """
 import os
 import plistlib

@@ -61,7 +61,7 @@ std::ostream& operator<<(std::ostream& stream, const plist_value& value);
 /// The XML property list with that content.
 std::string to_xml(const plist_value& value);
 
-/// The content of one XML document. Throws std::runtime_error if it is not one.
+/// The content of one document. Throws std::runtime_error if it is not a property list.
 plist_value from_xml(const std::string& document);
 
 /// The documents of a stream in which `separator` follows each document. Throws std::runtime_error

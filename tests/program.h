@@ -22,7 +22,7 @@ struct program_call {
     bool inherits_pipe = false;
     /// Other descriptors or handles of the test that the program inherits under the same numbers.
     std::vector<std::intptr_t> inherited;
-    /// Ends programs that hang; slow programs are much faster. Less than CTest's timeout.
+    /// A program that takes longer hangs, and is killed. Less than CTest's timeout.
     std::chrono::seconds limit = std::chrono::seconds(60);
 };
 
@@ -36,8 +36,9 @@ struct program_result {
     std::string pipe;
 };
 
-/// A program that was started, with an empty standard input. Its two output streams are read while
-/// it runs; the test reads the pipe. To be used by one thread at a time.
+/// A program that was started, with an empty standard input. Its two output streams are read
+/// whenever a function of this class waits, on Windows all the time; the test reads the pipe. To be
+/// used by one thread at a time.
 class running_program {
 public:
     /// Throws std::system_error if the program cannot be started.
@@ -51,14 +52,14 @@ public:
     /// Waits until the program has written `text` to standard error. Throws std::runtime_error if
     /// standard error ends before.
     void wait_for_error_text(const std::string& text);
-    /// Closes the read end of the pipe, with the bytes that are still in it.
+    /// Closes the read end of the pipe. The bytes that are still in it are lost.
     void close_pipe();
     /// Reads all streams, and the pipe if it is open, until the program has ended. The result has
     /// all bytes that were ever read.
     program_result wait();
 
-    // If the program exceeds its limit, it is killed, and these functions throw a
-    // std::runtime_error with its output.
+    // A program that exceeds its limit while one of the functions waits for its output is killed,
+    // and the function throws a std::runtime_error with its output.
 
 private:
     struct system_process;
@@ -68,7 +69,7 @@ private:
 /// Runs a program to its end.
 program_result run_program(const program_call& call);
 
-/// The folder of the running test program, which has all other programs too.
+/// The folder of the running test program, which has all other programs of the build too.
 std::string program_folder();
 
 /// "name", or "name.exe".

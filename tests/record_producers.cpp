@@ -1,6 +1,6 @@
-/// record_producers PIPE COUNT: eight threads write COUNT records, the same number each, through
-/// one channel into the inherited pipe. A record has its producer and its number among that
-/// producer's.
+/// record_producers PIPE COUNT: eight threads write COUNT / 8 records each, through one channel
+/// into the inherited PIPE. A record has the number of its producer, and its own number among the
+/// records of that producer.
 
 #include "foundation/cf_handle.h"
 #include "output/output_str_state.h"

@@ -4,7 +4,7 @@
     records_test.py [--same-as PROGRAM] [EMULATOR...] PROGRAM
 
 PROGRAM is a vandrel-sim. With --same-as, its records and its exit status must be those of the other PROGRAM
-for every command line, byte for byte.
+for every command line, byte for byte, except Wine's own texts and the records after the tool has stopped waiting.
 """
 import os
 import plistlib

@@ -1,4 +1,4 @@
-/// `--restore-plist`: options from a file, and every file that cannot be used.
+/// `--restore-plist`: options from a file, and files that cannot be used.
 
 #include "tests/file_content.h"
 #include "tests/silent_pipe.h"

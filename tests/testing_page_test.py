@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Checks that every test named in docs/testing.md or docs/reliability.md exists, and so do the targets of links.
+"""Checks that every test named in a table of docs/testing.md or docs/reliability.md exists, and that the links of all
+pages lead to a file and a heading.
 
     testing_page_test.py ROOT
 """

@@ -25,7 +25,8 @@ struct tool_run {
     std::string pipe;
     /// The lines of standard error.
     std::vector<std::string> diagnostics;
-    /// Every call of MobileDevice: dictionaries with Call, Device, Arguments and Time.
+    /// Every call of MobileDevice: dictionaries with Call, Arguments, Time and, if the call is of a
+    /// device, Device.
     std::vector<plist_value> journal;
     /// The path of the tool's folder for temporary files. The running_tool removes the folder when
     /// it is destroyed, so it is gone when run() returns.
@@ -52,17 +53,17 @@ class running_tool;
 ///                                      without `--output-pipe`
 ///     VANDREL_TESTED_PROGRAM=vandrel   runs the product, which must find the simulator under the
 ///                                      names of Apple's libraries
-///     VANDREL_FAIL_CREATIONS=1         repeats each `run` once for each CoreFoundation object that
-///                                      it creates, failing that creation: the tool must end by
-///                                      itself with one of its exit statuses, and leave nothing
-///                                      behind.
+///     VANDREL_FAIL_CREATIONS=1         repeats each `run` without `fail_creation` once for each
+///                                      CoreFoundation object that it creates, with that creation
+///                                      failing: the tool must end by itself with one of its exit
+///                                      statuses, and leave nothing behind
 class tool_call {
 public:
     explicit tool_call(std::vector<std::string> arguments);
 
     /// The default is the built-in scenario.
     tool_call& scenario(const dictionary& scenario);
-    /// Divides all times of the scenario by `factor`.
+    /// Divides all times of the scenario by `factor`; 1 by default.
     tool_call& speed(int factor);
     /// Shares the devices with all other runs with this folder.
     tool_call& bench(const std::string& folder);

@@ -1,5 +1,4 @@
-/// Streams that are closed before the start, and folders for temporary files: what depends on
-/// POSIX.
+/// vandrel-sim on POSIX: streams that are closed before the start, and folders.
 
 #include "tests/file_content.h"
 #include "tests/plist_value.h"

@@ -1,4 +1,5 @@
-/// What vandrel-sim does before the tool starts: simulations that cannot be played.
+/// What vandrel-sim does itself: it refuses simulations that cannot be played, and says when a run
+/// ends before the creation that should fail.
 
 #include "tests/program.h"
 #include "tests/silent_pipe.h"

@@ -3,10 +3,11 @@
 
     windows_page_test.py ARCHIVE SAMPLE EMULATOR
 
-The pages are docs/windows.md and README.md in the ARCHIVE. A block of the language "bat" has commands: the lines that
-begin with the prompt, or all lines if none does. Up to HEADING_OF_INSTALLED, Apple's libraries are not installed, as
-in EMULATOR's prefix; after it they are, and vandrel-sim takes the place of vandrel. Of a block of the language
-"powershell", the programs of the release are played, up to the first "|". SAMPLE is the C++ sample, built.
+The pages are docs/windows.md, which is played, and README.md in the ARCHIVE, whose commands must be on the former. A
+block of the language "bat" has commands: the lines that begin with the prompt, or all lines if none does. It is left
+out if all of them begin with words of NOT_PLAYED. Up to HEADING_OF_INSTALLED, Apple's libraries are not installed, as
+in EMULATOR's prefix. After it they count as installed: vandrel-sim takes the place of vandrel. Of a block of the
+language "powershell", the programs of the release are played, up to the first "|". SAMPLE is the C++ sample, built.
 """
 import json
 import os

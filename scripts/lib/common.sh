@@ -1,5 +1,4 @@
-# Shared by the scripts of this folder: paths, messages and the lock. A script's own messages go to standard
-# error.
+# Shared by the scripts: paths, messages and the lock. The messages go to standard error.
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 deps=$root/.deps

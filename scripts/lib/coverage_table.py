@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Prints the coverage of each folder, from gcovr's summary:
+"""Prints the coverage of each folder, of the core and of the station, from gcovr's summary:
 
     coverage_table.py SUMMARY_JSON
 

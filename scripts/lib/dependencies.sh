@@ -45,7 +45,7 @@ cmake_install() {
 
 # dependency HOST NAME SOURCE ARGUMENTS...: builds one library with CMake and these ARGUMENTS. SOURCE is a folder
 # of this machine, or SUITE/PACKAGE[/FOLDER] for a Debian source package. A library is built again only when
-# one of these changes; an interrupted build starts again.
+# SOURCE, the options of CMake or, for Windows, the tool-chain file changes; an interrupted build starts again.
 dependency() {
     local host=$1 name=$2 source=$3 arguments=("${@:4}")
     local stamp=$deps/$host/$name.recipe work=$deps/unfinished/$host-$name
@@ -92,7 +92,7 @@ install_dependencies_windows() {
     dependency windows boost bookworm/boost1.81 -DBOOST_INSTALL_LAYOUT=system \
         "-DBOOST_INCLUDE_LIBRARIES=program_options;filesystem;asio;json" -DBOOST_FILESYSTEM_DISABLE_BCRYPT=ON
     dependency windows pugixml bookworm/pugixml
-    # For reading zips alone; of zlib's two libraries the one that goes into the program.
+    # Only what reads zips. Of zlib's two libraries, it gets the static one.
     dependency windows libzip bookworm/libzip -DZLIB_LIBRARY=/usr/x86_64-w64-mingw32/lib/libz.a \
         -DENABLE_BZIP2=OFF -DENABLE_LZMA=OFF -DENABLE_OPENSSL=OFF -DENABLE_GNUTLS=OFF -DENABLE_MBEDTLS=OFF \
         -DENABLE_WINDOWS_CRYPTO=OFF -DBUILD_TOOLS=OFF -DBUILD_REGRESS=OFF -DBUILD_EXAMPLES=OFF -DBUILD_DOC=OFF

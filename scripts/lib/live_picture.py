@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Draws the live view of a run: live_picture.py STATION SIMULATOR FILE.
 
-Restores eleven simulated devices on a terminal, and writes its screen into FILE, as SVG, at a moment when one
-device has failed and another is quiet.
+Restores eleven simulated devices on a terminal, and writes the terminal's screen into FILE, as SVG, at a moment when
+one device has failed and another is quiet.
 """
 import html
 import itertools
@@ -46,7 +46,7 @@ def play(station, simulator):
 
 
 def drawn(cells):
-    """Each run of characters has its own width, whatever the font is."""
+    """The SVG of the cells. Each run of characters has a fixed width, whatever the font is."""
     texts = []
     for number, row in enumerate(cells):
         column = 0

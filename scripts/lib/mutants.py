@@ -5,7 +5,7 @@ This is not a C++ parser. The compiler rejects invalid mutants.
 import re
 from dataclasses import dataclass
 
-# The tokens of a source that a mutant may change, and those that hide others.
+# The tokens of a source that a mutant may change, and those inside which nothing is a token.
 TOKENS = re.compile(
     r"""(?P<comment>//[^\n]*)
       | (?P<directive>^\#[^\n]*)
@@ -25,14 +25,14 @@ OPERATORS = {
 }
 WORDS = {"true": "false", "false": "true", "break": "continue", "continue": "break"}
 
-# A call of two arguments without parentheses. The order does not matter to the smaller of two.
+# The two arguments of a call, neither with parentheses. Their order does not matter to std::min and std::max.
 TWO_ARGUMENTS = re.compile(r"(?<=\w\()(?<!std::min\()(?<!std::max\()"
                            r"([^(){};,\"]+), ([^(){};,\"]+)(?=\))")
 # A type in front of a name makes it a parameter, not an argument.
 PARAMETER = re.compile(r"\w[\s*&]+\w")
 CONDITION = re.compile(r"\b(?:if|while) \((?!const |auto )((?:[^(){};]|\([^(){};]*\))+)\) \{")
-# A call of one argument, which may replace it. A cast or a move makes no difference, and the result of
-# these others has another type.
+# A call of one argument, which a mutant replaces with the argument. Left out are std::move and std::forward, which
+# make no difference, and the calls of these names, whose results have other types.
 INNER_CALL = re.compile(r"(?<![\w>.:])((?!std::(?:move|forward)\b)(?:\w+(?:::|\.|->))*"
                         r"(?!(?:if|for|while|switch|catch|return|sizeof|find|at|count|get|CF\w+|AM\w+|make_\w+)\b)\w+)"
                         r"\(((?:[^(){};,]|\([^(){};,]*\))+)\)")

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """Runs a mutation campaign: see scripts/mutation, which installs what this needs.
 
-A mutant is the core with one change (mutants.py). A test that fails or times out kills it. It survives if
-all tests pass. A mutant that does not compile is not counted. The choice of mutants is the same in every
-run with the same sources.
+A mutant is the core with one change (mutants.py). A test that fails, times out or does not build kills it. It
+survives if all tests of the core pass, except some long ones. A mutant that does not compile is not counted. The choice
+of mutants is the same in every run with the same sources.
 """
 import argparse
 import functools
@@ -130,7 +130,7 @@ class worktree:
                 process.wait()
 
     def other_tests_pass(self, *passed):
-        """All but those of the program_tests and of the programs that have `passed`."""
+        """The tests of the core, except program_tests and those of the programs that have `passed`."""
         programs = (*(f"{folder}_tests" for folder in FOLDERS), *PROGRAMS)
         return (all(self.passes(program, "-*storm*") for program in programs if program not in passed)
                 # The names of tests that are part of a program have two dots.
@@ -183,7 +183,7 @@ def identity(candidate):
 
 
 class results:
-    """The result of each mutant. A file keeps it as soon as it is known, for later runs."""
+    """The result of each mutant. It is written to a file as soon as it is known, for later runs."""
 
     def __init__(self, again):
         self.lock = threading.Lock()

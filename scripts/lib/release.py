@@ -3,9 +3,9 @@
 
     release.py BUILD OUTPUT --date SECONDS --commit HASH [--sign OPTION...]
 
-OUTPUT gets the archive, the archive of the debug symbols, two installers and the SHA-256 sums of these. The same
-build, commit and date (of the commit, in seconds since 1970) give the same bytes, unless they are signed. --sign
-signs the programs and the installers; the OPTIONs are those of "osslsigncode sign", for the certificate.
+OUTPUT, which is emptied first, gets the archive, the archive of the debug symbols, two installers and the SHA-256 sums
+of these. The same build, commit and date (of the commit, in seconds since 1970) give the same bytes, unless they are
+signed. --sign signs the programs and the installers; the OPTIONs are those of "osslsigncode sign", for the certificate.
 """
 import argparse
 import hashlib

@@ -2,9 +2,8 @@
 """Writes a bench of simulated devices: station_bench.py FOLDER [NUMBER...].
 
 FOLDER gets scenario.plist, a bundle for the devices (iPhone.ipsw), a folder of bundles (ipsw) and names of their
-ports (slots.txt). The bench has the devices of these numbers, or those from 1 to 12. The fourth fails, the seventh
-goes quiet for a while, and the twelfth arrives late. The thirteenth comes with the file "plugged" in the current
-folder.
+ports (slots.txt). The bench has the devices of these numbers, or those from 1 to 12. Number 4 fails, number 7 goes
+quiet for a while, and number 12 arrives late. Number 13 arrives when there is a file "plugged" in the current folder.
 """
 import os
 import plistlib

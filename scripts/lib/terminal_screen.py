@@ -1,8 +1,8 @@
-"""What a terminal shows when the station's live view is written to it, and a program on such a terminal.
+"""The screen of a terminal on which the station's live view is written, and a program on such a terminal.
 
     terminal_screen.py PROGRAM [ARGUMENTS...]
 
-runs a program on a terminal, shows what it has written, and ends with its exit status.
+runs a program on a terminal, prints what it wrote outside the live view's screen, and ends with its exit status.
 """
 import codecs
 import fcntl
@@ -19,7 +19,7 @@ TOKEN = re.compile(r"\x1b\[(\??[\d;]*)([A-Za-z])|\x1b|[^\x1b]")
 
 
 class terminal_screen:
-    """Of the sequences of terminals, it knows those that the station writes."""
+    """Knows only those control sequences that the station writes."""
 
     def __init__(self, columns=80, rows=24):
         self.decoder = codecs.getincrementaldecoder("utf-8")()
@@ -98,7 +98,7 @@ class terminal_screen:
 
 
 class program_on_terminal:
-    """Everything that it writes is read at once."""
+    """A program on a terminal of its own. A thread reads at once what it writes."""
 
     def __init__(self, words, environment, columns=80, rows=24, **more):
         self.screen = terminal_screen(columns, rows)

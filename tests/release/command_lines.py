@@ -1,4 +1,4 @@
-"""What the tests of the product have both vandrel and vandrel-sim do."""
+"""Command lines that two programs run, such as vandrel and vandrel-sim, and the comparison of what they write."""
 
 # A device in Recovery mode of the built-in scenario.
 RECOVERY = "0001A2B3C4D5E6F7"
@@ -21,8 +21,8 @@ COMMAND_LINES = [
     [],
 ]
 
-# Options with which the tool does not wait for the end of a restore, and what the record holds with
-# which it stops waiting.
+# Options with which the tool does not wait for the end of a restore. The record with which it stops waiting has this
+# text.
 STOPPED_WAITING = {
     "--enter-restore-mode": b"<string>Booting</string>",
     "--restore-timeout": b"restore did not complete in 0 seconds",
@@ -30,8 +30,8 @@ STOPPED_WAITING = {
 
 
 def wrote_the_same(arguments, one, other):
-    """Whether two runs of these arguments, of which these are the outputs, did. A restore that the
-    tool does not wait for goes on while it ends, and so may its records."""
+    """Whether two runs of these arguments, with the outputs `one` and `other`, wrote the same. A restore for which
+    the tool has stopped waiting goes on while the tool ends, so that one run may write more of its records."""
     for option in STOPPED_WAITING.keys() & set(arguments):
         shorter, longer = sorted((one, other), key=len)
         return (STOPPED_WAITING[option] in shorter and shorter.endswith(b"</plist>\n\n")

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""What a library gives on a POSIX host: exports_test.py OBJDUMP LIBRARY [NAME...].
+"""What a library exports on a POSIX host: exports_test.py OBJDUMP LIBRARY [NAME...].
 
-What the Windows product gives and takes is in its headers: release_files_test.py reads them.
+It must export these NAMEs and no others. release_files_test.py checks what the files for Windows export and import.
 """
 import re
 import subprocess

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""The product on a Windows with Apple's libraries, installed in every way that there is.
+"""The product under Wine with Apple's libraries, in the usual folders and in those that the registry names.
 
     installation_test.py EMULATOR VANDREL.EXE VANDREL-SIM.EXE FOLDER SHOUTING.DLL
 

@@ -5,7 +5,7 @@ import subprocess
 
 
 class wine_prefix:
-    """Wine's prefix in a new folder. EMULATOR is scripts/wine."""
+    """Wine's prefix in a new folder. `emulator` is scripts/wine."""
 
     def __init__(self, emulator, folder):
         self.emulator = emulator
