@@ -136,7 +136,7 @@ bench::state bench::read() const {
 }
 
 void bench::write(const state& content) const {
-    // If the process is killed meanwhile, the old file stays complete.
+    // If the process is killed during the write, the old file stays complete.
     const std::filesystem::path next = folder_ / "state.next";
     {
         std::ofstream file(next, std::ios::binary | std::ios::trunc);

@@ -17,7 +17,8 @@ namespace simulator {
 /// process. Devices are identified by their ECIDs.
 ///
 /// A lock on a file in the folder serialises the processes. If a process is killed, its completed
-/// changes stay, and the devices that it was restoring are free again. Thread-safe.
+/// changes stay, and the devices that it was restoring are free again. Thread-safe. Its
+/// functions throw std::system_error if they cannot use the folder.
 class bench {
 public:
     /// The same for all processes of the machine.
@@ -36,14 +37,15 @@ public:
         std::optional<clock::time_point> returns;
     };
 
-    /// Opens the bench in `folder`, a path in UTF-8, or creates one that starts now. Throws
+    /// Opens the bench in `folder`, a path in UTF-8. Creates one that starts now if there is none,
+    /// or if its start is in the future, as after a restart of the machine. Throws
     /// std::runtime_error with a text of one line if the folder cannot be used.
     explicit bench(const std::string& folder);
 
     /// When the first process opened the bench.
     clock::time_point start() const { return start_; }
 
-    /// The devices of which a restore has ever begun, by ECID.
+    /// The devices of which a restore has ever started, by ECID.
     std::map<std::uint64_t, history> devices();
 
     /// Starts a restore of a device. This process then holds the device until complete_restore, or

@@ -37,7 +37,8 @@ Ref cf_cast(CFTypeRef value, CFTypeID type) {
     return value != nullptr && CFGetTypeID(value) == type ? static_cast<Ref>(value) : nullptr;
 }
 
-/// A new string; null when `utf8` is not valid UTF-8.
+/// A new string; null when `utf8` is not valid UTF-8, or when its creation was set to fail
+/// (accounting.h).
 cf_handle<CFStringRef> cf_string(std::string_view utf8);
 
 /// The text of `string`, up to its first zero byte; empty when it has no UTF-8 form.
@@ -46,6 +47,7 @@ std::string cf_text(CFStringRef string);
 /// A text for diagnostics.
 std::string cf_description(CFTypeRef value);
 
+/// A new, empty dictionary; null when its creation was set to fail.
 cf_handle<CFMutableDictionaryRef> cf_dictionary();
 
 /// Each stores a value in `dictionary`. A null value, and a text that is not valid UTF-8, is left

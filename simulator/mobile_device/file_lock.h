@@ -12,8 +12,8 @@ public:
     /// Waits for the lock. Creates the file if it does not exist. Throws std::system_error if the
     /// file cannot be opened or locked.
     static file_lock wait_for(const std::filesystem::path& path);
-    /// Empty when another process, or another object of this one, has the lock. Throws as wait_for
-    /// does.
+    /// Empty when another process, or another object in this process, has the lock. Throws as
+    /// wait_for does.
     static file_lock try_take(const std::filesystem::path& path);
 
     explicit operator bool() const { return file_ != nullptr; }

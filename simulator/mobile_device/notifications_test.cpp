@@ -129,8 +129,8 @@ TEST(notifications, may_be_unregistered_while_one_is_running) {
     const std::int32_t registration =
         AMRestorableDeviceRegisterForNotifications(slow_callback::run, &callback, nullptr);
     callback.entered.get_future().wait();
-    // Returns although the callback is still running; the second device is never reported, or the
-    // callback's promise would be set twice, which ends the process.
+    // Returns although the callback is still running. The second device is never reported: a second
+    // callback would set the promise again, which ends the process.
     EXPECT_EQ(AMRestorableDeviceUnregisterForNotifications(registration), 0);
     callback.release.set_value();
 }

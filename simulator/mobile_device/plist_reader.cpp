@@ -57,7 +57,7 @@ std::optional<std::int64_t> whole_number(CFTypeRef value) {
     const CFNumberRef number = as_number(value);
     const bool fits =
         number != nullptr && CFNumberGetValue(number, kCFNumberSInt64Type, &result) != 0;
-    // What fits 64 bits without a sign only is given as a negative number.
+    // CFNumberGetValue returns a number that fits only unsigned 64 bits as a negative one.
     double real = 0;
     if (fits) {
         CFNumberGetValue(number, kCFNumberFloat64Type, &real);

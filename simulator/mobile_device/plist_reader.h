@@ -23,7 +23,7 @@ std::string one_line(std::string text);
 /// `text` for an error message: in quotes, on one line, shortened if it is long.
 std::string quoted(std::string text);
 
-/// A value of a scenario for an error message.
+/// A value of a scenario for an error message; null is shown as "missing".
 std::string shown(CFTypeRef value);
 
 /// A word that stands for a number.
@@ -37,9 +37,9 @@ struct numbered_word {
 ///     plist_reader device("Devices[2]", value, {"Name", "ECID"});
 ///     const std::string name = device.text("Name");
 ///
-/// Functions with `optional` in their name accept a missing key, and then return nothing or their
-/// default; the others throw. All throw scenario_error for a value of the wrong type or outside the
-/// range.
+/// Functions with `optional` in their name, `find` and `each` accept a missing key. The other
+/// functions that read a value throw scenario_error. All but `find` throw it for a value of the
+/// wrong type or outside the range.
 class plist_reader {
 public:
     /// `place` is empty for the top level. Throws scenario_error when `value` is no dictionary, or
@@ -52,8 +52,10 @@ public:
 
     std::string text(const std::string& key) const;
     std::optional<std::string> optional_text(const std::string& key) const;
+    /// `otherwise` when the key is absent.
     bool optional_truth(const std::string& key, bool otherwise) const;
     std::int64_t integer(const std::string& key) const;
+    /// 0 when the key is absent.
     std::int64_t optional_integer(const std::string& key, std::int64_t least,
                                   std::int64_t most) const;
     /// Zero or more.
@@ -63,8 +65,9 @@ public:
     /// One of `words`.
     std::optional<std::string> optional_word(const std::string& key,
                                              std::initializer_list<const char*> words) const;
+    /// The number that a string of 16 hexadecimal digits means.
     std::uint64_t hexadecimal(const std::string& key) const;
-    /// One of `words`, or any number of 32 bits without a sign.
+    /// The number of one of `words`, or any unsigned number of 32 bits.
     std::uint32_t word_or_number(const std::string& key,
                                  std::initializer_list<numbered_word> words) const;
 

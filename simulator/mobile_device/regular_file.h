@@ -26,8 +26,8 @@ struct file_closer {
 };
 using file_handle = std::unique_ptr<std::FILE, file_closer>;
 
-/// Opens a file on a disk, in binary mode. Devices, pipes and folders are refused, because they may
-/// never end, or make their reader or writer wait. Programs that are started do not inherit the
+/// Opens a file on a disk, in binary mode. Folders are refused, and so are devices and pipes, which
+/// may never end, or make their reader or writer wait. Programs that are started do not inherit the
 /// file. Throws unusable_file.
 file_handle open_regular_file(const std::filesystem::path& path, file_use use);
 

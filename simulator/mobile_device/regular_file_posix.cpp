@@ -32,7 +32,7 @@ constexpr std::array<way_to_open, 3> ways{{
 } // namespace
 
 file_handle open_regular_file(const std::filesystem::path& path, file_use use) {
-    // Opening a device can already have an effect, so its kind is looked at before.
+    // Opening a device can already have an effect, so the kind of the file is checked first.
     struct stat status {};
     if (stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
         if (S_ISDIR(status.st_mode)) {
@@ -41,7 +41,7 @@ file_handle open_regular_file(const std::filesystem::path& path, file_use use) {
         throw unusable_file("it is a device or a pipe");
     }
     const way_to_open& way = ways.at(static_cast<std::size_t>(use));
-    // Some files of /proc are regular and let their reader wait.
+    // O_NONBLOCK, because some files of /proc are regular and make their reader wait.
     const int descriptor = open(path.c_str(), way.flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0666);
     if (descriptor < 0) {
         refuse(errno);

@@ -15,7 +15,7 @@ namespace {
 constexpr std::int32_t bad_argument = 1;
 constexpr std::int32_t unable_to_open_file = 12;
 
-/// Whether the line is in the file.
+/// Returns whether the line was written.
 bool write_line(const std::filesystem::path& path, file_use use, const char* line) {
     try {
         const file_handle file = open_regular_file(path, use);

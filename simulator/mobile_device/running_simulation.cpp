@@ -24,7 +24,7 @@ bool is_there(const std::string& file) {
     return std::filesystem::exists(utf8_path(file), ignored);
 }
 
-/// An integer of a report; 0 if it is missing.
+/// An integer of a report; 0 if it is missing or not a number.
 std::int64_t number_of(CFDictionaryRef report, const char* key) {
     const auto number = cf_cast<CFNumberRef>(CFDictionaryGetValue(report, cf_string(key).get()),
                                              CFNumberGetTypeID());
@@ -130,8 +130,8 @@ void running_simulation::pass(double seconds) const {
 }
 
 void running_simulation::notify(const played_event& event, const listener& recipient) {
-    // No std::latch: its waiters are kept in an object that the end of the process destroys. Under
-    // Windows that never returns if a thread was using it when the process ended.
+    // No std::latch: its waiters are kept in a global object that is destroyed when the process
+    // ends. On Windows, the destructor never returns if a thread used the object at that moment.
     std::mutex mutex;
     std::condition_variable has_started;
     std::size_t missing = event.about.threads;
@@ -228,7 +228,7 @@ running_simulation::attached_handles running_simulation::handles_on_bench() {
 
 timeline::next_time running_simulation::play_bench(attached_handles& attached,
                                                    const listener& recipient) {
-    // A tool that restores does not use the list, and looking costs time.
+    // A tool that restores does not use the list of devices, and reading it costs time.
     const auto between_looks = std::chrono::milliseconds(bench_->holds_any() ? 500 : 50);
     attached_handles now = handles_on_bench();
     for (const auto& [position, handle] : attached) {
@@ -322,7 +322,8 @@ void running_simulation::report(_AMRestorableDevice& device, const restore_plan&
                                 std::size_t position, AMRestorableDeviceRestoreCallback callback,
                                 void* context) {
     const CFTypeRef content = plan.reports[position].report.get();
-    // Before the callback: the device must be disconnected before its record is written.
+    // Before the callback: the device must be restored on the bench before the tool's record says
+    // so.
     if (bench_ && is_success(content)) {
         bench_->complete_restore(device.description.ecid,
                                  plan.returns_after

@@ -38,19 +38,23 @@ public:
     void record(const char* call, const std::string* device = nullptr,
                 std::initializer_list<argument> arguments = {});
 
-    /// Plays the scenario's events from now on. Returns the number of the registration.
+    /// Plays the scenario's events, or the changes of the bench, from now on. Returns the number of
+    /// the registration.
     std::int32_t add_registration(AMRestorableDeviceNotificationCallback callback, void* context);
-    /// Stops the events of a registration. Returns when the scenario says. False if there is no
-    /// registration of that number.
+    /// Stops the timed events of a registration. Returns when the scenario says. False if there is
+    /// no registration of that number.
     bool cancel_registration(std::int32_t number);
-    /// Plays the events that happen inside calls of that function, on the caller's thread.
+    /// Plays the events that happen inside calls of that function, from the caller's thread.
+    /// Returns when the callbacks have returned.
     void play_during(const std::string& call);
     /// Plays the reports of the device's restore from now on, and retains the device until the last
-    /// one. Returns the result of the call, when the scenario says.
+    /// one. Returns the result of the call, when the scenario says. If another process of the bench
+    /// restores the device, returns 1 at once and plays no reports.
     std::int32_t restore(_AMRestorableDevice& device, AMRestorableDeviceRestoreCallback callback,
                          void* context);
 
-    /// Returns when no callback is running and none will come any more.
+    /// Returns when no callback is running and none will start. Not to be called from a callback,
+    /// nor while another thread calls the platform.
     void halt();
 
 private:
@@ -74,8 +78,8 @@ private:
     };
 
     static void notify(const played_event& event, const listener& recipient);
-    /// Plays the event at the position `next`, if it is due, and moves on to the one after it.
-    /// Returns when to call again.
+    /// Plays the event at the position `next`, if it is due and its file exists, and then advances
+    /// `next`. Returns when to call again.
     timeline::next_time play_next_event(timeline::clock::time_point start, std::size_t& next,
                                         const listener& recipient);
     /// Waits for `seconds` of the scenario.
@@ -87,13 +91,13 @@ private:
 
     /// The attached devices of a bench, by position.
     using attached_handles = std::map<std::size_t, _AMRestorableDevice*>;
-    /// Sends an event for each difference between the bench and `attached`, which is updated.
-    /// Returns when to look again.
+    /// Sends the events that lead from `attached` to what the bench has now, and updates
+    /// `attached`. Returns when to look again.
     timeline::next_time play_bench(attached_handles& attached, const listener& recipient);
     attached_handles handles_on_bench();
     /// Which devices the events of the scenario have connected by now.
     std::vector<bool> plugged_in() const;
-    /// Null if the bench has the device at `position` away.
+    /// The handle of the device at `position`; null if it is away, or restored and not back.
     _AMRestorableDevice* handle_on_bench(std::size_t position, const bench::history& known) const;
 
     /// The plan of the restore that starts now; null if another process restores the device.
@@ -101,7 +105,8 @@ private:
     void report(_AMRestorableDevice& device, const restore_plan& plan, std::size_t position,
                 AMRestorableDeviceRestoreCallback callback, void* context);
 
-    /// Fills in the events that the scenario leaves out, and gives each its handle.
+    /// Connects every device if the scenario leaves its events out. Gives each event its handle,
+    /// and sorts the timed ones.
     void prepare_events();
 
     scenario played_;
@@ -110,7 +115,7 @@ private:
     /// In the order of their times. Events of one time keep their order.
     std::vector<played_event> timed_events_;
     std::vector<played_event> events_during_calls_;
-    /// The devices after a restore on a bench, in Recovery mode.
+    /// On a bench: the handle of each device after a restore, in Recovery mode.
     std::vector<owned<_AMRestorableDevice>> returned_devices_;
     std::unique_ptr<journal> journal_;
     std::unique_ptr<bench> bench_;
@@ -124,7 +129,7 @@ private:
     std::vector<std::unique_ptr<timeline>> restores_;
 };
 
-/// The running simulation. Like its threads, it is not destroyed when the process exits.
+/// The running simulation. Neither it nor its threads are destroyed when the process exits.
 running_simulation& running();
 
 } // namespace simulator

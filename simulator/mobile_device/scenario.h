@@ -37,8 +37,8 @@ struct restore_plan {
     double call_takes = 0;
     /// On a bench: when the device is away for the other processes.
     std::vector<away_period> away = {};
-    /// On a bench: how many seconds after its restore the device returns, in Recovery mode; none:
-    /// it stays away.
+    /// On a bench: how many seconds after the restore is completed the device returns, in Recovery
+    /// mode; none: it stays away.
     std::optional<double> returns_after = std::nullopt;
 };
 
@@ -66,21 +66,22 @@ struct device_description {
 };
 
 struct device_event {
-    /// Seconds since the registration for notifications.
+    /// Seconds since the registration for notifications, or since the start of the bench.
     double at = 0;
     /// Position among the scenario's devices; none: the callback is given a null device.
     std::optional<std::size_t> device;
     /// 0 connected, 1 disconnected.
     std::uint32_t type = 0;
-    /// The event is sent inside each call of this function, on the caller's thread; none: it is
-    /// sent at its time.
+    /// The event is sent inside each call of this function, on the caller's thread, but not inside
+    /// a registration that fails; none: it is sent at its time.
     std::optional<std::string> during = std::nullopt;
     /// This event, and those after it, are not sent before this file exists. In UTF-8; none: they
-    /// do not wait.
+    /// do not wait. Ignored with `during`.
     std::optional<std::string> awaited_file = std::nullopt;
     /// Whether the callback gets a handle of the device that no other event has.
     bool under_new_handle = false;
-    /// How many threads call the callback with the event at the same moment.
+    /// How many threads call the callback with the event at the same time; the thread that sends
+    /// the event is one of them.
     std::size_t threads = 1;
 };
 
@@ -99,7 +100,7 @@ struct scenario {
     std::optional<registration_failure> registration_error;
     /// The result of subscribing to booted devices. Unless it is 0, no subscription is stored.
     std::int32_t subscription_result = 0;
-    /// Whether unregistering waits for a running callback.
+    /// Whether unregistering waits for a running callback for an event without `during`.
     bool unregistration_waits = false;
     /// How many seconds unregistering takes after that.
     double unregistration_takes = 0;

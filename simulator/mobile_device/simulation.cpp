@@ -9,7 +9,7 @@ namespace simulator {
 
 namespace {
 
-/// The simulation that runs before the first start. Its objects are not counted.
+/// The simulation that runs before the first start and after stop. Its objects are not counted.
 std::unique_ptr<running_simulation> make_empty() {
     const unaccounted_scope uncounted;
     return std::make_unique<running_simulation>(scenario{}, simulation_options{});
@@ -21,7 +21,7 @@ std::atomic<running_simulation*>& current() {
 }
 
 void replace(std::unique_ptr<running_simulation> next) {
-    // Running callbacks may call the platform, so it stays until they have returned.
+    // Running callbacks may call the platform, so the last simulation stays until they return.
     running().halt();
     const std::unique_ptr<running_simulation> last(current().exchange(next.release()));
 }

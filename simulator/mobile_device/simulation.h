@@ -1,7 +1,7 @@
 #pragma once
 
 /// Starts and stops the simulated platform. The platform's functions act on the running simulation.
-/// Before the first start, and after stop, that is an empty one, without devices and journal.
+/// Before the first start, and after stop, an empty one runs, without devices or a journal.
 ///
 /// The objects of a simulation are counted like all others (accounting.h), and released by stop.
 
@@ -19,8 +19,8 @@ struct simulation_options {
     std::optional<std::string> journal;
     /// All times are divided by this number, which is above 0.
     double speed = 1;
-    /// The folder of a bench, in UTF-8: its processes share their devices, and append to the
-    /// journal. None: the process has its devices for itself.
+    /// The folder of a bench, in UTF-8: all processes that use it share their devices, and the
+    /// journal is appended to. None: the process has its devices for itself.
     std::optional<std::string> bench = std::nullopt;
 };
 
@@ -32,10 +32,11 @@ void start(scenario played, const simulation_options& options = {});
 /// to be called from a callback, nor while another thread calls the platform.
 void stop();
 
-/// The device at this position in the running scenario. Borrowed.
+/// The device at this position in the running scenario. Borrowed. Throws std::out_of_range.
 _AMRestorableDevice* device_at(std::size_t position);
 
-/// A device that is not attached, for direct calls of the tool's callbacks. The caller owns it.
+/// A device that is not attached. The caller owns it. Null when its creation was set to fail
+/// (accounting.h).
 _AMRestorableDevice* create_device(device_description description);
 
 } // namespace simulator

@@ -10,8 +10,8 @@ namespace {
 /// About three years, and far below the range of the clock.
 constexpr double longest_wait_in_seconds = 1e8;
 
-/// Plays a plan: the first call only returns the time of the first step, each later call plays the
-/// next step.
+/// Plays a plan: the first call only returns the time of the first step. Each later call plays the
+/// next step, and returns the time of the one after it.
 class plan_step {
 public:
     plan_step(timeline::clock::time_point start, std::vector<double> times, double speed,

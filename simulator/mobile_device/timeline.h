@@ -19,23 +19,23 @@ public:
     /// When the next step is due; nothing when there is none.
     using next_time = std::optional<clock::time_point>;
 
-    /// Calls `step` at `first`, and again at each time that it returns. `step` is destroyed on the
-    /// timeline's thread when all is done.
+    /// Calls `step` at `first`, and again at each time that it returns, until it returns none.
+    /// `step` is destroyed on the timeline's thread after its last call.
     timeline(clock::time_point first, std::function<next_time()> step);
 
-    /// Plays a plan. All times count from one start, so that a step that takes long delays the
-    /// steps after it no more than it must. `times` are seconds since `start`, in ascending order,
-    /// and pass `speed` times as fast. `play` is called with the position of each in turn, and
-    /// destroyed on the timeline's thread when all is done.
+    /// Plays a plan. `times` are seconds since `start`, in ascending order, and pass `speed` times
+    /// as fast. All count from `start`, so a long step delays later steps no more than it must.
+    /// `play` is called with the position of each time in turn, and destroyed on the timeline's
+    /// thread after its last call.
     timeline(clock::time_point start, std::vector<double> times, double speed,
              std::function<void(std::size_t)> play);
-    /// Waits until the thread is done with the plan. Not to be called from a step.
+    /// Cancels the timeline, and waits for the step that is running. Not to be called from a step.
     ~timeline();
 
-    /// No further step is started. One that is running may still be when this returns.
+    /// No further step is started. A running step may still run when this returns.
     void cancel();
 
-    /// The time `seconds` after `start`, at most about three years.
+    /// The time `seconds` after `start`, but at most about three years after it.
     static clock::time_point after(clock::time_point start, double seconds);
 
 private:
@@ -45,8 +45,8 @@ private:
     std::condition_variable changed_;
     bool cancelled_ = false;
     bool joining_ = false;
-    /// Waits to be joined when the plan is done: a thread must not end while the process exits,
-    /// because Wine can crash then.
+    /// When its steps are done, the thread waits to be joined: if a thread ends while the process
+    /// exits, Wine can crash.
     std::thread thread_;
 };
 
