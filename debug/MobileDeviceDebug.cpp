@@ -39,7 +39,7 @@ std::optional<std::string> case_line(std::int32_t code, CFStringRef text,
     if (text == nullptr || std::ranges::any_of(unrecognized, begins_text)) {
         return std::nullopt;
     }
-    // 11,000 lines: the format is read by the compiler, not for each line.
+    // There are 11,000 lines: the compiler reads the format, so that it is not read for each line.
     fmt::memory_buffer line;
     fmt::format_to(fmt::appender(line), FMT_COMPILE("case {}: return copyString(CFSTR(\"{}\"));"),
                    code, cfstring_to_string(text));

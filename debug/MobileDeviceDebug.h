@@ -16,8 +16,8 @@ namespace vandrel {
 class output_str_state;
 
 /// The `case` line of one code, with the text as it is: quotes are not escaped. None for a null
-/// text, and for one that begins with any of `unrecognized`, as MobileDevice's texts of unknown
-/// codes do.
+/// text, and for a text that begins with any of `unrecognized`: MobileDevice's texts of unknown
+/// codes begin so.
 std::optional<std::string> case_line(std::int32_t code, CFStringRef text,
                                      std::initializer_list<CFStringRef> unrecognized);
 

@@ -25,7 +25,7 @@ cf_handle<CFStringRef> copyString(CFStringRef constant) {
     return cf_handle<CFStringRef>(static_cast<CFStringRef>(CFRetain(constant)));
 }
 
-/// The constant strings of a table's texts, each looked up once, as CFSTR does.
+/// The constant string of an entry's text. It is kept after the first lookup, as CFSTR does.
 template<const auto& table>
 CFStringRef constant_text(const status_text& entry) {
     static std::array<std::atomic<CFStringRef>, table.size()> places;
@@ -38,8 +38,8 @@ cf_handle<CFStringRef> copy_text(std::int32_t code) {
     return copyString(found == nullptr ? CFSTR("Unknown") : constant_text<table>(*found));
 }
 
-/// `text` in UTF-8. When it cannot be converted, or is one of the `meaningless`, `fallback` and the
-/// code.
+/// `text` in UTF-8. If it cannot be converted or is one of `meaningless`: `fallback`, a space and
+/// the code.
 std::string text_or_number(const cf_handle<CFStringRef>& text,
                            std::initializer_list<std::string_view> meaningless,
                            std::string_view fallback, std::int32_t code) {

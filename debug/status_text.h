@@ -36,13 +36,13 @@ std::string amr_error_text(std::int32_t code);
 /// The name of an AMR operation code in UTF-8; "Unknown operation N" for a code without one.
 std::string amr_operation_text(std::int32_t code);
 
-// In messages, states, kinds, errors and operations are texts. The format options are those of
-// strings.
+// In messages, states, kinds, errors and operations are written as texts. The format options are
+// those of strings.
 
-/// "Recovery", or "<invalid device state N>".
+/// The name of the state, such as "Recovery"; "<invalid device state N>" for any other number.
 std::string format_as(device_state state);
 
-/// "connected", or "<invalid notification type N>".
+/// "connected" or "disconnected"; "<invalid notification type N>" for any other number.
 std::string format_as(notification_type type);
 
 inline std::string format_as(amr_error error) {

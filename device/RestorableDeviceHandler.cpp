@@ -82,7 +82,7 @@ void device_notifier_state::remove_scratch_directory() noexcept {
     boost::system::error_code error;
     auto removed = boost::filesystem::remove_all(scratchLocation, error);
     if (removed == failed && error == boost::system::errc::not_enough_memory) {
-        // A command that ran out of memory has freed its objects by now, so try once more.
+        // A command that ran out of memory has freed its objects by now, so this may succeed.
         removed = boost::filesystem::remove_all(scratchLocation, error);
     }
     if (removed != failed) {

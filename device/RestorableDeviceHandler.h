@@ -35,7 +35,8 @@ public:
     /// `amrLogFile`: the file in which MobileDevice logs restores, if any. `scratchOverride`: the
     /// scratch directory; if absent or empty, a new name under the system's temporary directory.
     /// Creates no directory; MobileDevice may create its log file. Throws std::invalid_argument if
-    /// `outputter` is null.
+    /// `outputter` is null, and boost::filesystem::filesystem_error if the system's temporary
+    /// directory is needed and is not there.
     device_notifier_state(std::shared_ptr<output_str_state> outputter,
                           const std::optional<boost::filesystem::path>& amrLogFile,
                           const std::optional<boost::filesystem::path>& scratchOverride);
@@ -63,8 +64,8 @@ public:
     // --- the command
 
     /// Runs the command from registration to the end of notifications. Returns what
-    /// AMRestorableDeviceUnregisterForNotifications gives. Throws cf_error_handle; the
-    /// registration then stays in place.
+    /// AMRestorableDeviceUnregisterForNotifications gives. Throws cf_error_handle; a registration
+    /// that has been made then stays in place.
     std::int32_t waitForCompletion();
 
     /// The device with this ECID from the table. Waits up to detectTimeout for it; null if it
@@ -72,7 +73,7 @@ public:
     device_handle waitForDevice(const Orv::ecid& ecid);
 
     /// Carries out exit_recovery or no_exit_recovery on `recoveryDevice`, which is borrowed, and
-    /// writes the "CommandSuccess" record. Does nothing for other commands. Throws
+    /// queues the "CommandSuccess" record. Does nothing for other commands. Throws
     /// cf_error_handle when the device refuses, std::invalid_argument when `recoveryDevice` is
     /// null.
     void operateOnRecoveryDevice(_AMRecoveryModeDevice* recoveryDevice);
@@ -89,8 +90,8 @@ public:
     static void deviceNotificationCallback(_AMRestorableDevice* device, notification_type type,
                                            void* context);
 
-    /// Writes a record for each valid report of a restore. The report that completes the command
-    /// ends the wait of restoreDevice; a second one of that kind throws std::future_error. Throws
+    /// Queues a record for each valid report of a restore. The report that completes the command
+    /// ends the wait of restoreDevice; a second completing report throws std::future_error. Throws
     /// std::invalid_argument when `context` is null.
     static void restoreCallback(_AMRestorableDevice* device, CFDictionaryRef statusDict,
                                 void* context);
@@ -104,8 +105,8 @@ private:
     /// unknown type.
     bool update_devices(_AMRestorableDevice* device, notification_type type);
     void operate_on_device();
-    /// The Recovery-mode device of `device`. Throws cf_error_handle if `device` is in another state
-    /// or has no Recovery-mode device.
+    /// The Recovery-mode device of `device`. Throws cf_error_handle if `device` is not in Recovery
+    /// mode or has no Recovery-mode device.
     cf_handle<_AMRecoveryModeDevice*> copy_recovery_device(_AMRestorableDevice* device) const;
     void list_devices();
     void report_restore_status(CFDictionaryRef statusDict);

@@ -6,7 +6,7 @@ callback_gate::visit::~visit() {
     if (gate_ == nullptr) {
         return;
     }
-    // Notified under the lock: once it is released, the closing thread may end the process.
+    // Notified under the lock: once the lock is released, the closing thread may end the process.
     const std::lock_guard lock(gate_->mutex_);
     --gate_->entrances_.at(object_).inside;
     gate_->someone_left_.notify_all();

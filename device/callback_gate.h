@@ -15,13 +15,13 @@ namespace vandrel {
 /// true. close waits until no callback is using that object. Thread-safe.
 class callback_gate {
 public:
-    /// Marks a callback as running until it is destroyed.
+    /// Marks a callback as running, until the visit is destroyed.
     class visit {
     public:
         visit(const visit&) = delete;
         visit& operator=(const visit&) = delete;
         ~visit();
-        /// False if the object is closed or unknown.
+        /// False if the object was not open, or was being closed, when the callback entered.
         explicit operator bool() const { return gate_ != nullptr; }
 
     private:
@@ -33,8 +33,8 @@ public:
 
     void open(const void* object);
 
-    /// Every later visit of `object` is false. Returns when no callback is using it. A callback
-    /// must not call it.
+    /// From now on every visit of `object` is false, until `object` is opened again. Returns when
+    /// no callback is using `object`. A callback that uses `object` must not call this function.
     void close(const void* object);
 
     [[nodiscard]] visit enter(const void* object);

@@ -8,13 +8,13 @@ namespace vandrel {
 
 namespace {
 
-/// The text of a string that is owned, and released here. Absent when it is null or no UTF-8.
+/// The text of `string`, which is released. Absent when `string` is null or has no UTF-8 form.
 std::optional<std::string> take_text(CFStringRef string) {
     const cf_handle<CFStringRef> owned(string);
     return copy_utf8(string);
 }
 
-/// Null is left out.
+/// A null value is left out.
 void set(CFMutableDictionaryRef dictionary, CFStringRef key, CFTypeRef value) {
     if (value != nullptr) {
         CFDictionarySetValue(dictionary, key, value);

@@ -10,7 +10,8 @@
 
 namespace vandrel {
 
-/// The properties of a device. Texts are UTF-8, and absent when the device does not report them.
+/// The properties of a device. Texts are UTF-8. A text is absent when the device does not report it
+/// or it has no UTF-8 form.
 struct device_properties {
     Orv::ecid ecid;
     /// The USB product number.
@@ -27,11 +28,11 @@ struct device_properties {
     std::optional<std::string> description;
 };
 
-/// Reads the properties of `device`, which is not null. A text without a UTF-8 form is left out.
+/// The properties that `device` reports, with `ecid` as the ECID. `device` is not null.
 device_properties make_device_info(Orv::ecid ecid, _AMRestorableDevice* device);
 
 /// The value of a "DeviceInfo" record. Numbers are signed, with 16 bits for the product and 32 for
-/// the others, so large ones are negative. A value that is absent or cannot be made is left out.
+/// the others, so large ones become negative. A value that is absent or cannot be made is left out.
 /// Null when the dictionary itself cannot be made.
 cf_handle<CFMutableDictionaryRef> device_info_dictionary(const device_properties& properties);
 

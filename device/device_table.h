@@ -13,8 +13,8 @@
 
 namespace vandrel {
 
-/// Shared ownership of a restorable device. Made with CFTypeDeleter, so all copies of a handle hold
-/// one CoreFoundation reference together.
+/// Shared ownership of a restorable device. Handles are made with CFTypeDeleter, so all copies of a
+/// handle hold one CoreFoundation reference together.
 using device_handle = std::shared_ptr<_AMRestorableDevice>;
 
 /// 64-bit FNV-1a over the value's bytes, the least significant first.
@@ -48,8 +48,8 @@ public:
         /// Cannot be undone.
         void begin_teardown() { table_.inTeardown = true; }
 
-        /// Releases the lock and waits until notify_all is called or `timeout` has passed. It can
-        /// also return without a reason. The lock is held again then.
+        /// Releases the lock and waits until notify_all is called or `timeout` has passed. Can also
+        /// return without a reason. Holds the lock again when it returns.
         void wait_for_change(std::chrono::nanoseconds timeout) {
             table_.devicesChanged.wait_for(lock_, timeout);
         }

@@ -33,7 +33,7 @@ cf_handle<CFStringRef> make_path_string(const boost::filesystem::path& path) {
 
 constexpr std::uint64_t max_size = 0x40000000;
 
-/// Does not refer to `bytes` any more when it returns.
+/// The result does not refer to `bytes`.
 cf_handle<CFDictionaryRef> parse_dictionary(const std::vector<std::uint8_t>& bytes) {
     const cf_handle<CFDataRef> data(CFDataCreateWithBytesNoCopy(
         kCFAllocatorDefault, bytes.data(), static_cast<CFIndex>(bytes.size()), kCFAllocatorNull));

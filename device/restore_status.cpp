@@ -8,7 +8,7 @@ namespace vandrel {
 
 namespace {
 
-/// The value of `key` when it is there and of the type with that id, else null.
+/// The value of `key` if it is there and has the type `type`, else null.
 const void* typed_value(CFDictionaryRef dictionary, CFStringRef key, CFTypeID type) {
     const void* value = CFDictionaryGetValue(dictionary, key);
     return value != nullptr && CFGetTypeID(value) == type ? value : nullptr;

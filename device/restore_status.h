@@ -18,10 +18,10 @@ struct restore_status {
     std::int64_t progress;
 };
 
-/// Reads "Status" (a string), "Operation" and "Progress" (numbers). A number fits if the
-/// field can hold it. An unsigned number with as many bits as the field also fits, and is read as
-/// signed. Empty if `statusDict` is not a dictionary, or if one of the three is missing, has
-/// another type or does not convert. `statusDict` is not null.
+/// Reads "Status" (a string), "Operation" and "Progress" (numbers). A number fits if the field can
+/// hold it. An unsigned number with as many bits as the field also fits, and is read as signed.
+/// Empty if `statusDict` is not a dictionary, or if one of the three is missing, has another type,
+/// does not fit (a number) or has no UTF-8 form (the string). `statusDict` is not null.
 std::optional<restore_status> parse_restore_status(CFDictionaryRef statusDict) noexcept;
 
 } // namespace vandrel

@@ -9,7 +9,7 @@
 namespace Orv {
 
 /// A device's unique chip identifier (ECID): a 64-bit number, and its text of 16 upper-case
-/// hexadecimal digits, which users type and records show.
+/// hexadecimal digits, which records and messages show.
 class ecid {
 public:
     explicit ecid(std::uint64_t value);
@@ -37,7 +37,7 @@ private:
 };
 
 /// In messages: the 16 digits, or 16 question marks for the value 0, which no device has. The
-/// format options are those of strings. The result refers to `ecid`.
+/// format options are those of strings. The result may refer to `ecid`.
 inline std::string_view format_as(const ecid& ecid) {
     return ecid.value() == 0 ? std::string_view("????????????????") : ecid.text();
 }

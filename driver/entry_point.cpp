@@ -38,7 +38,7 @@ struct command_runner {
 int entry_point(int argument_count, const char* const* arguments) {
     prepare_process();
     parse_result parsed = parse_arguments(argument_count, arguments);
-    // Destroyed last: the channel's pipe belongs to it.
+    // Destroyed after the channel, whose pipe belongs to it.
     auto service_context = std::make_unique<boost::asio::io_context>();
     auto outputter = make_output_state(*service_context, parsed.options);
     std::thread writer([channel = outputter.get()] { channel->writer_loop(); });

@@ -19,7 +19,7 @@ namespace po = boost::program_options;
 
 using shared_options = std::shared_ptr<start_options>;
 
-/// A switch that stores directly into its field. The table's values keep the options alive.
+/// A switch that stores directly into its field. The options with a value keep `options` alive.
 auto into(const shared_options& options, bool start_options::*field) {
     return po::bool_switch(&((*options).*field));
 }

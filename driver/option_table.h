@@ -8,8 +8,8 @@
 
 namespace vandrel {
 
-/// The table of the options, which `--help` prints in this order. Parsing stores into `options`.
-/// The table shares ownership of `options`.
+/// The table of the options, in the order in which `--help` prints them. Parsing stores into
+/// `options`, of which the table shares ownership. Throws std::bad_alloc.
 boost::program_options::options_description
 option_table(const std::shared_ptr<start_options>& options);
 

@@ -13,7 +13,7 @@ namespace vandrel {
 
 namespace {
 
-/// Throws when there is no memory.
+/// Throws std::bad_alloc.
 parse_result parse(int argument_count, const char* const* arguments) {
     const auto options = std::make_shared<start_options>();
     const auto table = option_table(options);

@@ -16,7 +16,7 @@ namespace {
 void print_help(const boost::program_options::options_description& description,
                 output_str_state& outputter) {
     std::ostringstream text;
-    // Otherwise a text is cut short, without an error, if there is no memory for it.
+    // Without this, a text is cut short, without an error, if there is no memory for it.
     text.exceptions(std::ios_base::badbit);
     text << description;
     outputter.set_debug(true);

@@ -16,7 +16,7 @@ enum class tool_error : std::int32_t {
     unknown_error = 1,
     invalid_argument = 2,
     bad_command = 3,
-    /// The device was not found in time. An ECID of another form is an invalid_argument.
+    /// The device was not found in time. A malformed ECID is an invalid_argument.
     bad_ecid = 4,
     device_bad_state = 5,
     recovery_command_failed = 6,
@@ -34,9 +34,9 @@ cf_error_handle make_tool_error(tool_error code, const std::string& detail);
 /// the reason "std::bad_alloc". Null if there is no memory for this one either.
 cf_error_handle make_out_of_memory_error() noexcept;
 
-/// The exit status for an error: 0 for null. Else the low 32 bits of its code, read as unsigned, if
-/// that is 0 to 8; otherwise 1. The domain is not considered: an error of Apple's platform with a
-/// small code ends the process with that code.
+/// The exit status for an error: 0 for null. Otherwise the low 32 bits of its code, if they are 0
+/// to 8 as an unsigned number; 1 if they are not. The domain is not considered: an error of Apple's
+/// platform with a small code ends the process with that code.
 int tool_exit_code(CFErrorRef error);
 
 } // namespace vandrel
