@@ -31,8 +31,8 @@ if(WIN32)
     target_link_libraries(libzip INTERFACE ${ZLIB_STATIC_LIBRARY} advapi32)
 endif()
 
-# Header-only, so the same for all hosts. Its folder also has this machine's own headers, which a build for
-# another host must not find.
+# CLI11 is header-only, so it is the same for all hosts. The folder above it has this machine's own headers, which a
+# build for another host must not find.
 find_path(
     CLI11_HEADERS CLI.hpp
     PATHS /usr/include/CLI

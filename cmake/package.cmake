@@ -1,5 +1,6 @@
-# What a release consists of. scripts/release installs the components "product" and "debug-symbols" and packs them.
-# Both archives unpack into the same folder, where debuggers find the symbols.
+# What a release consists of, besides the list of libraries (sbom.spdx.json). scripts/release installs the
+# components "product" and "debug-symbols" and packs them. Both archives unpack into the same folder,
+# where debuggers find the symbols.
 set(products vandrel vandrel_library vandrel-sim vandrel-station vandrel-check-platform)
 install(
     TARGETS ${products}
@@ -73,7 +74,7 @@ function(install_licence name text origin)
 endfunction()
 
 # install_debian_licence(NAME FOLDER FILE PACKAGE) packs FOLDER/FILE, a file of the Debian PACKAGE. On other
-# systems, VANDREL_LICENCE_<NAME> is the path of the file.
+# systems, VANDREL_LICENCE_NAME, such as VANDREL_LICENCE_mingw_w64, is the path of the file.
 function(install_debian_licence name folder file package)
     string(MAKE_C_IDENTIFIER "VANDREL_LICENCE_${name}" variable)
     find_file(

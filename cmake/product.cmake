@@ -15,8 +15,8 @@ if(WIN32)
     endforeach()
 endif()
 
-# vandrel_windows_product(TARGET FILE_NAME) adds version and manifest to the program or library, enables all of
-# Windows' memory protections, and moves the debug symbols into FILE_NAME.debug in the same folder.
+# vandrel_windows_product(TARGET FILE_NAME) adds version and manifest to the program or library, enables random
+# addresses and memory that is not executed, and moves the debug symbols into FILE_NAME.debug in the same folder.
 function(vandrel_windows_product target file_name)
     # The resource numbers of the manifests of programs and of libraries.
     get_target_property(type ${target} TYPE)

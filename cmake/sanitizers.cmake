@@ -22,7 +22,7 @@ if(VANDREL_SANITIZERS MATCHES "thread")
     endif()
 endif()
 if(VANDREL_SANITIZERS MATCHES thread)
-    # The sanitizer does not support the memory fences with which Boost.Asio runs handlers. Here, nothing runs
-    # handlers.
+    # The compiler warns of the memory fences with which Boost.Asio runs handlers: the sanitizer does not support
+    # them. Each of our loops runs its handlers in one thread.
     add_compile_options(-Wno-tsan)
 endif()
