@@ -23,7 +23,7 @@ struct CFTypeDeleter {
 template<class Ref>
 using cf_handle = std::unique_ptr<std::remove_pointer_t<Ref>, CFTypeDeleter>;
 
-/// Owns an error. The rules of the options and the commands throw their errors as this type.
+/// Owns an error. A function that throws an error of CoreFoundation throws it as this type.
 using cf_error_handle = cf_handle<CFErrorRef>;
 
 } // namespace vandrel

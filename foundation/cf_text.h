@@ -9,13 +9,14 @@
 
 namespace vandrel {
 
-/// The text up to its first zero byte; empty for a null string and when it cannot be converted.
+/// The text up to its first zero byte; empty if the string is null or cannot be converted.
 std::string cfstring_to_string(CFStringRef string);
 
 /// The same, but nullopt if the string is null or cannot be converted.
 std::optional<std::string> copy_utf8(CFStringRef string);
 
-/// A new string; null when `text` is not valid UTF-8. A zero byte ends the text.
+/// A new string; null when `text` is not valid UTF-8, or when the string cannot be made. A zero
+/// byte ends the text.
 cf_handle<CFStringRef> make_cfstring(const std::string& text);
 
 /// CoreFoundation's own description of any object, for diagnostics; "(null)" when there is none.

@@ -17,7 +17,7 @@ using boost::system::error_code;
 using vandrel::last_win32_error;
 using vandrel::native_file;
 
-/// All files of the process share one. Never destroyed: the process may end while a file is open.
+/// The context of all files. Never destroyed: the process may end while a file is open.
 boost::asio::io_context& shared_context() {
     static auto& context = *new boost::asio::io_context;
     return context;

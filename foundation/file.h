@@ -17,17 +17,17 @@ namespace Orv {
 ///
 /// A function that is given an error code stores failures there, and returns what its
 /// comment says. Without an error code it throws boost::system::system_error, whose text contains
-/// the step, the file and the reason. Failures to open, create or size a file have the category
-/// win32_error_category on both hosts, failures of the reader itself file_error_category. A failed
-/// read has the category of Boost.Asio or of the host; its text, "read: REASON", does not contain
-/// the file. The failure "assign" is thrown even if an error code is given. One thread at a
-/// time.
+/// the step, the file and the reason. Failures to open, create or size a file are those of
+/// last_win32_error on both hosts. A file that is too large, or has no memory to be read into, is a
+/// failure of the category file_error_category. A failed read has the category of Boost.Asio or of
+/// the host; its text, "read: REASON", does not contain the file. The failure "assign", of the
+/// constructor and of create, is thrown even if an error code is given. One thread at a time.
 class file {
 public:
     /// Opens an existing file for reading. Throws boost::system::system_error.
     explicit file(const boost::filesystem::path& path);
 
-    /// Creates a file and opens it for writing; a file that exists is never overwritten. Nothing on
+    /// Creates a file and opens it for writing; a file that exists is never overwritten. nullopt on
     /// failure when `error` is given.
     static std::optional<vandrel::native_file> create(const boost::filesystem::path& path,
                                                       boost::system::error_code* error = nullptr);
@@ -35,8 +35,8 @@ public:
     /// In bytes; 0 on failure when `error` is given.
     std::uint64_t size(boost::system::error_code* error = nullptr) const;
 
-    /// Replaces `bytes` by the content of the file, and returns it. More than `max_size` bytes are
-    /// a failure. Empty on failure when `error` is given.
+    /// Replaces `bytes` by the content of the file, and returns `bytes`, which is empty on failure.
+    /// A file of more than `max_size` bytes is a failure.
     std::vector<std::uint8_t>& read_whole(std::vector<std::uint8_t>& bytes, std::uint64_t max_size,
                                           boost::system::error_code* error = nullptr);
 
@@ -63,7 +63,7 @@ public:
     const char* name() const noexcept override;
     using boost::system::error_category::message;
     std::string message(int code) const override;
-    /// A file that is too large maps to not_enough_memory.
+    /// too_large and no_memory map to not_enough_memory, not_locked to operation_would_block.
     boost::system::error_condition default_error_condition(int code) const noexcept override;
 
 private:

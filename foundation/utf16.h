@@ -1,7 +1,6 @@
 #pragma once
 
-/// The arithmetic of UTF-16 and UTF-8. The caller decides about surrogates without their other
-/// half.
+/// The arithmetic of UTF-16 and UTF-8. The caller decides what becomes of unpaired surrogates.
 
 #include <string>
 
@@ -15,7 +14,7 @@ constexpr bool is_low_surrogate(char16_t unit) {
     return unit >= 0xDC00 && unit <= 0xDFFF;
 }
 
-/// The code point of a pair.
+/// The code point of a pair of surrogates.
 constexpr char32_t join_surrogates(char16_t high, char16_t low) {
     return 0x10000 + ((high - char32_t{0xD800}) << 10) + (low - char32_t{0xDC00});
 }

@@ -8,7 +8,7 @@
 
 namespace vandrel {
 
-/// Windows error codes, the numbers of GetLastError. Any thread.
+/// Error codes of Windows and Winsock, the numbers of GetLastError. Any thread.
 class win32_error_category final : public std::error_category {
 public:
     /// The one object of this category.

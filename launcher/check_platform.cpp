@@ -1,6 +1,6 @@
-/// vandrel-check-platform FOLDER: compares Apple's CoreFoundation, as it is installed here, with
-/// the expected results in FOLDER. Prints each difference. The exit status is 0 if there is none,
-/// else 1.
+/// vandrel-check-platform FOLDER: compares what Apple's CoreFoundation, as it is installed here,
+/// makes of the documents in FOLDER with the expected results there, and checks other facts about
+/// it. Prints each difference. The exit status is 0 if there is none, else 1.
 
 #include "launcher/launch.h"
 #include "launcher/platform_truth.h"

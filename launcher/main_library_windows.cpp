@@ -35,7 +35,7 @@ std::wstring resolved(const std::wstring& path) {
     std::wstring target(longest_path, L'\0');
     const auto size = static_cast<DWORD>(target.size());
     target.resize(GetFinalPathNameByHandleW(opened, target.data(), size, FILE_NAME_NORMALIZED));
-    // A path on a drive means the same without its prefix, and people know it so.
+    // Without the prefix, a path on a drive means the same, and is the one that people know.
     constexpr std::wstring_view prefix = L"\\\\?\\";
     if (target.starts_with(prefix) && target.find(L':') == prefix.size() + 1) {
         target.erase(0, prefix.size());

@@ -5,8 +5,8 @@
 
 namespace {
 
-/// Files get the lowest number that is free. None of ours may get that of a standard stream that
-/// was closed before the start, or output would be written into it.
+/// A file that is opened gets the lowest free number. None of ours may get the number of a standard
+/// stream that was closed before the start, or output would be written into it.
 void take_numbers_of_standard_streams() {
     int number = 0;
     while (number >= 0 && number <= STDERR_FILENO) {

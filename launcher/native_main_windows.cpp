@@ -6,7 +6,7 @@
 
 #include <windows.h>
 
-// The narrow arguments are in the active code page, which does not have every character.
+// The narrow arguments are in the active code page. Unless it is UTF-8, it lacks characters.
 int wmain(int argument_count, wchar_t** arguments) {
     // Whatever a library loads by its name from now on is Windows' own, or lies beside Apple's.
     SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32 | LOAD_LIBRARY_SEARCH_USER_DIRS);

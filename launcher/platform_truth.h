@@ -11,12 +11,13 @@ namespace vandrel {
 struct truth_result {
     /// How many documents and other facts were checked.
     std::size_t checked = 0;
-    /// A text for each that is different from the expected result. It can have several lines.
+    /// A text for each one that differs from the expected result. It can have several lines.
     std::vector<std::string> differences;
 };
 
-/// Reads each document of a folder that simulator/core_foundation/truth/make_truth.py has written.
-/// Throws std::runtime_error if the folder cannot be read.
+/// Checks the reading and writing of each document that results.txt in `folder` lists. Such a
+/// folder is written by simulator/core_foundation/truth/make_truth.py. Throws std::runtime_error if
+/// the list is missing or empty, or if a document cannot be read.
 truth_result check_documents(const std::string& folder);
 
 /// Checks strings, numbers, errors and the writing of property lists.

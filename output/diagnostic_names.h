@@ -1,11 +1,11 @@
 #pragma once
 
-/// Signatures that diagnostics and assertions contain. A diagnostic of the session or of the
-/// records begins with a signature; the lines of `--help` and `--debug-dump` do not. Functions
-/// of the session that run in a callback use the callback's signature, the records' functions their
-/// own. A failed assertion also contains a
-/// source and a line. All of these are fixed identifiers, which readers of logs search for and
-/// compare: they do not follow the compiler or the code.
+/// Signatures that diagnostics and assertions contain, except those of the assertions of
+/// `--debug-dump` (MobileDeviceDebug.cpp). A diagnostic of the session or of the records begins
+/// with a signature; the lines of `--help` and `--debug-dump` do not. Functions of the session that
+/// run in a callback use the callback's signature, the records' functions their own. A failed
+/// assertion also contains a source and a line. All of these are fixed identifiers, which readers
+/// of logs search for and compare: they do not follow the compiler or the code.
 
 #include "foundation/assertion.h"
 
@@ -15,13 +15,13 @@ namespace vandrel {
 
 struct diagnostic_name {
     std::string_view signature;
-    /// A fixed number that the function's assertion prints as its line; 0 if it has no assertion.
+    /// A fixed number that the function's assertion gives as its line; 0 if it has no assertion.
     int assertion_line = 0;
 };
 
 namespace diagnostic_names {
 
-/// A fixed text that the session's assertions print as their source.
+/// A fixed text that the session's assertions give as their source.
 inline constexpr std::string_view session_source = "device/RestorableDeviceHandler.cpp";
 
 inline constexpr diagnostic_name session_constructor{

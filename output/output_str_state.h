@@ -17,18 +17,18 @@ class io_context;
 
 namespace vandrel {
 
-/// One queued line: a record's whole document, or one diagnostic message.
+/// One queued text: a record's whole document, or one diagnostic message.
 struct output_entry {
     std::string text;
     bool is_debug;
 };
 
-/// The only output path. Any thread queues records and diagnostics; a single writer thread, which
-/// runs writer_loop, writes them in the order in which they were queued, each by itself: records to
-/// standard output (each followed by a line feed) or, when there is one, to the inherited pipe
-/// (with nothing between them); diagnostics to standard error, and only while debugging is on. So
-/// no two lines ever mix, and a record is one write on the pipe, or several of at most 65,536
-/// bytes.
+/// The only path of the core to standard output, standard error and the inherited pipe. Any thread
+/// queues records and diagnostics. A single writer thread, which runs writer_loop, writes them one
+/// by one, in the order in which they were queued, so no two of them ever mix. Records go to the
+/// pipe, with nothing between them, or without a pipe to standard output, each followed by a line
+/// feed. Diagnostics go to standard error, each followed by a line feed, and only while debugging
+/// is on. A record is one write on the pipe, or several of at most 65,536 bytes.
 ///
 /// Typical use: make_output_state, start a thread on writer_loop, push, shutdown, join the thread;
 /// everything pushed before the shutdown has then been written and flushed.
@@ -51,15 +51,18 @@ public:
     void shutdown();
 
     /// The body of the writer thread: returns after shutdown. Throws boost::system::system_error
-    /// with the operation "write" when the reader of the pipe is gone, which ends the process.
+    /// with the operation "write" when the pipe cannot be written to, for example because its
+    /// reader is gone. In the tool, this ends the process.
     void writer_loop();
 
-    /// Queues the record {"Type": type, "Value": value}. A type that is null or empty, or a value
-    /// that has no XML form, gives a diagnostic and no record.
+    /// Queues the record {"Type": type, "Value": value}. A type that is null or empty, a value that
+    /// is null or has no XML form, or a record that cannot be made gives a diagnostic and no
+    /// record.
     void print_value(CFStringRef type, CFTypeRef value);
     void print_value(const std::string& type, CFTypeRef value);
 
-    /// Queues the "InternalError" record of an error; null gives a diagnostic and no record.
+    /// Queues the "InternalError" record of an error. Null, or a record that cannot be made, gives
+    /// a diagnostic and no record.
     void print_formatted_error(CFErrorRef error);
 
 private:

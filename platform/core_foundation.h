@@ -4,10 +4,12 @@
 /// The simulator and the tests use some that the product does not; forwarded.inc lists them.
 ///
 /// Our own declarations, after CoreFoundation's public documentation. Whoever includes this links
-/// exactly one supplier of the functions: `platform/forwarding` (Apple's libraries) or `simulator`.
-/// Ownership follows the Create rule: what a function with Create or Copy in its name returns
-/// belongs to the caller, who releases it once with CFRelease; what others return does not.
-/// Unless said otherwise, every function may be called from any thread.
+/// exactly one supplier of the functions and constants: `platform/forwarding` (Apple's libraries)
+/// or `simulator`. Ownership follows the Create rule: what a function with Create or Copy in its
+/// name returns belongs to the caller, who releases it once with CFRelease; what others return does
+/// not. A function with Create or Copy in its name returns null if it cannot make its result.
+/// Unless said otherwise, every function may be called from any thread, but no object is changed
+/// while another thread uses it.
 
 #include <atomic>
 #include <cstdint>
@@ -51,13 +53,13 @@ extern const CFAllocatorRef kCFAllocatorDefault;
 /// Neither allocates nor frees. As a deallocator: the caller keeps ownership of the bytes.
 extern const CFAllocatorRef kCFAllocatorNull;
 
-/// `object` is not null. Returns it.
+/// `object` is not null. Returns it, with one more reference, which the caller releases.
 CFTypeRef CFRetain(CFTypeRef object);
 /// `object` is not null.
 void CFRelease(CFTypeRef object);
 CFTypeID CFGetTypeID(CFTypeRef object);
 Boolean CFEqual(CFTypeRef left, CFTypeRef right);
-/// A text for diagnostics; null when it cannot be made.
+/// A text for diagnostics.
 CFStringRef CFCopyDescription(CFTypeRef object);
 
 // --- strings
@@ -81,10 +83,11 @@ CFIndex CFStringGetLength(CFStringRef string);
 /// The most bytes that `length` UTF-16 code units can take, without a terminating zero; -1 if the
 /// number does not fit.
 CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encoding);
-/// The first position of `string_to_find` in `string`, in UTF-16 code units; kCFNotFound and 0 if
-/// there is none, or it is empty. Without options, characters must be identical.
+/// The first range of `string` that is `string_to_find`, in UTF-16 code units; kCFNotFound and 0 if
+/// there is none, or if `string_to_find` is empty. Without options, characters must be identical.
 CFRange CFStringFind(CFStringRef string, CFStringRef string_to_find, CFStringCompareFlags options);
-/// Fills `buffer` with the text and a zero byte; false when `size` bytes do not hold them.
+/// Fills `buffer` with the text and a zero byte; false when `size` bytes do not hold them, or when
+/// the text has no form in `encoding`, such as an unpaired surrogate in UTF-8.
 Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex size,
                            CFStringEncoding encoding);
 /// The string that stands for a literal; the same one for the same text, never freed.
@@ -122,7 +125,8 @@ extern const CFNullRef kCFNull;
 
 CFTypeID CFDataGetTypeID();
 CFDataRef CFDataCreate(CFAllocatorRef allocator, const std::uint8_t* bytes, CFIndex count);
-/// Refers to the caller's bytes, which outlive the object; freed with `deallocator`.
+/// Refers to the caller's bytes instead of copying them. `deallocator` frees them with the object;
+/// with kCFAllocatorNull, the caller does, after the object's end.
 CFDataRef CFDataCreateWithBytesNoCopy(CFAllocatorRef allocator, const std::uint8_t* bytes,
                                       CFIndex count, CFAllocatorRef deallocator);
 const std::uint8_t* CFDataGetBytePtr(CFDataRef data);
@@ -130,9 +134,9 @@ CFIndex CFDataGetLength(CFDataRef data);
 
 // --- containers
 
-/// How a container keeps its elements. Only the four standard sets of callbacks are used, which
-/// retain, release, compare and hash elements as CoreFoundation objects. Their members are not used
-/// here.
+/// How a container keeps its elements. Only the four standard sets of callbacks are declared. They
+/// retain, release and compare elements as CoreFoundation objects; those of keys and sets also hash
+/// them. The product does not use their members.
 struct CFArrayCallBacks {
     CFIndex version;
     const void* functions[4];
@@ -219,13 +223,14 @@ inline constexpr CFPropertyListFormat kCFPropertyListXMLFormat_v1_0 = 100;
 inline constexpr CFPropertyListFormat kCFPropertyListBinaryFormat_v1_0 = 200;
 inline constexpr CFOptionFlags kCFPropertyListImmutable = 0;
 
-/// The serialised form of `plist`; null on failure, with an owned error in `*error` if `error` is
-/// not null.
+/// The serialised form of `plist`; the simulator only makes XML. Null on failure; `*error`, if
+/// `error` is not null, is then an owned error, or null if none could be made.
 CFDataRef CFPropertyListCreateData(CFAllocatorRef allocator, CFPropertyListRef plist,
                                    CFPropertyListFormat format, CFOptionFlags options,
                                    CFErrorRef* error);
-/// Reads any format that CoreFoundation knows. `*format`, if `format` is not null, is set to the
-/// one that was found. Null on failure, with an owned error in `*error` if `error` is not null.
+/// Reads any format that CoreFoundation knows; the simulator only XML and the binary format. On
+/// success, `*format`, if `format` is not null, is set to the one that was found. Failures are as
+/// for CFPropertyListCreateData.
 CFPropertyListRef CFPropertyListCreateWithData(CFAllocatorRef allocator, CFDataRef data,
                                                CFOptionFlags options, CFPropertyListFormat* format,
                                                CFErrorRef* error);
@@ -243,7 +248,8 @@ inline CFStringRef constant_string(std::atomic<CFStringRef>& place, const char* 
     return constant;
 }
 
-/// The constant string of a literal; looked up once in each place where it is used.
+/// The constant string of a literal. Each place where it is used looks it up once; the first uses
+/// may do so on several threads at once.
 #define CFSTR(literal)                                                                             \
     ([]() -> CFStringRef {                                                                         \
         static std::atomic<CFStringRef> cfstr_place;                                               \

@@ -17,7 +17,7 @@ struct _AMRestorableDevice;
 /// The Recovery-mode device of a restorable device: a CoreFoundation object.
 struct _AMRecoveryModeDevice;
 
-// --- booted devices; only the subscription is used, which starts MobileDevice's USB service
+// --- booted devices; only a subscription is used, because it starts MobileDevice's USB service
 
 struct _AMDeviceNotification;
 struct AMDeviceNotificationInfo;
@@ -62,7 +62,7 @@ CFStringRef AMRestorableDeviceCopyProductString(_AMRestorableDevice* device);
 
 /// Null if `device` has no Recovery-mode device.
 _AMRecoveryModeDevice* AMRestorableDeviceCopyRecoveryModeDevice(_AMRestorableDevice* device);
-/// Whether the device boots its system by itself. 0, or an AMR error code.
+/// Sets whether the device boots its system by itself. Returns 0, or an AMR error code.
 std::int32_t AMRecoveryModeDeviceSetAutoBoot(_AMRecoveryModeDevice* device, Boolean auto_boot);
 /// 0, or an AMR error code.
 std::int32_t AMRecoveryModeDeviceReboot(_AMRecoveryModeDevice* device);
@@ -75,7 +75,8 @@ using AMRestorableDeviceRestoreCallback = void (*)(_AMRestorableDevice* device,
 
 /// A new dictionary with MobileDevice's default restore options, or null.
 CFMutableDictionaryRef AMRestoreCreateDefaultOptions(CFAllocatorRef allocator);
-/// Starts a restore and returns. Reports are passed to `callback`.
+/// Starts a restore and returns 0, or an AMR error code. Reports are passed to `callback`, the
+/// first of them possibly during the call.
 std::int32_t AMRestorableDeviceRestore(_AMRestorableDevice* device, CFDictionaryRef options,
                                        AMRestorableDeviceRestoreCallback callback, void* context);
 /// Logs restores into the file at `path`, in UTF-8. 0, or an AMR error code.

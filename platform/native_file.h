@@ -26,7 +26,7 @@ public:
     /// be opened. POSIX has no such exclusion.
     static std::optional<native_file> open_for_reading(boost::asio::io_context& context,
                                                        const boost::filesystem::path& path);
-    /// The same for a new file; one that exists is left alone, which is a failure.
+    /// The same for a new file. A file that exists is left alone, and nullopt is returned.
     static std::optional<native_file> create_for_writing(boost::asio::io_context& context,
                                                          const boost::filesystem::path& path);
     native_file(native_file&&) noexcept;
@@ -36,7 +36,8 @@ public:
     /// In bytes. nullopt if the file has no size; native_last_error then has the reason.
     std::optional<std::uint64_t> size() const;
 
-    /// Fills `buffer` from the start of the file. A file that ends before is an error.
+    /// Fills `buffer` from the start of the file. A file that ends before `buffer` is full is an
+    /// error.
     void read(std::span<std::uint8_t> buffer, boost::system::error_code& error);
 
     /// Writes at the end of the file, in pieces of at most 65,536 bytes. Throws

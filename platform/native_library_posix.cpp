@@ -17,7 +17,7 @@ bool read_header(std::ifstream& file, std::uint64_t position, Header& header) {
     return static_cast<bool>(file.read(reinterpret_cast<char*>(&header), sizeof header));
 }
 
-/// Whether a part of the file that has to be in memory is not in the file.
+/// Whether the file lacks a part that has to be in memory, or a header of one.
 bool ends_too_early(std::ifstream& file, const Elf64_Ehdr& library) {
     file.seekg(0, std::ios::end);
     const auto size = static_cast<std::uint64_t>(file.tellg());
@@ -34,8 +34,8 @@ bool ends_too_early(std::ifstream& file, const Elf64_Ehdr& library) {
     return false;
 }
 
-/// Empty if nothing is wrong, or if the file cannot be read. The loader has other words for some of
-/// this, and a library whose end is missing crashes the program.
+/// Empty if nothing is wrong, or if the file cannot be opened. The loader has other words for some
+/// of this, and a library whose end is missing crashes the program.
 std::string fault_of(const native_path& path) {
     std::ifstream file(path, std::ios::binary);
     if (!file) {

@@ -23,7 +23,7 @@ bool read_header(std::FILE* file, std::int64_t position, Header& header) {
            std::fread(&header, sizeof header, 1, file) == 1;
 }
 
-/// Whether a section of the file is not whole.
+/// Whether the file lacks a part of a section, or a header of one.
 bool ends_too_early(std::FILE* file, std::int64_t sections, unsigned count) {
     _fseeki64(file, 0, SEEK_END);
     const std::int64_t size = _ftelli64(file);

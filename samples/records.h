@@ -173,7 +173,7 @@ private:
             where_ = " in " + report.at("Orv_OperationName").text + " at " + progress.text + " %";
         }
         const bool has_error = !error.kind.empty() && !error.is_integer(0);
-        // An error in a report counts if no good completion follows.
+        // An error in a report counts only if the run has no completion without an error.
         if (report.at("Status").text == "Failed" || has_error) {
             const bool is_lost = error.is_integer(usb_disconnection);
             note(device_failed, is_lost ? 3 : 1,
@@ -236,7 +236,7 @@ public:
         }
     }
 
-    // The stream has ended. What is left of it cannot be read.
+    // The stream has ended. What is left of it, but for white space, cannot be read.
     void finish() { handle(std::exchange(text_, {})); }
 
 private:

@@ -4,13 +4,16 @@
 //     run_with_pipe.exe --records FILE
 //
 // The second form judges the records in a file. vandrel's other output goes to standard error. So
-// do the number of records that cannot be read, and the verdict. The exit status is the verdict's:
+// do its exit status if that is not 0, the number of records that cannot be read, and the verdict.
+// The exit status of run_with_pipe is the verdict's:
 //
 //     0   restored; for another command, and with --enter-restore-mode: done
 //     1   failed
 //     2   timed out
 //     3   connection lost: the device was unplugged, or the cable is bad
 //     4   not completed: vandrel ended, or the file ends, and no record says how the run went
+//
+// The exit status is 64 for wrong arguments, and 65 if run_with_pipe itself fails.
 
 #include "records.h"
 
@@ -184,7 +187,7 @@ DWORD run(const std::vector<std::wstring>& words, record_reader& records) {
     const auto number = reinterpret_cast<std::intptr_t>(pipe.writer.get());
     command_line += L"--output-pipe " + std::to_wstring(number);
     const unique_handle process = start(command_line, pipe.writer.get());
-    // From here on, only vandrel has the write end open; when it closes it, the stream ends.
+    // From here on, only vandrel has the write end open. The stream ends when vandrel closes it.
     pipe.writer.reset();
     read_records(pipe.reader.get(), records);
     WaitForSingleObject(process.get(), INFINITE);

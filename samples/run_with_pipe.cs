@@ -3,14 +3,17 @@
 //     run_with_pipe.exe C:\vandrel\vandrel.exe --restore iPhone.ipsw --ecid 0001A2B3C4D5E6F7
 //     run_with_pipe.exe --records FILE
 //
-// The second form judges the records in a file. vandrel's other output goes to standard error. So do the number
-// of records that cannot be read, and the verdict. The exit status is the verdict's:
+// The second form judges the records in a file. vandrel's other output goes to standard error. So do its exit status
+// if that is not 0, the number of records that cannot be read, and the verdict. The exit status of run_with_pipe is
+// the verdict's:
 //
 //     0   restored; for another command, and with --enter-restore-mode: done
 //     1   failed
 //     2   timed out
 //     3   connection lost: the device was unplugged, or the cable is bad
 //     4   not completed: vandrel ended, or the file ends, and no record says how the run went
+//
+// The exit status is 64 for wrong arguments. If run_with_pipe itself fails, it ends with an exception.
 
 using System;
 using System.Collections.Generic;
@@ -71,7 +74,7 @@ sealed class Judge
         if (!IsNumber(operation, 0))
             where = " in " + Text(Record.At(report, "Orv_OperationName")) + " at " + Text(progress) + " %";
         var hasError = error != null && !IsInteger(error, 0);
-        // An error in a report counts if no good completion follows.
+        // An error in a report counts only if the run has no completion without an error.
         if (Text(Record.At(report, "Status")) == "Failed" || hasError)
         {
             var isLost = IsInteger(error, UsbDisconnection);
@@ -297,7 +300,7 @@ static class RunWithPipe
                 pipe.WaitForConnection();
                 process = Start(program, arguments, writer);
             }
-            // From here on, only vandrel has the write end open; when it closes it, the stream ends.
+            // From here on, only vandrel has the write end open. The stream ends when vandrel closes it.
             using (process)
             {
                 foreach (var record in Record.ReadAll(pipe))

@@ -4,14 +4,17 @@
     run_with_pipe.py C:\\vandrel\\vandrel.exe --restore iPhone.ipsw --ecid 0001A2B3C4D5E6F7
     run_with_pipe.py --records FILE
 
-The second form judges the records in a file. vandrel's other output goes to standard error. So do the number of
-records that cannot be read, and the verdict. The exit status is the verdict's:
+The second form judges the records in a file. vandrel's other output goes to standard error. So do its exit status
+if that is not 0, the number of records that cannot be read, and the verdict. The exit status of run_with_pipe is
+the verdict's:
 
     0   restored; for another command, and with --enter-restore-mode: done
     1   failed
     2   timed out
     3   connection lost: the device was unplugged, or the cable is bad
     4   not completed: vandrel ended, or the file ends, and no record says how the run went
+
+The exit status is 64 for wrong arguments. If run_with_pipe itself fails, it ends with an exception and with 1.
 """
 import os
 import plistlib
@@ -59,7 +62,7 @@ if sys.platform == "win32":
         return os.fdopen(msvcrt.open_osfhandle(reader, os.O_RDONLY), "rb"), writer
 
     def inheriting(handle):
-        """The arguments with which Popen passes this handle on, and no other."""
+        """The arguments with which Popen passes on this handle, and no other but the standard streams."""
         os.set_handle_inheritable(handle, True)
         return {"startupinfo": subprocess.STARTUPINFO(lpAttributeList={"handle_list": [handle]})}
 
@@ -157,7 +160,7 @@ class Judge:
         if operation != 0:
             self.where = f" in {report.get('Orv_OperationName')} at {progress} %"
         has_error = error is not None and not (type(error) is int and error == 0)
-        # An error in a report counts if no good completion follows.
+        # An error in a report counts only if the run has no completion without an error.
         if report.get("Status") == "Failed" or has_error:
             is_lost = type(error) is int and error == self.USB_DISCONNECTION
             self.note(self.DEVICE_FAILED, 3 if is_lost else 1,
@@ -191,7 +194,7 @@ def run(words, handle_record):
                 stdin=subprocess.DEVNULL, stdout=sys.stderr, stderr=sys.stderr,
                 **inheriting(writer))
         finally:
-            # From here on, only vandrel has the write end open; when it closes it, the stream ends.
+            # From here on, only vandrel has the write end open. The stream ends when vandrel closes it.
             close(writer)
         for kind, value in records(stream):
             handle_record(kind, value)

@@ -28,8 +28,8 @@ void check_temporary_folder() {
     if (!error) {
         return;
     }
-    // On POSIX hosts, the first of these that exists names the folder, even if it is empty. On
-    // Windows, there always is one.
+    // On POSIX hosts, the first of these variables that is set names the folder, even if its value
+    // is empty. On Windows, there always is a folder.
     for (const char* const name : {"TMPDIR", "TMP", "TEMP", "TEMPDIR"}) {
         if (const char* const value = std::getenv(name)) {
             throw std::runtime_error(std::string(name) + ": is \"" + value +
@@ -48,8 +48,9 @@ void start_simulation(const simulation_arguments& arguments) {
 }
 
 /// Called by exit, because the tool ends the process itself. Prints which objects of Apple's
-/// platform the tool has not released, and whether the run ended before the creation that should
-/// have failed. An object that was not released is a defect of the tool.
+/// platform the tool has not released, which constants it has not released as often as it retained
+/// them, and whether the run ended before the creation that should have failed. An object that was
+/// not released is a defect of the tool, and so is such a constant.
 void account_for_objects() {
     simulator::stop();
     if (const auto left = simulator::creations_until_failure(); left != 0) {

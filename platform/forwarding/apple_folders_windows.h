@@ -32,8 +32,8 @@ struct package_functions {
                                              wchar_t* path);
 };
 
-/// The folders in which Apple's packages of the Store are installed. None when `functions` are
-/// null: a system may be without them.
+/// The folders in which Apple's packages of the Store are installed. Empty when one of `functions`
+/// is null: a system may be without them.
 std::vector<boost::filesystem::path> store_package_folders(const package_functions& functions);
 
 } // namespace vandrel

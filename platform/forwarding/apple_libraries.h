@@ -4,14 +4,14 @@
 
 namespace vandrel {
 
-/// Apple's libraries, or something in them, are not there. The text is one sentence.
+/// Apple's libraries cannot be loaded, or lack something. The text is one sentence.
 class apple_library_missing : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// Loads Apple's libraries and binds the forwarded functions and constants to them. They must not
-/// be used before. Called once, before any other thread starts. Throws apple_library_missing.
+/// Loads Apple's libraries and binds the forwarded functions and constants to them, which must not
+/// be used before. Call it before any other thread starts. Throws apple_library_missing.
 void load_apple_libraries();
 
 } // namespace vandrel

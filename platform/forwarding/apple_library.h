@@ -10,7 +10,7 @@ using library_handle = void*;
 /// Throws apple_library_missing.
 library_handle open_apple_library(apple_library which);
 
-/// The address of the function or variable of that name; null when the library has none.
+/// As find_native_symbol.
 void* find_symbol(library_handle library, const char* name);
 
 } // namespace vandrel

@@ -40,8 +40,8 @@ bool is_there(const path& file) {
     return boost::filesystem::exists(file, ignored);
 }
 
-/// Lets Windows search the folders of both libraries for those that they load themselves, besides
-/// its own folder. It searches neither the current folder nor PATH.
+/// Lets Windows search the folders of both libraries, besides its own folder, for the libraries
+/// that these two load themselves. Windows searches neither the current folder nor PATH.
 void let_search(const apple_folders& folders) {
     for (const apple_library which :
          {apple_library::core_foundation, apple_library::mobile_device}) {

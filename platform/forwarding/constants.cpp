@@ -1,6 +1,6 @@
 // Storage of the platform's constants, which are copied from Apple's libraries when these are
-// loaded. The headers declare them const, but loading writes to them, so no header is included
-// here.
+// loaded. The platform's headers declare them const, but loading writes to them, so those headers
+// are not included here.
 
 #include <cstddef>
 

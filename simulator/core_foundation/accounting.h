@@ -1,7 +1,7 @@
 #pragma once
 
-/// Counts the simulated platform's objects, and makes creations fail. For tests. Every function may
-/// be called from any thread.
+/// Counts the simulated platform's objects, and makes creations fail. For tests, vandrel-sim and
+/// stand_in. Every function may be called from any thread.
 
 #include <cstdint>
 #include <map>
@@ -17,12 +17,14 @@ std::map<std::string, std::int64_t> live_objects();
 std::int64_t live_object_count();
 
 /// The number of references to each constant (of CFSTR, a boolean, kCFNull) that were retained and
-/// not released, by the constant's description; below 0 if there were more releases. Constants
-/// whose references balance are left out. What is done in an unaccounted_scope does not count.
+/// not released, by the constant's type and description; below 0 if there were more releases.
+/// Constants whose references balance are left out. What is done in an unaccounted_scope does not
+/// count.
 std::map<std::string, std::int64_t> unbalanced_constants();
 
-/// The number of creations by Create and Copy functions so far, including those that were made to
-/// fail. One call can make several: the elements of a property list count one by one.
+/// The number of creations by Create and Copy functions outside every unaccounted_scope so far,
+/// including those that were made to fail. One call can make several: the new objects of a property
+/// list count one by one.
 std::int64_t creation_count();
 
 /// Makes the `n`-th creation from now fail, once: 1 is the next. The function that makes it then

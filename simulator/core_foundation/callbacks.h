@@ -6,7 +6,7 @@
 
 namespace simulator {
 
-/// The content of the standard callbacks, by which they are recognised.
+/// Its address is the content of the standard callbacks, by which they are recognised.
 inline constexpr char standard_callbacks_mark = 0;
 
 /// Compares the content: a program that loads the platform as a library may have a copy.

@@ -22,11 +22,12 @@ struct __CFDate final : simulator::object {
 namespace simulator {
 
 /// "2001-01-01T00:00:00Z", in whole seconds, rounded down. Years before 0 have a minus sign, and
-/// years after 9999 more than four digits. A time that is NaN, infinite or out of the range of
-/// 64-bit seconds is written as "0000-00-00T00:00:00Z".
+/// years after 9999 more than four digits. A time that is NaN, or 9.2e18 seconds or more from 2001,
+/// is written as "0000-00-00T00:00:00Z".
 std::string date_text(CFAbsoluteTime time);
 
-/// The time of such a text; none if the text has another form, or its day or time does not exist.
+/// The time of such a text, whose year has four digits and no sign; none if the text has another
+/// form, or if its day or time does not exist.
 std::optional<CFAbsoluteTime> parse_date(std::string_view text);
 
 } // namespace simulator

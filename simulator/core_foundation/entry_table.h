@@ -1,7 +1,7 @@
 #pragma once
 
-/// A hash table of objects by objects, in the order in which keys were first set. Dictionaries and
-/// sets use it.
+/// A hash table of objects by objects, in the order in which keys were first set. Dictionaries,
+/// sets and errors use it.
 
 #include "simulator/core_foundation/object.h"
 
@@ -45,7 +45,7 @@ private:
     std::vector<entry> entries_;
     /// The entries by the hashes of their keys: an entry is in the slot that its hash selects, or
     /// in the first free slot after that. The number of slots is a power of two, and at most three
-    /// quarters are used. Small tables, which are most, have no index.
+    /// quarters are used. Most tables are small, and have no index.
     std::vector<slot> index_;
 };
 

@@ -9,8 +9,8 @@
 #include <variant>
 
 struct __CFNumber final : simulator::object {
-    /// Integers are signed, and unsigned only above the largest signed number, which property lists
-    /// allow. So equal integers have the same alternative. A real can equal an integer.
+    /// An integer is signed, unless it is above the largest signed number: property lists allow up
+    /// to 2^64 - 1. So equal integers have the same alternative. A real can equal an integer.
     using value_type = std::variant<std::int64_t, std::uint64_t, double>;
 
     explicit __CFNumber(value_type number) : object(static_type()), value(number) {}
@@ -25,8 +25,8 @@ struct __CFNumber final : simulator::object {
 
 namespace simulator {
 
-/// The decimal text of a number. Fractions have the 17 significant digits that give the same number
-/// when read back; zero as a real, with either sign, is "0.0"; what is not finite is "nan",
+/// The decimal text of a number. A real has at most 17 significant digits, which give the same
+/// number when read back; zero as a real, with either sign, is "0.0"; what is not finite is "nan",
 /// "+infinity" or "-infinity".
 std::string number_text(const __CFNumber::value_type& value);
 

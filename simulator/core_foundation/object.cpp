@@ -74,7 +74,7 @@ void object::release(const char* function) const {
     }
 }
 
-/// Nested destruction is queued: containers may be nested more deeply than the stack allows.
+/// Nested destruction is put off: containers may be nested more deeply than the stack allows.
 void object::destroy() const {
     thread_local bool is_destroying = false;
     thread_local const object* queue = nullptr;
@@ -89,7 +89,7 @@ void object::destroy() const {
         if (next->counted_) {
             delete next;
         } else {
-            // It retained its constants in such a scope.
+            // It was created in such a scope, so its references to constants were not counted.
             const unaccounted_scope scope;
             delete next;
         }

@@ -18,7 +18,8 @@
 /// a pointer to the struct, a CFTypeRef and a pointer to `object` are the same address. CFRetain
 /// and CFRelease then do the rest: the last release deletes the object.
 ///
-/// Misuse of the platform ends the process with one line on standard error that describes it.
+/// Misuse of the platform, where it is detected, ends the process with one line on standard error
+/// that describes it.
 
 #include "platform/core_foundation.h"
 #include "simulator/core_foundation/accounting.h"
@@ -72,11 +73,11 @@ public:
     /// if there were more releases.
     std::int64_t outstanding_references() const { return references_ - 1; }
 
-    /// `other` is another object of the same type. By default nothing equals anything else.
+    /// `other` is of the same type. By default an object equals only itself.
     virtual bool equals(const object& other) const;
     /// Equal objects have equal hashes.
     virtual CFHashCode hash() const;
-    /// A text for diagnostics. By default the type's name.
+    /// A text for diagnostics. By default the type's name in angle brackets.
     virtual std::string describe() const;
     /// The text for this object inside the description of another.
     virtual std::string describe_inside() const { return describe(); }
@@ -91,7 +92,7 @@ private:
     mutable std::atomic<std::int32_t> references_{1};
     const bool counted_;
     bool immortal_ = false;
-    /// The next object in the queue for destruction.
+    /// The next object of those that wait for destruction.
     mutable const object* next_to_destroy_ = nullptr;
 };
 
@@ -148,7 +149,7 @@ struct releaser {
 template<class T>
 using owned = std::unique_ptr<T, releaser>;
 
-/// A new reference to `reference`, which may be null.
+/// A new reference to the same object; null if `reference` is null.
 template<class T>
 owned<T> retained(T* reference) {
     if (reference != nullptr) {

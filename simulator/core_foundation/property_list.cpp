@@ -17,7 +17,7 @@ owned<const object> create_string_value(std::string utf8) {
 
 namespace {
 
-/// CoreFoundation's own domain and codes for property lists that cannot be read or written.
+/// CoreFoundation's own codes for property lists that cannot be read or written.
 constexpr CFIndex unreadable = 3840;
 constexpr CFIndex unwritable = 3851;
 

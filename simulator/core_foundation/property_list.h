@@ -21,8 +21,8 @@ inline constexpr int property_list_depth_limit = 512;
 /// The same for what is written, so that writing a container that contains itself ends.
 inline constexpr std::size_t property_list_written_depth_limit = 2'048;
 
-/// A value cannot be written, or bytes cannot be read, as a property list. what() has the reason
-/// and the place.
+/// A value cannot be written, or bytes cannot be read, as a property list. what() has the reason,
+/// and for most errors in XML the line.
 class property_list_error : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
@@ -41,7 +41,7 @@ owned<T> create_value(Arguments&&... arguments) {
     return result;
 }
 
-/// A string of valid UTF-8; throws property_list_error for other bytes.
+/// A new string. Throws property_list_error if `utf8` is not valid UTF-8, and creation_failed.
 owned<const object> create_string_value(std::string utf8);
 
 /// The XML document of `value`. Throws property_list_error.

@@ -287,7 +287,7 @@ private:
         result.value = std::move(set);
     }
 
-    /// The first of two equal keys is kept.
+    /// Of two equal keys, the first is kept, with its value.
     void read_dictionary(object_bytes& bytes, unsigned low, slot& result, int depth) {
         const std::uint64_t count = bytes.take_count(low);
         const byte_span keys = bytes.take_elements(count, reference_size_);

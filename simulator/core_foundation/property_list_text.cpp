@@ -44,7 +44,7 @@ bool is_too_large(std::string_view text) {
 }
 
 std::optional<double> parse_magnitude(std::string_view text) {
-    // Words are read below. from_chars would accept more of them.
+    // parse_real reads words. from_chars would accept more of them.
     if (text.empty() || !(is_digit(text.front()) || text.front() == '.')) {
         return std::nullopt;
     }

@@ -151,7 +151,7 @@ private:
 
     void write_data(const __CFData& data, std::size_t depth) {
         // Lines get shorter to the right, as if a tab were eight columns wide, up to a depth of
-        // eight. The lines of deeper ones are not indented any further; the tags are.
+        // eight. The lines of deeper data are not indented any further; the tags are.
         const std::size_t line_depth = std::min<std::size_t>(depth, 8);
         const std::size_t line_length = 76 - 8 * line_depth;
         line("<data>\n", depth);

@@ -12,8 +12,8 @@
 #include <unordered_map>
 
 __CFString::__CFString(std::string text, CFIndex length, bool valid)
-    // No text is as long as the mask. Without it, the compiler warns of lost bits; so it does
-    // without optimisation, if the mask is no literal.
+    // The mask, which no length exceeds, keeps the compiler from warning of lost bits. It is a
+    // literal because, without optimisation, nothing else does.
     : object(static_type()),
       utf8(std::move(text)),
       utf16_length(length & 0x3fff'ffff'ffff'ffff),

@@ -8,8 +8,8 @@
 #include <string_view>
 
 struct __CFString final : simulator::object {
-    /// `utf8` takes `utf16_length` UTF-16 code units. An unpaired surrogate is encoded in it in the
-    /// generalised UTF-8 form of surrogates, three bytes; `is_valid` is false then.
+    /// `utf8` takes `utf16_length` UTF-16 code units. If it has unpaired surrogates, each is three
+    /// bytes, in the form that generalises UTF-8 to surrogates, and `is_valid` is false.
     __CFString(std::string utf8, CFIndex utf16_length, bool is_valid = true);
     static const simulator::runtime_type& static_type();
 
@@ -22,7 +22,7 @@ struct __CFString final : simulator::object {
     std::string_view valid_part() const;
 
     const std::string utf8;
-    // Together in eight bytes: there can be millions of strings.
+    // On POSIX, together in eight bytes: there can be millions of strings.
     const CFIndex utf16_length : 63;
     const bool is_valid : 1;
 };

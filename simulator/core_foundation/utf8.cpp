@@ -104,7 +104,8 @@ std::size_t valid_length(std::string_view text) {
 
 namespace {
 
-/// Removes and returns the first code point of a text, which is valid and not empty.
+/// Removes and returns the first code point of a text, which is not empty. It is valid, but for
+/// surrogates of three bytes.
 char32_t take_code_point(std::string_view& text) {
     const auto first = static_cast<unsigned char>(text.front());
     const std::size_t bytes = first < 0x80 ? 1 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;

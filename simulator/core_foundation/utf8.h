@@ -1,6 +1,7 @@
 #pragma once
 
 /// UTF-8 as the Unicode standard has it: no overlong forms, no surrogates, nothing above U+10FFFF.
+/// Where a function says so, unpaired surrogates are allowed, in three bytes each.
 
 #include <cstddef>
 #include <cstdint>
@@ -17,8 +18,8 @@ std::optional<std::int64_t> utf16_length(std::string_view text);
 /// The number of bytes of `text` before the first that is not valid UTF-8.
 std::size_t valid_length(std::string_view text);
 
-/// The UTF-16 code units of `text`, which is UTF-8 with unpaired surrogates in their generalised
-/// form of three bytes.
+/// The UTF-16 code units of `text`, which is UTF-8 and may have unpaired surrogates of three bytes
+/// each.
 std::u16string utf16_of(std::string_view text);
 
 /// Appends text of UTF-16 code units. Returns false if it has an unpaired surrogate, which takes

@@ -23,7 +23,7 @@ public:
     std::string_view text() const { return text_; }
     /// The number of line feeds of the document before `text`.
     std::size_t lines_before() const { return lines_before_; }
-    /// Null if the declaration has the encoding, or if it is UTF-8.
+    /// The encoding to give to expat. Null: the one that the document declares, or else UTF-8.
     const char* encoding() const { return is_converted_ ? "UTF-8" : nullptr; }
     /// Whether the document may declare that it has this encoding.
     bool may_declare(std::string_view encoding) const;

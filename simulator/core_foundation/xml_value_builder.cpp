@@ -47,7 +47,7 @@ const T& value_or_error(const std::optional<T>& value, const char* what) {
     return *value;
 }
 
-/// The value of an element that contains only text, except a key. Consumes the text.
+/// The value of an element that contains only text, except a key. May consume the text.
 owned<const object> create_scalar(element kind, std::string& text) {
     if (kind == element::string) {
         return create_string_value(std::move(text));
@@ -181,7 +181,7 @@ void xml_value_builder::check_depth() const {
     }
 }
 
-/// The last of two equal keys is kept.
+/// Of two equal keys, the value of the last is kept.
 void xml_value_builder::add(owned<const object> value) {
     if (containers_.empty() || containers_.back().kind == element::plist) {
         value_ = std::move(value);

@@ -28,7 +28,7 @@ private:
 };
 
 /// Open elements are on a stack of their own, so nesting in a document does not use the stack of
-/// the thread. All functions throw property_list_error and creation_failed.
+/// the thread. `open` and `close` throw property_list_error and creation_failed.
 class xml_value_builder {
 public:
     void open(std::string_view name);
@@ -38,7 +38,7 @@ public:
     void add_text(std::string_view text) { text_ += text; }
     /// True when that was the end of <plist>.
     bool close();
-    /// The value of the whole document.
+    /// The value of the whole document. Throws property_list_error if it has none.
     owned<const object> take_value();
 
 private:

@@ -6,7 +6,7 @@
 
 documents/NAME is a property list, or nearly one. results.txt says of each what the platform does with it:
 "refused"; "accepted", and contents/NAME.xml is its content written as XML, byte for byte; "unwritable" when it
-is accepted but has no XML form. Where no content is given, only the acceptance matters.
+is accepted but has no XML form. Where no content is given, any content will do.
 
 Each row was seen on Apple's library, or stands beside one that was. None comes from running a reader of ours.
 """
