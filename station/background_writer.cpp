@@ -16,7 +16,7 @@ namespace {
 
 /// Enough for a queue that is full because the processor is busy.
 constexpr std::chrono::seconds longest_wait(1);
-/// What a task takes beside the bytes that it holds, about.
+/// About what a task takes besides the bytes that it holds.
 constexpr std::size_t task_bytes = 256;
 
 } // namespace
@@ -42,7 +42,7 @@ struct background_writer::shared_state {
             try {
                 next.run();
             } catch (const std::exception&) {
-                // Nobody waits for its outcome, and the next ones are to be done.
+                // Nobody waits for the task's outcome, and the next ones are to be done.
             }
             lock.lock();
             waiting_bytes -= next.bytes + task_bytes;
@@ -61,7 +61,7 @@ struct background_writer::shared_state {
     std::size_t waiting_bytes = 0;
     std::size_t unfinished = 0;
     bool stopped = false;
-    /// When the queue was half full, the first time since it was empty.
+    /// When the queue was more than half full, the first time since all tasks were done.
     std::optional<steady_clock::time_point> behind_since;
 };
 

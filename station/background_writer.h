@@ -10,13 +10,14 @@
 
 namespace vandrel::station {
 
-/// Does tasks in their order. A task that never ends, or that throws, harms nobody: the
-/// thread is not waited for. Any thread may call.
+/// Does tasks in their order. A std::exception of a task is dropped. A task that never ends keeps
+/// later ones from being done, but blocks no caller. Any thread may call.
 class background_writer {
 public:
-    /// Tasks are refused while those that wait hold more bytes than this.
+    /// Tasks are refused while those that are not done yet take more bytes than this. Each takes
+    /// 256 more than it holds.
     explicit background_writer(std::size_t most_bytes);
-    /// Tasks that are left are not done.
+    /// Tasks that have not begun are not done. It waits for no task.
     ~background_writer();
     background_writer(const background_writer&) = delete;
     background_writer& operator=(const background_writer&) = delete;
@@ -24,12 +25,12 @@ public:
     /// False when the queue is full: the task is lost. `bytes` is what it holds.
     bool post(std::size_t bytes, std::function<void()> task);
 
-    /// Whether the queue is more than half full, so that producers should pause. After one
-    /// second it turns false, and stays so until the queue has been empty once: a slow disk must
-    /// not slow others down.
+    /// Whether the queue is more than half full, so that producers should pause. One second after
+    /// it was so first, this turns false, and stays so until all tasks have been done once: a slow
+    /// disk must not slow others down.
     bool is_behind() const;
 
-    /// Waits until everything is done, but no longer than this; whether it is.
+    /// Waits until everything is done, but no longer than this. Returns whether it is.
     bool drain(std::chrono::milliseconds limit);
 
 private:

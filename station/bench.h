@@ -1,7 +1,7 @@
 #pragma once
 
 /// The rules of a run: which devices, when each is begun, ended, tried again or given up, how it
-/// ended, and with which status the run does. No clock, process, file or screen is in here: things
+/// ended, and the exit status of the run. No clock, process, file or screen is in here: things
 /// that have happened go in, decisions come out.
 ///
 ///     bench rules(options);
@@ -30,28 +30,29 @@
 
 namespace vandrel::station {
 
-/// Numbers one run of the tool on a device, from 1. After the run is over, its inputs
-/// are ignored.
+/// Numbers one run of the tool on a device, from 1. After the run is over, its inputs are ignored,
+/// except the `process_ended` of a tool that was given up.
 using tool_id = std::uint64_t;
 
-/// Numbers one list, likewise.
+/// Numbers one list, from 1. After the list has ended, its inputs are ignored.
 using list_id = std::uint64_t;
 
 // What has happened.
 
-/// A list is complete, and with it the properties that were asked for.
+/// A list is complete, with the properties that were asked for, as far as they could be had.
 struct list_arrived {
     list_id list = 0;
     std::vector<listed_device> devices;
 };
 
-/// A list goes on: the ECIDs have come, or the properties of one more device. Its time begins anew.
+/// A list goes on: the ECIDs have come, or one more device has its properties or is listed without
+/// them. The list's time begins anew.
 struct list_continued {
     list_id list = 0;
 };
 
 /// There is no list: its process could not be started, ended without one, or wrote something else.
-/// Also the answer to `end_list`, once the process has gone.
+/// Also the answer to `end_list`, once its processes have gone.
 struct list_not_had {
     list_id list = 0;
     list_failure why = list_failure::no_list;
@@ -111,7 +112,7 @@ struct record_unreadable {
 
 struct process_ended {
     tool_id tool = 0;
-    /// 0 is success. After a signal or a crash it is another number.
+    /// As the tool gave it. After a signal or a crash it is not 0.
     std::int64_t exit_status = 0;
 };
 
@@ -119,10 +120,11 @@ struct stream_ended {
     tool_id tool = 0;
 };
 
-/// Ctrl-C or Ctrl-Break.
+/// Ctrl-C, or Ctrl-Break on Windows.
 struct user_cancelled {};
 
-/// The window is closed, the user logs off, the computer shuts down.
+/// The window is closed, the user logs off, the computer shuts down, or the station cannot go on
+/// because of an error of its own. On POSIX also SIGTERM and SIGHUP.
 struct session_ends {};
 
 /// The run's own record has a hole.
@@ -137,7 +139,7 @@ using input = std::variant<list_arrived, list_continued, list_not_had, bundles_r
 
 // What is to be done.
 
-/// Run `vandrel --list-devices`, then ask for the properties of each device in it but these.
+/// Run `vandrel --list-devices`, then ask for the properties of each device in the list but these.
 struct start_list {
     list_id list = 0;
     std::vector<std::string> without_properties;
@@ -228,9 +230,9 @@ class bench_run;
 
 class bench {
 public:
-    /// Turns are never further apart than this, also when nothing has happened, because the limits
-    /// are looked at in turns. A gap of over `bench_times::clock_gap` means that the computer stood
-    /// still.
+    /// The caller takes a turn at least this often, also when nothing has happened, because the
+    /// limits are looked at in turns. A gap of over `bench_times::clock_gap` means that the
+    /// computer stood still.
     static constexpr awake_time turn_interval{250};
 
     explicit bench(bench_options options);
@@ -238,9 +240,9 @@ public:
     bench(const bench&) = delete;
     bench& operator=(const bench&) = delete;
 
-    /// `now` is the caller's awake time, from any start. Takes in all of `happened` in its
-    /// order, except that `user_cancelled` comes last. Limits are checked after that, so a report
-    /// in the same turn as a limit saves the device. The first turn begins the run. After
+    /// `now` is the caller's awake time, from any start. Takes in `happened` in its order until the
+    /// run is over, except that `user_cancelled` comes last. Limits are checked after that, so a
+    /// report in the same turn as a limit saves the device. The first turn begins the run. After
     /// `run_over` nothing is decided any more.
     std::vector<decision> turn(awake_time now, std::span<const input> happened);
 
@@ -254,7 +256,7 @@ private:
     std::unique_ptr<bench_run> run_;
 };
 
-/// The exit status when the run was over before there was a bench.
+/// The exit status of a command that ends without a bench, because it cannot be done.
 enum class early_exit { usage = 2, cannot_work = 4 };
 
 } // namespace vandrel::station

@@ -98,7 +98,8 @@ void bench_run::look_at_end() {
     finish();
 }
 
-/// Every device that was asked for gets its final state.
+/// Each device that is known gets its final state. In a watch, those that were never seen get it,
+/// too.
 void bench_run::settle_rest() {
     if (options_.watch && phase_ == phase::working) {
         add_missing();

@@ -23,7 +23,7 @@ struct bench_times {
     time quiet = std::chrono::minutes(10);
     /// The first report is due by then.
     time never_began = std::chrono::minutes(5);
-    /// After a failing report the tool is ended by then, whatever else it reports.
+    /// After a failing report the tool is ended by then, whatever it reports but success.
     time linger_at_most = std::chrono::minutes(5);
     /// How long a tool may take to go when it is ended.
     time give_up = std::chrono::seconds(30);
@@ -34,7 +34,8 @@ struct bench_times {
     /// Two lists in a row must show the device again within this time, which begins when the old
     /// process ends or the device leaves, whichever is later.
     time retry_wait = std::chrono::minutes(5);
-    /// Lists are no further apart while a device waits for its next try, whatever `poll` says.
+    /// While a device waits for its next try, a list is due this often, or as often as `poll` says
+    /// if that is more often.
     time retry_poll = std::chrono::seconds(30);
     /// No list is begun for so long after a tool's start.
     time list_after_start = std::chrono::seconds(5);
@@ -42,7 +43,7 @@ struct bench_times {
     /// A visit ends when the device has been away for so long, and two lists in a row have
     /// not had it.
     time away = std::chrono::seconds(60);
-    /// A restored device that is back sooner did not start.
+    /// A restored device that has left and is back sooner did not start.
     time came_back = std::chrono::minutes(10);
     /// Nor did one that lists still show so long after its end.
     time stays = std::chrono::seconds(60);
@@ -54,7 +55,7 @@ struct bench_times {
 
 struct bench_options {
     command what = command::restore;
-    /// Devices lose everything: their number (`ERASE` for a watch) has to be typed, or `yes` given.
+    /// Devices lose everything. Their number (`ERASE` for a watch) has to be typed, or `yes` given.
     bool erase = false;
 
     /// Which devices: these ECIDs (normalized); these ECIDs or serial numbers; all. Together they
@@ -63,8 +64,8 @@ struct bench_options {
     std::set<std::string> only;
     bool all = false;
 
-    /// What to restore with, the newest first; absent when there is none, and then every device
-    /// fits.
+    /// What to restore with, the newest first; absent when no bundle is known, and then every
+    /// device fits.
     std::optional<bundle_list> bundles;
     /// They are those of a folder. Each device gets the newest one for its chip, its board and the
     /// run's behavior, as the folder is when the run finds the device.
@@ -88,7 +89,7 @@ struct bench_options {
     awake_time poll = std::chrono::seconds(30);
     /// A watch begins no more than so many devices.
     std::optional<std::size_t> count;
-    /// `--for`: it begins none later than this.
+    /// `--for`: it begins no more devices after this.
     std::optional<awake_time> watch_time;
 
     std::size_t at_once = 8;

@@ -118,13 +118,13 @@ private:
     awake_time now_{};
     std::uint64_t seq_ = 0;
 
-    /// By ECID.
+    /// By ECID; one that was named by its serial number and never seen, by that.
     std::map<std::string, device_record> devices_;
     std::map<tool_id, device_record*> running_;
-    /// Of all devices in the last list.
+    /// Of the devices in the last list, as far as they are known.
     std::map<std::string, device_properties> known_;
     std::set<std::string> begun_;
-    /// Tools that did not go.
+    /// The ECIDs of tools that did not go.
     std::map<tool_id, std::string> given_up_;
 
     tool_id last_tool_ = 0;
@@ -133,7 +133,7 @@ private:
     bool stopped_ = false;
     bool cancelled_ = false;
     bool session_over_ = false;
-    /// Until then, one more Ctrl-C also ends tools that write firmware.
+    /// Until then, one more Ctrl-C also ends the tools that write firmware.
     std::optional<awake_time> third_cancel_until_;
     bool dry_ = false;
     /// At least one chosen device fitted and was locked.

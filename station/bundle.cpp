@@ -19,7 +19,8 @@ namespace {
 constexpr const char* manifest_name = "BuildManifest.plist";
 /// Manifests are some MB. What is read ends here, whatever the zip says of itself.
 constexpr std::size_t largest_manifest = std::size_t{16} * 1024 * 1024;
-/// Each takes some hundred bytes of memory. A manifest of some MB has a tenth of it.
+/// Elements, and attributes. Each takes some hundred bytes of memory. A manifest of some MB has a
+/// tenth of this number.
 constexpr std::ptrdiff_t most_elements = 500'000;
 constexpr std::size_t largest_options = std::size_t{16} * 1024 * 1024;
 

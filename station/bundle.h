@@ -44,7 +44,7 @@ void verify_bundle(const std::filesystem::path& path);
 /// What the station has to know of a file of restore options.
 struct restore_options_file {
     bool erases = true;
-    /// `RestoreBundlePath`; absent without one that is a text.
+    /// `RestoreBundlePath`; absent when the file has none, or one that is empty or no text.
     std::optional<std::filesystem::path> bundle;
     /// All of it, as it was read.
     std::string content;

@@ -1,7 +1,7 @@
 #pragma once
 
 /// A file that keeps what was read of a folder's bundles. It only saves time: one that is broken,
-/// of another version or of another folder counts as none.
+/// too large, of another version of the station or of another folder counts as none.
 
 #include "station/bundle_folder.h"
 
@@ -15,7 +15,8 @@ namespace vandrel::station {
 std::vector<bundle_file> load_cache(const std::filesystem::path& file,
                                     const std::filesystem::path& folder);
 
-/// Replaces the whole file. If it cannot be written, nothing is kept.
+/// Replaces the whole file. If it cannot be written, the old one stays. Without a file's name,
+/// nothing is kept.
 void save_cache(const std::filesystem::path& file, const std::filesystem::path& folder,
                 const std::map<std::filesystem::path, bundle_file>& files);
 

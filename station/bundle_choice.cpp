@@ -44,7 +44,7 @@ std::optional<std::uint64_t> take_number(std::string_view& text) {
     return number;
 }
 
-/// What tuples compare in the order of age: the parts of a build.
+/// The parts of a build, in an order in which comparing tuples compares ages.
 using build_age = std::tuple<std::uint64_t, std::size_t, std::string_view, bool, std::uint64_t,
                              std::size_t, std::string_view>;
 

@@ -21,15 +21,16 @@ using bundle_list = std::vector<std::shared_ptr<const bundle>>;
 /// text that is no build is older than each build.
 bool is_older_build(std::string_view left, std::string_view right);
 
-/// Those with the same build in the order of their paths.
+/// Those with the same build come in the order of their paths.
 void sort_newest_first(bundle_list& bundles);
 
-/// Those that are for the device, in their order. With a behavior, also for that.
+/// Those that are for the device, in their order. With a behavior, only those that are for that,
+/// too.
 bundle_list bundles_for(const device_properties& device, const bundle_list& bundles,
                         std::optional<restore_behavior> behavior = {});
 
-/// The only model that all bundles for the device that name any have in common; empty without
-/// one.
+/// The only model that all bundles for the device have in common, those that name no model aside;
+/// empty if there is none, or more than one.
 std::string model_of(const device_properties& device, const bundle_list& bundles);
 
 /// The bytes of scratch that one restore needs: the bundle unpacked, and a tenth more.

@@ -26,7 +26,7 @@ using std::chrono::steady_clock;
 using file_clock = std::filesystem::file_time_type::clock;
 
 constexpr const char* being_copied = "is still being copied";
-/// Each may hold a manifest. Only those that disks keep waiting are more than one.
+/// Each may hold a manifest. There is more than one only when disks keep threads waiting.
 constexpr std::size_t most_threads = 8;
 
 bool is_ipsw(const std::filesystem::path& path) {
@@ -37,7 +37,7 @@ bool is_ipsw(const std::filesystem::path& path) {
     return end == ".ipsw";
 }
 
-/// Absent when the file is not there any more, or is none.
+/// Absent when it is not there any more, or is not a file.
 std::optional<file_stamp> stamp_of(const std::filesystem::path& path) {
     std::error_code error;
     const std::uint64_t size = std::filesystem::file_size(path, error);
@@ -250,7 +250,7 @@ std::vector<bundle_file> bundle_folder::list() const {
     return result;
 }
 
-/// Those that are left have to be read.
+/// Fills in the files that are known. Returns the others, which have to be read.
 std::vector<bundle_file> bundle_folder::take_known() {
     std::vector<bundle_file> unknown;
     for (bundle_file& each : files_) {

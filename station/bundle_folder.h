@@ -40,7 +40,8 @@ struct bundle_file {
     bool is_verified = false;
 };
 
-/// The files whose name ends in ".ipsw", not those of folders in it. One thread at a time.
+/// The files whose name ends in ".ipsw", in upper or lower case. Folders in the folder are not
+/// searched. One thread at a time.
 class bundle_folder {
 public:
     struct settings {
@@ -48,10 +49,10 @@ public:
         /// Keeps what was read from one process to the next; empty: nothing does.
         std::filesystem::path cache;
         std::function<bundle(const std::filesystem::path&)> read = read_bundle;
-        /// Called when reading this file takes longer than `slow`; may be empty.
+        /// Called in a look, when reading this file takes longer than `slow`; may be empty.
         std::function<void(const std::filesystem::path&)> is_slow = {};
         std::chrono::milliseconds slow = std::chrono::milliseconds(800);
-        /// A file that has changed since is still being written.
+        /// A file that has changed within this time is still being written.
         std::chrono::milliseconds at_rest = std::chrono::seconds(2);
     };
 
@@ -59,13 +60,14 @@ public:
     ~bundle_folder();
 
     /// All files in the order of their names. One that was read before and has not changed since is
-    /// not read again. Threads read the files: if a disk keeps one waiting, another one goes on
-    /// with the other files. If no file has been read for `patience`, the files that are left get a
-    /// passing problem, and a later look has them. Throws std::runtime_error with one sentence when
-    /// the folder cannot be listed.
+    /// not read again, unless it had a passing problem. Threads read the files: if a disk keeps one
+    /// thread waiting, another one goes on with the other files. If no file has been read for
+    /// `patience`, the files that are left get a passing problem, and a later look has them. Throws
+    /// std::runtime_error with one sentence when the folder cannot be listed.
     const std::vector<bundle_file>& look(std::chrono::milliseconds patience);
 
-    /// Unpacks the bundle of this place in the last look, unless it was verified before.
+    /// Unpacks the bundle of this place in the last look, unless it cannot be used or was verified
+    /// before.
     void verify(std::size_t place);
 
 private:
@@ -77,7 +79,7 @@ private:
     void save() const;
 
     settings how_;
-    /// By name, as the cache had them or the last look.
+    /// By path, as the cache or the last look had them.
     std::map<std::filesystem::path, bundle_file> known_;
     std::vector<bundle_file> files_;
     /// The threads share it, and may outlive this object.

@@ -50,7 +50,7 @@ void bundle_watch::list_begins() {
         try {
             found = usable(folder->look(patience));
         } catch (const std::exception&) {
-            // The last ones stay until the folder can be read again.
+            // The last bundles stay until the folder can be read again.
         }
         const std::lock_guard lock(to_loop->mutex);
         if (to_loop->loop != nullptr) {

@@ -17,8 +17,8 @@
 namespace vandrel::station {
 
 /// Looks into the folder, in a thread of its own, whenever a list of devices begins and no look is
-/// under way. A list that arrives before the end of the look which it began waits for that end, but
-/// not for a folder that does not answer.
+/// under way. A list that arrives before the end of the look that it began waits for that end, but
+/// not longer than `longest_hold`.
 class bundle_watch {
 public:
     /// `happened` is called in the loop's thread: with lists, and with what the folder has. A list
@@ -38,7 +38,7 @@ private:
     void looked(std::optional<bundle_list> bundles);
     void release();
 
-    /// What the thread uses, which a folder that does not answer keeps beyond this object.
+    /// What the thread uses. It outlives this object when the folder does not answer.
     struct way_to_loop;
 
     std::shared_ptr<way_to_loop> to_loop_;
@@ -46,7 +46,7 @@ private:
     std::function<void(input)> happened_;
     std::chrono::milliseconds longest_hold_;
     bool is_looking_ = false;
-    /// A list may wait for the look that goes on.
+    /// The list that is under way began the look, and may wait for it.
     bool may_hold_ = false;
     std::optional<input> held_;
     boost::asio::steady_timer limit_;

@@ -11,8 +11,9 @@
 
 namespace vandrel::station {
 
-/// The ECID that an entry of `only` is: one of 16 digits. A shorter text is a serial number, even
-/// if it has only digits, so that it never selects a device by mistake.
+/// The ECID that an entry of `only` is: 16 hexadecimal digits, with or without "0x" before them.
+/// Any other text is a serial number, even if it has only digits: it must select no device by
+/// mistake.
 std::optional<std::string> ecid_of_entry(const std::string& entry);
 
 /// Whether an entry of `only` means the device: it is its ECID or its serial number.
@@ -23,23 +24,24 @@ bool names(const std::string& entry, const std::string& ecid,
 bool is_named(const bench_options& options, const std::string& ecid,
               const std::optional<device_properties>& properties);
 
-/// Those that the run has for the device, the newest first.
+/// The run's bundles that are for the device, the newest first.
 bundle_list fitting_bundles(const bench_options& options,
                             const std::optional<device_properties>& properties);
 
-/// Whether a bundle is for the device, or the user has said that this does not matter.
+/// Whether a bundle is for the device, no bundle is known, or the user has said that this does not
+/// matter.
 bool is_fit(const bench_options& options, const std::string& ecid,
             const std::optional<device_properties>& properties);
 
-/// The ECIDs of a list normalized; nothing when one is not an ECID or stands in it twice, and then
-/// `why` says which of both.
+/// The list with its ECIDs normalized, in their order; nothing when one is not an ECID or stands in
+/// it twice, and then `why` says which of the two.
 std::optional<std::vector<listed_device>> checked_list(std::vector<listed_device> devices,
                                                        list_failure& why);
 
 /// Whether somebody has to be asked before any device is touched.
 bool needs_consent(const bench_options& options);
 
-/// Whether there is nobody to ask, and an erase therefore not to be begun.
+/// Whether the run erases without consent, and there is nobody to ask.
 bool lacks_consent(const bench_options& options);
 
 /// What has to be typed for so many devices.

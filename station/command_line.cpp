@@ -66,7 +66,7 @@ void add_time(CLI::App* to, const std::string& name, awake_time& value, const st
         ->type_name("TIME");
 }
 
-/// Makes a rule's time shorter, for tests.
+/// Sets a rule's time, for tests.
 void set_time(bench_times& times, std::optional<unsigned>& list_seconds, const std::string& text) {
     const auto [name, value] = split_pair(text);
     if (name == "list_detect") {

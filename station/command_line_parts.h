@@ -1,6 +1,6 @@
 #pragma once
 
-/// What commands share, and the commands that have a source of their own.
+/// What commands share, and the commands of command_line_bench.cpp.
 
 #include "station/command_line.h"
 

@@ -28,7 +28,8 @@ struct device_properties {
     std::string product_string;
     /// The name of the USB port in the slot file; empty without one.
     std::string slot;
-    /// The product type in the bundle, such as "iPhone14,2"; empty when the bundle has none for it.
+    /// The product type in the bundles, such as "iPhone14,2"; empty when they do not have exactly
+    /// one for it.
     std::string model;
 
     bool operator==(const device_properties&) const = default;
@@ -36,7 +37,8 @@ struct device_properties {
 
 /// One device in a list.
 struct listed_device {
-    /// As the record has it; the bench normalizes it and refuses a list with anything else.
+    /// As the record has it. checked_list normalizes it, and refuses a list in which one is no
+    /// ECID.
     std::string ecid;
     /// Absent when they were not asked for, or could not be had.
     std::optional<device_properties> properties;

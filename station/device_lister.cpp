@@ -63,7 +63,7 @@ void device_lister::end(list_id list) {
     to_ask_.clear();
     for (auto& [ecid, each] : running_) {
         each.process->terminate();
-        // A process of the tool's own may hold the pipe.
+        // A process that the tool has started may hold the pipe.
         each.stream_over = true;
     }
     if (running_.empty()) {
@@ -146,7 +146,7 @@ void device_lister::have_list(const std::vector<record>& records) {
     }
     for (const std::string& ecid : std::get<device_list_record>(*list).ecids) {
         devices_.push_back({ecid, {}});
-        // Whatever else stands there is nothing to ask the tool about.
+        // The tool cannot be asked about a text that is no ECID.
         if (normalized_ecid(ecid) && !without_properties_.contains(ecid)) {
             to_ask_.push_back(ecid);
         }

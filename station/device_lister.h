@@ -25,7 +25,8 @@ namespace vandrel::station {
 /// Names of USB ports, by location number.
 using slot_names = std::map<std::uint32_t, std::string>;
 
-/// Asks the tool for the list, and then for the properties of each device. One list at a time.
+/// Asks the tool for the list, and then for the properties of the devices in it. One list at a
+/// time.
 class device_lister {
 public:
     struct settings {
@@ -49,11 +50,11 @@ public:
 
     /// What is left of an earlier list is dropped, also a process that does not go.
     void start(const start_list& what);
-    /// Ends its processes, and has no list then.
+    /// Ends its processes, and then reports that there is no list.
     void end(list_id list);
 
 private:
-    /// One process. What it wrote counts once both it and its stream have ended.
+    /// One process. What it wrote counts once the process and its stream have ended.
     struct asked {
         std::shared_ptr<tool_process> process;
         /// Absent for the list itself, which the bench ends.

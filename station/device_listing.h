@@ -23,12 +23,12 @@ public:
     device_listing(const device_listing&) = delete;
     device_listing& operator=(const device_listing&) = delete;
 
-    /// From now on Ctrl-C and the end of the session end the process with status 130, while a list
-    /// is awaited. Without this call, they end it as the system does.
+    /// From now on, while a list is awaited, Ctrl-C and the end of the session end the process with
+    /// status 130. Without this call, they end it as the system does.
     void end_with_signals();
 
-    /// Waits for a list, with the properties of its devices; ECIDs are normalized. Throws refusal
-    /// with status 4.
+    /// Waits for a list, with the properties of its devices, as far as they can be had. ECIDs are
+    /// normalized. Throws refusal with status 4.
     std::vector<listed_device> next();
 
 private:

@@ -17,12 +17,13 @@ namespace vandrel::station {
 enum class stage {
     /// Fits; its lock is awaited.
     locking,
-    /// Chosen and locked; it is begun when there is room.
+    /// Chosen and locked; it is begun when its turn comes.
     waiting,
     running,
     /// Waits for its next try.
     retrying,
-    /// Its final state is known, until a new visit.
+    /// Its final state is known. A new visit can change it, and a device that was left alone can be
+    /// considered again.
     ended,
 };
 
@@ -86,8 +87,8 @@ event_device whom(const device_record& device);
 /// shows a device that the last did not.
 bool came_back(const device_record& device, const bench_times& times, awake_time now);
 
-/// Whether the device was restored and no list has missed it since, so that it did not start. To be
-/// asked when a list that was begun at `list_begun` shows it.
+/// Whether the device was restored and lists have shown it for so long since that it did not start.
+/// To be asked when a list that was begun at `list_begun` shows it.
 bool never_left(const device_record& device, const bench_times& times, awake_time list_begun);
 
 /// Whether the lists say that a device without a tool has left.

@@ -305,7 +305,8 @@ public:
     examination(std::shared_ptr<doctor_host> host, doctor_options options)
         : host_(std::move(host)), options_(std::move(options)) {}
 
-    /// What the check says or, when it says nothing in time, that. Whether it said something.
+    /// Adds what the check says, or that it said nothing in time. Returns whether it said
+    /// something.
     bool run(const std::string& name, health without_answer, std::function<findings()> check) {
         auto said = within_limit<findings>(options_.limit,
                                            [name, without_answer, check = std::move(check)] {

@@ -73,12 +73,13 @@ struct bundle_room {
     bool is_on_network = false;
 };
 
-/// A folder with the name of a tool's scratch folder. If anything in it is a link, another user's
-/// or open, the folder counts as such.
+/// A folder, or a link, with the name of a tool's scratch folder. If anything in it is a link,
+/// another user's or open, the folder counts as such.
 struct left_folder {
     std::filesystem::path path;
     /// Why not all of it could be looked at; empty otherwise.
     std::string problem;
+    /// Also for something on another file system.
     bool has_link = false;
     bool is_own = true;
     /// Some program has something in it open.
@@ -87,7 +88,7 @@ struct left_folder {
     std::uint64_t size = 0;
 };
 
-/// A process that can have a scratch folder.
+/// A process; of running_tools(), one that can have a scratch folder.
 struct running_tool {
     std::int64_t number = 0;
     std::string name;
@@ -95,7 +96,7 @@ struct running_tool {
     std::optional<std::chrono::system_clock::time_point> started;
 };
 
-/// Each call throws std::exception with a reason when it has no answer.
+/// Each call but now() throws std::exception with a reason when it has no answer.
 class doctor_host {
 public:
     virtual ~doctor_host() = default;
@@ -137,8 +138,8 @@ struct diagnosis {
     bool is_incomplete = false;
 };
 
-/// All checks, one after another. The host is called by other threads, one at a time but for those
-/// of checks that had no answer in time.
+/// All checks, one after another. The host is called by other threads, by one at a time, apart from
+/// those of checks that had no answer in time.
 diagnosis examine(const std::shared_ptr<doctor_host>& host, const doctor_options& options);
 
 /// "ok", "warning", "problem".

@@ -1,7 +1,7 @@
 #pragma once
 
 /// What the doctor asks of the system. Each function throws std::exception with a reason when it
-/// has no answer.
+/// has no answer, unless its comment says what it returns then.
 
 #include "station/doctor.h"
 

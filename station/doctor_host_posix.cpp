@@ -66,7 +66,7 @@ std::string program_name(const fs::path& process) {
         }
         return name;
     }
-    // Another user's.
+    // Another user's, or a thread of the kernel.
     return line_of(process / "comm");
 }
 
@@ -181,8 +181,8 @@ entry_facts look_at(const fs::path& path) {
 }
 
 bool is_in_use(const fs::path& folder, const std::vector<fs::path>&) {
-    // The links of processes name files without links in their paths. A folder of the user's own is
-    // in use by processes of his only, and these can be looked into.
+    // The links of processes name files without links in their paths. Usually, only processes of
+    // the same user use the user's own folder, and these can be looked into.
     const fs::path whole = fs::canonical(folder);
     std::error_code error;
     for (const fs::path& process : process_folders()) {

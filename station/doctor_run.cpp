@@ -103,7 +103,7 @@ public:
     tool_answer answer() {
         const auto guard = boost::asio::make_work_guard(context());
         tool_answer result;
-        // Two libraries, and no process is looked into for longer than that takes.
+        // The tool loads two libraries. Once both were seen, its process is not looked into again.
         while (steady_clock::now() < limit_ && !(exit_status_ && is_stream_over_)) {
             context().run_one_for(std::chrono::milliseconds(50));
             if (!exit_status_ && result.libraries.size() < 2) {
@@ -150,7 +150,7 @@ private:
     bool is_stream_over_ = false;
 };
 
-/// Of those that are not there yet, the folder in which they would be made.
+/// The folder, or the nearest folder above it that is there.
 fs::path nearest_folder(fs::path folder) {
     folder = fs::absolute(folder);
     while (!fs::exists(folder) && folder.has_relative_path()) {
@@ -239,7 +239,7 @@ public:
     }
 
 private:
-    /// Tools make no other files of such names. One that has just gone is neither.
+    /// Tools make nothing else with such a name. What has just gone is neither.
     static bool is_folder_or_link(const fs::path& path) {
         try {
             const entry_facts facts = look_at(path);
@@ -249,7 +249,7 @@ private:
         }
     }
 
-    /// Waits for slow disks, but not as long as the check may take.
+    /// Waits for a slow disk, for each file less long than the check may take.
     static const std::vector<bundle_file>& look_into_folder(bundle_folder& folder) {
         return folder.look(std::chrono::seconds(20));
     }

@@ -161,7 +161,7 @@ boost::json::array json_texts(const std::vector<std::string>& texts) {
 }
 
 std::string ascii_json(const boost::json::value& value) {
-    // Valid UTF-8, and other characters than ASCII's stand in strings only.
+    // The text is valid UTF-8, and characters outside ASCII occur in its strings only.
     std::string text = boost::json::serialize(value);
     const auto is_ascii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
     if (std::ranges::all_of(text, is_ascii)) {
@@ -262,8 +262,8 @@ void add_try(object& object, const try_result& result) {
 std::string json_line(const event& what, const run_facts& facts,
                       std::chrono::system_clock::time_point time, std::optional<awake_time> left) {
     const event_text text = describe(what);
-    // Most lines are made without any other memory, and have at most 18 keys: a larger object
-    // would have an index, which takes longer than it saves.
+    // Most lines need no other memory for their object, and have at most 18 keys: an object with
+    // room for more would have an index, which takes longer than it saves.
     std::array<unsigned char, 4096> memory;
     boost::json::monotonic_resource resource(memory.data(), memory.size());
     object line({{"v", 1},

@@ -9,27 +9,28 @@
 namespace vandrel::station {
 
 struct event_text {
-    /// What kind of thing has happened; in capitals when someone should look up.
+    /// What kind of thing has happened; in capitals when someone should look at it.
     std::string word;
     std::string text;
 };
 
-/// Both in printable characters.
+/// The word and the text are in printable characters.
 event_text describe(const event& what);
 
-/// "error 4005", "error 21 (com.apple.MobileDevice)", with the error's own text behind it.
+/// "error 4005", "error 21 (com.apple.MobileDevice)", or "an error" without a code; the error's own
+/// text follows, if it has one.
 std::string describe(const error_details& error);
 
-/// "Restoring image at 42 %"; the number of an operation without a name.
+/// "Restoring image at 42 %"; "operation 14 at 42 %" when the name is empty or "Unknown".
 std::string describe(const operation_progress& where);
 
-/// How a device or a try ended, in one sentence without a full stop.
+/// How a device or a try ended, in a few words without a full stop. `last_try` is null without one.
 std::string describe_end(end_reason reason, const try_result* last_try);
 
 /// "restored", "FAILED", "TIMED OUT" ...
 std::string word_of(final_state state);
 
-/// What a person does about a device that ended so; empty when there is nothing to do.
+/// What a person does about a device that ended so; empty when there is no advice.
 std::string advice_for(end_reason reason);
 
 /// "17.1 (21B80)", in printable characters.

@@ -1,8 +1,8 @@
 #pragma once
 
 /// The events of a run: what the JSON log holds, one line each, and what every view is made from.
-/// They are plain values. The log adds `v`, `time`, `run`, `message` and `tags` to each, and
-/// `left_s` to an operation.
+/// They are plain values. The log adds `v`, `time`, `run` and `message` to each, `tags` if the run
+/// has any, and `left_s` to an operation if the time left is known.
 
 #include "station/device.h"
 #include "station/report.h"
@@ -18,7 +18,8 @@
 
 namespace vandrel::station {
 
-/// Time since the start of the run, without the time in which the computer slept.
+/// A length of time, or the time since the start of the run. The times of events leave out gaps of
+/// the clock, such as the sleep of the computer (bench_times::clock_gap).
 using awake_time = std::chrono::milliseconds;
 
 enum class event_level { info, warning, error };
@@ -30,30 +31,31 @@ enum class final_state { restored, failed, timed_out, stalled, cancelled, missin
 enum class end_reason {
     /// restored: the restore has completed, or `recover`'s command has succeeded.
     completed,
-    /// failed: a report said so.
+    /// failed: a report had an error or the status "Failed".
     device_error,
-    /// failed: an `InternalError` record.
+    /// failed: an `InternalError` record, other than that of the tool's time limit.
     tool_error,
-    /// failed: exit status 0 without a completing report.
+    /// failed: exit status 0 without a completing report, or without `recover`'s `CommandSuccess`.
     no_completion,
-    /// failed: the process ended otherwise, without an `InternalError`.
+    /// failed: another exit status, without an `InternalError`.
     tool_crashed,
     /// failed: there was no process.
     tool_not_started,
-    /// failed: the process did not go when it was ended; the device is not touched again in this
-    /// run.
+    /// failed: the station ended the process, but it is still there; the device is not touched
+    /// again in this run.
     tool_given_up,
     /// failed: it was to be tried again, and was not seen in time.
     not_back,
-    /// failed: it was restored, and was back soon after.
+    /// failed: it was restored, and was back soon after or never left.
     came_back,
     /// timed_out: the tool's limit or the station's.
     time_limit,
-    /// stalled: reports came, and then none for too long.
+    /// stalled: records came, and then none for too long.
     silence,
     /// stalled: no report ever came.
     never_began,
-    /// cancelled: its tool was ended for the user, or it was not begun any more.
+    /// cancelled: its tool was ended because the user cancelled or the session ended, or it was not
+    /// begun any more.
     user,
     /// missing: it was named and never seen.
     never_seen,
@@ -63,13 +65,14 @@ enum class end_reason {
     no_bundle,
     /// left_alone: the scratch folder has too little room for its bundle.
     no_room,
-    /// left_alone: another station works on it.
+    /// left_alone: another station works on it, or its lock could not be had.
     held,
     /// left_alone: too many failures in a row, before it was begun.
     stopped,
     /// left_alone: the watch was over before it was begun.
     watch_over,
-    /// left_alone: the run only showed what it would do, or was refused.
+    /// left_alone: the run only showed what it would do, or ended with status 2 or 3 before it
+    /// began any device.
     not_begun,
 };
 
@@ -78,8 +81,8 @@ enum class ended_by { tool, station, user };
 /// What a run does to its devices.
 enum class command { restore, recover_exit, recover_stay };
 
-/// How many devices ended in each state, each device once, in its last state. All but `chosen` add
-/// up to it when the run has ended.
+/// How many devices ended in each state. Each device counts once, in its last state. When the run
+/// has ended, the other numbers add up to `chosen`.
 struct counts {
     std::size_t chosen = 0;
     std::size_t restored = 0;
@@ -118,15 +121,16 @@ struct device_found {
 };
 
 /// Nothing is done to the device, at least for now. In a watch it can be worked on later: when the
-/// other station has let go of it, when the folder has a bundle for it, or in a new visit.
+/// other station has let go of it, when its properties are known, when the folder has a bundle for
+/// it, or in a new visit.
 struct device_left_alone {
     end_reason reason = end_reason::unfit;
-    /// The process number of the station that holds it, with `held`.
+    /// With `held`, the process number of the station that holds it; absent when it is not known.
     std::optional<std::int64_t> holder;
 };
 
 struct try_started {
-    /// Of a folder of bundles; null otherwise.
+    /// The bundle from a folder of bundles; null without a folder.
     std::shared_ptr<const bundle> with = {};
 };
 
@@ -136,17 +140,18 @@ struct operation : operation_progress {};
 /// A later report of it, with another progress.
 struct progress : operation_progress {};
 
-/// No report for long.
+/// No record for long.
 struct quiet {
-    /// No report has come at all: the restore never began.
+    /// No report has come at all: the restore has not begun.
     bool never_began = false;
+    /// When the last record came; without one, when the try began.
     awake_time since{};
 };
 
-/// A report has come, or the clock had a gap and silence is counted anew.
+/// A record has come, or the clock had a gap and silence is counted anew.
 struct quiet_over {};
 
-/// The last list did not have the device; nothing follows from that yet.
+/// The last list did not have the device, which has no consequence yet.
 struct device_away {};
 
 /// A list has it again, and its visit had not ended.
@@ -194,8 +199,9 @@ struct try_ended : try_result {
     bool will_retry = false;
 };
 
-/// The device's final state, unless a new visit follows in a watch. For one that is left alone,
-/// `device_left_alone` stands in its place.
+/// The device's final state, unless a watch goes on with the device: one that was restored and does
+/// not start gets a second `device_ended`, and a new visit can follow. A device that is left alone
+/// gets `device_left_alone` instead.
 struct device_ended {
     final_state state = final_state::failed;
     end_reason reason = end_reason::tool_crashed;
@@ -212,9 +218,9 @@ enum class list_failure {
     no_list,
     /// Its record could not be read, or an ECID in it.
     broken,
-    /// An ECID stands in it twice.
+    /// The list has an ECID twice.
     duplicate_ecid,
-    /// It took too long.
+    /// The list took too long.
     timed_out,
 };
 
@@ -243,7 +249,8 @@ struct event_device {
     std::string ecid;
     /// Empty when it is not known.
     std::string serial_number;
-    /// Empty and 0 as long as the device's properties are not known.
+    /// Empty and 0 as long as the device's properties are not known. A port without a name has no
+    /// slot.
     std::string slot;
     std::uint32_t location_id = 0;
     /// Which try of the visit this is, from 1; 0 before the first.
@@ -251,8 +258,8 @@ struct event_device {
 };
 
 struct cancel {
-    /// 1: no new device is begun. 2: tools are ended. 3: also those that write firmware. 0: the
-    /// run ends at once, because the session ends or the station cannot go on.
+    /// 1: no device is begun or tried again. 2: tools are ended, except those that write firmware.
+    /// 3: these too. 0: the run ends at once, because the session ends or the station cannot go on.
     int stage = 1;
     /// With stage 2, the devices whose tools were not ended, because they write firmware.
     std::vector<event_device> writing_firmware;

@@ -1,8 +1,8 @@
 #pragma once
 
 /// How long each operation took in restores that went well, kept from one run to the next. It only
-/// serves to say how long a restore will take: a file that cannot be read or written counts as
-/// none.
+/// serves to say how long a restore will take. A file that cannot be read, or is too large, counts
+/// as empty; one that cannot be written stays as it is.
 
 #include "station/events.h"
 
@@ -39,7 +39,7 @@ struct operation_time {
 /// A try that restored its device.
 struct restored_try {
     restore_kind kind;
-    /// In their order; one that came several times is in it as often.
+    /// In their order. An operation that came several times is there several times.
     std::vector<operation_time> operations;
 
     bool operator==(const restored_try&) const = default;
@@ -52,11 +52,12 @@ constexpr std::size_t most_tries = 400;
 /// The file in the user's local data; empty when there is no place for it.
 std::filesystem::path history_file();
 
-/// The oldest first. Lines that are broken or too long are left out. Never throws for what the file
-/// has.
+/// The oldest first. Lines that are broken or too long are left out. No content of the file makes
+/// it throw.
 std::vector<restored_try> load_history(const std::filesystem::path& file);
 
-/// Replaces the whole file. Of two processes that do this at the same time, one can lose its try.
+/// Replaces the whole file; does nothing when `file` is empty or the line of `newest` would be too
+/// long. Of two processes that do this at the same time, one can lose its try.
 void add_to_history(const std::filesystem::path& file, const restored_try& newest);
 
 } // namespace vandrel::station

@@ -48,7 +48,7 @@ class posix_device_lock final : public device_lock {
 public:
     posix_device_lock(descriptor file, std::filesystem::path path)
         : file_(std::move(file)), path_(std::move(path)) {}
-    // Removed while it is held: whoever opened it meanwhile sees that the name is gone.
+    // Removed while it is held: a process that has opened it meanwhile sees that the name is gone.
     ~posix_device_lock() override { unlink(path_.c_str()); }
 
 private:
@@ -63,13 +63,13 @@ bool is_still_named(const descriptor& file, const std::filesystem::path& path) {
            opened.st_ino == named.st_ino && opened.st_dev == named.st_dev;
 }
 
-/// Another user's file can be read only, which is enough to hold it: his station may have been
-/// killed.
+/// Another user's file can be opened for reading only, which is enough to hold it. It is there when
+/// that user's station works on the device, or was killed.
 descriptor open_lock(const std::filesystem::path& path) {
     constexpr int always = O_NOFOLLOW | O_CLOEXEC;
     const int own = open(path.c_str(), O_RDWR | O_CREAT | always, 0644);
     if (own >= 0) {
-        // Whatever the umask says. It fails for another user's.
+        // Whatever the umask says. It can fail for another user's file.
         [[maybe_unused]] const int changed = fchmod(own, 0644);
         return descriptor(own);
     }
@@ -129,7 +129,7 @@ std::filesystem::path local_data_folder() {
 }
 
 bool is_open_for_writing(const std::filesystem::path&) {
-    // Nobody says so of another user's file.
+    // The system does not tell it of another user's processes.
     return false;
 }
 
@@ -161,7 +161,7 @@ void watch_signals(boost::asio::io_context& context, std::function<void()> cance
         std::function<void()> cancelled;
         std::function<void()> ends;
     };
-    // As long as the process; the context is not destroyed before.
+    // It lives as long as the process, and no context that is passed is destroyed before.
     static auto* const both = new watched{
         {context, SIGINT}, {context, SIGTERM, SIGHUP}, std::move(cancelled), std::move(ends)};
     await_signal(both->cancelling, both->cancelled);
@@ -170,11 +170,11 @@ void watch_signals(boost::asio::io_context& context, std::function<void()> cance
 }
 
 void keep_awake(bool) {
-    // Only a desktop's power manager could be asked, and it differs from one to the next.
+    // There is no one way to ask: power managers differ from one desktop to the next.
 }
 
 std::unique_ptr<held_file> held_file::make(const std::filesystem::path& path) {
-    // Under its name it is held from the start, so that nobody finds it without its holder.
+    // It gets its name only when it is held, so that nobody finds it without its holder.
     std::filesystem::path unfinished = path;
     unfinished += ".new";
     descriptor file(open(unfinished.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
@@ -194,7 +194,7 @@ std::unique_ptr<held_file> held_file::take(const std::filesystem::path& path) {
 }
 
 device_lock::outcome device_lock::take(const std::string& ecid) {
-    // The same for all users, whatever their TMPDIR says.
+    // The same path for all users, whatever their TMPDIR says.
     const std::filesystem::path path = "/tmp/vandrel-station-" + ecid + ".lock";
     for (;;) {
         descriptor file = open_lock(path);

@@ -63,8 +63,8 @@ bool write_to_console(HANDLE console, std::string_view text) {
     return WriteConsoleW(console, wide.data(), static_cast<DWORD>(length), &written, nullptr) != 0;
 }
 
-/// Where the process that holds a device leaves its number, for people. Empty when there is no
-/// folder for it: the mutex alone is the lock.
+/// The file in which the process that holds a device leaves its number, for people. Empty when
+/// there is no folder for it, which is no error: the mutex alone is the lock.
 std::filesystem::path number_file(const std::string& ecid) {
     std::error_code error;
     const std::filesystem::path folder = std::filesystem::temp_directory_path(error);
@@ -112,7 +112,8 @@ session_watch& watch() {
     return *only;
 }
 
-/// The system may end the process when its announcement returns; before that the loop ends it.
+/// The system may end the process when its announcement returns, so it never returns: the loop ends
+/// the process.
 [[noreturn]] void end_run() {
     boost::asio::post(*watch().context, watch().ends);
     for (;;) {
@@ -129,8 +130,8 @@ BOOL WINAPI handle_control(DWORD control) {
     end_run();
 }
 
-/// Windows announces logging off and shutting down to the windows of a program that uses them, not
-/// to its console.
+/// Windows announces logging off and shutting down to the windows of a program that has any, not to
+/// its console.
 std::optional<LRESULT> handle_session(UINT message, WPARAM what) {
     if (message == WM_ENDSESSION && what != FALSE) {
         end_run();
@@ -183,7 +184,7 @@ std::filesystem::path local_data_folder() {
 }
 
 bool is_open_for_writing(const std::filesystem::path& path) {
-    // Not shared with writers, so that it cannot be opened as long as there is one.
+    // Sharing with writers is not allowed, so the call fails while there is one.
     HANDLE file = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_DELETE,
                               nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file == INVALID_HANDLE_VALUE) {
@@ -222,7 +223,7 @@ void watch_signals(boost::asio::io_context& context, std::function<void()> cance
     watch() = {&context, std::move(cancelled), std::move(ends)};
     SetConsoleCtrlHandler(nullptr, FALSE);
     SetConsoleCtrlHandler(handle_control, TRUE);
-    // As long as the process.
+    // It lives as long as the process.
     static auto* const session = new message_window(
         L"vandrel-station-session", message_window::kind::top_level, handle_session);
     static_cast<void>(session);
@@ -251,7 +252,7 @@ std::unique_ptr<held_file> held_file::take(const std::filesystem::path& path) {
 }
 
 device_lock::outcome device_lock::take(const std::string& ecid) {
-    // That the mutex is there is the lock: it goes with the last process that has it open.
+    // The mutex is the lock by its existence. It ends with the last process that has it open.
     const std::string name = "Global\\vandrel-station-" + ecid;
     unique_handle mutex(
         CreateMutexW(nullptr, FALSE, std::wstring(name.begin(), name.end()).c_str()));

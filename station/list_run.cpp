@@ -17,7 +17,8 @@ namespace vandrel::station {
 
 namespace {
 
-/// What to name models by, and to say which is for a device.
+/// The bundles that give the devices their models, and of which the list says which fit; nothing
+/// when none were given.
 std::optional<bundle_list> read_bundles(const station_arguments& arguments) {
     if (!arguments.bundles.empty()) {
         return usable(look_into(*open_bundle_folder(arguments.bundles)));

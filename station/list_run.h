@@ -10,7 +10,8 @@
 
 namespace vandrel::station {
 
-/// Writes the list to standard output. Returns the exit status; throws refusal.
+/// Writes the list to standard output. Returns the exit status. Throws refusal, and another
+/// std::exception when there can be no scratch folder.
 int run_list(const station_arguments& arguments);
 
 /// A device as `list --json` has it.

@@ -20,7 +20,7 @@ std::optional<list_id> list_schedule::overdue(awake_time now) {
         return std::nullopt;
     }
     if (current_->given_up) {
-        // Its process has not gone either: it is left to itself.
+        // Its process has still not ended: it is left to itself.
         current_.reset();
         return std::nullopt;
     }

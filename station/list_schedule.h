@@ -1,6 +1,6 @@
 #pragma once
 
-/// When the list of devices is asked for: never two at a time, never soon after a tool's start.
+/// When the list of devices is asked for: one list at a time, and none soon after a tool's start.
 
 #include "station/bench.h"
 #include "station/bench_options.h"
@@ -18,26 +18,27 @@ public:
 
     void tool_started(awake_time now) { last_tool_start_ = now; }
 
-    /// The number of the list to begin now, if one is due. With `every`, one is due that long after
-    /// the last one began.
+    /// The number of the list to begin now, if one is due and may begin. With `every`, the first
+    /// one is due at once, and each later one that long after the one before it began.
     std::optional<list_id> begin(awake_time now, std::optional<awake_time> every);
 
-    /// The number of the list that has taken too long, once.
+    /// The number of the list that has taken too long; given once for each list.
     std::optional<list_id> overdue(awake_time now);
 
-    /// It goes on; its time begins anew.
+    /// The list goes on, and its time begins anew.
     void continued(list_id number, awake_time now);
 
     /// The list has ended, with or without a result. True if its result is still wanted.
     bool ended(list_id number);
 
-    /// Whether one is under way.
+    /// Whether one is under way, also one that has taken too long and has not ended yet.
     bool under_way() const { return current_.has_value(); }
+    /// The one that is under way and has not taken too long.
     std::optional<list_id> current() const;
 
     /// The last one that was begun; 0 before the first.
     list_id last() const { return last_; }
-    /// When it was begun. Only after the first.
+    /// When it was begun. Not to be called before the first.
     awake_time last_begun() const { return *last_begun_; }
 
 private:

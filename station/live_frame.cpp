@@ -65,19 +65,19 @@ struct live_view::columns {
     static constexpr std::size_t ecid = 16;
     static constexpr std::size_t model = 10;
     static constexpr std::size_t percent = 5;
-    /// From the end of the percentage to the end of the time, and from there to that of what is
-    /// left.
+    /// From the end of the percentage to the end of the column TIME, and from there to the end of
+    /// the column LEFT.
     static constexpr std::size_t time = 2;
     static constexpr std::size_t left = 6;
-    /// At the end, nothing.
+    /// Blanks at the end of the line.
     static constexpr std::size_t margin = 2;
 
     std::size_t place;
-    /// With a blank behind it.
+    /// With the blank after it.
     std::size_t operation;
     std::size_t bar;
 
-    /// A wider screen only has room for longer names of operations.
+    /// On a wider screen the bar grows to its longest, and then the room for names of operations.
     columns(std::size_t width, bool has_slots) : place(has_slots ? 4 : 10) {
         constexpr std::size_t least_width = 79;
         constexpr std::size_t usual_operation = 19;
@@ -165,7 +165,7 @@ std::vector<const live_view::row*> live_view::rows() const {
 }
 
 std::string live_view::fold(std::vector<const row*>& rows, std::size_t room) {
-    // Of a kind, the first ones stay.
+    // Of each kind, the first rows stay.
     std::ranges::stable_sort(rows, std::greater(), &row::kind);
     std::array<std::size_t, looks.size()> folded{};
     for (std::size_t i = room; i < rows.size(); ++i) {

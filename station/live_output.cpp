@@ -15,7 +15,7 @@ namespace {
 
 constexpr auto between_frames = std::chrono::milliseconds(100);
 
-/// Whoever sets the variable wants none.
+/// Whoever sets NO_COLOR to any text wants none.
 bool wants_colours() {
     const char* none = std::getenv("NO_COLOR");
     return none == nullptr || *none == '\0';
@@ -76,7 +76,7 @@ void live_output::draw() {
         *is_busy = false;
     });
     if (!is_taken) {
-        // Lost with the lines that it would have changed: the next frame draws all.
+        // The frame is lost, and with it the lines that it changed: the next one draws all.
         *is_busy_ = false;
         painter_ = {};
     }

@@ -12,14 +12,15 @@
 
 namespace vandrel::station {
 
-/// Nothing is drawn before a device is begun: until then the terminal has the lines of the other
-/// view, and the question. One thread.
+/// Nothing is drawn before a device is begun: until then the terminal has the lines of plain_view
+/// and the question. One thread.
 class live_output {
 public:
-    /// `to` does what may block on the terminal. While the view is open, it gets nothing else to
-    /// write there. `has_bell`: failures and the end are also heard.
+    /// `to` does what may block on the terminal. While the view is open, nobody else gives `to`
+    /// anything to write there. `has_bell`: the bell rings when a device ends without being
+    /// restored, and when the view is closed.
     live_output(live_view view, background_writer& to, bool has_bell);
-    /// Leaves the terminal as it was found.
+    /// Puts the terminal back as it was found, as far as it can without waiting.
     ~live_output();
     live_output(const live_output&) = delete;
     live_output& operator=(const live_output&) = delete;
@@ -28,11 +29,11 @@ public:
     void take(const event& what, std::chrono::seconds local_time);
     /// Whether the view shows what happens.
     bool is_open() const { return view_.has_begun() && !is_closed_; }
-    /// Draws what has changed, but at most ten times a second. A frame is lost while the terminal
-    /// has not taken the one before. Never waits.
+    /// Draws what has changed, but at most ten times a second, and not while the terminal has not
+    /// taken the frame before. Never waits.
     void flush();
-    /// From now on nothing is drawn. What `to` gets after this is written to the terminal as it was
-    /// found.
+    /// From now on nothing is drawn. `to` puts the terminal back as it was found, before it does
+    /// what it gets after this.
     void close();
 
 private:
@@ -44,8 +45,8 @@ private:
     screen_painter painter_;
     std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
     std::chrono::steady_clock::time_point next_frame_ = start_;
-    /// The terminal has not taken the last frame. The thread that waits for it can stay longer
-    /// than this object.
+    /// The terminal has not taken the last frame. Shared, because the thread that waits for the
+    /// terminal can outlive this object.
     std::shared_ptr<std::atomic<bool>> is_busy_ = std::make_shared<std::atomic<bool>>(false);
     bool is_entered_ = false;
     bool is_closed_ = false;

@@ -13,7 +13,7 @@ namespace vandrel::station {
 
 namespace {
 
-/// Numbers in it as numbers, so that A2 comes before A10.
+/// Devices with a slot first. Numbers in the slot count as numbers, so that A2 comes before A10.
 std::string order_of(const event_device& device) {
     std::string slot;
     for (std::size_t i = 0; i < device.slot.size();) {
@@ -75,8 +75,9 @@ std::string short_end(const device_left_alone& body) {
     return "left alone: " + describe_end(body.reason, nullptr);
 }
 
-/// Its word is in capitals, and no other line of the screen says the same: a failure that is
-/// reported is soon followed by its end.
+/// Whether someone should look at it: its word is in capitals. Three are left out: a cancel, which
+/// the hint shows; a reported failure, which the end of its try soon follows; and the end of a last
+/// try, which the end of its device follows.
 bool is_loud(const event& what, const event_text& text) {
     if (const auto* ended = std::get_if<try_ended>(&what.body)) {
         return ended->will_retry;

@@ -1,7 +1,7 @@
 #pragma once
 
-/// A run as a screen that is drawn again and again: each device has a row, which stays in its
-/// place.
+/// A run as a screen that is drawn again and again. Devices have rows in the order of their places,
+/// so that a change of its state does not move a device's row.
 
 #include "station/events.h"
 
@@ -43,10 +43,11 @@ struct moment {
     awake_time since_start{};
 };
 
-/// How long a device's restore will still take, at a time as events have it.
+/// How long a device's restore will still take, at a time as in events; nothing when that is not
+/// known.
 using time_left_of = std::function<std::optional<awake_time>(const std::string& ecid, awake_time)>;
 
-/// No clock, thread or terminal is in here. One thread.
+/// It has no clock, thread or terminal of its own. To be used by one thread.
 class live_view {
 public:
     /// `left` may be empty.
@@ -59,8 +60,8 @@ public:
     /// Whether a device was begun, so that there is something to look at.
     bool has_begun() const { return has_begun_; }
 
-    /// The lines of the screen, no more and no longer than it has room for, in printable
-    /// characters. `colours`: with sequences that colour some of them.
+    /// The lines of the screen in printable characters, no more and no longer than it has room for.
+    /// `colours`: some lines are within sequences that colour them.
     std::vector<std::string> frame(screen_size size, const moment& now, bool colours) const;
 
 private:
@@ -76,9 +77,9 @@ private:
         /// What it does, or how it ended.
         std::string text;
         std::optional<std::int64_t> progress;
-        /// With row_kind::quiet: when its last report came.
+        /// With row_kind::quiet: when its last record came, or its try began.
         std::optional<awake_time> quiet_since;
-        /// How long its restore took.
+        /// How long the try took that succeeded.
         std::optional<awake_time> took;
         std::optional<final_state> state;
         /// Another device is in its place now.
@@ -103,12 +104,13 @@ private:
     // live_frame.cpp
     line header(std::size_t width, const moment& now) const;
     static std::string titles(const columns& of);
-    /// In their order.
+    /// In their order, without those that are replaced.
     std::vector<const row*> rows() const;
-    /// Leaves no more of `rows` than there is room for; the line that stands for the others.
+    /// Leaves no more of `rows` than there is room for. Returns the line that stands for the
+    /// others.
     static std::string fold(std::vector<const row*>& rows, std::size_t room);
     line row_line(const row& each, const columns& of, awake_time now) const;
-    /// What stands behind the model.
+    /// What the row has after the model.
     std::string doing(const row& each, const columns& of, awake_time now) const;
     /// How many devices have not ended, and how many there are.
     std::pair<std::size_t, std::size_t> progress_of_run() const;
@@ -117,11 +119,11 @@ private:
 
     live_facts facts_;
     time_left_of left_;
-    /// By ECID, or by serial number for those that were never seen.
+    /// By ECID; those without one, by "serial number " and the serial number.
     std::map<std::string, row> devices_;
     /// The last lines that someone should look at.
     std::deque<std::string> loud_;
-    /// Of all gaps that the clock had.
+    /// The sum of all gaps that the clock had.
     awake_time gaps_{};
     cancel cancelled_{0, {}};
     bool has_begun_ = false;

@@ -19,7 +19,7 @@ std::string to_utf8(const wchar_t* text) {
 
 // The narrow arguments are in the active code page, which does not have every character.
 int wmain(int argument_count, wchar_t** arguments) {
-    // Whatever a library loads by its name from now on is Windows' own.
+    // From now on, whatever a library loads by its name alone is Windows' own.
     SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32);
     std::vector<std::string> texts;
     for (int i = 0; i < argument_count; ++i) {

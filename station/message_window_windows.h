@@ -18,15 +18,15 @@ public:
     /// is treated as usual.
     using handler = std::function<std::optional<LRESULT>(UINT message, WPARAM what)>;
 
-    /// Messages that Windows sends to all programs, such as that the session ends, come to
+    /// Messages that Windows sends to all programs, such as the end of the session, come to
     /// top-level windows only.
     enum class kind { messages_only, top_level };
 
-    /// `class_name` lives as long as the process.
+    /// `class_name` has to live as long as the process.
     message_window(const wchar_t* class_name, kind which, handler handle);
     message_window(const message_window&) = delete;
     message_window& operator=(const message_window&) = delete;
-    /// Waits until the handler has returned.
+    /// Waits until the window's thread has ended, and with it a call of the handler.
     ~message_window();
 
     /// Null when there can be no window; then the handler is never called.

@@ -25,12 +25,13 @@ struct process_start {
     std::filesystem::path diagnostics;
 };
 
-/// A tool and the reading end of its pipe. It has no window, no console of ours and no descriptor
-/// or handle of ours but the pipe and its standard streams, and is ended by the system when this
-/// process ends, in whatever way. One thread, that of the I/O context; handlers are called there.
+/// A tool and the reading end of its pipe. The tool has no window, shares no console or terminal
+/// with this process, and inherits no descriptor or handle but the pipe and its standard streams.
+/// The system ends it when this process ends, in whatever way; the destructor ends it, too. To be
+/// used by one thread, that of the I/O context; handlers are called there.
 class native_process {
 public:
-    /// Called with how many bytes came, 0 at the end of the stream.
+    /// Called with how many bytes came; 0 at the end of the stream, or after an error.
     using read_handler = std::function<void(std::size_t)>;
     /// Called with the exit status; minus the signal's number when a signal ended the process.
     using exit_handler = std::function<void(int)>;
@@ -42,7 +43,7 @@ public:
 
     virtual void async_read(std::span<char> buffer, read_handler handler) = 0;
     virtual void async_wait(exit_handler handler) = 0;
-    /// Ends the process at once. Returns before it is gone.
+    /// Ends the process at once, and does not wait until it is gone.
     virtual void terminate() = 0;
     /// How many bytes lie in the pipe that no read has taken; 0 when that cannot be known.
     virtual std::size_t bytes_in_pipe() = 0;

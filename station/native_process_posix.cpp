@@ -121,7 +121,7 @@ private:
 [[noreturn]] void become_tool(const child_plan& plan) {
     // A session of its own: what a terminal sends its foreground processes does not reach the tool.
     setsid();
-    // What came before that is dropped: being ignored takes it back.
+    // Signals that came before that are dropped: ignoring a signal discards a pending one.
     for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
         signal(number, SIG_IGN);
         signal(number, SIG_DFL);
@@ -134,8 +134,8 @@ private:
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
     signal(SIGPIPE, SIG_DFL);
-    // Not all that this process has open is marked: streams of the standard library are not, nor
-    // what it was given itself.
+    // Not all that this process has open is marked to be closed: streams of the standard library
+    // are not, nor what it inherited itself.
     constexpr unsigned first_other = STDERR_FILENO + 1;
     syscall(SYS_close_range, first_other, ~0U, CLOSE_RANGE_CLOEXEC);
     if (dup2(plan.input, STDIN_FILENO) < 0 || dup2(plan.output, STDOUT_FILENO) < 0 ||
@@ -227,7 +227,7 @@ public:
 private:
     void take_end(const exit_handler& handler) {
         int status = 0;
-        // A debugger gets the end of its process first, and may leave it lying.
+        // A debugger is told first that the process has ended, and may keep that back for a while.
         if (waitpid(process_, &status, WNOHANG) == 0) {
             later_.expires_after(std::chrono::milliseconds(100));
             later_.async_wait([this, handler](const boost::system::error_code& error) {
@@ -271,7 +271,7 @@ std::unique_ptr<native_process> start_process(boost::asio::io_context& context,
     plan.argument_pointers = pointers_to(plan.arguments);
     plan.environment_pointers = pointers_to(plan.environment);
     const pid_t process = spawn(plan, start.program);
-    // The descriptor of a process is readable once that has ended. glibc has the call since 2.36.
+    // The descriptor is readable once the process has ended. glibc has the call since 2.36.
     const int watched = static_cast<int>(syscall(SYS_pidfd_open, process, 0));
     if (watched < 0) {
         const int error = errno;

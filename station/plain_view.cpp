@@ -92,7 +92,7 @@ std::string bundle_text(const bundle& made_for) {
                        made_for.models.empty() ? "" : ", for " + enumerated(made_for.models));
 }
 
-/// Why the first of these bundles is the one.
+/// Why the first of these bundles is taken.
 std::string reason_text(const bundle_list& fitting) {
     if (fitting.size() == 1) {
         return "the only one that fits";
@@ -111,7 +111,7 @@ std::string reason_text(const bundle_list& fitting) {
     return fmt::format("the newest of {} that fit; not {}", fitting.size(), enumerated(others));
 }
 
-/// The bundles of the devices, each with the number of its devices, and why it is the one.
+/// The bundles of the devices, each with the number of its devices, and why it is taken.
 std::string folder_text(const ask_consent& choice, const question_facts& facts) {
     std::string text = "  Bundles  " + printable(facts.folder) + "\n";
     if (facts.unusable_files > 0) {
@@ -145,7 +145,7 @@ std::string room_text(const question_facts& facts, std::size_t at_once, std::uin
                        size_text(needed));
 }
 
-/// Of the devices with the largest bundles, in case they come together.
+/// The room for the devices with the largest bundles, in case they run at the same time.
 std::string folder_room_text(const ask_consent& choice, const question_facts& facts) {
     std::vector<std::uint64_t> needs;
     for (const listed_device& each : choice.devices) {
@@ -171,11 +171,11 @@ std::string folder_room_text(const ask_consent& choice, const question_facts& fa
 
 bool plain_view::is_worth_a_line(const event& what) {
     if (const auto* ended = std::get_if<try_ended>(&what.body)) {
-        // The last try's end is the device's.
+        // The end of the last try is that of the device, which has its own line.
         return ended->will_retry;
     }
     if (const auto* left = std::get_if<device_left_alone>(&what.body)) {
-        // Of a run that touched nothing, one sentence says why.
+        // One sentence says why a run has touched nothing.
         return left->reason != end_reason::not_begun;
     }
     if (!what.device) {

@@ -15,13 +15,14 @@
 
 namespace vandrel::station {
 
-/// One line for each event that is worth one: of an operation's progress, each tenth.
+/// One line for each event that is worth one. Progress is worth one when its tenth changes.
 class plain_view {
 public:
     /// `has_slots`: places are names rather than location numbers.
     plain_view(bool has_slots, command what) : place_width_(has_slots ? 4 : 10), command_(what) {}
 
-    /// With a line feed; empty when there is nothing to show. `local_time` is the time of day here.
+    /// The event's line, with a line feed; empty when there is nothing to show. `local_time` is the
+    /// time of day here.
     std::string line_for(const event& what, std::chrono::seconds local_time);
 
 private:
@@ -36,7 +37,7 @@ private:
 /// "UTC+01:00".
 std::string zone_text(std::chrono::minutes ahead);
 
-/// What the question says about the means.
+/// What the question says besides the devices.
 struct question_facts {
     std::optional<bundle> made_for;
     std::string options_file;
@@ -54,15 +55,15 @@ struct question_facts {
 /// What will be done to which devices, and which are left alone; without the question itself.
 std::string choice_text(const ask_consent& choice, command what, const question_facts& facts);
 
-/// What has to be typed, without a line feed.
+/// The question, which says what has to be typed, without a line feed.
 std::string prompt_text(const ask_consent& choice);
 
 /// Which column about bundles a list has: none; whether the bundle is for the device; the newest
 /// bundle for it.
 enum class bundle_column { none, fits, newest };
 
-/// Slot, ECID, serial number, chip, board and product string of each device, with titles; with
-/// bundles also the model.
+/// Place, ECID, serial number, chip, board and product string of each device, with titles; with a
+/// column about bundles, also the model before it. Without devices, one sentence.
 std::string device_table(const std::vector<listed_device>& devices, bundle_column column);
 
 } // namespace vandrel::station

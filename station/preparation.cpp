@@ -20,7 +20,7 @@ namespace {
 constexpr int usage = static_cast<int>(early_exit::usage);
 constexpr int cannot_work = static_cast<int>(early_exit::cannot_work);
 constexpr std::size_t most_at_once = 8;
-/// vandrel's without --restore-timeout, which it does not take beside a file of options.
+/// The limit that vandrel keeps without --restore-timeout, which it refuses with a file of options.
 constexpr auto tools_own_limit = std::chrono::hours(2);
 /// How long a disk may take to start.
 constexpr auto longest_look = std::chrono::seconds(30);
@@ -234,14 +234,14 @@ run_settings prepare(station_arguments arguments) {
     settings.run_folder =
         given.run_folder.empty() ? default_run_folder() : path_of(given.run_folder);
     if (given.what == station_command::recover) {
-        // It has no --stop-after, and what fails to boot is no reason to leave the others.
+        // It has no --stop-after, and a device that does not boot is no reason to leave the others.
         settings.options.stop_after = 0;
     }
     if (!given.options_file.empty()) {
-        // vandrel takes no time limit beside a file of options.
+        // vandrel refuses a time limit with a file of options.
         settings.options.time_limit = given.restore_timeout;
     } else if (given.what == station_command::restore) {
-        // vandrel keeps the limit itself; this is for one that does not.
+        // vandrel keeps the limit itself; this is for a process that does not.
         settings.options.time_limit = given.restore_timeout + std::chrono::minutes(2);
     }
     settings.options.terminal =

@@ -1,7 +1,7 @@
 #pragma once
 
-/// From what was asked for to what can be run: all files are read, the scratch
-/// folder is made, and no device is touched.
+/// From what was asked for to what can be run: all files are read, the folder for scratch is made
+/// if it is missing, and no device is touched.
 
 #include "station/bundle.h"
 #include "station/bundle_folder.h"
@@ -18,7 +18,7 @@
 
 namespace vandrel::station {
 
-/// A run that cannot begin; the text is one sentence for people.
+/// A command that cannot be carried out. The text is one sentence for people.
 struct refusal : std::runtime_error {
     refusal(int exit_status, const std::string& text)
         : std::runtime_error(text), status(exit_status) {}
@@ -50,10 +50,12 @@ std::filesystem::path runs_folder();
 /// Throws refusal.
 bundle read_named_bundle(const std::string& file);
 
-/// With a cache, and with a line on standard error for each file on a slow disk.
+/// With a cache, if there is a place for it, and with a line on standard error for each file that
+/// takes long to read.
 std::shared_ptr<bundle_folder> open_bundle_folder(const std::string& folder);
 
-/// Waits for slow disks. Throws refusal.
+/// Waits for slow disks, but no longer than 30 seconds without a file that was read. Throws
+/// refusal.
 const std::vector<bundle_file>& look_into(bundle_folder& folder);
 
 /// Throws refusal.

@@ -46,7 +46,7 @@ object read_summary(const std::filesystem::path& folder) {
                 return summary;
             }
         } catch (const std::exception&) {
-            // The same sentence as for a file that has other things in it.
+            // The sentence below says it, as for a file that has other things in it.
         }
     }
     throw std::runtime_error(why + "its summary.json is not that of a run");
@@ -55,7 +55,7 @@ object read_summary(const std::filesystem::path& folder) {
 void add_logs(run_record& record, const std::filesystem::path& folder) {
     std::size_t visits = 0;
     for (recorded_visit& each : record.visits) {
-        // The name of a folder is made of it.
+        // The name of the try's folder is made of the ECID.
         const bool is_ecid = each.ecid.size() == 16 &&
                              each.ecid.find_first_not_of("0123456789ABCDEF") == std::string::npos;
         if (!is_failure(each) || each.tries == 0 || !is_ecid || ++visits > most_visits_with_logs) {
@@ -99,7 +99,7 @@ std::vector<std::string> last_lines(const std::filesystem::path& file, std::size
 }
 
 run_record read_run(const std::filesystem::path& folder) {
-    // The summary first: what the events say is newer then.
+    // The summary is read first, so that the events are the newer ones.
     const object summary = read_summary(folder);
     run_reader reader;
     {

@@ -15,7 +15,8 @@ namespace vandrel::station {
 /// when it is no folder of a run.
 run_record read_run(const std::filesystem::path& folder);
 
-/// The last lines of a file, from not more than its last 16 KiB; none when it cannot be read.
+/// The last `count` lines of a file, or those whole in its last 16 KiB; none when it cannot be
+/// read.
 std::vector<std::string> last_lines(const std::filesystem::path& file, std::size_t count);
 
 } // namespace vandrel::station

@@ -20,12 +20,12 @@ constexpr std::string_view start_mark = "<?xml";
 constexpr std::string_view end_mark = "</plist>";
 constexpr std::string_view blanks = " \t\r\n";
 
-/// A key without its value, or with one of another type than its record has.
+/// A key that is missing, or whose value has another type than its record needs.
 struct broken_record : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// The value of a dictionary's key; an empty node without one.
+/// The value of a dictionary's key; an empty node when the key is missing.
 pugi::xml_node value_of(const pugi::xml_node& dictionary, std::string_view key) {
     for (pugi::xml_node each = dictionary.child("key"); each; each = each.next_sibling("key")) {
         if (key == each.child_value()) {
@@ -258,7 +258,7 @@ void record_reader::end_document(const handler& handle) {
         handle(unreadable_record{});
         return;
     }
-    // A record that was cut short, or anything else, does not spoil the record behind it.
+    // A record that was cut short, or anything else, does not spoil the record that follows it.
     std::size_t start = 0;
     for (std::size_t next = document.find(start_mark); next != std::string::npos;
          next = document.find(start_mark, next + 1)) {

@@ -37,8 +37,7 @@ struct unknown_record {
     std::string type;
 };
 
-/// What is no whole record, is larger than the largest that is read, or lacks a key that its type
-/// has.
+/// What is no whole record, was passed over for its size, or lacks a value that its type needs.
 struct unreadable_record {};
 
 using record =
@@ -53,10 +52,11 @@ class record_reader {
 public:
     using handler = std::function<void(const record&)>;
 
-    /// Larger documents are passed over. What is kept of one that has not ended is never larger.
+    /// Larger documents are passed over. After `take`, no more than this is kept of one that has
+    /// not ended.
     static constexpr std::size_t largest_document = std::size_t{4} * 1024 * 1024;
-    /// What all readers keep of documents that have not ended. When it is more, those that are
-    /// larger than a small one are passed over, too.
+    /// How much memory all readers together may have for documents that have not ended. While they
+    /// have more, a document that grows larger than a small one is passed over, too.
     static constexpr std::size_t most_unfinished = std::size_t{16} * 1024 * 1024;
     static constexpr std::size_t small_document = std::size_t{128} * 1024;
 
@@ -79,7 +79,7 @@ private:
     std::string document_;
     /// What is counted of it in `unfinished_`.
     std::size_t counted_ = 0;
-    /// The document is too large; only the last bytes of it are kept.
+    /// The document is passed over; only its last bytes are kept.
     bool passes_over_ = false;
 };
 

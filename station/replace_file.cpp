@@ -11,7 +11,7 @@ std::optional<std::string> replace_file(const std::filesystem::path& file,
                                         std::string_view content) {
     std::error_code error;
     std::filesystem::path unfinished = file;
-    // Another process may write its own.
+    // Another process may write its own unfinished file.
     unfinished += "." + std::to_string(own_process_number());
     std::ofstream stream(unfinished, std::ios::binary);
     stream.write(content.data(), static_cast<std::streamsize>(content.size()));

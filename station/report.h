@@ -37,7 +37,8 @@ struct restore_report {
     std::int32_t operation = 0;
     std::int64_t progress = 0;
     error_value error;
-    /// `Orv_OperationName`, or the name of the operation without one; empty when it has none.
+    /// `Orv_OperationName`; without it, what operation_name() has for the operation, which can be
+    /// empty.
     std::string operation_name;
 };
 
@@ -51,9 +52,9 @@ struct error_details {
     bool operator==(const error_details&) const = default;
 };
 
-/// The error of a report. The integer 0 is none; every other value is one, whatever its type, since
-/// a restore library that puts anything else there has something to say. A bare integer is an AMR
-/// code: the text is that of the code, empty for one without a text.
+/// The error of a report. A missing key and the integer 0 are none; every other value is one,
+/// whatever its type, since a restore library that puts anything else there has something to say. A
+/// bare integer is an AMR code: the text is that of the code, empty for one without a text.
 std::optional<error_details> error_of(const restore_report& report);
 
 /// The name of an AMR operation; empty for one without a name.

@@ -20,7 +20,7 @@ namespace {
 
 using visit_list = std::vector<const recorded_visit*>;
 
-/// "2026-03-01 02:58:10 UTC", if it is one of ours.
+/// "2026-03-01 02:58:10 UTC"; any text but a time of ours as it is.
 std::string time_text(const std::string& time) {
     constexpr std::size_t seconds_end = 19;
     if (time.size() <= seconds_end || time[10] != 'T' || time.back() != 'Z') {
@@ -61,7 +61,7 @@ std::string advice_on(const std::string& reason) {
     return {};
 }
 
-/// The class of its state: for people, a sign in front of the word.
+/// The CSS class of its state, by which the word gets its colour and a sign before it.
 const char* kind_of(const recorded_visit& visit) {
     if (is_failure(visit)) {
         return "bad";

@@ -13,7 +13,7 @@ struct page_facts {
     std::string made;
     /// The run's folder.
     std::string folder;
-    /// What the page is made with.
+    /// The version of the station that makes the page.
     std::string version;
 };
 

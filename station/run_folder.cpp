@@ -18,7 +18,7 @@ namespace vandrel::station {
 namespace {
 
 constexpr std::size_t queue_bytes = std::size_t{16} * 1024 * 1024;
-/// So that the queue always knows nearly all that waits.
+/// Little beside the queue, so that this counts nearly all that waits.
 constexpr std::size_t gathered_bytes = std::size_t{64} * 1024;
 
 } // namespace
@@ -34,7 +34,7 @@ std::string run_name(const std::filesystem::path& run_folder) {
 
 namespace {
 
-/// A new file that is added to, all or nothing: a reader never meets half a line.
+/// A new file that is added to, all or nothing: half a line does not stay when writing fails.
 class growing_file {
 public:
     explicit growing_file(std::filesystem::path path) : path_(std::move(path)) {}
@@ -73,7 +73,7 @@ private:
 
 } // namespace
 
-/// Used in the background only, but for the hole.
+/// Once the folder is made, used in the background only, except for the hole.
 struct run_folder::files {
     explicit files(std::filesystem::path folder) : path(std::move(folder)) {}
 
@@ -129,7 +129,7 @@ struct run_folder::files {
         return error;
     }
 
-    /// The last chance of the files that somebody held when they were to be replaced.
+    /// The last attempt to replace the files that could not be replaced before.
     void replace_stale() {
         for (const std::string& name : std::exchange(stale, {})) {
             if (const std::error_code error = put_in_place(name)) {

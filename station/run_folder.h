@@ -17,7 +17,7 @@
 
 namespace vandrel::station {
 
-/// The folder of one try, in the run's own.
+/// The name of the folder of one try, in the run's folder.
 std::string try_folder(const std::string& ecid, int visit, int try_number);
 
 /// The run's name is its folder's, however that is written.
@@ -28,7 +28,8 @@ std::string run_name(const std::filesystem::path& run_folder);
 /// thread.
 class run_folder {
 public:
-    /// Makes the folder, unless it is there and empty. Throws std::runtime_error with one sentence.
+    /// Makes the folder; one that is there has to be empty. Throws std::runtime_error with one
+    /// sentence.
     explicit run_folder(const std::filesystem::path& path);
     run_folder(const run_folder&) = delete;
     run_folder& operator=(const run_folder&) = delete;
@@ -36,20 +37,23 @@ public:
 
     const std::filesystem::path& path() const { return path_; }
 
-    /// Adds a whole line to events.jsonl. If that fails, adds nothing.
+    /// Adds a whole line to events.jsonl. If that fails, none of the lines of the same flush is
+    /// added.
     void log(std::string_view line);
-    /// Puts a whole file in the place of the one of this name: readers never see half of it. If
-    /// another program has the old file open, that stays. The next call tries again, and `finish`
+    /// Puts a whole file in the place of the one of this name: readers never see half of it. The
+    /// old file stays as long as the new one cannot be put in its place, such as when another
+    /// program has the old one open on Windows. The next call puts a newer one there, and `finish`
     /// tries for the last time.
     void replace(const std::string& name, std::string content);
     /// Adds all bytes to the file `name` in the folder `of`, which is made when it is missing. If
-    /// that fails, adds nothing.
+    /// that fails, none of the file's bytes of the same flush is added.
     void append(const std::string& of, const std::string& name, std::string_view bytes);
     /// Passes on what was added. `replace`, `close` and `finish` call it first; `log` and `append`
     /// call it when much was added.
     void flush();
-    /// Copies a file into the folder `of`, if it is there. `done` is called afterwards, in the
-    /// background; also at once, here, when the queue is full.
+    /// Copies a file into the folder `of`, if there is such a file. `done` is called afterwards, in
+    /// the background. When the queue is full, the copy is lost, and `done` is called before this
+    /// returns.
     void keep(const std::filesystem::path& file, const std::string& of,
               const std::function<void()>& done);
     /// Nothing more is added to files of this folder.
@@ -58,13 +62,13 @@ public:
     /// What was lost first; nothing when nothing was.
     std::optional<std::string> hole() const;
     bool is_behind() const { return writer_.is_behind(); }
-    /// Waits until all is written, but no longer than this. Nothing is written after it.
+    /// Waits until all is written, but no longer than this. To be called last.
     void finish(std::chrono::milliseconds limit);
 
 private:
     struct files;
     void post(std::size_t bytes, std::function<void(files&)> task);
-    /// Flushes when this makes it much.
+    /// Counts what was added, and flushes when it is much.
     void count(std::size_t bytes);
 
     std::filesystem::path path_;

@@ -119,7 +119,7 @@ counts counts_in(const object& from) {
 
 enum class line_end { feed, end_of_file, too_long };
 
-/// Like std::getline, but what is longer than a line may be is not kept.
+/// Like std::getline, but of a line that is too long, it does not keep the rest.
 line_end read_line(std::istream& from, std::string& line) {
     line.clear();
     std::streambuf& bytes = *from.rdbuf();

@@ -16,11 +16,12 @@
 
 namespace vandrel::station {
 
-/// Makes the record: from the lines of events.jsonl, then from summary.json, which has what was
-/// lost of the events.
+/// Makes the record: from the lines of events.jsonl, then from summary.json, which has the facts of
+/// the run, and the ends of devices also when their events were lost.
 class run_reader {
 public:
-    /// These bound the memory, whatever the size of the file.
+    /// These bound what is kept of lines, texts, operations and remarks, whatever the size of the
+    /// file.
     static constexpr std::size_t longest_line = std::size_t{1024} * 1024;
     static constexpr std::size_t longest_text = 1000;
     static constexpr std::size_t most_operations = 1'000'000;
@@ -28,7 +29,7 @@ public:
 
     void take_lines(std::istream& lines);
     void take_summary(const boost::json::object& summary);
-    /// Tries that are under way go on until the last event.
+    /// Tries that are under way count as going on until the last event.
     run_record finish();
 
 private:
@@ -45,11 +46,12 @@ private:
     void end_try(recorded_visit& its, const boost::json::object& event);
 
     run_record record_;
-    /// The places of a device's visits, by its ECID, or by its serial number without one.
+    /// The places of a device's visits in run_record::visits, by its ECID; without one, by "serial
+    /// number " and its serial number.
     std::map<std::string, std::vector<std::size_t>> places_;
     /// How often each device was found.
     std::map<std::string, int> found_;
-    /// The places of the operations' names.
+    /// The places of the operations' names in run_record::operation_names.
     std::map<std::string, std::size_t> names_;
     std::size_t operations_ = 0;
 };

@@ -20,7 +20,7 @@ struct recorded_operation {
     std::size_t name = 0;
     awake_time begun{};
     awake_time ended{};
-    /// The try failed in it.
+    /// The try ended in it, and did not restore the device.
     bool has_failed = false;
 
     bool operator==(const recorded_operation&) const = default;
@@ -50,7 +50,8 @@ struct recorded_visit {
     std::string product_string;
     std::string bundle_version;
     std::string bundle_build;
-    /// "waiting", "running", "failing" or "quiet"; once the visit has ended, as in events.
+    /// "waiting", "running", "failing" or "quiet"; once the visit has ended, its `state` as in
+    /// events.
     std::string state = "waiting";
     std::string reason;
     /// How it ended, for people.
@@ -73,14 +74,14 @@ struct recorded_visit {
     /// Of all tries, in their order.
     std::vector<recorded_operation> operations;
     std::vector<recorded_end_of_try> ends;
-    /// Of the last try, if it failed.
+    /// Of the last try. Only the first 100 visits for which is_failure() holds have any.
     std::vector<recorded_log> logs;
 };
 
 /// Whether a device that ended so was to be restored and is not.
 bool is_failure(const recorded_visit& visit);
 
-/// An event that is about no device, and is more than information.
+/// A warning or an error that is about no device, other than the end of the run.
 struct recorded_remark {
     std::string time;
     std::string text;
@@ -106,7 +107,7 @@ struct run_record {
     std::optional<counts> totals;
     std::vector<std::pair<std::string, std::string>> tags;
 
-    /// In the order in which they began.
+    /// In the order of their first events; those of which only the summary knows come last.
     std::vector<recorded_visit> visits;
     std::vector<std::string> operation_names;
     /// When the last event was.
@@ -116,9 +117,9 @@ struct run_record {
 
     /// The last line of events.jsonl has no line feed.
     bool is_last_line_cut = false;
-    /// Lines of events.jsonl that are too long, or no events.
+    /// How many lines of events.jsonl are too long, or no events.
     std::size_t unreadable_lines = 0;
-    /// Operations that are left out because there are too many.
+    /// How many operations and remarks are left out because there are too many.
     std::size_t lost_operations = 0;
     std::size_t lost_remarks = 0;
 };
