@@ -175,7 +175,7 @@ class ends_of_sessions(tests):
         while len(run.named("operation")) < 2:
             run.wait_for("operation")
         ends(run)
-        # Windows gives a program no longer than five seconds, which start slowly under Wine.
+        # Under Wine, the news reaches the windows late. Windows gives a program no longer than five seconds.
         wait_until(lambda: bench.summary()["state"] == "ended", 5 if on_windows else 2)
         self.assertEqual(run.wait(), 130)
         self.assertEqual({each["ecid"]: each["state"] for each in bench.summary()["devices"]},
