@@ -223,9 +223,6 @@ def rows(bin_folder, work):
     def connect(count):
         return run.inside("notification_benchmark", f"connect/{count}")
 
-    def in_file_sizes(figure):
-        return f"{figure:.3g} x"
-
     report = run.inside("report_benchmark", "reports")
     options = "options_file_benchmark"
     return [

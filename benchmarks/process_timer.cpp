@@ -109,6 +109,11 @@ double processor_seconds_of_children(pid_t process) {
     return static_cast<double>(user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
 }
 
+/// A failure outweighs 0; statuses of programs that a signal ended are negative.
+int worse_status(int left, int right) {
+    return std::abs(left) < std::abs(right) ? right : left;
+}
+
 figures run(int count, int stream, char** program) {
     figures result;
     const auto begin = std::chrono::steady_clock::now();
@@ -127,9 +132,7 @@ figures run(int count, int stream, char** program) {
             seconds_of(usage.ru_utime) + seconds_of(usage.ru_stime) - of_children;
         close(copy.pipe);
         const int code = WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-        result.status = std::max(result.status, code, [](int left, int right) {
-            return std::abs(left) < std::abs(right);
-        });
+        result.status = worse_status(result.status, code);
         result.peak = std::max(result.peak, usage.ru_maxrss * 1024);
     }
     result.seconds =
@@ -150,7 +153,7 @@ int main(int argument_count, char** arguments) {
         const figures one = run(std::atoi(arguments[2]), std::atoi(arguments[3]), arguments + 4);
         seconds.push_back(one.seconds);
         all.peak = std::max(all.peak, one.peak);
-        all.status = std::max(all.status, one.status);
+        all.status = worse_status(all.status, one.status);
         all.processor_seconds = std::max(all.processor_seconds, one.processor_seconds);
     }
     std::ranges::sort(seconds);

@@ -1,5 +1,7 @@
 #include "launcher/launch.h"
+#include "station/test_handle_count_windows.h"
 
+#include <array>
 #include <iostream>
 #include <string>
 #include <thread>
@@ -7,8 +9,9 @@
 #include <windows.h>
 
 // For tests of the station: starts a program in a console of its own, and does there what lines on
-// standard input say: `ctrl-c`, `end-session`, `kill`. The program writes to our standard output
-// and standard error. Ends with its exit status. Wine knows no way to press Ctrl-Break.
+// standard input say: `ctrl-c`, `ctrl-break`, `end-session`, `kill`. `count-handles FILE` writes to
+// this new file how many handles the program has. The program writes to our standard output and
+// standard error. Ends with its exit status.
 
 namespace vandrel {
 
@@ -51,13 +54,55 @@ BOOL WINAPI ignore_keys(DWORD) {
     return TRUE;
 }
 
-void press_ctrl_c(DWORD process) {
-    // A process has one console at a time.
+/// A process has one console at a time.
+bool enter_console_of(DWORD process) {
     FreeConsole();
-    if (!AttachConsole(process) || !SetConsoleCtrlHandler(ignore_keys, TRUE) ||
-        !GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0)) {
+    return AttachConsole(process) && SetConsoleCtrlHandler(ignore_keys, TRUE);
+}
+
+void press_ctrl_c(DWORD process) {
+    if (!enter_console_of(process) || !GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0)) {
         std::cerr << "no key was pressed: " << GetLastError() << std::endl;
     }
+}
+
+/// Windows runs this function in a new thread of each process of a console in which a key is
+/// pressed. It calls the process's handlers, and ends the process if they do not handle the key.
+LPTHREAD_START_ROUTINE control_routine() {
+    return reinterpret_cast<LPTHREAD_START_ROUTINE>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernelbase"), "CtrlRoutine")));
+}
+
+/// Wine's console does not send Ctrl-Break, so this does what the console would do.
+void press_ctrl_break(DWORD process) {
+    std::array<DWORD, 64> attached{};
+    if (!enter_console_of(process)) {
+        std::cerr << "no key was pressed: " << GetLastError() << std::endl;
+        return;
+    }
+    const DWORD count = GetConsoleProcessList(attached.data(), attached.size());
+    for (DWORD i = 0; i < count; ++i) {
+        if (attached.at(i) == GetCurrentProcessId()) {
+            continue;
+        }
+        HANDLE each = OpenProcess(PROCESS_ALL_ACCESS, FALSE, attached.at(i));
+        HANDLE thread = CreateRemoteThread(each, nullptr, 0, control_routine(),
+                                           ULongToPtr(CTRL_BREAK_EVENT), 0, nullptr);
+        if (thread == nullptr) {
+            std::cerr << "no key was pressed: " << GetLastError() << std::endl;
+        }
+        CloseHandle(thread);
+        CloseHandle(each);
+    }
+}
+
+void write_handle_count(DWORD process, const std::string& file) {
+    HANDLE opened = CreateFileW(to_wide(file).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
+                                FILE_ATTRIBUTE_NORMAL, nullptr);
+    const std::string text = std::to_string(count_handles(process)) + '\n';
+    DWORD written = 0;
+    WriteFile(opened, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
+    CloseHandle(opened);
 }
 
 BOOL CALLBACK send_end_of_session(HWND window, LPARAM process) {
@@ -72,9 +117,14 @@ BOOL CALLBACK send_end_of_session(HWND window, LPARAM process) {
 }
 
 void obey(const PROCESS_INFORMATION& process) {
+    const std::string counting = "count-handles ";
     for (std::string line; std::getline(std::cin, line);) {
         if (line == "ctrl-c") {
             press_ctrl_c(process.dwProcessId);
+        } else if (line == "ctrl-break") {
+            press_ctrl_break(process.dwProcessId);
+        } else if (line.starts_with(counting)) {
+            write_handle_count(process.dwProcessId, line.substr(counting.size()));
         } else if (line == "end-session") {
             // As the system does it, but to this program's windows only.
             EnumWindows(send_end_of_session, static_cast<LPARAM>(process.dwProcessId));

@@ -1,3 +1,4 @@
+#include "station/test_handle_count_windows.h"
 #include "station/usb_watch.h"
 
 #include <gtest/gtest.h>
@@ -50,20 +51,16 @@ TEST(usb_watch, does_not_call_for_a_device_that_is_detached) {
 
 TEST(usb_watch, leaves_no_window_and_no_handle) {
     boost::asio::io_context context;
-    const auto handles = [] {
-        DWORD count = 0;
-        EXPECT_TRUE(GetProcessHandleCount(GetCurrentProcess(), &count));
-        return count;
-    };
     // The first ones make what the process keeps.
     for (int i = 0; i < 3; ++i) {
         usb_watch::start(context, [] {});
     }
-    const DWORD before = handles();
+    const std::size_t before = count_handles(GetCurrentProcessId());
+    EXPECT_GT(before, 0U);
     for (int i = 0; i < 50; ++i) {
         usb_watch::start(context, [] {});
     }
-    EXPECT_LE(handles(), before + 5);
+    EXPECT_LE(count_handles(GetCurrentProcessId()), before + 5);
     EXPECT_EQ(window_of_the_watch(), nullptr);
 }
 

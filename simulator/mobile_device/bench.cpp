@@ -123,14 +123,16 @@ bench::state bench::read() const {
     std::string start;
     file >> start;
     result.start = time_of(start);
-    std::string restores;
+    std::int64_t restores = 0;
     std::string held_since;
     std::string restored;
     std::string returns;
     for (std::uint64_t ecid = 0;
-         file >> std::hex >> ecid >> restores >> held_since >> restored >> returns;) {
-        result.entries[ecid] = {std::stoll(restores), time_of(held_since), time_of(restored),
-                                time_of(returns)};
+         file >> std::hex >> ecid >> std::dec >> restores >> held_since >> restored >> returns;) {
+        result.entries[ecid] = {restores, time_of(held_since), time_of(restored), time_of(returns)};
+    }
+    if (file.is_open() && !file.eof()) {
+        throw std::system_error(std::make_error_code(std::errc::invalid_argument));
     }
     return result;
 }

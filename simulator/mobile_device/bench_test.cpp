@@ -117,17 +117,28 @@ TEST(bench, keeps_all_changes_of_several_threads) {
     }
 }
 
-TEST(bench, needs_a_folder_that_it_can_write) {
-    const test::temporary_folder folder;
-    test::write_file(folder / "file", "");
+void expect_unusable(const std::string& path) {
     try {
-        const bench opened(folder / "file");
+        const bench opened(path);
         FAIL() << "opened";
     } catch (const std::runtime_error& error) {
         const std::string text = error.what();
-        EXPECT_TRUE(text.starts_with((folder / "file") + ": folder: is unusable (")) << text;
+        EXPECT_TRUE(text.starts_with(path + ": folder: is unusable (")) << text;
         EXPECT_TRUE(text.ends_with("); should be a folder that can be written")) << text;
     }
+}
+
+TEST(bench, needs_a_folder_that_it_can_write) {
+    const test::temporary_folder folder;
+    test::write_file(folder / "file", "");
+    expect_unusable(folder / "file");
+}
+
+TEST(bench, needs_a_state_that_it_can_read) {
+    const test::temporary_folder folder;
+    { bench(folder / "bench").begin_restore(some_ecid); }
+    test::write_file(folder / "bench/state", "1\n1 some - - -\n");
+    expect_unusable(folder / "bench");
 }
 
 } // namespace simulator
