@@ -159,6 +159,14 @@ class product(unittest.TestCase):
         (self.libraries / MOBILE_DEVICE).unlink()
         self.expect_not_loaded("MobileDevice", NOT_THERE)
 
+    def test_a_missing_library_that_a_library_needs_is_named(self):
+        self.copy_all()
+        library = self.libraries / CORE_FOUNDATION
+        image = library.read_bytes()
+        self.assertIn(b"\0libc.so.6\0", image)
+        library.write_bytes(image.replace(b"\0libc.so.6\0", b"\0libx.so.6\0"))
+        self.expect_not_loaded("CoreFoundation", "libx.so.6: " + NOT_THERE)
+
     def test_a_file_that_is_no_library_is_reported(self):
         self.copy_all()
         (self.libraries / CORE_FOUNDATION).write_text("This is a text.\n" * 1000)
