@@ -10,18 +10,18 @@
 
 namespace vandrel::station {
 
-/// A new folder with a short name, which carries the station's marker. It is removed at the end,
-/// or, when this process is killed or leaves it, by whoever calls `remove_abandoned` next.
+/// A new folder with a short name and the station's marker in it. The destructor removes it. If
+/// that fails, or the process is killed or leaves the folder, the next `remove_abandoned` does.
 class scratch_folder {
 public:
-    /// Throws std::exception when it cannot be made.
+    /// Makes `parent`, too, if it is missing. Throws std::exception when that fails.
     explicit scratch_folder(const std::filesystem::path& parent);
     /// Does not wait for files that another program holds.
     ~scratch_folder();
     scratch_folder(const scratch_folder&) = delete;
     scratch_folder& operator=(const scratch_folder&) = delete;
 
-    /// It is not removed at the end, which can take long.
+    /// The destructor does not remove it, because that can take long.
     void leave() { stays_ = true; }
 
     const std::filesystem::path& path() const { return path_; }
@@ -29,7 +29,7 @@ public:
     /// A new, empty folder in it.
     std::filesystem::path make(const std::string& name) const;
 
-    /// Removes what killed stations have left in `parent`: folders with the marker that nobody
+    /// Removes what stations that are gone have left in `parent`: folders with a marker that nobody
     /// holds.
     static void remove_abandoned(const std::filesystem::path& parent);
 

@@ -1,6 +1,6 @@
 #pragma once
 
-/// What a terminal has to be written so that it shows a frame.
+/// What has to be written to a terminal so that it shows a frame.
 
 #include "station/live_view.h"
 
@@ -11,8 +11,9 @@ namespace vandrel::station {
 
 class screen_painter {
 public:
-    /// Changes the screen from the last frame to this one; empty when it shows it already. Lines
-    /// are no wider than the screen, and no more than it has. With another size, all is drawn anew.
+    /// What changes the screen from the last frame to this one; empty when it shows this one
+    /// already. There are no more lines than the screen has, and none is wider than it. The first
+    /// frame, and one of another size than the last, is drawn as a whole.
     std::string update(std::vector<std::string> lines, screen_size size);
 
 private:

@@ -6,7 +6,8 @@
 
 namespace vandrel::station {
 
-/// Returns the exit status; throws refusal.
+/// Returns the exit status. Throws refusal, and another std::exception when the station cannot go
+/// on before it has begun a tool.
 int run_devices(const run_settings& settings);
 
 } // namespace vandrel::station

@@ -32,7 +32,7 @@ struct summary_facts {
     std::chrono::system_clock::time_point started;
 };
 
-/// Made from the events of the run alone.
+/// Made from facts about the run and from its events, and from nothing else.
 class summary {
 public:
     explicit summary(summary_facts facts) : facts_(std::move(facts)) {}
@@ -46,7 +46,8 @@ public:
     std::string refusal_text() const;
     /// One document, and a line feed.
     std::string json() const;
-    /// A line with the names of the columns, then one for each visit that has ended.
+    /// A line with the names of the columns, then one for each visit that has ended. Lines end with
+    /// a carriage return and a line feed.
     std::string csv() const;
 
 private:

@@ -1,7 +1,7 @@
 #pragma once
 
 /// A bench under test, with a clock that tests set, devices that lists show, and tools that do what
-/// a test says. Everything that was decided is kept.
+/// a test says. Everything that was decided is kept until `forget`.
 
 #include "station/bench.h"
 
@@ -41,7 +41,7 @@ class bench_under_test {
 public:
     explicit bench_under_test(const bench_options& options) : bench_(options) {}
 
-    // What the next lists show, and who holds what.
+    // What the next lists show, and the devices that another process holds.
     std::vector<listed_device> attached;
     std::set<std::string> held;
     /// Lists are answered at once with `attached`; otherwise by the test.
@@ -50,7 +50,7 @@ public:
     void attach(const std::string& ecid) { attached.push_back(fitting_device(ecid)); }
     void detach(const std::string& ecid);
 
-    /// One turn now, and those that answer its decisions.
+    /// One turn now, and further ones with the answers to its decisions.
     void turn(std::vector<input> happened = {});
     /// Turns every second, or quarter of a second towards the end, until so much time has passed.
     void pass(awake_time time);

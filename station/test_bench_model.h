@@ -10,12 +10,14 @@
 
 namespace vandrel::station {
 
-/// What happened to one run of the tool, in its order.
+/// The bench has given the process up.
 struct given_up {};
+/// One thing that happened to a run of the tool.
 using fact = std::variant<report_arrived, command_succeeded, internal_error, record_unreadable,
                           tool_not_started, process_ended, stream_ended, end_tool, given_up>;
 
-/// Its final state and reason, such as "failed tool_crashed".
+/// The run's final state and reason after these facts, in their order, such as "failed
+/// tool_crashed".
 std::string expected_end(command what, const std::vector<fact>& facts);
 
 } // namespace vandrel::station

@@ -11,13 +11,14 @@
 
 namespace vandrel::station {
 
-/// `text` as valid UTF-8 without what moves a cursor or turns a line around: each control
-/// character, each mark that changes the direction of writing and each byte that belongs to no
-/// character becomes U+FFFD. Line feeds, too.
+/// `text` as valid UTF-8 without what moves a cursor or turns a line around. U+FFFD stands for each
+/// control character (line feeds, too), the separators U+2028 and U+2029, the marks of direction
+/// U+200E, U+200F, U+202A to U+202E and U+2066 to U+2069, and each byte that belongs to no
+/// character.
 std::string printable(std::string_view text);
 
-/// How many columns of a terminal this printable text takes: wide characters take two, and marks
-/// that are put on the character before them none.
+/// How many columns of a terminal this printable text takes: wide characters take two; marks on the
+/// character before them and characters that are not shown take none.
 std::size_t display_width(std::string_view text);
 
 /// As much of this printable text as fits into so many columns.
@@ -44,7 +45,7 @@ std::string hours_minutes_seconds(std::chrono::milliseconds duration);
 /// "21:31", "1:02:03".
 std::string minutes_seconds(std::chrono::milliseconds duration);
 
-/// "6.9 GB"; thousands, not 1,024.
+/// "6.9 GB", "42.0 MB"; below a million, "1234 bytes". A GB is 1,000,000,000 bytes.
 std::string size_text(std::uint64_t bytes);
 
 /// "1 device", "2 devices".

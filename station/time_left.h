@@ -21,12 +21,14 @@ public:
     /// with a folder of bundles, or when it is not known.
     time_left(const std::vector<restored_try>& earlier, std::string build, bool erases);
 
-    /// When this ends a try that has restored its device: what is to be kept of it.
+    /// When this ends a try that has restored its device: what is to be kept of it. Nothing when
+    /// its chip or its build is not known, or no operation was reported.
     std::optional<restored_try> take(const event& what);
 
-    /// What is left of the device's running operation, and the usual times of those that usually
+    /// What is left of the device's running operation, plus the usual times of those that usually
     /// follow it. `now` is the time since the start, as in events. Nothing for a device without a
-    /// running try, and for an operation that no earlier try of this kind had. Never negative.
+    /// running operation, and for an operation that no earlier try of this kind had. Never
+    /// negative.
     std::optional<awake_time> of(const std::string& ecid, awake_time now) const;
 
 private:

@@ -9,8 +9,8 @@
 
 namespace vandrel::station {
 
-/// A table with a row for each device, of which each has its own picture, so that a printer can
-/// break the page between two rows. Widths are shares of the whole: the picture is as wide as the
+/// A table with a row for each device. Each row has its own picture, so that a printer can break
+/// the page between two rows. Widths are shares of the whole, so that the table is as wide as the
 /// page.
 std::string time_picture(const run_record& record);
 

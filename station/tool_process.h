@@ -29,7 +29,8 @@ struct tool_handlers {
     std::function<void(std::string_view)> bytes;
     std::function<void(const record&)> arrived;
     std::function<void()> stream_ended;
-    /// After everything that the process has written.
+    /// After everything that the process has written, unless another process goes on writing: then
+    /// after about one more MiB.
     std::function<void(int exit_status)> process_ended;
     /// Whether reading should wait a little; may be empty. Not asked when the process has ended:
     /// its end waits for what it has written.

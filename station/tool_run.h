@@ -39,7 +39,7 @@ public:
     /// Whether there is a process that nobody has ended yet.
     bool can_be_ended() const { return !ending_ && !process_ended_ && !not_started_; }
 
-    /// It has been ended, and does not go.
+    /// It was ended bench_times::give_up ago or earlier, and is still there.
     bool is_stuck(awake_time now) const;
     void give_up() { given_up_ = true; }
     bool given_up() const { return given_up_; }
@@ -47,12 +47,13 @@ public:
     /// There is no process, or none any more.
     bool gone() const { return not_started_ || process_ended_; }
 
-    /// Process and stream have ended, or the process long enough ago.
+    /// There was no process, both the process and the stream have ended, or the process has ended
+    /// long enough ago.
     bool over(awake_time now) const;
 
     bool writes_firmware() const { return is_firmware_operation(current_operation_); }
 
-    /// Of a run that is over or given up.
+    /// Of a run that is over, given up or cut off by the end of the session.
     try_result result(awake_time now) const;
     /// When the process ended; for a run without one, the start.
     awake_time process_gone() const { return process_ended_.value_or(started_); }
@@ -79,9 +80,10 @@ private:
     std::optional<operation_progress> last_operation_;
 
     bool succeeded_ = false;
-    /// Of the first report that said so.
+    /// When the first report came that said so.
     std::optional<awake_time> failing_since_;
-    /// An error that neither completes nor fails counts as a failure unless the restore succeeds.
+    /// A report had an error or failed. Without a failing report, too, this counts as a failure
+    /// unless the restore succeeds.
     bool error_seen_ = false;
     std::optional<error_details> device_error_;
     bool device_error_from_failure_ = false;

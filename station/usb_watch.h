@@ -18,8 +18,9 @@ public:
     usb_watch& operator=(const usb_watch&) = delete;
 
     /// Calls `arrived` in the loop of `context` whenever a USB device is attached. A call can still
-    /// come after the object's end, for a device that was attached before it. A host that announces
-    /// none, or refuses to, never calls it: lists are asked for from time to time anyway.
+    /// come after the object's end, for a device that was attached before it. When the host
+    /// announces no devices, there are no calls, and no error: lists are asked for from time to
+    /// time anyway.
     static std::unique_ptr<usb_watch> start(boost::asio::io_context& context,
                                             std::function<void()> arrived);
 };
