@@ -196,8 +196,12 @@ slot_names read_slots(const std::string& file) {
     }
     for (const std::string& each : lines_of(file)) {
         const auto line = read_slot_line(each);
-        if (!line || !result.emplace(line->location, line->name).second) {
-            throw refusal(usage, fmt::format("{}: \"{}\" is no new location number with a name",
+        if (!line) {
+            throw refusal(usage, fmt::format("{}: \"{}\" is no location number with a name",
+                                             printable(file), printable(each)));
+        }
+        if (!result.emplace(line->location, line->name).second) {
+            throw refusal(usage, fmt::format("{}: \"{}\" names a port that a line above names",
                                              printable(file), printable(each)));
         }
     }

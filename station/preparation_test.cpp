@@ -10,6 +10,7 @@ namespace vandrel::station {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::Pair;
 
 /// `recover --exit`, with files in a folder of its own.
 class preparation : public ::testing::Test {
@@ -38,6 +39,35 @@ TEST_F(preparation, takes_only_sixteen_digits_in_a_file_of_devices_for_an_ecid) 
                       "0x00000000000000BB\n");
     EXPECT_THAT(prepare(arguments_).options.only,
                 ElementsAre("00000000000000AA", "00000000000000BB", "DEADBEEF42"));
+}
+
+TEST_F(preparation, reads_the_names_of_ports) {
+    EXPECT_THAT(read_slots(write("slots", "# the hub\n0x14111000 A1\n\n0x14112000 A 2\n")),
+                ElementsAre(Pair(0x14111000, "A1"), Pair(0x14112000, "A 2")));
+    EXPECT_THAT(read_slots(""), ElementsAre());
+}
+
+std::string refusal_of(const std::string& slots) {
+    try {
+        read_slots(slots);
+    } catch (const refusal& why) {
+        EXPECT_EQ(why.status, 2);
+        return why.what();
+    }
+    return "it is not refused";
+}
+
+TEST_F(preparation, refuses_a_line_of_the_ports_without_number_or_name) {
+    const std::string file = write("slots", "0x14111000 A1\nA2 0x14112000\n");
+    EXPECT_EQ(refusal_of(file), file + ": \"A2 0x14112000\" is no location number with a name");
+    const std::string nameless = write("nameless", "0x14111000\n");
+    EXPECT_EQ(refusal_of(nameless),
+              nameless + ": \"0x14111000\" is no location number with a name");
+}
+
+TEST_F(preparation, refuses_a_port_with_two_names) {
+    const std::string file = write("slots", "0x14111000 A1\n0x14111000 A2\n");
+    EXPECT_EQ(refusal_of(file), file + ": \"0x14111000 A2\" names a port that a line above names");
 }
 
 TEST_F(preparation, makes_a_scratch_folder_that_is_not_there) {

@@ -131,8 +131,8 @@ private:
             notice("The last line of events.jsonl is cut off and left out.");
         }
         if (record_.unreadable_lines != 0) {
-            notice(number_of(record_.unreadable_lines, "line") +
-                   " of events.jsonl cannot be read and is not on the page.");
+            notice("The page leaves out " + number_of(record_.unreadable_lines, "line") +
+                   " of events.jsonl that cannot be read.");
         }
         if (record_.lost_operations != 0) {
             notice(number_of(record_.lost_operations, "operation") +

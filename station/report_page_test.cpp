@@ -97,7 +97,7 @@ TEST(report_page, says_what_is_not_on_it) {
     record.lost_operations = 3;
     EXPECT_THAT(page_of(record),
                 AllOf(HasSubstr("The last line of events.jsonl is cut off and left out."),
-                      HasSubstr("2 lines of events.jsonl cannot be read"),
+                      HasSubstr("The page leaves out 2 lines of events.jsonl that cannot be read."),
                       HasSubstr("3 operations of this run had no room in the picture.")));
 }
 

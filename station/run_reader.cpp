@@ -205,9 +205,9 @@ void run_reader::take_of_try(recorded_visit& its, const object& event, std::stri
         if (name == "operation") {
             begin_operation(its);
         }
-    } else if (name == "quiet") {
+    } else if (name == "quiet" && its.state == "running") {
         its.state = "quiet";
-    } else if (name == "quiet_over") {
+    } else if (name == "quiet_over" && its.state == "quiet") {
         its.state = "running";
     } else if (name == "failure_reported") {
         its.state = "failing";

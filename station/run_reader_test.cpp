@@ -94,6 +94,8 @@ TEST(run_reader, has_the_state_of_each_device_that_has_not_ended) {
     EXPECT_EQ(state(started + line("3", "quiet")), "quiet");
     EXPECT_EQ(state(started + line("3", "quiet") + line("4", "quiet_over")), "running");
     EXPECT_EQ(state(started + line("3", "failure_reported")), "failing");
+    EXPECT_EQ(state(started + line("3", "failure_reported") + line("4", "quiet")), "failing");
+    EXPECT_EQ(state(started + line("3", "failure_reported") + line("4", "quiet_over")), "failing");
     EXPECT_EQ(state(started + line("3", "try_ended", R"("state":"failed")")), "waiting");
 }
 
