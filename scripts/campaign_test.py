@@ -108,11 +108,66 @@ class campaign(unittest.TestCase):
 
 
 class order_of_mutants(unittest.TestCase):
-    def test_alternates_between_the_kinds_and_is_always_the_same(self):
-        mixed = [mutant("f.cpp", kind, position, position + 1, "") for kind in ("a", "b") for position in range(3)]
-        ordered = mutation.in_even_order(mixed)
-        self.assertEqual([one.kind for one in ordered], ["a", "b"] * 3)
-        self.assertEqual(ordered, mutation.in_even_order(mixed))
+    def in_order(self, source, count):
+        """What the mutants of the first characters change, each once as kind a and once as kind b."""
+        mixed = [mutant("f.cpp", kind, position, position + 1, "") for kind in ("a", "b") for position in range(count)]
+        with mock.patch.object(mutation, "source_of", lambda file: source):
+            return [(one.kind, source[one.begin]) for one in mutation.in_even_order(mixed)]
+
+    def test_alternates_between_the_kinds(self):
+        self.assertEqual([kind for kind, _ in self.in_order(SOURCE, 3)], ["a", "b"] * 3)
+
+    def test_is_arbitrary(self):
+        self.assertNotEqual([text for kind, text in self.in_order(SOURCE, 10) if kind == "a"], list(SOURCE))
+
+    def test_stays_when_the_source_gains_other_mutants(self):
+        def of_kind_a(source):
+            return [text for kind, text in self.in_order(source, len(source)) if kind == "a" and text in SOURCE]
+        self.assertEqual(of_kind_a(SOURCE), of_kind_a("ab" + SOURCE + "cd"))
+
+    def test_has_equal_changes_in_any_number(self):
+        self.assertEqual(sorted(self.in_order("0000", 4)), [("a", "0")] * 4 + [("b", "0")] * 4)
+
+
+PAGE = """
+| file | kind | line | becomes | why no test fails |
+| --- | --- | --- | --- | --- |
+| `f.cpp` | operator | `if (a \\|\\| b) {` | `&&` | a is b |
+| `f.cpp` | removed call | `second();` | `(nothing)` | it does nothing |
+"""
+TWO_LINES = "    if (a || b) {\n    second();\n"
+OR, CALL = TWO_LINES.index("||"), TWO_LINES.index("second")
+
+
+class equivalent_mutants(unittest.TestCase):
+    def setUp(self):
+        patch = mock.patch.object(mutation, "source_of", lambda file: TWO_LINES)
+        patch.start()
+        self.addCleanup(patch.stop)
+        self.rows = mutation.equivalent_mutants(PAGE)
+
+    def left_of(self, *mutants):
+        groups, unknown = mutation.without_equivalents({"a": list(mutants)}, self.rows)
+        return groups["a"], unknown
+
+    def test_are_left_out(self):
+        equivalents = [mutant("f.cpp", "operator", OR, OR + 2, "&&"),
+                       mutant("f.cpp", "removed call", CALL, CALL + 9, "")]
+        self.assertEqual(self.left_of(*equivalents), ([], set()))
+
+    def test_are_no_others_of_the_same_line(self):
+        others = [mutant("f.cpp", "operator", OR, OR + 2, "^"), mutant("f.cpp", "constant", OR, OR + 2, "&&"),
+                  mutant("g.cpp", "operator", OR, OR + 2, "&&"), mutant("f.cpp", "operator", CALL, CALL + 2, "&&")]
+        left, unknown = self.left_of(*others)
+        self.assertEqual(left, others)
+        self.assertEqual(len(unknown), 2)
+
+    def test_of_the_page_exist(self):
+        with mock.patch.object(sys, "argv", ["mutation", "--list"]), mock.patch.object(
+                mutation, "source_of", lambda file: (mutation.ROOT / file).read_text(encoding="utf-8")):
+            with contextlib.redirect_stdout(io.StringIO()) as listed:
+                self.assertEqual(mutation.main(), 0)
+        self.assertIn("device/callback_gate.cpp", listed.getvalue())
 
 
 if __name__ == "__main__":

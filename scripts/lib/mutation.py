@@ -2,16 +2,18 @@
 """Runs a mutation campaign: see scripts/mutation, which installs what this needs.
 
 A mutant is the core with one change (mutants.py). A test that fails, times out or does not build kills it. It
-survives if all tests of the core pass, except some long ones. A mutant that does not compile is not counted. The choice
-of mutants is the same in every run with the same sources.
+survives if all tests of the core pass, except some long ones. A change of a lock has to pass the tests with the thread
+sanitizer, too. A mutant that does not compile is not counted. Left out are the equivalent mutants: those that do what
+the core does, or whose difference no test can see. docs/reliability.md lists them, with the reasons. The choice of
+mutants is the same in every run with the same sources.
 """
 import argparse
+import collections
 import functools
 import hashlib
 import itertools
 import json
 import os
-import random
 import re
 import resource
 import shutil
@@ -31,6 +33,8 @@ FOLDERS = ("debug", "device", "driver", "foundation", "output", "platform")
 # The percentage of mutants that the tests must kill.
 PROMISED = 97
 DECLARATIONS = ("platform/core_foundation.h", "platform/mobile_device.h")
+# The tests of what has locks. A lock in the wrong place is a race, which the thread sanitizer sees.
+SANITIZED = ("device_tests", "output_tests", "session_tests")
 # The programs outside the core's folders whose tests call the core.
 PROGRAMS = ("session_tests", "launcher_tests", "out_of_memory_tests", "controlling_application_tests")
 # Tests without a test program: longer versions of other tests, those that do not call the core, and those of
@@ -54,15 +58,40 @@ def sources_of(folder):
 
 
 def in_even_order(candidates):
-    """Kinds alternate; the order within a kind is random, but the same in every run."""
-    chance = random.Random(0)
-    kinds = {}
+    """Kinds alternate. The order within a kind is arbitrary, but the same in every run: a mutant's place depends on
+    its own text only, so that a change of the sources replaces few of the mutants that a campaign tests."""
+    kinds, seen = {}, collections.Counter()
     for candidate in candidates:
-        kinds.setdefault(candidate.kind, []).append(candidate)
-    for same_kind in kinds.values():
-        chance.shuffle(same_kind)
-    turns = itertools.zip_longest(*(kinds[kind] for kind in sorted(kinds)))
-    return [candidate for turn in turns for candidate in turn if candidate]
+        summary = candidate.summary(source_of(candidate.file))
+        seen[summary] += 1
+        place = hashlib.sha256(f"{seen[summary]} {summary}".encode()).digest()
+        kinds.setdefault(candidate.kind, []).append((place, candidate))
+    turns = itertools.zip_longest(*(sorted(kinds[kind], key=lambda placed: placed[0]) for kind in sorted(kinds)))
+    return [placed[1] for turn in turns for placed in turn if placed]
+
+
+def equivalent_mutants(page):
+    """The rows of the page's table of mutants that no test can kill: (file, kind, line, replacement)."""
+    row = re.compile(r"^\| `([^`]+)` \| ([\w ]+) \| `(.+?)` \| `(.+?)` \| .+ \|$", re.MULTILINE)
+    return {tuple(cell.replace("\\|", "|") for cell in cells) for cells in row.findall(page)}
+
+
+def row_of(candidate):
+    """What a row of that table says of a mutant: the first line that it changes, and how the replacement begins."""
+    source = source_of(candidate.file)
+    begin = source.rfind("\n", 0, candidate.begin) + 1
+    line = source[begin:].split("\n", 1)[0].strip()
+    replacement = " ".join(candidate.replacement.split()) or "(nothing)"
+    return candidate.file, candidate.kind, line, replacement[:40].strip()
+
+
+def without_equivalents(groups, equivalents):
+    """The groups without these mutants, and the rows that describe none."""
+    left = set(equivalents)
+    for candidate in itertools.chain(*groups.values()):
+        left.discard(row_of(candidate))
+    return {group: [candidate for candidate in candidates if row_of(candidate) not in equivalents]
+            for group, candidates in groups.items()}, left
 
 
 def nearest_suites(file):
@@ -82,6 +111,7 @@ class worktree:
         self.folder = WORK / str(number) / "vandrel"
         self.build = self.folder / "build" / "linux"
         self.temporary = WORK / str(number) / "tmp"
+        self.has_sanitized_tests = False
 
     def prepare(self):
         files = subprocess.run(["git", "ls-files"], cwd=ROOT, check=True, capture_output=True,
@@ -109,7 +139,24 @@ class worktree:
         if not self.succeeds(command, 3600, WORK / "prepare.log"):
             sys.exit(f"error: {' '.join(map(str, command))} failed: see {WORK / 'prepare.log'}")
 
-    def succeeds(self, command, seconds, log=os.devnull, shard=None):
+    def sanitized_tests_pass(self):
+        return (self.succeeds(["ninja", "-C", "build/tsan", "-j1", *SANITIZED], 1200)
+                and all(self.succeeds([self.folder / "build" / "tsan" / "bin" / program, "--gtest_fail_fast"], 600,
+                                      limits=[]) for program in SANITIZED))
+
+    def survives_the_thread_sanitizer(self, path, source, changed):
+        """Whether the tests with the thread sanitizer let a change of locks pass. The first time, they are built and
+        run without it, because a test that fails then would kill every mutant."""
+        if not self.has_sanitized_tests:
+            path.write_text(source, encoding="utf-8")
+            self.require(["cmake", "-S", ".", "--preset", "tsan", "-DCMAKE_CXX_FLAGS=-w"])
+            if not self.sanitized_tests_pass():
+                sys.exit("error: a test with the thread sanitizer fails without any change")
+            self.has_sanitized_tests = True
+            path.write_text(changed, encoding="utf-8")
+        return self.sanitized_tests_pass()
+
+    def succeeds(self, command, seconds, log=os.devnull, shard=None, limits=((resource.RLIMIT_AS, 1 << 33),)):
         """False if it fails or runs longer than this. A shard is (index, number of shards): (1, 4) is the
         second quarter of the tests."""
         environment = {**os.environ, "TMPDIR": str(self.temporary)}
@@ -119,7 +166,7 @@ class worktree:
             process = subprocess.Popen(
                 command, cwd=self.folder, stdin=subprocess.DEVNULL, stdout=output, stderr=output,
                 start_new_session=True, env=environment,
-                preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_AS, (1 << 33, 1 << 33)))
+                preexec_fn=lambda: [resource.setrlimit(what, (most, most)) for what, most in limits])
             try:
                 return process.wait(seconds) == 0
             except subprocess.TimeoutExpired:
@@ -157,8 +204,9 @@ class worktree:
         """None if it does not compile."""
         source = source_of(candidate.file)
         path = self.folder / candidate.file
+        changed = candidate.change(source)
         self.clear_temporary()
-        path.write_text(candidate.change(source), encoding="utf-8")
+        path.write_text(changed, encoding="utf-8")
         try:
             if not self.builds("vandrel_core"):
                 return None
@@ -172,7 +220,9 @@ class worktree:
                 return False
             if not self.builds("program_tests") or not self.passes("program_tests", shards=4):
                 return False
-            return self.builds() and self.other_tests_pass(unit_tests)
+            return (self.builds() and self.other_tests_pass(unit_tests)
+                    and (candidate.kind != "lock scope"
+                         or self.survives_the_thread_sanitizer(path, source, changed)))
         finally:
             path.write_text(source, encoding="utf-8")
 
@@ -297,6 +347,11 @@ def main():
     groups = {group: in_even_order(candidate for file in files
                                    for candidate in mutants_of(file, source_of(file)))
               for group, files in groups.items()}
+    equivalents = equivalent_mutants((ROOT / "docs" / "reliability.md").read_text(encoding="utf-8"))
+    groups, unknown = without_equivalents(groups, equivalents)
+    if unknown and not options.files:
+        sys.exit("error: docs/reliability.md has rows of mutants that do not exist:\n" +
+                 "\n".join(" | ".join(row) for row in sorted(unknown)))
     if options.list:
         for candidate in itertools.chain(*groups.values()):
             print(candidate.describe(source_of(candidate.file)))
