@@ -9,6 +9,7 @@ import os
 import pathlib
 import plistlib
 import shutil
+import struct
 import subprocess
 import sys
 import tempfile
@@ -42,6 +43,18 @@ SCENARIO = {
 def plists(stream):
     """The property lists that stand in `stream` one after the other."""
     return [plistlib.loads(b"<?xml" + part) for part in stream.split(b"<?xml")[1:]]
+
+
+def end_of_loaded_parts(image):
+    """Where the last part of a 64-bit ELF file ends that is loaded into memory."""
+    table, = struct.unpack_from("<Q", image, 32)
+    size, count = struct.unpack_from("<HH", image, 54)
+    ends = []
+    for i in range(count):
+        kind, _, offset, _, _, length = struct.unpack_from("<IIQQQQ", image, table + i * size)
+        if kind == 1:  # PT_LOAD
+            ends.append(offset + length)
+    return max(ends)
 
 
 class product(unittest.TestCase):
@@ -176,6 +189,13 @@ class product(unittest.TestCase):
         self.copy_all()
         library = self.libraries / CORE_FOUNDATION
         library.write_bytes(library.read_bytes()[:100_000])
+        self.expect_not_loaded("CoreFoundation", "it is damaged: its end is missing")
+
+    def test_a_library_without_its_last_needed_byte_is_reported(self):
+        self.copy_all()
+        library = self.libraries / CORE_FOUNDATION
+        image = library.read_bytes()
+        library.write_bytes(image[:end_of_loaded_parts(image) - 1])
         self.expect_not_loaded("CoreFoundation", "it is damaged: its end is missing")
 
     def test_a_library_of_another_architecture_is_reported(self):
