@@ -1,6 +1,7 @@
 #include "device/device_properties.h"
 
 #include "foundation/cf_text.h"
+#include "foundation/plist_values.h"
 
 #include <utility>
 
@@ -58,8 +59,7 @@ device_properties make_device_info(Orv::ecid ecid, _AMRestorableDevice* device) 
 }
 
 cf_handle<CFMutableDictionaryRef> device_info_dictionary(const device_properties& properties) {
-    cf_handle<CFMutableDictionaryRef> dictionary(CFDictionaryCreateMutable(
-        kCFAllocatorDefault, 10, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
+    auto dictionary = make_dictionary();
     if (dictionary) {
         set(dictionary.get(), CFSTR("ECID"), ecid_cfstring(properties.ecid).get());
         set_number(dictionary.get(), CFSTR("ProductID"), properties.productId);

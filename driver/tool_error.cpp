@@ -1,6 +1,7 @@
 #include "driver/tool_error.h"
 
 #include "foundation/cf_text.h"
+#include "foundation/plist_values.h"
 
 #include <new>
 
@@ -35,8 +36,7 @@ CFStringRef description_of(tool_error code) {
 } // namespace
 
 cf_error_handle make_tool_error(tool_error code, const std::string& detail) {
-    const cf_handle<CFMutableDictionaryRef> user_info(CFDictionaryCreateMutable(
-        kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
+    const auto user_info = make_dictionary();
     if (user_info) {
         CFDictionarySetValue(user_info.get(), kCFErrorLocalizedDescriptionKey,
                              description_of(code));

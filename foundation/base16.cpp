@@ -7,7 +7,6 @@ namespace Orv {
 std::string base16_encode(std::span<const std::uint8_t> bytes) {
     constexpr std::string_view digits = "0123456789ABCDEF";
     std::string text;
-    text.reserve(bytes.size() * 2);
     for (const std::uint8_t byte : bytes) {
         text += digits[byte >> 4];
         text += digits[byte & 0xF];

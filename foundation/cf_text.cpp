@@ -23,7 +23,7 @@ std::optional<std::string> copy_utf8(CFStringRef string) {
     if (!CFStringGetCString(string, buffer.data(), size, kCFStringEncodingUTF8)) {
         return std::nullopt;
     }
-    return std::string(buffer.data());
+    return buffer.data();
 }
 
 std::string cfstring_to_string(CFStringRef string) {

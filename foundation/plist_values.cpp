@@ -46,11 +46,6 @@ bool is_string(CFTypeRef value) {
     return value != nullptr && kind_of(value) == value_kind::string;
 }
 
-cf_handle<CFMutableDictionaryRef> make_dictionary() {
-    return cf_handle<CFMutableDictionaryRef>(CFDictionaryCreateMutable(
-        kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
-}
-
 /// The state of one walk over a container that is being copied.
 template<class Container>
 struct copy_walk {
@@ -123,7 +118,17 @@ void check_entry(const void* key, const void* value, void* context) {
     walk.valid = is_valid_plist_value(value, walk.format) && is_string(key) && walk.valid;
 }
 
+cf_handle<CFNumberRef> copy_code(CFErrorRef error) {
+    const CFIndex code = CFErrorGetCode(error);
+    return cf_handle<CFNumberRef>(CFNumberCreate(kCFAllocatorDefault, kCFNumberCFIndexType, &code));
+}
+
 } // namespace
+
+cf_handle<CFMutableDictionaryRef> make_dictionary() {
+    return cf_handle<CFMutableDictionaryRef>(CFDictionaryCreateMutable(
+        kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
+}
 
 cf_handle<CFMutableDictionaryRef> cferror_to_dictionary(CFErrorRef error) {
     if (error == nullptr) {
@@ -139,10 +144,7 @@ cf_handle<CFMutableDictionaryRef> cferror_to_dictionary(CFErrorRef error) {
         }
     };
     set(CFSTR("Domain"), CFErrorGetDomain(error));
-    const CFIndex code = CFErrorGetCode(error);
-    set(CFSTR("Code"),
-        cf_handle<CFNumberRef>(CFNumberCreate(kCFAllocatorDefault, kCFNumberCFIndexType, &code))
-            .get());
+    set(CFSTR("Code"), copy_code(error).get());
     set(CFSTR("Description"), cf_handle<CFStringRef>(CFErrorCopyDescription(error)).get());
     set(CFSTR("FailureReason"), cf_handle<CFStringRef>(CFErrorCopyFailureReason(error)).get());
     return dictionary;

@@ -8,6 +8,9 @@
 
 namespace vandrel {
 
+/// A new, empty dictionary that retains its keys and values. Null if it cannot be made.
+cf_handle<CFMutableDictionaryRef> make_dictionary();
+
 /// A new dictionary that describes `error`: "Domain", "Code", "Description" and "FailureReason",
 /// each only when the error has it. Null for a null error, or when it cannot be made.
 cf_handle<CFMutableDictionaryRef> cferror_to_dictionary(CFErrorRef error);

@@ -17,8 +17,7 @@ void output_str_state::print_value(CFStringRef type, CFTypeRef value) {
         push_debug(fmt::format("{}: object not valid for XML plist", signature));
         return;
     }
-    const cf_handle<CFMutableDictionaryRef> record(CFDictionaryCreateMutable(
-        kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
+    const auto record = make_dictionary();
     CFErrorRef error_out = nullptr;
     cf_handle<CFDataRef> data;
     if (record) {
