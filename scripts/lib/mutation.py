@@ -77,10 +77,13 @@ def equivalent_mutants(page):
 
 
 def row_of(candidate):
-    """What a row of that table says of a mutant: the first line that it changes, and how the replacement begins."""
+    """What a row of that table says of a mutant: the line, or the beginning of the statements, that it changes; and
+    how the replacement begins."""
     source = source_of(candidate.file)
     begin = source.rfind("\n", 0, candidate.begin) + 1
     line = source[begin:].split("\n", 1)[0].strip()
+    if not source[begin : candidate.begin].strip():
+        line = " ".join(source[candidate.begin : candidate.end].split())[:70].strip()
     replacement = " ".join(candidate.replacement.split()) or "(nothing)"
     return candidate.file, candidate.kind, line, replacement[:40].strip()
 
