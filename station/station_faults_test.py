@@ -8,7 +8,7 @@ import tempfile
 import time
 import unittest
 
-from test_station import a_run, completion, report, tests_of_benches, wait_until
+from test_station import a_run, completion, report, tests_of_benches, wait_until, without_coverage
 
 
 class faults(tests_of_benches):
@@ -102,7 +102,7 @@ class faults(tests_of_benches):
         bench = self.bench([some, "await go", completion()])
         free = resource.RLIM_INFINITY
         # Python ignores the signal that goes with the limit, and so does the station then.
-        run = a_run(self, bench, restore_signals=False,
+        run = a_run(self, bench, restore_signals=False, env=without_coverage(bench),
                     preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (20_000, free)))
         while not run.named("log_incomplete") or run.named("progress")[-1]["progress"] != 99:
             self.assertIsNotNone(run.next_event())

@@ -8,7 +8,7 @@ import threading
 import unittest
 
 from test_station import (
-    RULES, a_bench, a_run, bench_state, completion, host_path, on_windows, report, wait_until)
+    RULES, a_bench, a_run, bench_state, completion, host_path, on_windows, report, wait_until, without_coverage)
 
 try:
     import pty
@@ -199,7 +199,8 @@ class run_folder(a_test):
             resource.setrlimit(resource.RLIMIT_FSIZE, (most, most))
         with a_bench([[reports(500), completion()]] * 4) as bench:
             # Python ignores the signal that goes with the limit, and so does the station then.
-            run = a_run(self, bench, preexec_fn=limit_files, restore_signals=False)
+            run = a_run(self, bench, preexec_fn=limit_files, restore_signals=False,
+                        env=without_coverage(bench))
             self.assertEqual(run.wait(), 5)
             self.assertEqual(len(run.named("log_incomplete")), 1)
             self.assertIn(" could not be written", run.named("log_incomplete")[0]["text"])
