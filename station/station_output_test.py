@@ -18,8 +18,9 @@ except ImportError:
 
 posix_only = unittest.skipIf(on_windows, "this is a POSIX host's own way to stop a reader")
 TWELVE = ["--at-once", "12", "--yes"]
-# A stop as long as a minute, with all times made shorter: reports go on for longer than a device may be silent.
-PIECES, PAUSE_MS, QUIET_S = 20, 200, 3
+# A stop as long as a minute, with all times made shorter: reports go on for longer than a device may be silent. That is
+# long enough for a busy machine to run every tool meanwhile.
+PIECES, PAUSE_MS, QUIET_S = 30, 200, 5
 STOP_S = PIECES * PAUSE_MS / 1000
 STOP_RULES = {**RULES, "quiet": QUIET_S}
 # More than the queue in front of standard output holds.
