@@ -184,6 +184,114 @@ TEST(question, without_an_erase_wants_a_letter) {
     EXPECT_EQ(prompt_text(asked), "Type y to go on, or press Enter to stop: ");
 }
 
+TEST(question, about_one_device_speaks_of_it) {
+    ask_consent asked = erase_of_two();
+    asked.devices.pop_back();
+    asked.wanted = "1";
+    EXPECT_TRUE(choice_text(asked, command::restore, {})
+                    .starts_with("1 device will be ERASED. Everything on it is lost.\n"));
+    EXPECT_EQ(prompt_text(asked), "Type 1 to erase this device, or press Enter to stop: ");
+}
+
+TEST(question, about_recovery_says_how_devices_will_start) {
+    EXPECT_TRUE(choice_text(erase_of_two(), command::recover_exit, {})
+                    .starts_with("2 devices will leave Recovery mode.\n"));
+    EXPECT_TRUE(choice_text(erase_of_two(), command::recover_stay, {})
+                    .starts_with("2 devices will stay in Recovery mode.\n"));
+}
+
+TEST(question, has_the_file_of_options_and_all_that_are_left_alone) {
+    ask_consent asked;
+    asked.left_alone = {{{"000C44D55E66F771", {}}, {end_reason::unfit, {}}},
+                        {{"000C44D55E66F772", {}}, {end_reason::unfit, {}}}};
+    question_facts facts;
+    facts.options_file = "my options.plist";
+    EXPECT_EQ(choice_text(asked, command::restore, facts),
+              "0 devices will be restored. Data on them should stay.\n"
+              "\n"
+              "  Options  my options.plist\n"
+              "2 devices are left alone:\n"
+              "  -  000C44D55E66F771  -  -  the bundle is not for it\n"
+              "  -  000C44D55E66F772  -  -  the bundle is not for it\n");
+}
+
+bundle_list bundles_of(const std::vector<std::pair<std::string, std::string>>& versions) {
+    bundle_list result;
+    for (const auto& [version, build] : versions) {
+        bundle each = some_bundle();
+        each.path = version + " " + std::to_string(result.size()) + ".ipsw";
+        each.version = version;
+        each.build = build;
+        result.push_back(std::make_shared<const bundle>(each));
+    }
+    return result;
+}
+
+TEST(question, about_a_folder_says_why_each_bundle_is_taken) {
+    ask_consent asked = erase_of_two();
+    asked.devices[0].bundles = bundles_of({{"17.1", "21B80"},
+                                           {"17.1", "21B80"},
+                                           {"17.0", "21A326"},
+                                           {"16.6", "20G75"},
+                                           {"16.5", "20F66"}});
+    asked.devices[1].bundles = bundles_of({{"15.8", "19H370"}});
+    asked.devices.push_back(asked.devices[1]);
+    asked.devices[2].ecid = "000000000000000A";
+    question_facts facts{{}, "", "scratch", 212'000'000'000, 2};
+    facts.folder = "bundles";
+    facts.unusable_files = 1;
+    EXPECT_EQ(choice_text(asked, command::restore, facts),
+              "3 devices will be ERASED. Everything on them is lost.\n"
+              "\n"
+              "  Bundles  bundles\n"
+              "           1 file in it cannot be used: the command \"bundles\" says why\n"
+              "           17.1 0.ipsw\n"
+              "             17.1 (21B80), 6.9 GB, for 1 device\n"
+              "             the newest of 5 that fit; not the same in 17.1 1.ipsw, 17.0 (21A326), "
+              "16.6 (20G75) and 1 more\n"
+              "           15.8 0.ipsw\n"
+              "             15.8 (19H370), 6.9 GB, for 2 devices\n"
+              "             the only one that fits\n"
+              "  Room     212.0 GB free in scratch, 2 at once need about 18.5 GB\n"
+              "\n"
+              "  SLOT  ECID              SERIAL        MODEL        NOW IN    BUNDLE\n"
+              "  A1    0001A2B3C4D5E6F7  F17Q2X9AHG7J  iPhone14,2   Recovery  17.1 (21B80)\n"
+              "  A2    000A11B22C33D44E  C39           0x8110 0x0c  Phone     15.8 (19H370)\n"
+              "  A2    000000000000000A  C39           0x8110 0x0c  Phone     15.8 (19H370)\n");
+}
+
+TEST(question, about_a_folder_counts_only_as_many_as_there_is_room_for) {
+    ask_consent asked = erase_of_two();
+    asked.devices[0].bundles = bundles_of({{"17.1", "21B80"}});
+    asked.devices[1].bundles = asked.devices[0].bundles;
+    question_facts facts{{}, "", "scratch", 12'000'000'000, 8};
+    facts.folder = "bundles";
+    const auto room = [&] {
+        const std::string text = choice_text(asked, command::restore, facts);
+        const std::size_t begin = text.find("  Room");
+        return text.substr(begin, text.find('\n', begin) - begin);
+    };
+    EXPECT_EQ(room(), "  Room     12.0 GB free in scratch, 1 at once need about 9.2 GB");
+    facts.room_limits_tools = false;
+    EXPECT_EQ(room(), "  Room     12.0 GB free in scratch, 2 at once need about 18.5 GB");
+}
+
+TEST(device_table, without_devices_is_a_sentence) {
+    EXPECT_EQ(device_table({}, bundle_column::none), "No device in Recovery mode or DFU.\n");
+}
+
+TEST(device_table, with_a_folder_has_the_newest_bundle_for_each_device) {
+    std::vector<listed_device> devices = erase_of_two().devices;
+    devices[0].properties->product_string = "Phone";
+    devices[0].bundles = bundles_of({{"17.1", "21B80"}, {"17.0", "21A326"}});
+    EXPECT_EQ(
+        device_table(devices, bundle_column::newest),
+        "  SLOT  ECID              SERIAL        CHIP    BOARD  DEVICE  MODEL       BUNDLE\n"
+        "  A1    0001A2B3C4D5E6F7  F17Q2X9AHG7J  0x8110  0x0c   Phone   iPhone14,2  17.1 (21B80)\n"
+        "  A2    000A11B22C33D44E  C39           0x8110  0x0c   Phone               none is for "
+        "it\n");
+}
+
 TEST(device_table, has_columns_as_wide_as_their_texts) {
     const auto devices = erase_of_two().devices;
     EXPECT_EQ(device_table(devices, bundle_column::none),
