@@ -41,6 +41,44 @@ class runs(unittest.TestCase):
             self.assertEqual((result.returncode, result.stdout), (4, b""))
             self.assertIn("has a device twice", result.stderr.decode())
 
+    def refused_list(self, bench, **rules):
+        """The sentence with which a list is refused."""
+        result = bench.run("list", rules=rules, with_folder=False)
+        self.assertEqual((result.returncode, result.stdout), (4, b""))
+        return result.stderr.decode().rstrip()
+
+    def test_a_list_of_a_tool_that_cannot_be_started_is_refused(self):
+        with a_bench([[]]) as bench:
+            bench.tool[0] = host_path(os.path.join(bench.folder, "no tool"))
+            self.assertRegex(self.refused_list(bench), "^vandrel-station: the tool could not be started: .*no tool")
+
+    def test_a_list_of_a_tool_that_ends_without_one_is_refused(self):
+        with a_bench([[]]) as bench:
+            bench.write("list.script", b"exit 3")
+            self.assertEqual(self.refused_list(bench), "vandrel-station: the tool gave no list of devices")
+
+    def test_a_list_that_does_not_come_is_refused(self):
+        with a_bench([[]]) as bench:
+            bench.write("list.script", b"hang")
+            self.assertEqual(self.refused_list(bench, list_limit=0.5),
+                             "vandrel-station: the tool gave no list of devices in time")
+
+    def test_a_run_with_a_tool_that_is_not_there_is_refused(self):
+        with a_bench([[completion()]]) as bench:
+            bench.tool[0] = host_path(os.path.join(bench.folder, "no tool"))
+            result = bench.restore()
+            self.assertEqual((result.returncode, result.stdout), (4, b""))
+            self.assertEqual(result.stderr.decode().rstrip(), "vandrel-station: there is no tool " + bench.tool[0])
+
+    def test_a_file_of_devices_that_names_none_is_refused(self):
+        with a_bench([[completion()]]) as bench:
+            bench.write("only", b"# none yet\n")
+            only = host_path(os.path.join(bench.folder, "only"))
+            result = bench.run("restore", "--bundle", host_path(bench.bundle), "--only", only)
+            self.assertEqual((result.returncode, result.stdout), (2, b""))
+            self.assertEqual(result.stderr.decode().rstrip(), f"vandrel-station: {only} names no device")
+            self.assertEqual(bench.journal(), [])
+
     def test_all_restored_is_status_0(self):
         with a_bench([[report(), completion()]] * 2) as bench:
             result = bench.restore()
