@@ -25,8 +25,8 @@ std::string random_name() {
     return name;
 }
 
-/// The marker goes last: a folder that cannot be removed, because another program holds a file in
-/// it, is left to the next run.
+/// Removes the marker last. When another program holds a file in the folder, the marker stays, and
+/// the next run finds the folder by it.
 void remove_marked(const std::filesystem::path& folder, std::unique_ptr<held_file> marker) {
     std::error_code error;
     std::vector<std::filesystem::path> others;

@@ -22,7 +22,8 @@ std::string screen_painter::update(std::vector<std::string> lines, screen_size s
         bytes += fmt::format("\x1b[{};1H\x1b[J", lines.size() + 1);
     }
     if (!bytes.empty()) {
-        // What others write lands on the first line, which is soon drawn again.
+        // What another program writes lands on the first line. That has a clock, so that it is soon
+        // drawn again.
         bytes += "\x1b[H";
     }
     shown_ = std::move(lines);

@@ -12,8 +12,8 @@ namespace vandrel::station {
 class screen_painter {
 public:
     /// What changes the screen from the last frame to this one; empty when it shows this one
-    /// already. There are no more lines than the screen has, and none is wider than it. The first
-    /// frame, and one of another size than the last, is drawn as a whole.
+    /// already. The caller gives no more lines than the screen has, and none that is wider. The
+    /// first frame, and each frame of another size than the last, is drawn as a whole.
     std::string update(std::vector<std::string> lines, screen_size size);
 
 private:

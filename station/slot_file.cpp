@@ -125,7 +125,7 @@ bool is_before(std::string_view first, std::string_view second) {
 
 void replace_slot_file(const std::filesystem::path& file, std::string_view content) {
     std::error_code error;
-    // A link stays one.
+    // A symbolic link stays, and the file that it names is replaced.
     std::filesystem::path target = std::filesystem::weakly_canonical(file, error);
     if (error) {
         target = file;

@@ -98,7 +98,7 @@ void say(const std::string& text) {
     write_all(standard_stream::out, text);
 }
 
-/// What is typed; nothing at the end of the input.
+/// What is typed, without the blanks around it; nothing at the end of the input.
 std::optional<std::string> answer_to(const std::string& question) {
     say(question);
     std::string line;
@@ -128,7 +128,7 @@ public:
             }
             slots_ = read_slots(file_);
         }
-        // Before anybody plugs anything in, it is known whether it can be written.
+        // If the file cannot be written, this fails before anybody plugs anything in.
         write(content_of(file_));
         listing_.emplace(arguments, slot_names{});
     }
@@ -214,7 +214,7 @@ private:
     }
 
     void keep(const slot_line& line) {
-        // Someone may have edited it meanwhile.
+        // Someone may have edited the file meanwhile.
         write(with_slot(content_of(file_), line));
         std::erase_if(slots_, [&](const auto& each) { return each.second == line.name; });
         slots_[line.location] = line.name;
@@ -245,7 +245,7 @@ private:
     std::vector<std::uint32_t> take(const std::vector<listed_device>& devices) {
         std::map<std::string, std::uint32_t> now;
         for (const listed_device& each : devices) {
-            // One whose properties could not be had this time has not moved.
+            // A device whose properties could not be had this time counts as not moved.
             const auto before = present_.find(each.ecid);
             const bool is_known = !each.properties && before != present_.end();
             const std::uint32_t location = is_known ? before->second : location_of(each);

@@ -35,10 +35,13 @@ namespace {
 
 using std::chrono::steady_clock;
 
-/// A turn takes in what came within this time, so that nobody's pipe keeps it from coming.
+/// A turn takes in what came within this time. Without the limit, a pipe that is never empty would
+/// keep the turn from coming.
 constexpr auto longest_gathering = std::chrono::milliseconds(20);
-/// How long the end waits for what is still to be written.
+/// How long the end of a run waits for the run's folder, and then as long again for the tools'
+/// folders to be removed.
 constexpr auto last_writing = std::chrono::seconds(10);
+/// How long it waits for the run's folder when the session ends. It removes nothing then.
 constexpr auto last_writing_of_session = std::chrono::seconds(2);
 
 std::unique_ptr<scratch_folder> make_scratch(const std::filesystem::path& parent) {
@@ -68,7 +71,7 @@ public:
         : settings_(settings),
           scratch_(make_scratch(settings.scratch)),
           output_(settings),
-          // Handlers of a process that does not end may stay for ever, and with them the loop.
+          // Never destroyed: handlers of a process that does not end may stay for ever.
           context_(*new boost::asio::io_context(1)),
           work_(context_.get_executor()),
           lister_(context_,
@@ -155,16 +158,17 @@ public:
 private:
     struct running_tool {
         std::shared_ptr<tool_process> process;
-        /// Empty when it could not be made; then there is no process.
+        /// The tool's temporary folder. Empty when it could not be made; then there is no process.
         std::filesystem::path folder;
-        /// In the run's folder.
+        /// The name of the try's folder in the run's folder.
         std::string kept_in;
     };
 
     void happened(input what) { inputs_.push_back(std::move(what)); }
 
-    /// Without a tool, nothing has been touched, and the caller says why. Else each device gets its
-    /// end, and the files theirs.
+    /// Before the first start of a tool, nothing has been touched: throws, and the caller says why.
+    /// After it, ends the run as the end of the session does, so that the files have an end for
+    /// each device.
     void end_for(const std::string& why) {
         if (!has_begun_) {
             throw std::runtime_error(why);
@@ -175,7 +179,8 @@ private:
         happened(session_ends{});
     }
 
-    /// What cannot be done for one device is no matter of the others.
+    /// A lock that cannot be taken and a tool that cannot be started are no matter of the other
+    /// devices. Any other failure ends the run.
     void carry_out(const decision& what) {
         try {
             std::visit(*this, what);
@@ -209,7 +214,8 @@ private:
                 settings_.unusable_files,   settings_.options.room_limits_tools};
     }
 
-    /// Waits for anything, and takes what else is there.
+    /// Waits until something happens, but no longer than bench::turn_interval. Then takes what else
+    /// is there.
     void gather() {
         context_.run_one_for(inputs_.empty() ? bench::turn_interval : awake_time(0));
         const auto until = steady_clock::now() + longest_gathering;
@@ -322,7 +328,7 @@ private:
         });
     }
 
-    /// Takes what the tool has left into the run's folder.
+    /// Copies what the tool has left into the run's folder, and calls `done` after the last copy.
     void keep_files(const running_tool& tool, const std::function<void()>& done) {
         run_folder& folder = *output_.folder();
         folder.keep(tool.folder / tool_process::diagnostics_name, tool.kept_in, [] {});
@@ -353,7 +359,7 @@ private:
     static constexpr const char* log_name = "restore.log";
 
     const run_settings& settings_;
-    /// Before the run's folder, which would stay with a run that never was.
+    /// Made before the run's folder: if it cannot be made, no folder of a run is left.
     std::unique_ptr<scratch_folder> scratch_;
     run_output output_;
     boost::asio::io_context& context_;
@@ -361,7 +367,7 @@ private:
     device_lister lister_;
     bench rules_;
     std::unique_ptr<usb_watch> usb_;
-    /// With a folder of bundles, in a watch.
+    /// Null unless the run is a watch with a folder of bundles.
     std::unique_ptr<bundle_watch> bundles_;
     std::shared_ptr<background_writer> cleaner_;
     std::map<std::string, std::unique_ptr<device_lock>> locks_;
@@ -369,12 +375,12 @@ private:
     std::set<tool_id> given_up_;
     std::vector<input> inputs_;
     std::optional<int> exit_status_;
-    /// Of the file of restore options.
+    /// The copy of the file of restore options that the tools get.
     const std::filesystem::path options_copy_ = scratch_->path() / "options.plist";
     const steady_clock::time_point start_ = steady_clock::now();
-    /// A tool was started.
+    /// A start of a tool was tried.
     bool has_begun_ = false;
-    /// A turn was not completed. The next one ends the run, and there is none after that.
+    /// A turn has thrown. The next one ends the run. If that throws, too, there is no other.
     bool has_failed_ = false;
     bool session_ends_ = false;
     bool has_hole_ = false;

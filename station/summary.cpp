@@ -23,7 +23,7 @@ std::string optional_number(const std::optional<Value>& value) {
     return value ? fmt::format("{}", *value) : std::string();
 }
 
-/// Numbers and texts that are fields already.
+/// Joins texts that need no quoting, or are quoted already.
 std::string line(const std::vector<std::string>& fields) {
     std::string result;
     for (const std::string& each : fields) {
@@ -52,7 +52,7 @@ std::string csv_field(const std::string& text) {
 
 summary::row& summary::row_of(const event_device& device, bool new_visit) {
     const auto last = std::ranges::find_if(rows_.rbegin(), rows_.rend(), [&](const row& each) {
-        // One that was never seen may be known by its serial number only.
+        // A device that was never seen may be known by its serial number only.
         return each.device.ecid == device.ecid &&
                (!device.ecid.empty() || each.device.serial_number == device.serial_number);
     });

@@ -23,7 +23,7 @@ struct summary_facts {
     bool erase = false;
     /// Of `--expect`.
     std::optional<std::size_t> expected;
-    /// Of the bundle, "17.1" and "21B80"; empty without one.
+    /// Of the bundle for all devices, such as "17.1" and "21B80"; empty without one.
     std::string bundle_version;
     std::string bundle_build;
     std::string bundle_path;
@@ -32,22 +32,23 @@ struct summary_facts {
     std::chrono::system_clock::time_point started;
 };
 
-/// Made from facts about the run and from its events, and from nothing else.
+/// Made from facts about the run, and from its events and their times, and from nothing else.
 class summary {
 public:
     explicit summary(summary_facts facts) : facts_(std::move(facts)) {}
 
     void take(const event& what, std::chrono::system_clock::time_point time);
 
-    /// For people, with a line feed behind each line.
+    /// For people, with a line feed after each line.
     std::string text() const;
     /// When the run is over with status 2, 3 or 4, the reason in one sentence without a full stop;
     /// else empty.
     std::string refusal_text() const;
-    /// One document, and a line feed.
+    /// One JSON document, and a line feed.
     std::string json() const;
-    /// A line with the names of the columns, then one for each visit that has ended. Lines end with
-    /// a carriage return and a line feed.
+    /// A line with the names of the columns, then one for each visit that has ended or was left
+    /// alone, and for each device that was missing. Lines end with a carriage return and a line
+    /// feed.
     std::string csv() const;
 
 private:
@@ -56,7 +57,7 @@ private:
         std::optional<device_properties> properties;
         std::optional<device_ended> ended;
         std::optional<std::int64_t> holder;
-        /// Of a folder of bundles; null otherwise.
+        /// The bundle from a folder of bundles that the last try had; null without one.
         std::shared_ptr<const bundle> with = {};
         /// From 1.
         int visit = 1;
@@ -81,8 +82,9 @@ private:
     std::chrono::system_clock::time_point ended_at_;
 };
 
-/// One field of a CSV line: quoted where it has to be, and harmless to spreadsheets, which take
-/// what begins with one of = + - @ for a formula.
+/// One field of a CSV line, in printable characters and quoted where it has to be. A text that
+/// begins with one of = + - @ gets an apostrophe before it, because spreadsheets would take it for
+/// a formula.
 std::string csv_field(const std::string& text);
 
 } // namespace vandrel::station

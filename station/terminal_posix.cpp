@@ -21,13 +21,13 @@ enum class stage { untouched, entered, left };
 constexpr auto deadly_signals =
     std::to_array<int>({SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGQUIT, SIGSEGV});
 
-// For a handler of signals, which reaches nothing else.
+// Global, because a handler of signals reaches nothing else.
 std::atomic<stage> now_in = stage::untouched;
 termios found_modes;
 std::array<struct sigaction, deadly_signals.size()> found_actions;
 
 void change_modes(const termios& modes) {
-    // Also from the background, where it would stop the process.
+    // Without SIGTTOU, which would stop a process in the background.
     sigset_t only;
     sigset_t before;
     sigemptyset(&only);
@@ -43,7 +43,7 @@ bool put_modes_back() {
         return false;
     }
     change_modes(found_modes);
-    // What was typed does not become a command.
+    // What was typed does not become a command of the shell.
     tcflush(STDOUT_FILENO, TCIFLUSH);
     return true;
 }
@@ -69,7 +69,7 @@ bool can_be_drawn_on() {
     if (kind == nullptr || *kind == '\0' || std::strcmp(kind, "dumb") == 0) {
         return false;
     }
-    // A job in the background does not take the screen. Without job control there is none.
+    // A job in the background does not take the screen. Without job control there is no background.
     const pid_t in_front = tcgetpgrp(STDOUT_FILENO);
     return in_front < 0 || in_front == getpgrp();
 }
@@ -96,7 +96,7 @@ void enter() {
     termios modes = found_modes;
     // What is typed does not show.
     modes.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-    // Ctrl-Z would stop the one who reads from the tools, and so the restores.
+    // Ctrl-Z would stop this process. Nobody would read from the tools, and restores would stop.
     modes.c_cc[VSUSP] = _POSIX_VDISABLE;
     change_modes(modes);
     write(entering);

@@ -17,7 +17,7 @@ struct console_settings {
     UINT code_page = 0;
 };
 
-// For what is called when the process crashes, and reaches nothing else.
+// Global, because what is called in a crash reaches nothing else.
 std::atomic<stage> now_in = stage::untouched;
 console_settings found;
 
@@ -93,7 +93,7 @@ void leave() {
     SetConsoleOutputCP(found.code_page);
     SetConsoleMode(input(), found.input_mode);
     SetConsoleMode(output(), found.output_mode);
-    // What was typed does not become a command.
+    // What was typed does not become a command of the shell.
     FlushConsoleInputBuffer(input());
 }
 

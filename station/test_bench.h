@@ -44,7 +44,7 @@ public:
     // What the next lists show, and the devices that another process holds.
     std::vector<listed_device> attached;
     std::set<std::string> held;
-    /// Lists are answered at once with `attached`; otherwise by the test.
+    /// Lists are answered at once with `attached`. If false, the test answers them.
     bool lists_are_answered = true;
 
     void attach(const std::string& ecid) { attached.push_back(fitting_device(ecid)); }
@@ -52,7 +52,7 @@ public:
 
     /// One turn now, and further ones with the answers to its decisions.
     void turn(std::vector<input> happened = {});
-    /// Turns every second, or quarter of a second towards the end, until so much time has passed.
+    /// Turns every second, and every quarter of a second in the last two, until `time` has passed.
     void pass(awake_time time);
     /// Time jumps, without turns.
     void jump(awake_time time) { now_ += time; }
@@ -99,9 +99,10 @@ public:
         return result;
     }
 
-    /// The ECIDs of all started tools, in their order.
+    /// The ECIDs of all started tools, in the order of their starts.
     std::vector<std::string> started() const;
-    /// The last state that was logged for the device.
+    // The last final state and its reason that were logged for the device. They throw
+    // std::logic_error without one.
     final_state state(const std::string& ecid) const;
     end_reason reason(const std::string& ecid) const;
     bool over() const { return !decided<run_over>().empty(); }

@@ -51,7 +51,7 @@ constexpr std::array<std::int32_t, 6> operations{0, 13, 18, 28, 39, 80};
 constexpr std::array<std::int32_t, 16> firmware{10, 18, 19, 32, 35, 39, 47, 51,
                                                 55, 56, 58, 59, 60, 66, 67, 80};
 
-/// These are what the command line has for it.
+/// The options that a run of the command `recover` has.
 void make_recovery(bench_options& options) {
     options.what = command::recover_exit;
     options.erase = false;
@@ -383,7 +383,7 @@ void bench_in_play::tool_acts() {
         tool_does(tool, stream_ended{tool});
         break;
     case 3:
-        // Means nothing in a restore, and all in a recovery.
+        // A command_succeeded means nothing in a restore. It completes a recovery.
         if (bytes_.next(4) == 0) {
             tool_does(tool, command_succeeded{tool});
         } else {
@@ -404,7 +404,7 @@ void bench_in_play::tool_acts() {
     }
 }
 
-/// Everything is answered, and the user wants to go: the run comes to its end.
+/// Lists, locks and questions are answered, and the user cancels each second: the run has to end.
 void bench_in_play::end() {
     cancelled_ = cancelled_ || !status_;
     for (int seconds = 0; seconds < 120 && !status_; ++seconds) {
@@ -428,7 +428,7 @@ void bench_in_play::turn() {
         check_(!status_, "the end of the run is the last decision");
         std::visit([this](const auto& what) { on(what); }, one);
     }
-    // A list whose process does not go either is left to itself.
+    // A list that was ended and still has no answer after 30 s is left to itself.
     if (list_ended_ && now_ - *list_ended_ >= 30s) {
         list_ended_.reset();
         list_.reset();
@@ -444,7 +444,7 @@ void bench_in_play::on(const start_list& what) {
 }
 
 void bench_in_play::on(const end_list& what) {
-    // Its answer can come in the turn in which it is ended.
+    // The list's answer can come in the turn in which the list is ended.
     check_((!list_ || list_ == what.list) && !list_ended_, "a list is ended once");
     if (list_) {
         list_ended_ = now_;

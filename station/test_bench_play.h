@@ -10,7 +10,7 @@
 
 namespace vandrel::station {
 
-/// Is called with every rule: whether it holds, and what it says.
+/// Called each time a rule is checked: whether it holds, and what it says.
 using rule_check = std::function<void(bool holds, const char* rule)>;
 
 /// Plays the history that the bytes are, and ends it. Any bytes are a history.

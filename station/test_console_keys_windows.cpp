@@ -8,10 +8,10 @@
 
 #include <windows.h>
 
-// For tests of the station: starts a program in a console of its own, and does there what lines on
+// For tests of the station: starts a program in a console of its own, and does to it what lines on
 // standard input say: `ctrl-c`, `ctrl-break`, `end-session`, `kill`. `count-handles FILE` writes to
-// this new file how many handles the program has. The program writes to our standard output and
-// standard error. Ends with its exit status.
+// this new file how many handles the program has. The program writes to the standard output and the
+// standard error of this process, which ends with the program's exit status.
 
 namespace vandrel {
 
@@ -27,7 +27,7 @@ std::wstring to_wide(const std::string& text) {
     return wide;
 }
 
-/// Its arguments contain no quotation marks, and no backslash at their ends.
+/// The words contain no quotation marks, and no backslash at their ends.
 PROCESS_INFORMATION start(int count, const char* const* words) {
     std::wstring line;
     for (int i = 0; i < count; ++i) {
@@ -110,7 +110,7 @@ BOOL CALLBACK send_end_of_session(HWND window, LPARAM process) {
     GetWindowThreadProcessId(window, &owner);
     if (owner == static_cast<DWORD>(process) &&
         SendMessageW(window, WM_QUERYENDSESSION, 0, 0) != FALSE) {
-        // It answers by ending.
+        // Not waited for: the program answers by ending.
         SendNotifyMessageW(window, WM_ENDSESSION, TRUE, 0);
     }
     return TRUE;
@@ -126,7 +126,7 @@ void obey(const PROCESS_INFORMATION& process) {
         } else if (line.starts_with(counting)) {
             write_handle_count(process.dwProcessId, line.substr(counting.size()));
         } else if (line == "end-session") {
-            // As the system does it, but to this program's windows only.
+            // As the system does it, but to the windows of the started program only.
             EnumWindows(send_end_of_session, static_cast<LPARAM>(process.dwProcessId));
         } else if (line == "kill") {
             TerminateProcess(process.hProcess, 1);
@@ -145,7 +145,7 @@ int launch(int argument_count, const char* const* arguments) {
     WaitForSingleObject(process.hProcess, INFINITE);
     DWORD status = 0;
     GetExitCodeProcess(process.hProcess, &status);
-    // The other thread waits for a line.
+    // At once, although the other thread waits for a line.
     ExitProcess(status);
 }
 

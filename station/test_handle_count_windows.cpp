@@ -12,7 +12,8 @@ namespace {
 using query_system = LONG(NTAPI*)(int what, void* buffer, ULONG size, ULONG* needed);
 constexpr int system_extended_handle_information = 64;
 
-/// The result of this query: a number of entries, a reserved one, and the entries of all processes.
+/// The result of this query: the number of entries, a reserved word, and the entries of all
+/// processes.
 constexpr std::size_t words_before_entries = 2;
 constexpr std::size_t words_of_entry = 5;
 constexpr std::size_t word_of_process = 1;

@@ -2,7 +2,7 @@
 import html.parser
 import time
 
-# What a state is called on the page.
+# What a state is called on the page, where that is not its name.
 WORDS = {"timed_out": "timed out", "left_alone": "left alone"}
 
 

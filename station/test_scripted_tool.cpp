@@ -16,13 +16,14 @@
 #include <thread>
 #include <vector>
 
-// A tool for tests of the station: it takes vandrel's command line behind the name of a folder, and
+// A tool for tests of the station: it takes vandrel's command line after the name of a folder, and
 // does what that folder's files say. `list` is the list of devices, ECID.info the properties of
-// one, ECID.restore a script of what a restore does, one step a line. The scripts list.N, for the
-// Nth list, and list.script, for each, go before `list`. ECID.looked is a script for after the
-// properties. Each start of a restore is a line in `journal`, each start of a list one in `lists`.
-// ECID.starts has what each restore of the device was given: lines of a word and a value, and an
-// empty line behind each restore. The other commands for devices count as restores.
+// one, ECID.restore a script of what a restore does, one step a line. The Nth list plays the script
+// list.N if it is there, else list.script if that is there; only without both is `list` written.
+// ECID.looked is a script for after the properties. Each start of a restore is a line in `journal`,
+// each start of a list a line in `lists`. ECID.starts has what each restore of the device was
+// given: lines of a word and a value, and an empty line after each restore. All commands but
+// --list-devices and --device-info count as restores.
 
 namespace vandrel {
 
@@ -70,7 +71,7 @@ void sleep(int milliseconds) {
     std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
 }
 
-/// Waits for a file, but not longer than its folder is there.
+/// Waits for a file, but no longer than its folder is there.
 void await_file(const std::filesystem::path& path) {
     while (!std::filesystem::exists(path) && std::filesystem::exists(path.parent_path())) {
         sleep(5);
@@ -83,7 +84,7 @@ std::string next_word(std::istream& script) {
     return word;
 }
 
-/// The platform's own, which a restore is told to write.
+/// The platform's own log, which a restore is told to write; empty when it is not told.
 std::filesystem::path log_file(const call& what) {
     const auto name = std::ranges::find(what.arguments, "--amr-logfile");
     if (name == what.arguments.end() || name + 1 == what.arguments.end()) {
@@ -92,14 +93,14 @@ std::filesystem::path log_file(const call& what) {
     return std::u8string(name[1].begin(), name[1].end());
 }
 
-/// A child that keeps the pipe open until the file is there.
+/// Starts a child that keeps the pipe open until the file is there.
 void leave_child(const call& what, const std::string& until) {
     std::vector<std::string> arguments = what.arguments;
     arguments.insert(arguments.end(), {"--held-until", until});
     start_again(arguments);
 }
 
-/// The exit status, once the script ends the process.
+/// Does what the script says. Returns the exit status, which is 0 without a step `exit`.
 int play(const call& what, const std::string& script_name, native_pipe& pipe) {
     std::istringstream script(content_of(what.folder / script_name));
     std::string step;
@@ -177,7 +178,7 @@ int launch(int argument_count, const char* const* arguments) {
     }
     const bool only_looks = what.command == "--list-devices" || what.command == "--device-info";
     if (!only_looks) {
-        // The loop has descriptors of its own.
+        // Before the loop is made, which has descriptors of its own.
         note_start(what);
         note(what, "journal");
     }

@@ -25,7 +25,7 @@ def host_path(path):
     return "Z:" + path.replace("/", "\\") if on_windows else path
 
 
-# What stations keep for the next run is none of the user's.
+# What stations keep for the next run does not go to the user's folders.
 local_data = tempfile.TemporaryDirectory(prefix="data ")
 os.environ["XDG_STATE_HOME"] = local_data.name
 if on_windows:
@@ -140,7 +140,7 @@ class a_bench:
             return [json.loads(line) for line in file]
 
     def ended(self):
-        """The event device_ended of each device."""
+        """The last event device_ended of each device."""
         return {event["ecid"]: event for event in self.events() if event["event"] == "device_ended"}
 
     def summary(self):
@@ -148,7 +148,7 @@ class a_bench:
             return json.load(file)
 
     def starts(self, number=0):
-        """What each start of a tool on this device was given: lists of values by their words, such as "argument"."""
+        """What each restore of this device was given: lists of values by their words, such as "argument"."""
         found, current = [], {}
         for line in self.lines_of(self.ecids[number] + ".starts"):
             if line:
@@ -186,7 +186,7 @@ def manifest(build="21B80", version="17.1", models=("iPhone14,2",), board=BOARD,
 
 
 class a_folder:
-    """Of a bench, for bundles. What lies in it was copied long ago."""
+    """A folder for bundles in the folder of a bench. The files in it are old."""
 
     def __init__(self, bench, name="ipsw"):
         self.path = os.path.join(bench.folder, name)
@@ -208,7 +208,7 @@ class a_folder:
         self.age(name)
 
     def add(self, name, content=None, image=b"image", compression=zipfile.ZIP_STORED, claims=None, **keys):
-        """An IPSW with this manifest and an image, which claims to have a size of its own."""
+        """An IPSW with this manifest and an image. With `claims`, the directory gives that as the image's size."""
         with zipfile.ZipFile(self.file(name), "w", compression) as made:
             made.writestr("image.dmg", image)
             made.filelist[0].file_size = claims or len(image)

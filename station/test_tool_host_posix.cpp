@@ -16,7 +16,7 @@ std::vector<std::string> open_handles() {
     std::vector<std::string> result;
     for (const auto& each : std::filesystem::directory_iterator("/proc/self/fd")) {
         const std::string target = std::filesystem::read_symlink(each.path()).string();
-        // Not the one that reads this folder.
+        // Not the descriptor that reads this folder.
         if (!target.starts_with("/proc/")) {
             result.push_back(each.path().filename().string() + ' ' + target);
         }

@@ -40,8 +40,8 @@ std::vector<std::string> open_handles() {
 }
 
 void append_line(const std::filesystem::path& file, const std::string& line) {
-    // Nobody else may have it open meanwhile: two that write behind the same end overwrite each
-    // other.
+    // Nobody else may have the file open meanwhile: two processes that add to the same end
+    // overwrite each other's lines.
     HANDLE opened = INVALID_HANDLE_VALUE;
     for (;;) {
         opened = CreateFileW(file.c_str(), FILE_APPEND_DATA, 0, nullptr, OPEN_ALWAYS,

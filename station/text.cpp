@@ -19,7 +19,7 @@ struct character {
     std::size_t size = 1;
 };
 
-/// The character that `text` begins with; nothing when it begins with none.
+/// The character that `text`, which is not empty, begins with; nothing when it begins with none.
 std::optional<character> first_character(std::string_view text) {
     const auto byte = [&text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
     const unsigned char lead = byte(0);
@@ -109,7 +109,7 @@ std::size_t width_of(char32_t code) {
 
 template<class Allowed>
 std::string replaced(std::string_view text, Allowed allowed) {
-    // Nearly all that is read and shown is ASCII; a table has what is allowed of it.
+    // Nearly all that is read and shown is ASCII. This table says which of it is allowed.
     static constexpr auto passes = [] {
         std::array<bool, 256> result{};
         for (std::size_t c = 0; c < 0x80; ++c) {

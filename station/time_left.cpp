@@ -8,7 +8,7 @@ namespace vandrel::station {
 
 namespace {
 
-/// Of at least one.
+/// The median of at least one time.
 awake_time median(std::vector<awake_time> of) {
     const auto middle = of.begin() + static_cast<std::ptrdiff_t>(of.size() / 2);
     std::ranges::nth_element(of, middle);
@@ -106,7 +106,7 @@ std::optional<restored_try> time_left::take(const event& what) {
         }
         restored_try result{its.mapped().kind, its.mapped().before};
         result.operations.push_back({its.mapped().now->first, what.t - its.mapped().since});
-        // Nobody would be helped by the times of a device or a bundle that is not known.
+        // The times of a device or a bundle that is not known would help nobody.
         if (result.kind.chip_id != 0 && !result.kind.build.empty()) {
             return result;
         }

@@ -1,6 +1,6 @@
 #pragma once
 
-/// How long running restores will still take, by what earlier ones of the same kind took.
+/// How long running restores will still take, by how long earlier ones of the same kind took.
 
 #include "station/events.h"
 #include "station/history.h"
@@ -21,18 +21,19 @@ public:
     /// with a folder of bundles, or when it is not known.
     time_left(const std::vector<restored_try>& earlier, std::string build, bool erases);
 
-    /// When this ends a try that has restored its device: what is to be kept of it. Nothing when
-    /// its chip or its build is not known, or no operation was reported.
+    /// When this event ends a try that has restored its device: what is to be kept of the try.
+    /// Nothing when the device's chip or the bundle's build is not known, or the try reported no
+    /// operation.
     std::optional<restored_try> take(const event& what);
 
-    /// What is left of the device's running operation, plus the usual times of those that usually
-    /// follow it. `now` is the time since the start, as in events. Nothing for a device without a
-    /// running operation, and for an operation that no earlier try of this kind had. Never
-    /// negative.
+    /// What is left of the device's running operation, plus the usual times of those that followed
+    /// it in the newest earlier try of this kind that had it. `now` is the time since the start, as
+    /// in events. Nothing for a device without a running operation, and for an operation that no
+    /// earlier try of this kind had, or none had so often. Never negative.
     std::optional<awake_time> of(const std::string& ecid, awake_time now) const;
 
 private:
-    /// An operation, and how often it was there before in its try: some come several times.
+    /// An operation, and how often it came before in its try: some come several times.
     using step = std::pair<std::int32_t, std::size_t>;
     struct usual_time {
         awake_time itself{};

@@ -18,7 +18,8 @@ namespace {
 
 using std::chrono::seconds;
 
-/// Shares of the axis, in percent. What is narrower is drawn together with what follows.
+/// Shares of the axis, in percent. An operation that is narrower, and has not failed, is drawn
+/// together with the one that follows at once.
 constexpr double narrowest = 0.03;
 /// Wide enough for a pointer.
 constexpr double narrowest_with_title = 0.4;
@@ -73,7 +74,7 @@ private:
         text_ += "<svg class=\"axis\">";
         const seconds distance = distance_of_marks(length_);
         for (seconds mark(0); mark <= length_; mark += distance) {
-            // The last ones would leave the picture.
+            // Near the end, a text that began at its mark would leave the picture.
             const bool is_late = share(mark) > 90;
             add("<text x=\"{:.3f}%\" y=\"12\"{}>{}</text>", share(mark),
                 is_late ? " text-anchor=\"end\"" : "", hours_minutes_seconds(mark));
@@ -146,7 +147,7 @@ private:
             add("<rect class=\"{}\" x=\"{:.3f}%\" width=\"{:.3f}%\">{}</rect>", kind, begin, width,
                 title);
         } else {
-            // What is in it ends where it ends.
+            // This picture in the picture cuts off a name that is too long.
             add("<svg x=\"{:.3f}%\" width=\"{:.3f}%\">{}<rect class=\"{}\" width=\"100%\"/>"
                 "<text x=\"4\" y=\"13\">{}</text></svg>",
                 begin, width, title, kind, name);
@@ -176,9 +177,9 @@ private:
 
     const run_record& record_;
     awake_time length_;
-    /// Pieces beside each other have different colours.
+    /// Pieces beside each other have different colours, unless both have failed.
     bool is_odd_ = false;
-    /// Of the row, by their colours.
+    /// The narrow pieces of the row, by their colours.
     std::map<char, std::string> paths_;
     std::string text_;
 };

@@ -10,8 +10,8 @@
 namespace vandrel::station {
 
 /// A table with a row for each device. Each row has its own picture, so that a printer can break
-/// the page between two rows. Widths are shares of the whole, so that the table is as wide as the
-/// page.
+/// the page between two rows. Times are shares of the picture's width, so that the table can be as
+/// wide as the page.
 std::string time_picture(const run_record& record);
 
 /// The distance of the marks on an axis of this length, so that there are at most eight.

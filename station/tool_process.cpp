@@ -32,7 +32,7 @@ std::shared_ptr<tool_process> tool_process::start(boost::asio::io_context& conte
         made->command_line_ += " " + (each.find(' ') == each.npos ? each : '"' + each + '"');
     }
     made->read();
-    // The handlers hold the object, so that it lives until the process has ended.
+    // This handler holds the object, so that it lives until the process has ended.
     made->process_->async_wait([made](int status) {
         made->exit_status_ = status;
         made->pass_on_end();
@@ -87,8 +87,8 @@ void tool_process::took(std::size_t count) {
     }
 }
 
-/// What the process has written still lies in the pipe when it ends. Whoever reads slowly must not
-/// take that for records that never came.
+/// What the process has written can still lie in the pipe when the process ends. A slow reader must
+/// not take that for records that never came.
 void tool_process::pass_on_end() {
     // A read that is complete is handled before what is posted here. One that has begun since may
     // hold what is no longer in the pipe.
@@ -97,7 +97,8 @@ void tool_process::pass_on_end() {
             self->pass_on_end();
             return;
         }
-        // A child of the tool can write for ever; the tool's own bytes are the first.
+        // A child of the tool can write for ever. The tool's own bytes are in the first MiB that
+        // is read after the tool's end.
         const bool has_more = !self->stream_over_ &&
                               self->read_since_end_ < more_than_a_pipe_holds &&
                               self->process_->bytes_in_pipe() > 0;

@@ -25,19 +25,19 @@ struct tool_command {
 
 /// Called in the loop's thread, and not any more after `release`.
 struct tool_handlers {
-    /// The stream as it comes; may be empty.
+    /// The stream as it comes. This handler may be empty.
     std::function<void(std::string_view)> bytes;
     std::function<void(const record&)> arrived;
     std::function<void()> stream_ended;
-    /// After everything that the process has written, unless another process goes on writing: then
-    /// after about one more MiB.
+    /// Called after all that the process has written has been read. If another process goes on
+    /// writing into the pipe, this is called after about one more MiB.
     std::function<void(int exit_status)> process_ended;
-    /// Whether reading should wait a little; may be empty. Not asked when the process has ended:
-    /// its end waits for what it has written.
+    /// Whether reading should wait a little. Not asked when the process has ended, because its end
+    /// waits for what it has written. This handler may be empty.
     std::function<bool()> is_behind;
 };
 
-/// Alive as long as its process.
+/// Lives at least as long as its process.
 class tool_process : public std::enable_shared_from_this<tool_process> {
 public:
     /// Starts the tool with `arguments` and a pipe for its records. `folder` is its temporary
@@ -49,12 +49,12 @@ public:
                                                tool_handlers handlers);
 
     void terminate() { process_->terminate(); }
-    /// Nothing is wanted from it any more. Its pipe is closed, the process left alone.
+    /// Nothing is wanted from it any more: closes its pipe, and leaves the process alone.
     void release();
 
-    /// Of the process.
+    /// The number of the process.
     long number() const { return process_->number(); }
-    /// The whole command line, for people.
+    /// The whole command line, for people. "{pipe}" stands for the number of the pipe.
     const std::string& command_line() const { return command_line_; }
 
     static constexpr const char* diagnostics_name = "diagnostics.txt";
@@ -72,7 +72,7 @@ private:
     std::vector<char> buffer_;
     record_reader reader_;
     std::string command_line_;
-    /// Of a process whose end has not been passed on.
+    /// Of a process that has ended; absent again once its end has been passed on.
     std::optional<int> exit_status_;
     std::size_t read_since_end_ = 0;
     /// How many reads have begun.

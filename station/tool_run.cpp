@@ -65,7 +65,8 @@ void tool_run::take_failure(const restore_report& report, awake_time now,
         events.emplace_back(warning{warning_kind::after_completion, place_of(report), error, {}});
         return;
     }
-    // The error of the first failure counts: what follows is mostly a consequence of it.
+    // The error of the first failing report that has one counts, because what follows is mostly a
+    // consequence. Without such a report, the last error counts.
     if (error && !device_error_from_failure_) {
         device_error_ = error;
         device_error_from_failure_ = failure;
@@ -75,7 +76,7 @@ void tool_run::take_failure(const restore_report& report, awake_time now,
         events.emplace_back(warning{warning_kind::error_in_report, place_of(report), error, {}});
     } else if (!failing_since_) {
         failing_since_ = now;
-        // A completing report is nowhere in the restore: what it was doing is known from before.
+        // A completing report names no operation. An earlier report says what the restore did.
         const bool nowhere = completes(report) && last_operation_;
         events.emplace_back(
             failure_reported{nowhere ? *last_operation_ : place_of(report), report.status, error});
@@ -106,7 +107,7 @@ std::vector<event_body> tool_run::take_unreadable(awake_time now) {
 }
 
 std::vector<event_body> tool_run::take_success(awake_time now) {
-    // A restore succeeds with its completing report and nothing else.
+    // A restore succeeds only by its completing report.
     if (options_.what != command::restore) {
         began_ = true;
         succeeded_ = true;

@@ -16,7 +16,7 @@ class tool_run {
 public:
     tool_run(const bench_options& options, awake_time now);
 
-    // Each takes in what has happened, and gives what is to be logged.
+    // Each takes in what has happened. Those that return events return what is to be logged.
     std::vector<event_body> take(const restore_report& report, awake_time now);
     std::vector<event_body> take(const error_details& internal_error, awake_time now);
     std::vector<event_body> take_unreadable(awake_time now);
@@ -25,21 +25,22 @@ public:
     void take_process_end(std::int64_t exit_status, awake_time now);
     void take_stream_end() { stream_ended_ = true; }
 
-    /// The event `quiet`, once for each silence; nothing while reports come often enough.
+    /// The event `quiet`, once for each silence; nothing while records come often enough, or when
+    /// the process has ended.
     std::optional<event_body> quiet_event(awake_time now);
 
-    /// Counts silence anew; gives quiet_over when one was shown.
+    /// Counts silence anew. Returns quiet_over when `quiet` was shown.
     std::optional<event_body> restart_silence(awake_time now);
 
-    /// Why the tool has to be ended now, if it has to be and has not been.
+    /// Why the tool has to be ended now; nothing when it need not or cannot be.
     std::optional<end_tool_why> limit_reached(awake_time now) const;
 
     /// The tool is being ended. The first reason counts.
     void end(end_tool_why why, awake_time now);
-    /// Whether there is a process that nobody has ended yet.
+    /// Whether there is a process, and nobody has begun to end it.
     bool can_be_ended() const { return !ending_ && !process_ended_ && !not_started_; }
 
-    /// It was ended bench_times::give_up ago or earlier, and is still there.
+    /// `end` was called bench_times::give_up ago or earlier, and the process is still there.
     bool is_stuck(awake_time now) const;
     void give_up() { given_up_ = true; }
     bool given_up() const { return given_up_; }
@@ -55,9 +56,9 @@ public:
 
     /// Of a run that is over, given up or cut off by the end of the session.
     try_result result(awake_time now) const;
-    /// When the process ended; for a run without one, the start.
+    /// When the process ended; the start of the run if no process has ended.
     awake_time process_gone() const { return process_ended_.value_or(started_); }
-    /// What is to be logged when it is over besides its result.
+    /// What is to be logged besides the result when the run is over.
     std::optional<event_body> last_warning() const;
 
 private:
@@ -80,10 +81,10 @@ private:
     std::optional<operation_progress> last_operation_;
 
     bool succeeded_ = false;
-    /// When the first report came that said so.
+    /// When the first failing report came; absent when the run had succeeded before it.
     std::optional<awake_time> failing_since_;
-    /// A report had an error or failed. Without a failing report, too, this counts as a failure
-    /// unless the restore succeeds.
+    /// A report had an error or failed before the run succeeded. Even without a failing report,
+    /// this counts as a failure unless the run succeeds after it.
     bool error_seen_ = false;
     std::optional<error_details> device_error_;
     bool device_error_from_failure_ = false;

@@ -9,7 +9,7 @@
 
 namespace vandrel::station {
 
-/// Announcements, as long as it lives.
+/// Passes announcements on as long as it lives.
 class usb_watch {
 public:
     virtual ~usb_watch() = default;

@@ -2,10 +2,10 @@
 
 namespace vandrel::station {
 
-// Where devices are announced, the function is kept.
+// By value, because the version for Windows keeps the function.
 // NOLINTNEXTLINE(performance-unnecessary-value-param)
 std::unique_ptr<usb_watch> usb_watch::start(boost::asio::io_context&, std::function<void()>) {
-    // There are no libraries for devices here, so that no device that arrives could be listed.
+    // This host has no libraries for devices: a device that is attached could not be listed.
     return std::make_unique<usb_watch>();
 }
 

@@ -11,7 +11,7 @@ namespace vandrel::station {
 
 namespace {
 
-/// The interface that every USB device has: GUID_DEVINTERFACE_USB_DEVICE.
+/// The interface class of USB devices: GUID_DEVINTERFACE_USB_DEVICE.
 constexpr GUID usb_device{
     0xA5DCBF10, 0x6530, 0x11D2, {0x90, 0x1F, 0x00, 0xC0, 0x4F, 0xB9, 0x51, 0xED}};
 

@@ -13,8 +13,8 @@
 
 namespace vandrel::station {
 
-/// What `make` returns, called on a thread of its own; nothing if that takes longer than `limit`.
-/// Then the thread goes on. `make` does not throw.
+/// Calls `make` on a thread of its own and returns its result; nothing if that takes longer than
+/// `limit`. The thread then goes on, and its result is dropped. `make` does not throw.
 template<class Result>
 std::optional<Result> within_limit(std::chrono::milliseconds limit, std::function<Result()> make) {
     struct answer {
@@ -35,8 +35,8 @@ std::optional<Result> within_limit(std::chrono::milliseconds limit, std::functio
         return std::nullopt;
     }
     lock.unlock();
-    // Detached from the start, one that soon ended made the wait for it, or for the next, last for
-    // the whole limit now and then, on Windows.
+    // Not detached from the start: on Windows, a detached thread that soon ended made the wait for
+    // it, or for the next one, last for the whole limit now and then.
     thread.join();
     return std::move(said->made);
 }

@@ -30,14 +30,14 @@ std::uint64_t number_at(std::string_view bytes, std::size_t place, std::size_t c
     return number;
 }
 
-/// What a file's last bytes say of its directory.
+/// What the records at the end of a zip say of its directory.
 struct directory {
     std::uint64_t entries = 0;
     std::uint64_t size = 0;
     std::uint64_t offset = 0;
 };
 
-/// The record at the end of a zip, and the two that stand before it in one of more than 4 GB.
+/// The record at the end of a zip, and the two that stand before it in a zip with 64-bit numbers.
 class end_of_zip {
 public:
     static constexpr std::string_view signature = "PK\x05\x06";
@@ -50,7 +50,7 @@ public:
         tail_ = bytes_at(begin_, static_cast<std::size_t>(file_size - begin_));
     }
 
-    /// Whether there is one, and what each place that looks like one says is possible.
+    /// Whether there is such a record, and each place that looks like one says what is possible.
     bool is_possible() const {
         bool is_found = false;
         for (std::size_t at = tail_.find(signature); at != std::string::npos;
@@ -115,7 +115,7 @@ std::uint64_t size_of(const std::filesystem::path& path) {
         throw unusable_file(path, "is no IPSW that can be read: " + error.message());
     }
     if (!is_file) {
-        // To open a pipe would wait for whoever writes into it.
+        // Opening a pipe would wait for whoever writes into it.
         throw unusable_file(path, "is no IPSW: it is no file");
     }
     return size;
@@ -160,7 +160,7 @@ std::uint64_t zip_archive::unpacked_size() const {
         zip_stat_t entry;
         zip_stat_init(&entry);
         if (zip_stat_index(zip_.get(), static_cast<zip_uint64_t>(i), 0, &entry) == 0) {
-            // A sum that is too large is larger than any disk.
+            // A sum that is too large becomes the largest number, which is larger than any disk.
             constexpr auto most = std::numeric_limits<std::uint64_t>::max();
             sum += std::min<std::uint64_t>(entry.size, most - sum);
         }
