@@ -144,8 +144,9 @@ class week(unittest.TestCase):
 
     def test_no_handle_is_lost(self):
         self.assertGreater(self.first.handles, 0)
-        # As many tools run then as at the beginning, give or take those that come and go.
-        self.assertLessEqual(self.last.handles, self.first.handles + 2 * SIDE_BY_SIDE)
+        # A tool that runs has some four handles, and any number of the tools may run at a look. A handle lost for
+        # each device that goes quiet would be 40 more on Linux.
+        self.assertLessEqual(self.last.handles, self.first.handles + 4 * SIDE_BY_SIDE)
 
     def test_no_thread_or_folder_is_lost(self):
         self.assertLessEqual(self.last.threads, self.first.threads + SIDE_BY_SIDE)
