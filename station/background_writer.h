@@ -25,9 +25,9 @@ public:
     /// False when the queue is full: the task is lost. `bytes` is what it holds.
     bool post(std::size_t bytes, std::function<void()> task);
 
-    /// Whether the queue is more than half full, so that producers should pause. One second after
-    /// it was so first, this turns false, and stays so until all tasks have been done once: a slow
-    /// disk must not slow others down.
+    /// Whether the queue is more than half full, so that producers should pause. That is
+    /// true for one second at most, because a slow disk must not slow others down. Then it is false
+    /// until all tasks have been done once.
     bool is_behind() const;
 
     /// Waits until everything is done, but no longer than this. Returns whether it is.

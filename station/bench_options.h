@@ -68,7 +68,7 @@ struct bench_options {
     /// device fits.
     std::optional<bundle_list> bundles;
     /// They are those of a folder. Each device gets the newest one for its chip, its board and the
-    /// run's behavior, as the folder is when the run finds the device.
+    /// run's behaviour, as the folder is when the run finds the device.
     bool from_folder = false;
     /// The free bytes of the scratch folder; with from_folder.
     std::optional<std::uint64_t> room;

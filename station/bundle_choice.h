@@ -24,7 +24,7 @@ bool is_older_build(std::string_view left, std::string_view right);
 /// Those with the same build come in the order of their paths.
 void sort_newest_first(bundle_list& bundles);
 
-/// Those that are for the device, in their order. With a behavior, only those that are for that,
+/// Those that are for the device, in their order. With a behaviour, only those that are for that,
 /// too.
 bundle_list bundles_for(const device_properties& device, const bundle_list& bundles,
                         std::optional<restore_behavior> behavior = {});

@@ -17,8 +17,8 @@
 namespace vandrel::station {
 
 /// Looks into the folder, in a thread of its own, whenever a list of devices begins and no look is
-/// under way. A list that arrives before the end of the look that it began waits for that end, but
-/// not longer than `longest_hold`.
+/// under way. If the look that began with a list is still under way when the list arrives, the list
+/// waits for it, but not longer than `longest_hold`.
 class bundle_watch {
 public:
     /// `happened` is called in the loop's thread: with lists, and with what the folder has. A list

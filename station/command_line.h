@@ -18,7 +18,7 @@ namespace vandrel::station {
 enum class station_command { list, restore, recover, bundles, slots, doctor, report };
 
 /// As it was given; files are not looked at yet. Paths are UTF-8, empty when they were not given.
-/// Without a tool, it is the vandrel beside this program.
+/// `tool` is the vandrel beside this program, unless another was given.
 struct station_arguments {
     station_command what = station_command::restore;
     tool_command tool;

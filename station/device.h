@@ -63,7 +63,7 @@ struct build_identity {
 };
 
 /// Whether any of `identities` has the chip and the board of the device. A device that reports no
-/// chip fits nothing. With a behavior, the identity also has to be for that.
+/// chip fits nothing. With a behaviour, the identity also has to be for that.
 bool fits(const device_properties& device, const std::vector<build_identity>& identities,
           std::optional<restore_behavior> behavior = {});
 

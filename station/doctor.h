@@ -73,8 +73,9 @@ struct bundle_room {
     bool is_on_network = false;
 };
 
-/// A folder, or a link, with the name of a tool's scratch folder. If anything in it is a link,
-/// another user's or open, the folder counts as such.
+/// A folder, or a link, with the name of a tool's scratch folder. If anything in it is a link
+/// or another user's, the folder counts as such. So it does if anything in it is open,
+/// unless it has a link.
 struct left_folder {
     std::filesystem::path path;
     /// Why not all of it could be looked at; empty otherwise.

@@ -144,7 +144,8 @@ struct progress : operation_progress {};
 struct quiet {
     /// No report has come at all: the restore has not begun.
     bool never_began = false;
-    /// When the last record came; without one, when the try began.
+    /// When the last record came; without one, when the try began. After a gap of the clock: the
+    /// end of the gap, if that is later.
     awake_time since{};
 };
 

@@ -77,7 +77,7 @@ private:
         /// What it does, or how it ended.
         std::string text;
         std::optional<std::int64_t> progress;
-        /// With row_kind::quiet: when its last record came, or its try began.
+        /// With row_kind::quiet: since when, as in `quiet::since`.
         std::optional<awake_time> quiet_since;
         /// How long the try took that succeeded.
         std::optional<awake_time> took;

@@ -9,17 +9,17 @@ struct outcome {
     /// Consent is missing, or the number of devices to work on is not the expected one; nothing was
     /// touched.
     bool refused = false;
-    /// The first list could not be had; or, in a dry run or one that is no watch, no chosen device
-    /// can be begun, the bundle of at least one needs more room than there is, and every device
+    /// The first list could not be had. Or all of this: the run is a dry one or no watch; no chosen
+    /// device can be begun; the bundle of at least one needs more room than there is; every device
     /// named by its ECID fits.
     bool cannot_work = false;
     /// No device that was asked for fits and is free; or a device named by its ECID does not fit.
     bool nothing_fits = false;
     /// The user or the end of the session has cut the run short.
     bool cancelled = false;
-    /// Nothing is left to do: each chosen device is restored, or nobody named it and it was left
-    /// alone in a run that failures did not stop; or the run was a dry one. Never when the run was
-    /// cancelled before it could begin a device.
+    /// Nothing is left to do: the run was a dry one, or each chosen device is restored or may be
+    /// left alone. It may if nobody named it and failures did not stop the run. Never when the run
+    /// was cancelled before it could begin a device.
     bool all_done = true;
     /// The run's own record has a hole.
     bool log_incomplete = false;

@@ -36,8 +36,8 @@ public:
     run_folder* folder() { return folder_.get(); }
     /// Writes what is left, and the summary for people, if there is a folder and standard output
     /// gets no JSON. If the run's status is 2, 3 or 4, standard error gets the reason. Waits for
-    /// the folder until `until` at the latest, and after it at most one second for standard output
-    /// and half a second for the history.
+    /// the folder and for standard output until `until`, for standard output at least one second if
+    /// it takes that long. Then it waits up to half a second for the history.
     void finish(std::chrono::steady_clock::time_point until);
 
 private:

@@ -74,7 +74,8 @@ struct recorded_visit {
     /// Of all tries, in their order.
     std::vector<recorded_operation> operations;
     std::vector<recorded_end_of_try> ends;
-    /// Of the last try. Only the first 100 visits for which is_failure() holds have any.
+    /// Of the last try. Only the first 100 visits that were tried, for which is_failure() holds,
+    /// have any.
     std::vector<recorded_log> logs;
 };
 
