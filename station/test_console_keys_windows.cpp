@@ -1,5 +1,6 @@
 #include "launcher/launch.h"
 #include "station/test_handle_count_windows.h"
+#include "station/test_tool_host.h"
 
 #include <array>
 #include <iostream>
@@ -9,9 +10,10 @@
 #include <windows.h>
 
 // For tests of the station: starts a program in a console of its own, and does to it what lines on
-// standard input say: `ctrl-c`, `ctrl-break`, `end-session`, `kill`. `count-handles FILE` writes to
-// this new file how many handles the program has. The program writes to the standard output and the
-// standard error of this process, which ends with the program's exit status.
+// standard input say: `ctrl-c`, `ctrl-break`, `end-session`, `kill`. `count-handles FILE` adds to
+// this file a line with the number of handles that the program has. The program writes to the
+// standard output and the standard error of this process, which ends with the program's exit
+// status.
 
 namespace vandrel {
 
@@ -96,15 +98,6 @@ void press_ctrl_break(DWORD process) {
     }
 }
 
-void write_handle_count(DWORD process, const std::string& file) {
-    HANDLE opened = CreateFileW(to_wide(file).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
-                                FILE_ATTRIBUTE_NORMAL, nullptr);
-    const std::string text = std::to_string(count_handles(process)) + '\n';
-    DWORD written = 0;
-    WriteFile(opened, text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
-    CloseHandle(opened);
-}
-
 BOOL CALLBACK send_end_of_session(HWND window, LPARAM process) {
     DWORD owner = 0;
     GetWindowThreadProcessId(window, &owner);
@@ -124,7 +117,8 @@ void obey(const PROCESS_INFORMATION& process) {
         } else if (line == "ctrl-break") {
             press_ctrl_break(process.dwProcessId);
         } else if (line.starts_with(counting)) {
-            write_handle_count(process.dwProcessId, line.substr(counting.size()));
+            append_line(to_wide(line.substr(counting.size())),
+                        std::to_string(count_handles(process.hProcess)));
         } else if (line == "end-session") {
             // As the system does it, but to the windows of the started program only.
             EnumWindows(send_end_of_session, static_cast<LPARAM>(process.dwProcessId));

@@ -55,12 +55,12 @@ TEST(usb_watch, leaves_no_window_and_no_handle) {
     for (int i = 0; i < 3; ++i) {
         usb_watch::start(context, [] {});
     }
-    const std::size_t before = count_handles(GetCurrentProcessId());
+    const std::size_t before = count_handles(GetCurrentProcess());
     EXPECT_GT(before, 0U);
     for (int i = 0; i < 50; ++i) {
         usb_watch::start(context, [] {});
     }
-    EXPECT_LE(count_handles(GetCurrentProcessId()), before + 5);
+    EXPECT_LE(count_handles(GetCurrentProcess()), before + 5);
     EXPECT_EQ(window_of_the_watch(), nullptr);
 }
 
