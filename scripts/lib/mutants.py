@@ -68,10 +68,6 @@ class mutant:
         line = source.count("\n", 0, self.begin) + 1
         return f"{self.file}:{line}: {self.kind}: {self.difference(source)}"
 
-    def summary(self, source):
-        """As `describe`, but independent of what surrounds the change."""
-        return f"{self.file}: {self.kind}: {self.difference(source)}"
-
     def difference(self, source):
         before = " ".join(source[self.begin : self.end].split())
         after = " ".join(self.replacement.split())
