@@ -303,8 +303,8 @@ def bench_state(bench):
         return None
 
 
-def tools_of(bench):
-    """The numbers of the processes that are its tools."""
+def processes(are_wanted):
+    """The numbers of the host's processes whose words, those of their command lines, `are_wanted`."""
     found = []
     for number in filter(str.isdigit, os.listdir("/proc")):
         try:
@@ -312,7 +312,13 @@ def tools_of(bench):
                 words = file.read().split(b"\0")
         except OSError:
             continue
-        # A station's own command line has these words too.
-        if all(os.fsencode(word) in words for word in bench.tool[:2]) and b"--tool" not in words:
+        if are_wanted(words):
             found.append(int(number))
     return found
+
+
+def tools_of(bench):
+    """The numbers of the processes that are its tools."""
+    # A station's own command line has these words too.
+    return processes(lambda words: all(os.fsencode(word) in words for word in bench.tool[:2])
+                     and b"--tool" not in words)
