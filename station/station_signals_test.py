@@ -96,26 +96,19 @@ class keys(tests):
         self.assertEqual(run.wait(), 0)
 
     def test_two_end_the_tools(self):
-        bench = self.bench([report(), "hang"])
-        run = self.start(bench)
-        run.wait_for("operation")
-        for stage in (1, 2):
-            self.assertEqual(len(tools_of(bench)), 1)
-            run.press_ctrl_c()
-            self.assertEqual(run.wait_for("cancel")["stage"], stage)
-        self.assertEqual(run.wait(), 130)
-        self.assertEqual([(event["state"], event["ended_by"]) for event in run.named("device_ended")],
-                         [("cancelled", "user")])
-        self.assertEqual(tools_of(bench), [])
+        self.check_two(a_started_station.press_ctrl_c)
 
     @unittest.skipUnless(on_windows, "the key is of Windows")
     def test_ctrl_break_is_as_ctrl_c(self):
+        self.check_two(a_started_station.press_ctrl_break)
+
+    def check_two(self, press):
         bench = self.bench([report(), "hang"])
         run = self.start(bench)
         run.wait_for("operation")
         for stage in (1, 2):
             self.assertEqual(len(tools_of(bench)), 1)
-            run.press_ctrl_break()
+            press(run)
             self.assertEqual(run.wait_for("cancel")["stage"], stage)
         self.assertEqual(run.wait(), 130)
         self.assertEqual([(event["state"], event["ended_by"]) for event in run.named("device_ended")],
