@@ -96,6 +96,14 @@ TEST(vandrel_sim, a_wrong_option_of_the_simulator_is_refused) {
                    "; should be a number above 0, such as 10 or 0.5");
 }
 
+TEST(vandrel_sim, a_refusal_is_one_line_whatever_is_refused) {
+    expect_refusal(run({"--speed", "1\n2", "--", "--list-devices"}), "--speed: is \"1?2\"",
+                   "; should be a number above 0, such as 10 or 0.5");
+    expect_refusal(run({"--scenario", "no-such\nscenario", "--", "--list-devices"}),
+                   "no-such?scenario: file: is unreadable (",
+                   "); should be a file that can be read");
+}
+
 TEST(vandrel_sim, options_of_the_tool_before_the_double_dash_are_refused) {
     expect_refusal(
         run({"--list-devices", "--"}), "--list-devices: unknown option",

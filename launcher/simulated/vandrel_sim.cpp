@@ -3,6 +3,7 @@
 #include "launcher/simulated/simulation_arguments.h"
 #include "simulator/core_foundation/accounting.h"
 #include "simulator/mobile_device/built_in_scenario.h"
+#include "simulator/mobile_device/plist_reader.h"
 #include "simulator/mobile_device/scenario_file.h"
 #include "simulator/mobile_device/simulation.h"
 
@@ -84,7 +85,7 @@ int launch(int argument_count, const char* const* arguments) {
         start_simulation(parsed);
         std::atexit(account_for_objects);
     } catch (const std::runtime_error& error) {
-        std::fprintf(stderr, "vandrel-sim: %s\n", error.what());
+        std::fprintf(stderr, "vandrel-sim: %s\n", simulator::one_line(error.what()).c_str());
         return unusable_simulation;
     }
     return entry_point(static_cast<int>(parsed.tool_arguments.size()) - 1,

@@ -9,6 +9,7 @@
 
 #include "simulator/core_foundation/accounting.h"
 #include "simulator/mobile_device/built_in_scenario.h"
+#include "simulator/mobile_device/plist_reader.h"
 #include "simulator/mobile_device/scenario_file.h"
 #include "simulator/mobile_device/simulation.h"
 
@@ -42,7 +43,8 @@ const bool is_started = [] {
         start_simulation();
         return true;
     } catch (const std::exception& failure) {
-        std::fprintf(stderr, "simulated libraries: %s\n", failure.what());
+        std::fprintf(stderr, "simulated libraries: %s\n",
+                     simulator::one_line(failure.what()).c_str());
         std::_Exit(64);
     }
 }();

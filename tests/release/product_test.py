@@ -145,6 +145,11 @@ class product(unittest.TestCase):
         self.assertIn(b"simulated libraries: ", result.stderr)
         self.assertIn(b"missing.plist", result.stderr)
 
+    def test_the_reason_is_one_line_whatever_the_scenario_is_called(self):
+        result = self.run_program(vandrel, *LISTING, environment={"VANDREL_SCENARIO": self.folder / "no\nscenario"})
+        self.assertEqual(result.stderr.count(b"\n"), 1)
+        self.assertIn(b"no?scenario", result.stderr)
+
     def test_the_libraries_are_found_wherever_the_program_lies(self):
         self.copy_all()
         result = self.run_program(self.folder / vandrel.name, *LISTING, folder="/")
