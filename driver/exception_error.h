@@ -29,8 +29,8 @@ failure failure_of(const std::exception& exception, stage caught_in);
 cf_error_handle error_of(const std::exception& exception) noexcept;
 
 /// Queues the record of `error` and returns the exit status. A null `error` means that there was no
-/// memory for it: nothing is queued, and the status is 1. No record is queued either if there is no
-/// memory for it.
+/// memory for it: nothing is queued, and the status is 1. If there is no memory for the
+/// record, none is queued, and the status is still that of `error`.
 int report_error(CFErrorRef error, output_str_state& outputter) noexcept;
 
 } // namespace vandrel

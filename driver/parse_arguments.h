@@ -10,7 +10,7 @@ namespace vandrel {
 /// The outcome of parsing a command line.
 struct parse_result {
     /// After a command line that could not be parsed: the defaults. If memory ran out, some values
-    /// may already have been stored. They serve only to report the error.
+    /// may already have been stored. Then `options` serves only to make the channel for the error.
     start_options options;
     /// What `--help` prints.
     boost::program_options::options_description description;

@@ -18,8 +18,8 @@ cf_handle<CFMutableDictionaryRef> cferror_to_dictionary(CFErrorRef error);
 /// A deep copy of property-list types only: scalars and keys are shared, arrays and dictionaries
 /// are copied, and errors become dictionaries (cferror_to_dictionary). Null and every other type
 /// give null. An element or value that cannot be copied is dropped when `strict` is 0, and so is an
-/// entry whose key is no string. Otherwise the result is null, and nothing after the failure is
-/// converted.
+/// entry whose key is no string. When `strict` is not 0, the result is null instead, and nothing
+/// after the failure is converted.
 cf_handle<CFTypeRef> make_plist_compatible(CFTypeRef value, std::int32_t strict);
 
 /// make_plist_compatible; throws std::runtime_error when that gives null and `strict` is 1.

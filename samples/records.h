@@ -173,7 +173,7 @@ private:
             where_ = " in " + report.at("Orv_OperationName").text + " at " + progress.text + " %";
         }
         const bool has_error = !error.kind.empty() && !error.is_integer(0);
-        // An error in a report counts only if the run has no completion without an error.
+        // An error in a report does not count if the device was restored.
         if (report.at("Status").text == "Failed" || has_error) {
             const bool is_lost = error.is_integer(usb_disconnection);
             note(device_failed, is_lost ? 3 : 1,

@@ -74,7 +74,7 @@ sealed class Judge
         if (!IsNumber(operation, 0))
             where = " in " + Text(Record.At(report, "Orv_OperationName")) + " at " + Text(progress) + " %";
         var hasError = error != null && !IsInteger(error, 0);
-        // An error in a report counts only if the run has no completion without an error.
+        // An error in a report does not count if the device was restored.
         if (Text(Record.At(report, "Status")) == "Failed" || hasError)
         {
             var isLost = IsInteger(error, UsbDisconnection);

@@ -160,7 +160,7 @@ class Judge:
         if operation != 0:
             self.where = f" in {report.get('Orv_OperationName')} at {progress} %"
         has_error = error is not None and not (type(error) is int and error == 0)
-        # An error in a report counts only if the run has no completion without an error.
+        # An error in a report does not count if the device was restored.
         if report.get("Status") == "Failed" or has_error:
             is_lost = type(error) is int and error == self.USB_DISCONNECTION
             self.note(self.DEVICE_FAILED, 3 if is_lost else 1,

@@ -40,8 +40,8 @@ struct bundle_file {
     bool is_verified = false;
 };
 
-/// The files whose name ends in ".ipsw", in upper or lower case. Folders in the folder are not
-/// searched. One thread at a time.
+/// The files whose name ends in ".ipsw", in upper or lower case. A folder with such a name is one
+/// that cannot be used. Folders in the folder are not searched. One thread at a time.
 class bundle_folder {
 public:
     struct settings {

@@ -37,7 +37,8 @@ struct program_result {
 };
 
 /// A program that was started, with an empty standard input. Its two output streams are read
-/// whenever a function of this class waits, on Windows all the time; the test reads the pipe. To be
+/// whenever a function of this class waits, on Windows all the time; the test reads the pipe. On
+/// POSIX, wait_for_error_text reads the pipe too, and read_pipe does not give those bytes. To be
 /// used by one thread at a time.
 class running_program {
 public:

@@ -53,10 +53,10 @@ class running_tool;
 ///                                      without `--output-pipe`
 ///     VANDREL_TESTED_PROGRAM=vandrel   runs the product, which must find the simulator under the
 ///                                      names of Apple's libraries
-///     VANDREL_FAIL_CREATIONS=1         repeats each `run` without `fail_creation` once for each
-///                                      CoreFoundation object that it creates, with that creation
-///                                      failing: the tool must end by itself with one of its exit
-///                                      statuses, and leave nothing behind
+///     VANDREL_FAIL_CREATIONS=1         repeats each `run`, unless `fail_creation` was called: once
+///                                      for each CoreFoundation object that the run creates, whose
+///                                      creation then fails. The tool must end by itself with one
+///                                      of its exit statuses, and leave nothing behind
 class tool_call {
 public:
     explicit tool_call(std::vector<std::string> arguments);

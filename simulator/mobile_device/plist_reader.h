@@ -37,9 +37,9 @@ struct numbered_word {
 ///     plist_reader device("Devices[2]", value, {"Name", "ECID"});
 ///     const std::string name = device.text("Name");
 ///
-/// Functions with `optional` in their name, `find` and `each` accept a missing key. The other
-/// functions that read a value throw scenario_error. All but `find` throw it for a value of the
-/// wrong type or outside the range.
+/// Functions with `optional` in their name, `find` and `each` accept a missing key. For a missing
+/// key, the other functions that read a value throw scenario_error. All but `find` throw it for a
+/// value of the wrong type or outside the range.
 class plist_reader {
 public:
     /// `place` is empty for the top level. Throws scenario_error when `value` is no dictionary, or

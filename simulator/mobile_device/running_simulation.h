@@ -129,7 +129,8 @@ private:
     std::vector<std::unique_ptr<timeline>> restores_;
 };
 
-/// The running simulation. Neither it nor its threads are destroyed when the process exits.
+/// The running simulation. The end of the process does not destroy it or its threads; vandrel-sim
+/// calls stop before.
 running_simulation& running();
 
 } // namespace simulator

@@ -37,7 +37,7 @@ struct restore_plan {
     double call_takes = 0;
     /// On a bench: when the device is away for the other processes.
     std::vector<away_period> away = {};
-    /// On a bench: how many seconds after the restore is completed the device returns, in Recovery
+    /// On a bench: the seconds from the end of the restore to the device's return, in Recovery
     /// mode; none: it stays away.
     std::optional<double> returns_after = std::nullopt;
 };
@@ -100,7 +100,8 @@ struct scenario {
     std::optional<registration_failure> registration_error;
     /// The result of subscribing to booted devices. Unless it is 0, no subscription is stored.
     std::int32_t subscription_result = 0;
-    /// Whether unregistering waits for a running callback for an event without `during`.
+    /// Whether unregistering waits until the callback of an event without `during`, if one is
+    /// running, has returned.
     bool unregistration_waits = false;
     /// How many seconds unregistering takes after that.
     double unregistration_takes = 0;
