@@ -120,6 +120,31 @@ class campaign(unittest.TestCase):
         self.assertEqual(len(tree.tried), 2)
 
 
+class surviving_mutants(unittest.TestCase):
+    """A worktree in which everything builds and passes."""
+
+    def survives(self, replacement):
+        with tempfile.TemporaryDirectory() as folder, \
+                mock.patch.object(mutation, "WORK", pathlib.Path(folder)), \
+                mock.patch.object(mutation, "source_of", lambda file: SOURCE):
+            tree = mutation.worktree(0)
+            tree.temporary.mkdir(parents=True)
+            path = tree.folder / "f.cpp"
+            path.parent.mkdir(parents=True)
+            tree.builds = tree.passes = tree.other_tests_pass = lambda *_, **__: True
+            # A compiler that ignores blanks.
+            tree.machine_code = lambda: path.read_text().replace(" ", "")
+            result = tree.survives(mutant("f.cpp", "constant", 0, 1, replacement))
+            self.assertEqual(path.read_text(), SOURCE)
+            return result
+
+    def test_one_with_other_machine_code_survives(self):
+        self.assertIs(self.survives("x"), True)
+
+    def test_one_with_the_same_machine_code_is_not_counted(self):
+        self.assertIsNone(self.survives(" 0"))
+
+
 class order_of_mutants(unittest.TestCase):
     def in_order(self, source, count):
         """What the mutants of the first characters change, each once as kind a and once as kind b."""

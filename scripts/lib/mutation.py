@@ -3,7 +3,8 @@
 
 A mutant is the core with one change (mutants.py). A test that fails, times out or does not build kills it. It
 survives if all tests of the core pass, except some long ones. A change of a lock has to pass the tests with the thread
-sanitizer, too. A mutant that does not compile is not counted. docs/reliability.md says of each survivor why no test
+sanitizer, too. A mutant that does not compile is not counted, nor is one that the optimiser turns into the same machine
+code. docs/reliability.md says of each survivor why no test
 kills it. The choice of mutants is the same in every run with the same sources.
 """
 import argparse
@@ -105,6 +106,7 @@ class worktree:
         self.build = self.folder / "build" / "linux"
         self.temporary = WORK / str(number) / "tmp"
         self.has_sanitized_tests = False
+        self.original_code = None
 
     def prepare(self):
         files = subprocess.run(["git", "ls-files"], cwd=ROOT, check=True, capture_output=True,
@@ -149,6 +151,25 @@ class worktree:
             self.has_sanitized_tests = True
             path.write_text(changed, encoding="utf-8")
         return self.sanitized_tests_pass()
+
+    def machine_code(self):
+        """A digest of the core's object files, optimised. They do not depend on the numbers of lines, because they have
+        no debug information."""
+        self.require(["cmake", "-S", ".", "--preset", "linux", "-B", "build/optimised", "-DCMAKE_BUILD_TYPE=",
+                      "-DCMAKE_CXX_FLAGS=-O2 -w"])
+        self.require(["ninja", "-C", "build/optimised", "-j1", "vandrel_core"])
+        digest = hashlib.sha256()
+        for file in sorted((self.folder / "build" / "optimised").rglob("*.o")):
+            digest.update(file.read_bytes())
+        return digest.digest()
+
+    def changes_nothing(self, path, source, changed):
+        """Whether the machine code of the core is that of the core without the change."""
+        if self.original_code is None:
+            path.write_text(source, encoding="utf-8")
+            self.original_code = self.machine_code()
+            path.write_text(changed, encoding="utf-8")
+        return self.machine_code() == self.original_code
 
     def succeeds(self, command, seconds, log=os.devnull, shard=None, memory=1 << 33):
         """False if it fails or runs longer than this. A shard is (index, number of shards): (1, 4) is the
@@ -195,7 +216,7 @@ class worktree:
         return all(passed)
 
     def survives(self, candidate):
-        """None if it does not compile."""
+        """None if it does not compile, or changes nothing."""
         source = source_of(candidate.file)
         path = self.folder / candidate.file
         changed = candidate.change(source)
@@ -214,9 +235,11 @@ class worktree:
                 return False
             if not self.builds("program_tests") or not self.passes("program_tests", shards=4):
                 return False
-            return (self.builds() and self.other_tests_pass(unit_tests)
-                    and (candidate.kind != "lock scope"
-                         or self.survives_the_thread_sanitizer(path, source, changed)))
+            if not self.builds() or not self.other_tests_pass(unit_tests):
+                return False
+            if candidate.kind == "lock scope" and not self.survives_the_thread_sanitizer(path, source, changed):
+                return False
+            return None if self.changes_nothing(path, source, changed) else True
         finally:
             path.write_text(source, encoding="utf-8")
 
