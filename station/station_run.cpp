@@ -22,7 +22,6 @@
 #include <iostream>
 #include <map>
 #include <memory>
-#include <set>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -151,7 +150,8 @@ public:
         }
     }
     void operator()(const tool_over& what) { take_down(what.tool); }
-    void operator()(const give_up_tool& what) { given_up_.insert(what.tool); }
+    /// Only the rules wait for tools; nothing here does.
+    void operator()(const give_up_tool&) {}
     void operator()(const log_event& what) { output_.take(what.what); }
     void operator()(const run_over& what) { exit_status_ = what.exit_status; }
 
@@ -372,7 +372,6 @@ private:
     std::shared_ptr<background_writer> cleaner_;
     std::map<std::string, std::unique_ptr<device_lock>> locks_;
     std::map<tool_id, running_tool> tools_;
-    std::set<tool_id> given_up_;
     std::vector<input> inputs_;
     std::optional<int> exit_status_;
     /// The copy of the file of restore options that the tools get.

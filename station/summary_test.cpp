@@ -14,6 +14,7 @@ TEST(printable, controls_and_marks_of_direction_are_replaced) {
                         "b\xC2\x9B"),
               "\xEF\xBF\xBD"
               "b\xEF\xBF\xBD");
+    EXPECT_EQ(printable("\xD8\x9C"), "\xEF\xBF\xBD");
 }
 
 TEST(printable, bytes_of_no_character_are_replaced) {

@@ -47,7 +47,7 @@ std::optional<character> first_character(std::string_view text) {
 
 constexpr bool turns_lines_around(char32_t code) {
     return (code >= 0x202A && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069) ||
-           code == 0x200E || code == 0x200F || code == 0x2028 || code == 0x2029;
+           code == 0x061C || code == 0x200E || code == 0x200F || code == 0x2028 || code == 0x2029;
 }
 
 struct code_range {

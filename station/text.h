@@ -13,7 +13,7 @@ namespace vandrel::station {
 
 /// `text` as valid UTF-8 without what moves a cursor or turns a line around. U+FFFD stands for each
 /// control character (line feeds, too), the separators U+2028 and U+2029, the marks of direction
-/// U+200E, U+200F, U+202A to U+202E and U+2066 to U+2069, and each byte that belongs to no
+/// U+061C, U+200E, U+200F, U+202A to U+202E and U+2066 to U+2069, and each byte that belongs to no
 /// character.
 std::string printable(std::string_view text);
 
