@@ -14,6 +14,7 @@
 #include <vector>
 
 #include <sys/socket.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -178,6 +179,32 @@ TEST(output_channel, a_record_is_on_its_way_before_there_is_another) {
     }
     EXPECT_EQ(written, "<1>\n");
     close(ends.to_write());
+    close(ends.to_read());
+}
+
+TEST(output_channel, the_writer_leaves_nothing_in_a_buffer_and_empties_standard_output_first) {
+    const auto ends = channel_ends::of_pipe();
+    std::fflush(nullptr);
+    const pid_t process = fork();
+    ASSERT_GE(process, 0);
+    if (process == 0) {
+        dup2(ends.to_write(), STDOUT_FILENO);
+        dup2(ends.to_write(), STDERR_FILENO);
+        // Only flushing empties these.
+        static std::array<std::array<char, 1000>, 2> buffers;
+        setvbuf(stdout, buffers[0].data(), _IOFBF, buffers[0].size());
+        setvbuf(stderr, buffers[1].data(), _IOFBF, buffers[1].size());
+        output_str_state channel(std::nullopt);
+        channel.set_debug(true);
+        channel.push_debug("diagnostic");
+        channel.push_output("record");
+        channel.shutdown();
+        channel.writer_loop();
+        _exit(0);
+    }
+    close(ends.to_write());
+    EXPECT_EQ(waitpid(process, nullptr, 0), process);
+    EXPECT_EQ(read_once(ends.to_read()), "record\ndiagnostic\n");
     close(ends.to_read());
 }
 

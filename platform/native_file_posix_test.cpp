@@ -4,17 +4,25 @@
 
 #include <boost/asio/error.hpp>
 #include <boost/asio/io_context.hpp>
+#include <boost/system/system_error.hpp>
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cerrno>
+#include <cstddef>
 #include <fstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <fcntl.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -43,6 +51,19 @@ protected:
         while (counts >> name >> count && name != "syscw:") {
         }
         return count;
+    }
+
+    /// From now on, no file can be added to a set that this thread waits for.
+    static void refuse_to_watch_files() {
+        std::array<sock_filter, 4> filter{{
+            BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+            BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_epoll_ctl, 0, 1),
+            BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOMEM),
+            BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+        }};
+        const sock_fprog program{static_cast<unsigned short>(filter.size()), filter.data()};
+        ASSERT_EQ(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0), 0);
+        ASSERT_EQ(prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program), 0);
     }
 
     /// The error of opening for reading; 0 when the file could be opened.
@@ -125,6 +146,25 @@ TEST_F(native_file_test, reports_too_many_open_files_as_windows_does) {
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &usual), 0);
     EXPECT_FALSE(is_open);
     EXPECT_EQ(error, 4U);
+}
+
+TEST_F(native_file_test, a_file_that_asio_cannot_take_is_closed_again) {
+    const std::string path = make_file("file");
+    const int next = open("/dev/null", O_RDONLY);
+    close(next);
+    std::thread([this, &path] {
+        refuse_to_watch_files();
+        try {
+            native_file::open_for_reading(context, path);
+            ADD_FAILURE() << "is open";
+        } catch (const boost::system::system_error& failure) {
+            EXPECT_EQ(failure.code().value(), ENOMEM);
+            EXPECT_STREQ(failure.what(), "assign: Cannot allocate memory [system:12]");
+        }
+    }).join();
+    const int next_afterwards = open("/dev/null", O_RDONLY);
+    EXPECT_EQ(next_afterwards, next);
+    close(next_afterwards);
 }
 
 TEST_F(native_file_test, reports_a_device_that_cannot_be_opened_as_windows_does) {
