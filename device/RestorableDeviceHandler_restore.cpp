@@ -56,16 +56,14 @@ void device_notifier_state::restoreDevice(_AMRestorableDevice* device) {
         },
         this);
     // A report may have fulfilled the promise during the call; its future is then ready.
-    auto completed = completion.get_future();
-    if (!becomes_ready(completed, restoreTimeout)) {
-        const auto error =
-            make_tool_error(tool_error::restore_timeout,
-                            fmt::format("Aborting, restore did not complete in {} seconds",
-                                        whole_seconds(restoreTimeout)));
-        outputter->print_formatted_error(error.get());
+    if (auto completed = completion.get_future(); becomes_ready(completed, restoreTimeout)) {
+        completed.get();
         return;
     }
-    completed.get();
+    const auto error = make_tool_error(
+        tool_error::restore_timeout, fmt::format("Aborting, restore did not complete in {} seconds",
+                                                 whole_seconds(restoreTimeout)));
+    outputter->print_formatted_error(error.get());
 }
 
 void device_notifier_state::restoreCallback(_AMRestorableDevice*, CFDictionaryRef statusDict,

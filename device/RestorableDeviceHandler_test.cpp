@@ -56,18 +56,19 @@ protected:
     session_test() { session.detectTimeout = 0; }
 
     /// Whether a notification of this type wakes a thread that waits for a change.
-    bool wakes_a_waiter(notification_type type) {
+    bool wakes_a_waiter(notification_type type,
+                        const cf_handle<_AMRestorableDevice*>& device = make_device(),
+                        std::chrono::nanoseconds limit = std::chrono::seconds(20)) {
         std::promise<void> locked;
-        auto woken = std::async(std::launch::async, [this, &locked] {
+        auto woken = std::async(std::launch::async, [this, limit, &locked] {
             auto table = session.devices.lock();
             locked.set_value();
             const auto start = std::chrono::steady_clock::now();
-            table.wait_for_change(std::chrono::seconds(20));
-            return std::chrono::steady_clock::now() - start < std::chrono::seconds(20);
+            table.wait_for_change(limit);
+            return std::chrono::steady_clock::now() - start < limit;
         });
         locked.get_future().wait();
         // The lock is free again when the thread waits; the notification takes it.
-        const auto device = make_device();
         notify(device.get(), type);
         return woken.get();
     }
@@ -310,6 +311,12 @@ TEST_F(waiting_for_a_device, each_notification_wakes_it_even_an_unknown_one) {
     EXPECT_TRUE(wakes_a_waiter(disconnected));
     EXPECT_TRUE(wakes_a_waiter(notification_type{2}));
     EXPECT_TRUE(wakes_a_waiter(notification_type{0xFFFFFFFF}));
+}
+
+TEST_F(waiting_for_a_device, an_ignored_notification_does_not_wake_it) {
+    const auto patience = std::chrono::milliseconds(50);
+    EXPECT_FALSE(wakes_a_waiter(connected, make_device(0xAB, 4), patience));
+    EXPECT_FALSE(wakes_a_waiter(connected, make_device(0), patience));
 }
 
 TEST_F(waiting_for_a_device, a_device_that_came_and_went_before_is_not_found) {

@@ -1,5 +1,7 @@
 #include "foundation/plist_values.h"
 
+#include <algorithm>
+#include <array>
 #include <stdexcept>
 
 namespace vandrel {
@@ -8,38 +10,26 @@ namespace {
 
 enum class value_kind { string, other_scalar, array, dictionary, set, error, unknown };
 
-/// Known at run time only; asking for all of them once keeps the walks cheap.
-struct type_ids {
-    CFTypeID string = CFStringGetTypeID();
-    CFTypeID number = CFNumberGetTypeID();
-    CFTypeID boolean = CFBooleanGetTypeID();
-    CFTypeID date = CFDateGetTypeID();
-    CFTypeID data = CFDataGetTypeID();
-    CFTypeID array = CFArrayGetTypeID();
-    CFTypeID dictionary = CFDictionaryGetTypeID();
-    CFTypeID set = CFSetGetTypeID();
-    CFTypeID error = CFErrorGetTypeID();
+struct kind_of_type {
+    CFTypeID type;
+    value_kind kind;
 };
 
 value_kind kind_of(CFTypeRef value) {
-    static const type_ids ids;
-    const CFTypeID type = CFGetTypeID(value);
-    if (type == ids.string) {
-        return value_kind::string;
-    }
-    if (type == ids.number || type == ids.boolean || type == ids.date || type == ids.data) {
-        return value_kind::other_scalar;
-    }
-    if (type == ids.array) {
-        return value_kind::array;
-    }
-    if (type == ids.dictionary) {
-        return value_kind::dictionary;
-    }
-    if (type == ids.set) {
-        return value_kind::set;
-    }
-    return type == ids.error ? value_kind::error : value_kind::unknown;
+    // Types are known at run time only; asking for all of them once keeps the walks cheap.
+    static const auto kinds = std::to_array<kind_of_type>({
+        {CFStringGetTypeID(), value_kind::string},
+        {CFNumberGetTypeID(), value_kind::other_scalar},
+        {CFBooleanGetTypeID(), value_kind::other_scalar},
+        {CFDateGetTypeID(), value_kind::other_scalar},
+        {CFDataGetTypeID(), value_kind::other_scalar},
+        {CFArrayGetTypeID(), value_kind::array},
+        {CFDictionaryGetTypeID(), value_kind::dictionary},
+        {CFSetGetTypeID(), value_kind::set},
+        {CFErrorGetTypeID(), value_kind::error},
+    });
+    const auto* found = std::ranges::find(kinds, CFGetTypeID(value), &kind_of_type::type);
+    return found == kinds.end() ? value_kind::unknown : found->kind;
 }
 
 bool is_string(CFTypeRef value) {

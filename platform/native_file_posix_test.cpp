@@ -53,12 +53,12 @@ protected:
         return count;
     }
 
-    /// From now on, no file can be added to a set that this thread waits for.
-    static void refuse_to_watch_files() {
+    /// From now on, this system call fails in this thread.
+    static void refuse_call(std::uint32_t call, std::uint32_t error) {
         std::array<sock_filter, 4> filter{{
             BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-            BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_epoll_ctl, 0, 1),
-            BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOMEM),
+            BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, call, 0, 1),
+            BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | error),
             BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
         }};
         const sock_fprog program{static_cast<unsigned short>(filter.size()), filter.data()};
@@ -148,12 +148,32 @@ TEST_F(native_file_test, reports_too_many_open_files_as_windows_does) {
     EXPECT_EQ(error, 4U);
 }
 
+TEST_F(native_file_test, reports_what_rarely_fails_as_windows_does) {
+    const std::string path = make_file("file");
+    const auto error_of = [&](std::uint32_t number) {
+        std::uint32_t error = 0;
+        std::thread([&] {
+            refuse_call(SYS_openat, number);
+            error = reading_error(path);
+        }).join();
+        return error;
+    };
+    EXPECT_EQ(error_of(ENFILE), 4U);
+    EXPECT_EQ(error_of(EPERM), 5U);
+    EXPECT_EQ(error_of(ENOMEM), 8U);
+    EXPECT_EQ(error_of(EROFS), 19U);
+    EXPECT_EQ(error_of(ENODEV), 21U);
+    EXPECT_EQ(error_of(EINVAL), 87U);
+    EXPECT_EQ(error_of(ENOSPC), 112U);
+    EXPECT_EQ(error_of(EDQUOT), 112U);
+}
+
 TEST_F(native_file_test, a_file_that_asio_cannot_take_is_closed_again) {
     const std::string path = make_file("file");
     const int next = open("/dev/null", O_RDONLY);
     close(next);
     std::thread([this, &path] {
-        refuse_to_watch_files();
+        refuse_call(SYS_epoll_ctl, ENOMEM);
         try {
             native_file::open_for_reading(context, path);
             ADD_FAILURE() << "is open";

@@ -98,6 +98,12 @@ TEST(command_line, an_empty_restore_path_is_missing) {
     expect_bad_command({"--restore", "", "--ecid", some_ecid}, "Missing restore IPSW path");
 }
 
+TEST(command_line, an_empty_restore_path_is_refused_before_the_platform_makes_options) {
+    const tool_run run = tool_call({"--restore", "", "--ecid", some_ecid}).run();
+    EXPECT_EQ(run.status, 3);
+    EXPECT_EQ(run.calls("AMRestoreCreateDefaultOptions"), 0);
+}
+
 TEST(command_line, a_restore_without_ecid_is_refused_before_its_path_is_checked) {
     expect_bad_command({"--restore", ""}, "Option --restore requires --ecid");
 }
