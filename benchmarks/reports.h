@@ -12,7 +12,7 @@
 
 namespace vandrel::benchmarks {
 
-/// The content of the reports, also of those that other libraries write.
+/// The content of the reports. The benchmarks of other libraries write the same.
 inline constexpr const char* report_status = "Restoring";
 inline constexpr std::int32_t report_operation = 14;
 inline constexpr const char* report_operation_name = "Verifying restore";

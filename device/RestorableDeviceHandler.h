@@ -24,9 +24,9 @@ class output_str_state;
 /// attached devices, and a private scratch directory, which the destructor removes.
 ///
 /// The driver creates it, fills in the settings and calls waitForCompletion on the worker thread.
-/// MobileDevice calls the two static callbacks with the session's address, on its own threads or on
-/// the thread that calls one of its functions. A callback after the session's destruction does
-/// nothing.
+/// MobileDevice calls the two static callbacks, through noexcept wrappers, with the session's
+/// address, on its own threads or on the thread that calls one of its functions. A callback after
+/// the session's destruction does nothing.
 ///
 /// Many members have the names that logs and MobileDevice use, so private fields do not end in an
 /// underscore.

@@ -1,7 +1,7 @@
 #pragma once
 
 /// The functions and constants of Apple's CoreFoundation that vandrel uses, under their own names.
-/// The simulator and the tests use some that the product does not; forwarded.inc lists them.
+/// The comment in forwarded.inc lists those that only the simulator and the tests use.
 ///
 /// Our own declarations, after CoreFoundation's public documentation. Whoever includes this links
 /// exactly one supplier of the functions and constants: `platform/forwarding` (Apple's libraries)

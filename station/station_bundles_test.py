@@ -108,6 +108,9 @@ class the_command(unittest.TestCase):
             self.assertIn("  right  good.ipsw  iPhone14,2\n", out)
             # What is known to be broken is not restored with.
             self.assertIn("problem", folder.listed()[1]["bad.ipsw"])
+            for same in (os.path.join(folder.path, ""), os.path.join(folder.path, ".")):
+                folder.path = same
+                self.assertIn("problem", folder.listed()[1]["bad.ipsw"], same)
 
 
 class bad_files(unittest.TestCase):

@@ -36,10 +36,10 @@ struct program_result {
     std::string pipe;
 };
 
-/// A program that was started, with an empty standard input. Its two output streams are read
-/// whenever a function of this class waits, on Windows all the time; the test reads the pipe. On
-/// POSIX, wait_for_error_text reads the pipe too, and read_pipe does not give those bytes. To be
-/// used by one thread at a time.
+/// A program that was started, with an empty standard input. Standard output and standard
+/// error are read while a function of this class waits; on Windows, all the time. read_pipe and
+/// wait read the pipe. On POSIX, wait_for_error_text reads it, too, and read_pipe does not give
+/// those bytes. To be used by one thread at a time.
 class running_program {
 public:
     /// Throws std::system_error if the program cannot be started.

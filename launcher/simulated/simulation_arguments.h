@@ -20,12 +20,13 @@ struct simulation_arguments {
     simulator::simulation_options options;
     /// The creation of a CoreFoundation object that fails, counted from 1; 0: none.
     std::int64_t failing_creation = 0;
-    /// The tool's own command line: the program's name, the tool's arguments, and a null pointer
-    /// that is not counted. Points into the command line that was parsed.
+    /// The tool's own command line: the program's name, the tool's arguments, and, at the
+    /// end, a null pointer, which is no argument. Points into the command line that was parsed.
     std::vector<const char*> tool_arguments;
 };
 
-/// An option of the simulator cannot be used. The text is one line: the option, what is wrong and
+/// An option of the simulator cannot be used. The text is one line, unless a value in it
+/// has line feeds: the option, what is wrong and
 /// what would be right.
 class simulation_arguments_error : public std::runtime_error {
 public:

@@ -25,7 +25,7 @@ public:
     std::size_t lines_before() const { return lines_before_; }
     /// The encoding to give to expat. Null: the one that the document declares, or else UTF-8.
     const char* encoding() const { return is_converted_ ? "UTF-8" : nullptr; }
-    /// Whether the document may declare that it has this encoding.
+    /// Whether a declaration of `encoding` agrees with how the document is read.
     bool may_declare(std::string_view encoding) const;
     /// Whether characters are escaped in `text`, so that `append_unescaped` is needed.
     bool is_escaped() const { return is_escaped_; }

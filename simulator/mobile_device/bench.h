@@ -39,7 +39,7 @@ public:
 
     /// Opens the bench in `folder`, a path in UTF-8. Creates one that starts now if there is none,
     /// or if its start is in the future, as after a restart of the machine. Throws
-    /// std::runtime_error with a text of one line if the folder cannot be used.
+    /// std::runtime_error with a sentence if the folder cannot be used.
     explicit bench(const std::string& folder);
 
     /// When the first process opened the bench.

@@ -27,7 +27,7 @@ public:
     enum class old_entries { remove, keep };
 
     /// Removes the old entries of the file, or keeps them and appends. `path` is UTF-8. Throws
-    /// std::runtime_error with a text of one line if the file cannot be written, or is a device or
+    /// std::runtime_error with a sentence if the file cannot be written, or is a device or
     /// a pipe.
     explicit journal(const std::string& path, old_entries old = old_entries::remove);
 

@@ -23,7 +23,7 @@ namespace simulator {
 /// from any thread.
 class running_simulation {
 public:
-    /// Throws std::runtime_error with a text of one line if the journal or the bench cannot be
+    /// Throws std::runtime_error with a sentence if the journal or the bench cannot be
     /// used.
     running_simulation(scenario played, const simulation_options& options);
     running_simulation(const running_simulation&) = delete;

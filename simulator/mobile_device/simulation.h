@@ -24,8 +24,8 @@ struct simulation_options {
     std::optional<std::string> bench = std::nullopt;
 };
 
-/// Stops the running simulation and starts `played`. Throws std::runtime_error with a text of one
-/// line if the journal or the bench cannot be used. The empty simulation then runs.
+/// Stops the running simulation and starts `played`. Throws std::runtime_error with a sentence
+/// if the journal or the bench cannot be used. The empty simulation then runs.
 void start(scenario played, const simulation_options& options = {});
 
 /// Returns when no callback is running and none will start. Retained devices can still be used. Not
