@@ -93,6 +93,26 @@ TEST(callback_gate, close_waits_for_running_callbacks_and_rejects_later_ones) {
     EXPECT_EQ(object, 2);
 }
 
+TEST(callback_gate, addresses_can_be_opened_and_closed_by_several_threads) {
+    callback_gate gate;
+    std::vector<std::thread> owners;
+    owners.reserve(2);
+    for (int thread = 0; thread < 2; ++thread) {
+        owners.emplace_back([&gate] {
+            const int object = 0;
+            for (int round = 0; round < 1000; ++round) {
+                gate.open(&object);
+                EXPECT_TRUE(gate.enter(&object));
+                gate.close(&object);
+                EXPECT_FALSE(gate.enter(&object));
+            }
+        });
+    }
+    for (auto& owner : owners) {
+        owner.join();
+    }
+}
+
 TEST(callback_gate, no_callback_uses_a_destroyed_object) {
     constexpr int rounds = 100;
     callback_gate gate;

@@ -27,7 +27,6 @@ void device_table::access::insert_or_assign(const Orv::ecid& ecid, device_handle
 
 std::vector<Orv::ecid> device_table::access::ecids() const {
     std::vector<Orv::ecid> result;
-    result.reserve(table_.devices.size());
     for (const auto& [ecid, device] : table_.devices) {
         result.push_back(ecid);
     }

@@ -64,6 +64,17 @@ TEST(output_channel, the_debug_switch_holds_for_lines_that_are_still_queued) {
     EXPECT_EQ(::testing::internal::GetCapturedStderr(), "queued before\n");
 }
 
+TEST(output_channel, debugging_can_be_switched_while_the_writer_writes) {
+    channel_capture capture;
+    for (int i = 0; i < 1000; ++i) {
+        capture.channel()->push_debug("before");
+        capture.channel()->set_debug(i % 2 == 0);
+    }
+    capture.channel()->set_debug(true);
+    capture.channel()->push_debug("last");
+    EXPECT_EQ(capture.finish().diagnostics.back(), "last");
+}
+
 TEST(output_channel, each_producer_keeps_its_order_and_no_line_is_torn) {
     constexpr int producers = 4;
     constexpr int lines = 500;

@@ -187,6 +187,19 @@ TEST_F(native_file_test, a_file_that_asio_cannot_take_is_closed_again) {
     close(next_afterwards);
 }
 
+TEST_F(native_file_test, a_file_may_have_the_number_of_a_closed_standard_input) {
+    const std::string path = make_file("file");
+    const int standard_input = dup(STDIN_FILENO);
+    close(STDIN_FILENO);
+    {
+        const auto file = native_file::open_for_reading(context, path);
+        ASSERT_TRUE(file);
+        EXPECT_EQ(file->size(), 7U);
+    }
+    EXPECT_EQ(dup2(standard_input, STDIN_FILENO), STDIN_FILENO);
+    close(standard_input);
+}
+
 TEST_F(native_file_test, reports_a_device_that_cannot_be_opened_as_windows_does) {
     const int descriptor = socket(AF_UNIX, SOCK_STREAM, 0);
     sockaddr_un address{};
