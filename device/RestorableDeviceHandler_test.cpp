@@ -317,6 +317,8 @@ TEST_F(waiting_for_a_device, an_ignored_notification_does_not_wake_it) {
     const auto patience = std::chrono::milliseconds(50);
     EXPECT_FALSE(wakes_a_waiter(connected, make_device(0xAB, 4), patience));
     EXPECT_FALSE(wakes_a_waiter(connected, make_device(0), patience));
+    session.devices.lock().begin_teardown();
+    EXPECT_FALSE(wakes_a_waiter(connected, make_device(), patience));
 }
 
 TEST_F(waiting_for_a_device, a_device_that_came_and_went_before_is_not_found) {
