@@ -99,6 +99,40 @@ std::string for_another_architecture(std::string library) {
     return library;
 }
 
+/// The headers of an ELF library as a file of 120 bytes, with one part, of which so many bytes are
+/// in the file.
+std::string headers_alone(const std::string& library, char bytes_of_part) {
+    std::string result = library.substr(0, 64) + std::string(56, '\0');
+    // The place of the parts' headers, and their number.
+    result.at(32) = 64;
+    std::fill(result.begin() + 33, result.begin() + 40, '\0');
+    result.at(56) = 1;
+    result.at(57) = 0;
+    // A part that has to be in memory, from the first byte of the file.
+    result.at(64) = 1;
+    result.at(64 + 32) = bytes_of_part;
+    result.at(64 + 40) = bytes_of_part;
+    return result;
+}
+
+TEST(launcher, misses_the_end_of_its_library_from_the_first_byte_on) {
+    const installed_product product;
+    const std::string whole = read_file(product.library());
+    if (whole.starts_with("MZ")) {
+        GTEST_SKIP() << "Windows libraries have other headers.";
+    }
+    const std::string incomplete = "it is damaged: its end is missing";
+    const std::string no_library = "object file has no dynamic section";
+    const std::vector<std::pair<std::string, std::string>> contents{
+        {headers_alone(whole, 120), no_library},
+        {headers_alone(whole, 121), incomplete},
+        {headers_alone(whole, 120).substr(0, 119), incomplete}};
+    for (const auto& [content, reason] : contents) {
+        write_file(product.library(), content);
+        EXPECT_THAT(expect_one_sentence(product.run({"--list-devices"})), HasSubstr(": " + reason));
+    }
+}
+
 TEST(launcher, says_what_is_wrong_with_its_library) {
     const installed_product product;
     const std::string whole = read_file(product.library());
