@@ -86,7 +86,7 @@ install_dependencies_linux() {
 
 install_dependencies_windows() {
     dependency windows fmt trixie/fmtlib -DFMT_TEST=OFF -DFMT_DOC=OFF
-    dependency windows expat trixie/expat/expat -DEXPAT_BUILD_TOOLS=OFF -DEXPAT_BUILD_EXAMPLES=OFF \
+    dependency windows expat bookworm/expat/expat -DEXPAT_BUILD_TOOLS=OFF -DEXPAT_BUILD_EXAMPLES=OFF \
         -DEXPAT_BUILD_TESTS=OFF -DEXPAT_BUILD_DOCS=OFF
     dependency windows googletest /usr/src/googletest
     dependency windows boost bookworm/boost1.81 -DBOOST_INSTALL_LAYOUT=system \
