@@ -86,8 +86,9 @@ install_dependencies_linux() {
 
 install_dependencies_windows() {
     dependency windows fmt trixie/fmtlib -DFMT_TEST=OFF -DFMT_DOC=OFF
+    # Its CMake option EXPAT_DTD defines XML_DTD without a value, but a patch of Debian's compares it with 1.
     dependency windows expat bookworm/expat/expat -DEXPAT_BUILD_TOOLS=OFF -DEXPAT_BUILD_EXAMPLES=OFF \
-        -DEXPAT_BUILD_TESTS=OFF -DEXPAT_BUILD_DOCS=OFF
+        -DEXPAT_BUILD_TESTS=OFF -DEXPAT_BUILD_DOCS=OFF -DEXPAT_DTD=OFF "-DCMAKE_C_FLAGS_RELEASE=-O3 -DNDEBUG -DXML_DTD=1"
     dependency windows googletest /usr/src/googletest
     dependency windows boost bookworm/boost1.81 -DBOOST_INSTALL_LAYOUT=system \
         "-DBOOST_INCLUDE_LIBRARIES=program_options;filesystem;asio;json" -DBOOST_FILESYSTEM_DISABLE_BCRYPT=ON
