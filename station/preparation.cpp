@@ -173,8 +173,11 @@ std::shared_ptr<bundle_folder> open_bundle_folder(const std::string& folder) {
     bundle_folder::settings how;
     std::error_code error;
     // Without "." and a separator at the end, which would make another folder of it for the cache.
-    how.folder = (std::filesystem::absolute(path_of(folder), error) / "").lexically_normal();
-    how.folder = how.folder.parent_path();
+    for (const auto& part : std::filesystem::absolute(path_of(folder), error)) {
+        if (!part.empty() && part != ".") {
+            how.folder /= part;
+        }
+    }
     how.cache = cache_of(how.folder);
     how.is_slow = [](const std::filesystem::path& file) {
         write_all(standard_stream::error, "vandrel-station: still reading " +

@@ -25,9 +25,8 @@ struct simulation_arguments {
     std::vector<const char*> tool_arguments;
 };
 
-/// An option of the simulator cannot be used. The text is one line, unless a value in it
-/// has line feeds: the option, what is wrong and
-/// what would be right.
+/// An option of the simulator cannot be used. The text is one line, unless a value in it has line
+/// feeds: the option, what is wrong and what would be right.
 class simulation_arguments_error : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

@@ -4,8 +4,8 @@
 A mutant is the core with one change (mutants.py). A test that fails, times out or does not build kills it. It
 survives if all tests of the core pass, except some long ones. A change of a lock has to pass the tests with the thread
 sanitizer, too. A mutant that does not compile is not counted, nor is one that the optimiser turns into the same machine
-code. docs/reliability.md says of each survivor why no test
-kills it. The choice of mutants is the same in every run with the same sources.
+code. docs/reliability.md says of each survivor why no test kills it. The choice of mutants is the same in every run
+with the same sources.
 """
 import argparse
 import collections
