@@ -11,13 +11,19 @@ namespace {
 
 /// This process's: tests that run at the same time have such windows too.
 HWND window_of_the_watch() {
-    HWND window = nullptr;
-    DWORD process = 0;
-    do {
-        window = FindWindowExW(HWND_MESSAGE, window, L"vandrel-station-usb", nullptr);
+    for (HWND last = nullptr;;) {
+        const HWND window = FindWindowExW(HWND_MESSAGE, last, L"vandrel-station-usb", nullptr);
+        DWORD process = 0;
         GetWindowThreadProcessId(window, &process);
-    } while (window != nullptr && process != GetCurrentProcessId());
-    return window;
+        if (window != nullptr && process == GetCurrentProcessId()) {
+            return window;
+        }
+        // Nothing is found after a window that has gone: then the search begins again.
+        if (window == nullptr && (last == nullptr || IsWindow(last) != FALSE)) {
+            return nullptr;
+        }
+        last = window;
+    }
 }
 
 /// As the system does it. Returns when the watch has taken it.
