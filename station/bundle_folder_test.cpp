@@ -227,6 +227,59 @@ TEST_F(bundle_folder_with_files, does_not_use_one_that_grows_while_it_is_read) {
     EXPECT_THAT(builds_of(bundle_folder(how).look(patience)), ElementsAre("is still being copied"));
 }
 
+TEST_F(bundle_folder_with_files, does_not_use_one_that_goes_while_it_is_read) {
+    const auto path = write("a.ipsw", "1A1");
+    bundle_folder::settings how = settings();
+    how.read = [&](const std::filesystem::path& each) {
+        bundle result = (*reading_)(each);
+        std::filesystem::remove(path);
+        return result;
+    };
+    EXPECT_THAT(builds_of(bundle_folder(how).look(patience)), ElementsAre("is still being copied"));
+}
+
+TEST_F(bundle_folder_with_files, reads_one_again_whose_reading_failed_for_another_reason) {
+    write("a.ipsw", "1A1");
+    bundle_folder::settings how = settings();
+    how.read = [](const std::filesystem::path&) -> bundle {
+        throw std::runtime_error("too many open files");
+    };
+    EXPECT_THAT(builds_of(bundle_folder(how).look(patience)),
+                ElementsAre("cannot be read: too many open files"));
+    EXPECT_THAT(builds_of(look()), ElementsAre("1A1"));
+}
+
+TEST_F(bundle_folder_with_files, reads_one_anew_that_has_changed_while_its_disk_was_slow) {
+    write("a.ipsw", "SLOW");
+    bundle_folder::settings how = settings();
+    how.slow = std::chrono::milliseconds(1);
+    bundle_folder folder(how);
+    EXPECT_THAT(builds_of(folder.look(std::chrono::milliseconds(20))),
+                ElementsAre("has not been read yet: its disk is slow"));
+    write("a.ipsw", "1A1");
+    EXPECT_THAT(builds_of(folder.look(patience)), ElementsAre("1A1"));
+}
+
+TEST_F(bundle_folder_with_files, keeps_its_reason_when_one_that_cannot_be_used_is_verified) {
+    write("a.ipsw", "BAD");
+    bundle_folder folder(settings());
+    folder.look(patience);
+    folder.verify(0);
+    EXPECT_THAT(builds_of(folder.look(patience)), ElementsAre("is bad"));
+}
+
+TEST_F(bundle_folder_with_files, does_not_use_one_that_has_changed_before_it_is_verified) {
+    const auto path = write("a.ipsw", "1A1");
+    bundle_folder folder(settings());
+    const std::vector<bundle_file>& files = folder.look(patience);
+    std::ofstream(path, std::ios::binary | std::ios::app) << "more";
+    folder.verify(0);
+    EXPECT_THAT(builds_of(files), ElementsAre("is still being copied"));
+    // And keeps nothing of that.
+    ASSERT_EQ(load_cache(settings().cache, folder_).size(), 1u);
+    EXPECT_TRUE(load_cache(settings().cache, folder_)[0].content);
+}
+
 TEST_F(bundle_folder_with_files, reads_the_others_when_a_disk_keeps_one_waiting) {
     write("a.ipsw", "SLOW");
     write("b.ipsw", "1A1");

@@ -95,5 +95,44 @@ TEST(restore_options, that_are_more_than_one_dictionary_are_refused) {
     EXPECT_THROW(read("<plist>" + dictionary + "</plist><plist/>"), std::runtime_error);
 }
 
+TEST(restore_options, with_another_node_for_a_text_are_refused) {
+    EXPECT_TRUE(is_refused(behavior + "<string><b/></string>"));
+    EXPECT_TRUE(is_refused(behavior + "<string><!-- Update --></string>"));
+}
+
+std::string why_not(const std::filesystem::path& path) {
+    try {
+        read_restore_options(path);
+        return "can be used";
+    } catch (const unusable_file& error) {
+        return error.why;
+    }
+}
+
+std::string why_not_with(const std::string& content) {
+    const vandrel::testing::temporary_folder made;
+    const std::filesystem::path file =
+        std::filesystem::path(made.path().string()) / "options.plist";
+    std::ofstream(file, std::ios::binary) << content;
+    return why_not(file);
+}
+
+TEST(restore_options, without_a_dictionary_are_refused) {
+    const std::string why = "cannot be used: it is no property list with a dictionary";
+    EXPECT_EQ(why_not_with("<plist><array/></plist>"), why);
+    EXPECT_EQ(why_not_with("<plist><dict></dict></plist><"), why);
+}
+
+TEST(restore_options, that_are_not_there_are_refused) {
+    const vandrel::testing::temporary_folder made;
+    EXPECT_EQ(why_not(std::filesystem::path(made.path().string()) / "none.plist"),
+              "cannot be read");
+}
+
+TEST(restore_options, that_are_too_large_are_refused) {
+    constexpr std::size_t too_large = std::size_t{16} * 1024 * 1024 + 1;
+    EXPECT_EQ(why_not_with(std::string(too_large, ' ')), "is too large for restore options");
+}
+
 } // namespace
 } // namespace vandrel::station

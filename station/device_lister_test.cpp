@@ -104,6 +104,94 @@ TEST_F(device_lister_with_scripts, lists_a_device_whose_properties_hang_without_
     }
 }
 
+TEST_F(device_lister_with_scripts, lists_a_device_whose_properties_are_an_error_without_them) {
+    write(std::string(ecid_a) + ".info",
+          record("InternalError", "<dict><key>Code</key><integer>9</integer></dict>"));
+    const input outcome = outcome_of(settings(), [](device_lister& lister) {
+        lister.start({1, {}});
+    });
+    ASSERT_TRUE(std::holds_alternative<list_arrived>(outcome));
+    const auto& devices = std::get<list_arrived>(outcome).devices;
+    ASSERT_EQ(devices.size(), 2u);
+    EXPECT_FALSE(devices[0].properties);
+    EXPECT_TRUE(devices[1].properties);
+}
+
+TEST_F(device_lister_with_scripts, lists_the_devices_without_properties_when_the_tool_has_gone) {
+    const std::filesystem::path tool = folder_ / "tool.exe";
+    std::filesystem::copy_file(path_of(SCRIPTED_TOOL), tool);
+    device_lister::settings how = settings();
+    how.tool.program = text_of(tool);
+    std::optional<input> outcome;
+    device_lister lister(context_, how, [&](input what) {
+        if (std::holds_alternative<list_continued>(what)) {
+            std::filesystem::rename(tool, folder_ / "gone");
+        } else {
+            outcome = std::move(what);
+        }
+    });
+    lister.start({1, {}});
+    context_.run_for(std::chrono::minutes(1));
+    ASSERT_TRUE(outcome);
+    ASSERT_TRUE(std::holds_alternative<list_arrived>(*outcome));
+    const auto& devices = std::get<list_arrived>(*outcome).devices;
+    EXPECT_THAT(devices, ElementsAre(Field(&listed_device::ecid, ecid_a),
+                                     Field(&listed_device::ecid, ecid_b)));
+    for (const listed_device& each : devices) {
+        EXPECT_FALSE(each.properties);
+    }
+}
+
+TEST_F(device_lister_with_scripts, leaves_no_limit_in_the_loop_when_it_goes) {
+    write(std::string(ecid_a) + ".looked", "hang");
+    device_lister::settings how = settings();
+    how.properties_limit = std::chrono::hours(1);
+    {
+        std::size_t news = 0;
+        device_lister lister(context_, how, [&](const input&) { ++news; });
+        lister.start({1, {}});
+        // The list, and the properties of the other device.
+        while (news < 2) {
+            context_.run_one();
+        }
+    }
+    context_.run_for(std::chrono::minutes(1));
+    EXPECT_TRUE(context_.stopped());
+}
+
+TEST_F(device_lister_with_scripts, goes_on_when_an_earlier_list_is_ended) {
+    const input outcome = outcome_of(settings(), [](device_lister& lister) {
+        lister.start({2, {}});
+        lister.end(1);
+    });
+    ASSERT_TRUE(std::holds_alternative<list_arrived>(outcome));
+    EXPECT_EQ(std::get<list_arrived>(outcome).list, 2u);
+}
+
+TEST_F(device_lister_with_scripts, says_once_that_a_list_has_ended_while_it_asked_for_properties) {
+    write(std::string(ecid_a) + ".looked", "hang");
+    write(std::string(ecid_b) + ".looked", "hang");
+    std::vector<input> outcomes;
+    std::size_t news = 0;
+    device_lister lister(context_, settings(), [&](input what) {
+        if (std::holds_alternative<list_continued>(what)) {
+            ++news;
+        } else {
+            outcomes.push_back(std::move(what));
+        }
+    });
+    lister.start({1, {}});
+    while (news == 0) {
+        context_.run_one();
+    }
+    lister.end(1);
+    context_.run_for(std::chrono::minutes(1));
+    ASSERT_EQ(outcomes.size(), 1u);
+    ASSERT_TRUE(std::holds_alternative<list_not_had>(outcomes[0]));
+    EXPECT_EQ(std::get<list_not_had>(outcomes[0]).why, list_failure::timed_out);
+    EXPECT_EQ(news, 1u);
+}
+
 TEST_F(device_lister_with_scripts, is_not_disturbed_by_what_is_left_of_an_earlier_list) {
     write("list.1", "hang");
     const input outcome = outcome_of(settings(), [this](device_lister& lister) {

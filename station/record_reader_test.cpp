@@ -170,4 +170,39 @@ TEST(record_reader, numbers_of_a_device_are_unsigned) {
     EXPECT_EQ(std::get<device_info_record>(read).properties.chip_id, 0xFFFFFFFF);
 }
 
+TEST(record_reader, a_number_that_is_not_only_digits_is_none) {
+    for (const char* number : {"", "12x", "9223372036854775808"}) {
+        EXPECT_TRUE(std::holds_alternative<other_error>(
+            error_in("<integer>" + std::string(number) + "</integer>")))
+            << number;
+    }
+}
+
+TEST(record_reader, a_report_without_a_status_is_unreadable) {
+    EXPECT_TRUE(std::holds_alternative<unreadable_record>(
+        read_record(document("RestoreStatus", "<dict><key>Operation</key><integer>14</integer>"
+                                              "<key>Progress</key><integer>42</integer></dict>"))));
+}
+
+TEST(record_reader, a_list_of_devices_that_is_no_array_is_unreadable) {
+    EXPECT_TRUE(std::holds_alternative<unreadable_record>(
+        read_record(document("DeviceList", "<string>00000000000000AA</string>"))));
+}
+
+TEST(record_reader, a_list_with_a_device_that_is_no_text_is_unreadable) {
+    EXPECT_TRUE(std::holds_alternative<unreadable_record>(
+        read_record(document("DeviceList", "<array><string>00000000000000AA</string>"
+                                           "<integer>170</integer></array>"))));
+}
+
+TEST(record_reader, an_internal_error_without_a_code_is_unreadable) {
+    EXPECT_TRUE(std::holds_alternative<unreadable_record>(read_record(
+        document("InternalError", "<dict><key>Description</key><string>t</string></dict>"))));
+}
+
+TEST(record_reader, a_large_record_that_ends_in_blanks_is_unreadable_when_it_is_cut_short) {
+    EXPECT_THAT(kinds_in(report().substr(0, 200) + std::string(5'000'000, ' '), 65536),
+                ElementsAre(6));
+}
+
 } // namespace vandrel::station
