@@ -82,8 +82,10 @@ void device_lister::ask(const std::string& ecid, const std::vector<std::string>&
         running_[ecid].process_over = true;
         over_when_both(ecid);
     };
-    running_[ecid].process =
+    auto process =
         tool_process::start(context_, how_.tool, arguments, how_.folder, std::move(handlers));
+    // Not before it has been started.
+    running_[ecid].process = std::move(process);
 }
 
 /// The tool keeps its own limit; this is for one that hangs, which must not cost the others the
@@ -185,7 +187,6 @@ void device_lister::ask_for_more() {
             limit(ecid);
         } catch (const std::exception&) {
             // Without its properties, then.
-            running_.erase(ecid);
         }
     }
     if (running_.empty()) {
@@ -202,7 +203,6 @@ void device_lister::finish() {
 }
 
 void device_lister::fail(list_failure why, const std::string& text) {
-    running_.erase("");
     happened_(list_not_had{list_, why, text});
 }
 
