@@ -86,6 +86,39 @@ TEST_F(preparation, refuses_a_scratch_folder_that_is_a_file) {
     }
 }
 
+/// The status and the sentence.
+std::pair<int, std::string> refusal_of(const station_arguments& arguments) {
+    try {
+        prepare(arguments);
+        return {0, "no refusal"};
+    } catch (const refusal& error) {
+        return {error.status, error.what()};
+    }
+}
+
+TEST_F(preparation, says_where_the_reasons_of_a_folder_without_a_usable_bundle_are) {
+    arguments_.what = station_command::restore;
+    arguments_.options.what = command::restore;
+    arguments_.bundles = text_of(folder_);
+    EXPECT_EQ(refusal_of(arguments_),
+              std::pair(2, printable(text_of(folder_)) + " has no bundle that can be used"));
+    std::filesystem::create_directory(folder_ / "broken.ipsw");
+    EXPECT_EQ(refusal_of(arguments_),
+              std::pair(2, printable(text_of(folder_)) + " has no bundle that can be used; "
+                                                         "the command \"bundles\" says why"));
+}
+
+TEST_F(preparation, refuses_a_folder_of_bundles_that_cannot_be_read) {
+    arguments_.what = station_command::restore;
+    arguments_.options.what = command::restore;
+    arguments_.bundles = text_of(folder_ / "none");
+    const auto [status, why] = refusal_of(arguments_);
+    EXPECT_EQ(status, 2);
+    EXPECT_TRUE(
+        why.starts_with("the folder " + printable(text_of(folder_ / "none")) + " cannot be read: "))
+        << why;
+}
+
 TEST_F(preparation, lets_no_failures_stop_what_recovers) {
     EXPECT_EQ(prepare(arguments_).options.stop_after, 0u);
 }

@@ -98,6 +98,31 @@ TEST_F(slot_file, that_cannot_be_written_is_named) {
     EXPECT_THROW(replace_slot_file(folder_, "one\n"), std::runtime_error);
 }
 
+TEST_F(slot_file, that_cannot_be_replaced_is_named_with_the_reason) {
+    const std::filesystem::path folder = folder_ / "slots.txt";
+    std::filesystem::create_directory(folder);
+    try {
+        replace_slot_file(folder, "one\n");
+        FAIL();
+    } catch (const std::runtime_error& error) {
+        EXPECT_NE(std::string(error.what()).find("slots.txt cannot be written: "),
+                  std::string::npos)
+            << error.what();
+    }
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder_), {}), 1);
+}
+
+TEST_F(slot_file, with_a_name_that_is_too_long_is_named) {
+    const std::filesystem::path file = folder_ / (std::string(300, 'x') + "slots.txt");
+    try {
+        replace_slot_file(file, "one\n");
+        FAIL();
+    } catch (const std::runtime_error& error) {
+        EXPECT_TRUE(std::string(error.what()).ends_with("xslots.txt cannot be written"))
+            << error.what();
+    }
+}
+
 listed_device at(std::uint32_t location, const std::string& ecid) {
     device_properties properties;
     properties.location_id = location;
