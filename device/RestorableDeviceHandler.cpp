@@ -28,6 +28,11 @@ void prime_mobile_device() {
     AMDeviceNotificationUnsubscribe(subscription);
 }
 
+device_handle retained(_AMRestorableDevice* device) {
+    CFRetain(device);
+    return {device, CFTypeDeleter()};
+}
+
 void enable_restore_log(output_str_state& outputter, const boost::filesystem::path& file) {
     const std::string& path = file.string();
     outputter.push_debug(fmt::format("{}: AMRestoreEnableFileLogging({})",
@@ -78,14 +83,13 @@ device_notifier_state::~device_notifier_state() {
 }
 
 void device_notifier_state::remove_scratch_directory() noexcept {
-    constexpr auto failed = static_cast<boost::uintmax_t>(-1);
     boost::system::error_code error;
-    auto removed = boost::filesystem::remove_all(scratchLocation, error);
-    if (removed == failed && error == boost::system::errc::not_enough_memory) {
+    boost::filesystem::remove_all(scratchLocation, error);
+    if (error == boost::system::errc::not_enough_memory) {
         // A command that ran out of memory has freed its objects by now, so this may succeed.
-        removed = boost::filesystem::remove_all(scratchLocation, error);
+        boost::filesystem::remove_all(scratchLocation, error);
     }
-    if (removed != failed) {
+    if (!error) {
         return;
     }
     try {
@@ -143,8 +147,7 @@ bool device_notifier_state::update_devices(_AMRestorableDevice* device, notifica
                             ecid));
         }
         log(fmt::format("{}: Adding '{}' ({})", signature, ecid, fmt::ptr(device)));
-        CFRetain(device);
-        table.insert_or_assign(ecid, device_handle(device, CFTypeDeleter()));
+        table.insert_or_assign(ecid, retained(device));
         break;
     case notification_type::disconnected:
         // The message is inverted: it is logged when the device is present. Log readers rely on it.

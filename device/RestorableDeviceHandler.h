@@ -112,11 +112,11 @@ private:
     void report_restore_status(CFDictionaryRef statusDict);
 
     std::shared_ptr<output_str_state> outputter;
-    boost::filesystem::path scratchLocation;
 
+    // Protected for tests: one makes the location empty, others wait for changes of the table.
 protected:
-    /// Its lock is taken before the output channel's own, never after. Protected, so that a test
-    /// can wait for its changes.
+    boost::filesystem::path scratchLocation;
+    /// Its lock is taken before the output channel's own, never after.
     device_table devices;
 
 private:
