@@ -227,6 +227,47 @@ TEST_F(bundle_folder_with_files, does_not_use_one_that_grows_while_it_is_read) {
     EXPECT_THAT(builds_of(bundle_folder(how).look(patience)), ElementsAre("is still being copied"));
 }
 
+TEST_F(bundle_folder_with_files, reads_a_file_again_that_could_not_be_read_for_another_reason) {
+    write("a.ipsw", "1A1");
+    bool fails = true;
+    bundle_folder::settings how = settings();
+    how.read = [&](const std::filesystem::path& path) {
+        if (std::exchange(fails, false)) {
+            throw std::runtime_error("no memory\n");
+        }
+        return (*reading_)(path);
+    };
+    bundle_folder folder(how);
+    const auto& files = folder.look(patience);
+    EXPECT_EQ(files.at(0).problem, "cannot be read: no memory\xEF\xBF\xBD");
+    EXPECT_TRUE(files.at(0).is_passing);
+    EXPECT_THAT(builds_of(folder.look(patience)), ElementsAre("1A1"));
+}
+
+TEST_F(bundle_folder_with_files, does_not_judge_the_sums_of_a_file_that_changes_meanwhile) {
+    write("a.ipsw", "1A1");
+    bundle_folder folder(settings());
+    const auto& files = folder.look(patience);
+    write("a.ipsw", "1A1 and more");
+    folder.verify(0);
+    EXPECT_THAT(builds_of(files), ElementsAre("is still being copied"));
+    EXPECT_TRUE(files.at(0).is_passing);
+    // Nor those of one that cannot be used.
+    folder.verify(0);
+    EXPECT_THAT(builds_of(files), ElementsAre("is still being copied"));
+    EXPECT_THAT(builds_of(folder.look(patience)), ElementsAre("1A1 and more"));
+}
+
+TEST_F(bundle_folder_with_files, does_not_wait_for_a_disk_at_its_end) {
+    write("a.ipsw", "SLOW");
+    {
+        bundle_folder folder(settings());
+        folder.look(std::chrono::milliseconds(1));
+    }
+    // A folder that waited would never come here.
+    EXPECT_FALSE(reading_->is_let_go);
+}
+
 TEST_F(bundle_folder_with_files, reads_the_others_when_a_disk_keeps_one_waiting) {
     write("a.ipsw", "SLOW");
     write("b.ipsw", "1A1");

@@ -95,5 +95,29 @@ TEST(restore_options, that_are_more_than_one_dictionary_are_refused) {
     EXPECT_THROW(read("<plist>" + dictionary + "</plist><plist/>"), std::runtime_error);
 }
 
+/// What is said of a file in `folder` after its name.
+std::string refusal_of(const std::filesystem::path& path) {
+    try {
+        read_restore_options(path);
+        return "";
+    } catch (const std::runtime_error& error) {
+        const std::string text = error.what();
+        const std::string name = printable(text_of(path));
+        EXPECT_TRUE(text.starts_with(name)) << text;
+        return text.substr(name.size());
+    }
+}
+
+TEST(restore_options, that_cannot_be_read_or_are_too_large_are_refused) {
+    const vandrel::testing::temporary_folder made;
+    const std::filesystem::path folder(made.path().string());
+    const std::string options = "<plist><dict>" + update + "</dict></plist>";
+    const std::string blanks(16U << 20U, ' ');
+    std::ofstream(folder / "large", std::ios::binary) << options << blanks;
+    EXPECT_EQ(refusal_of(folder / "large"), " is too large for restore options");
+    EXPECT_EQ(refusal_of(folder), " cannot be read");
+    EXPECT_EQ(refusal_of(folder / "missing"), " cannot be read");
+}
+
 } // namespace
 } // namespace vandrel::station
