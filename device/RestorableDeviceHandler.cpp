@@ -1,7 +1,6 @@
 #include "device/RestorableDeviceHandler.h"
 
 #include "debug/status_text.h"
-#include "device/callback_gate.h"
 #include "foundation/cf_text.h"
 #include "foundation/monotonic_clock.h"
 #include "output/diagnostic_names.h"
@@ -54,6 +53,14 @@ callback_gate& device_notifier_state::gate() {
     return gate;
 }
 
+callback_gate::visit device_notifier_state::enter(const diagnostic_name& callback,
+                                                  const void* context) {
+    if (context == nullptr) {
+        fail_session_assertion(callback, "context");
+    }
+    return gate().enter(context);
+}
+
 device_notifier_state::device_notifier_state(
     std::shared_ptr<output_str_state> output_channel,
     const std::optional<boost::filesystem::path>& amrLogFile,
@@ -103,10 +110,7 @@ void device_notifier_state::remove_scratch_directory() noexcept {
 
 void device_notifier_state::deviceNotificationCallback(_AMRestorableDevice* device,
                                                        notification_type type, void* context) {
-    if (context == nullptr) {
-        fail_session_assertion(names::deviceNotificationCallback, "context");
-    }
-    const auto visit = gate().enter(context);
+    const auto visit = enter(names::deviceNotificationCallback, context);
     if (!visit) {
         return;
     }

@@ -67,15 +67,14 @@ cf_handle<CFMutableDictionaryRef> make_restore_options(const boost::filesystem::
     if (!options) {
         throw std::runtime_error("AMRestoreCreateDefaultOptions failed");
     }
-    const auto personalized_bundle = scratch / "PRB" / std::to_string(next_bundle_number());
-    set_values(
-        options.get(),
-        {
-            {CFSTR("AuthInstallRestoreBehavior"), erase ? CFSTR("Erase") : CFSTR("Update")},
-            {CFSTR("BootImageType"), erase ? CFSTR("UserOrInternal") : CFSTR("Update")},
-            {CFSTR("PersonalizedRestoreBundlePath"), make_path_string(personalized_bundle).get()},
-            {CFSTR("RestoreBundlePath"), make_path_string(bundle).get()},
-        });
+    set_values(options.get(),
+               {
+                   {CFSTR("AuthInstallRestoreBehavior"), erase ? CFSTR("Erase") : CFSTR("Update")},
+                   {CFSTR("BootImageType"), erase ? CFSTR("UserOrInternal") : CFSTR("Update")},
+                   {CFSTR("PersonalizedRestoreBundlePath"),
+                    make_path_string(scratch / "PRB" / std::to_string(next_bundle_number())).get()},
+                   {CFSTR("RestoreBundlePath"), make_path_string(bundle).get()},
+               });
     return options;
 }
 

@@ -38,11 +38,17 @@ error_code make_error(file_error code) {
     return {static_cast<int>(code), file_error_category::instance()};
 }
 
+/// Gives back what a system call gave. If that is nothing, reports the last error.
+template<class Result, class Step>
+std::optional<Result> checked(std::optional<Result> result, error_code* error, const Step& step) {
+    report(result ? error_code() : last_win32_error(), error, step);
+    return result;
+}
+
 native_file open_for_reading(const boost::filesystem::path& path) {
-    auto opened = native_file::open_for_reading(shared_context(), path);
-    report(opened ? error_code() : last_win32_error(), nullptr,
-           [&] { return fmt::format("when opening file '{}' for reading", path.string()); });
-    return std::move(*opened);
+    return *checked(native_file::open_for_reading(shared_context(), path), nullptr, [&] {
+        return fmt::format("when opening file '{}' for reading", path.string());
+    });
 }
 
 } // namespace
@@ -50,17 +56,15 @@ native_file open_for_reading(const boost::filesystem::path& path) {
 file::file(const boost::filesystem::path& path) : path_(path), file_(open_for_reading(path)) {}
 
 std::optional<native_file> file::create(const boost::filesystem::path& path, error_code* error) {
-    auto created = native_file::create_for_writing(shared_context(), path);
-    report(created ? error_code() : last_win32_error(), error,
-           [&] { return fmt::format("when creating new file '{}' for writing", path.string()); });
-    return created;
+    return checked(native_file::create_for_writing(shared_context(), path), error, [&] {
+        return fmt::format("when creating new file '{}' for writing", path.string());
+    });
 }
 
 std::uint64_t file::size(error_code* error) const {
-    const auto size = file_.size();
-    report(size ? error_code() : last_win32_error(), error,
-           [&] { return fmt::format("when getting size of file '{}'", path_.string()); });
-    return size.value_or(0);
+    return checked(file_.size(), error,
+                   [&] { return fmt::format("when getting size of file '{}'", path_.string()); })
+        .value_or(0);
 }
 
 std::vector<std::uint8_t>& file::read_whole(std::vector<std::uint8_t>& bytes,
