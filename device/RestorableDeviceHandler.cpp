@@ -1,7 +1,6 @@
 #include "device/RestorableDeviceHandler.h"
 
 #include "debug/status_text.h"
-#include "device/callback_gate.h"
 #include "foundation/cf_text.h"
 #include "foundation/monotonic_clock.h"
 #include "output/diagnostic_names.h"
@@ -28,6 +27,11 @@ void prime_mobile_device() {
     AMDeviceNotificationUnsubscribe(subscription);
 }
 
+device_handle retained(_AMRestorableDevice* device) {
+    CFRetain(device);
+    return {device, CFTypeDeleter()};
+}
+
 void enable_restore_log(output_str_state& outputter, const boost::filesystem::path& file) {
     const std::string& path = file.string();
     outputter.push_debug(fmt::format("{}: AMRestoreEnableFileLogging({})",
@@ -47,6 +51,14 @@ callback_gate& device_notifier_state::gate() {
     // Never destroyed: callbacks come until the very end of the process.
     static callback_gate& gate = *new callback_gate;
     return gate;
+}
+
+callback_gate::visit device_notifier_state::enter(const diagnostic_name& callback,
+                                                  const void* context) {
+    if (context == nullptr) {
+        fail_session_assertion(callback, "context");
+    }
+    return gate().enter(context);
 }
 
 device_notifier_state::device_notifier_state(
@@ -78,14 +90,13 @@ device_notifier_state::~device_notifier_state() {
 }
 
 void device_notifier_state::remove_scratch_directory() noexcept {
-    constexpr auto failed = static_cast<boost::uintmax_t>(-1);
     boost::system::error_code error;
-    auto removed = boost::filesystem::remove_all(scratchLocation, error);
-    if (removed == failed && error == boost::system::errc::not_enough_memory) {
+    boost::filesystem::remove_all(scratchLocation, error);
+    if (error == boost::system::errc::not_enough_memory) {
         // A command that ran out of memory has freed its objects by now, so this may succeed.
-        removed = boost::filesystem::remove_all(scratchLocation, error);
+        boost::filesystem::remove_all(scratchLocation, error);
     }
-    if (removed != failed) {
+    if (!error) {
         return;
     }
     try {
@@ -99,10 +110,7 @@ void device_notifier_state::remove_scratch_directory() noexcept {
 
 void device_notifier_state::deviceNotificationCallback(_AMRestorableDevice* device,
                                                        notification_type type, void* context) {
-    if (context == nullptr) {
-        fail_session_assertion(names::deviceNotificationCallback, "context");
-    }
-    const auto visit = gate().enter(context);
+    const auto visit = enter(names::deviceNotificationCallback, context);
     if (!visit) {
         return;
     }
@@ -143,8 +151,7 @@ bool device_notifier_state::update_devices(_AMRestorableDevice* device, notifica
                             ecid));
         }
         log(fmt::format("{}: Adding '{}' ({})", signature, ecid, fmt::ptr(device)));
-        CFRetain(device);
-        table.insert_or_assign(ecid, device_handle(device, CFTypeDeleter()));
+        table.insert_or_assign(ecid, retained(device));
         break;
     case notification_type::disconnected:
         // The message is inverted: it is logged when the device is present. Log readers rely on it.

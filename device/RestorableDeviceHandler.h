@@ -1,6 +1,7 @@
 #pragma once
 
 #include "debug/device_state.h"
+#include "device/callback_gate.h"
 #include "device/device_operation.h"
 #include "device/device_table.h"
 #include "driver/ecid.h"
@@ -17,8 +18,8 @@
 
 namespace vandrel {
 
-class callback_gate;
 class output_str_state;
+struct diagnostic_name;
 
 /// One run's session with MobileDevice: the chosen command and its settings, the table of the
 /// attached devices, and a private scratch directory, which the destructor removes.
@@ -99,6 +100,9 @@ public:
 private:
     /// Lets callbacks use live sessions only.
     static callback_gate& gate();
+    /// The visit of `callback` to the session `context`. Throws std::invalid_argument when
+    /// `context` is null.
+    static callback_gate::visit enter(const diagnostic_name& callback, const void* context);
 
     void remove_scratch_directory() noexcept;
     /// Whether to wake waiters: false if the notification was ignored, otherwise true, even for an
@@ -112,11 +116,11 @@ private:
     void report_restore_status(CFDictionaryRef statusDict);
 
     std::shared_ptr<output_str_state> outputter;
-    boost::filesystem::path scratchLocation;
 
+    // Protected for tests: one makes the location empty, others wait for changes of the table.
 protected:
-    /// Its lock is taken before the output channel's own, never after. Protected, so that a test
-    /// can wait for its changes.
+    boost::filesystem::path scratchLocation;
+    /// Its lock is taken before the output channel's own, never after.
     device_table devices;
 
 private:

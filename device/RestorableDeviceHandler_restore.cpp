@@ -1,6 +1,5 @@
 #include "debug/status_text.h"
 #include "device/RestorableDeviceHandler.h"
-#include "device/callback_gate.h"
 #include "device/restore_options.h"
 #include "device/restore_status.h"
 #include "driver/tool_error.h"
@@ -68,10 +67,7 @@ void device_notifier_state::restoreDevice(_AMRestorableDevice* device) {
 
 void device_notifier_state::restoreCallback(_AMRestorableDevice*, CFDictionaryRef statusDict,
                                             void* context) {
-    if (context == nullptr) {
-        fail_session_assertion(diagnostic_names::restoreCallback, "context");
-    }
-    if (const auto visit = gate().enter(context)) {
+    if (const auto visit = enter(diagnostic_names::restoreCallback, context)) {
         static_cast<device_notifier_state*>(context)->report_restore_status(statusDict);
     }
 }

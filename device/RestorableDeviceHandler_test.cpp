@@ -43,11 +43,12 @@ cf_handle<_AMRestorableDevice*> make_device(std::uint64_t ecid = 0xAB, std::uint
     return cf_handle<_AMRestorableDevice*>(simulator::create_device(std::move(description)));
 }
 
-/// A session that lets a test wait for changes of its devices.
+/// A session that lets a test wait for changes of its devices, and empty its scratch location.
 class open_session : public device_notifier_state {
 public:
     using device_notifier_state::device_notifier_state;
     using device_notifier_state::devices;
+    using device_notifier_state::scratchLocation;
 };
 
 /// A session of its own channel, called the way MobileDevice calls it.
@@ -435,6 +436,16 @@ TEST(session, its_end_removes_the_scratch_directory_with_all_in_it) {
     }
     EXPECT_FALSE(boost::filesystem::exists(scratch));
     EXPECT_EQ(capture.finish().diagnostics.size(), 1U);
+}
+
+TEST(session, its_end_without_a_scratch_location_ends_the_process) {
+    const auto end_without_location = [] {
+        open_session session(std::make_shared<output_str_state>(std::nullopt), std::nullopt,
+                             std::nullopt);
+        session.scratchLocation.clear();
+    };
+    EXPECT_DEATH(end_without_location(), "device_notifier_state::~device_notifier_state\\(void\\) "
+                                         "Assertion !scratchLocation.empty\\(\\) failed");
 }
 
 TEST(session, a_scratch_directory_that_cannot_be_removed_is_only_logged) {

@@ -15,30 +15,16 @@ std::optional<std::string> take_text(CFStringRef string) {
     return copy_utf8(string);
 }
 
-/// A null value is left out.
-void set(CFMutableDictionaryRef dictionary, CFStringRef key, CFTypeRef value) {
-    if (value != nullptr) {
-        CFDictionarySetValue(dictionary, key, value);
-    }
+cf_handle<CFNumberRef> make_number(std::uint16_t value) {
+    return cf_handle<CFNumberRef>(CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt16Type, &value));
 }
 
-void set_number(CFMutableDictionaryRef dictionary, CFStringRef key, std::uint16_t value) {
-    const cf_handle<CFNumberRef> number(
-        CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt16Type, &value));
-    set(dictionary, key, number.get());
+cf_handle<CFNumberRef> make_number(std::uint32_t value) {
+    return cf_handle<CFNumberRef>(CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt32Type, &value));
 }
 
-void set_number(CFMutableDictionaryRef dictionary, CFStringRef key, std::uint32_t value) {
-    const cf_handle<CFNumberRef> number(
-        CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt32Type, &value));
-    set(dictionary, key, number.get());
-}
-
-void set_text(CFMutableDictionaryRef dictionary, CFStringRef key,
-              const std::optional<std::string>& text) {
-    if (text) {
-        set(dictionary, key, make_cfstring(*text).get());
-    }
+cf_handle<CFStringRef> make_text(const std::optional<std::string>& text) {
+    return text ? make_cfstring(*text) : nullptr;
 }
 
 } // namespace
@@ -61,16 +47,19 @@ device_properties make_device_info(Orv::ecid ecid, _AMRestorableDevice* device) 
 cf_handle<CFMutableDictionaryRef> device_info_dictionary(const device_properties& properties) {
     auto dictionary = make_dictionary();
     if (dictionary) {
-        set(dictionary.get(), CFSTR("ECID"), ecid_cfstring(properties.ecid).get());
-        set_number(dictionary.get(), CFSTR("ProductID"), properties.productId);
-        set_number(dictionary.get(), CFSTR("BoardID"), properties.boardId);
-        set_number(dictionary.get(), CFSTR("ChipID"), properties.chipId);
-        set_number(dictionary.get(), CFSTR("ProductType"), properties.productType);
-        set_number(dictionary.get(), CFSTR("FusingInfo"), properties.fusingInfo);
-        set_number(dictionary.get(), CFSTR("LocationID"), properties.locationId);
-        set_text(dictionary.get(), CFSTR("SerialNumber"), properties.serialNumber);
-        set_text(dictionary.get(), CFSTR("ProductString"), properties.productString);
-        set_text(dictionary.get(), CFSTR("Description"), properties.description);
+        set_values(dictionary.get(),
+                   {
+                       {CFSTR("ECID"), ecid_cfstring(properties.ecid).get()},
+                       {CFSTR("ProductID"), make_number(properties.productId).get()},
+                       {CFSTR("BoardID"), make_number(properties.boardId).get()},
+                       {CFSTR("ChipID"), make_number(properties.chipId).get()},
+                       {CFSTR("ProductType"), make_number(properties.productType).get()},
+                       {CFSTR("FusingInfo"), make_number(properties.fusingInfo).get()},
+                       {CFSTR("LocationID"), make_number(properties.locationId).get()},
+                       {CFSTR("SerialNumber"), make_text(properties.serialNumber).get()},
+                       {CFSTR("ProductString"), make_text(properties.productString).get()},
+                       {CFSTR("Description"), make_text(properties.description).get()},
+                   });
     }
     return dictionary;
 }

@@ -3,6 +3,7 @@
 #include "driver/tool_error.h"
 #include "foundation/cf_text.h"
 #include "foundation/file.h"
+#include "foundation/plist_values.h"
 #include "platform/mobile_device.h"
 
 #include <fmt/format.h>
@@ -66,16 +67,14 @@ cf_handle<CFMutableDictionaryRef> make_restore_options(const boost::filesystem::
     if (!options) {
         throw std::runtime_error("AMRestoreCreateDefaultOptions failed");
     }
-    const auto set = [&options](CFStringRef key, CFStringRef value) {
-        CFDictionarySetValue(options.get(), key, value);
-    };
-    set(CFSTR("AuthInstallRestoreBehavior"), erase ? CFSTR("Erase") : CFSTR("Update"));
-    set(CFSTR("BootImageType"), erase ? CFSTR("UserOrInternal") : CFSTR("Update"));
-    const auto personalized_bundle =
-        make_path_string(scratch / "PRB" / std::to_string(next_bundle_number()));
-    const auto bundle_path = make_path_string(bundle);
-    set(CFSTR("PersonalizedRestoreBundlePath"), personalized_bundle.get());
-    set(CFSTR("RestoreBundlePath"), bundle_path.get());
+    set_values(options.get(),
+               {
+                   {CFSTR("AuthInstallRestoreBehavior"), erase ? CFSTR("Erase") : CFSTR("Update")},
+                   {CFSTR("BootImageType"), erase ? CFSTR("UserOrInternal") : CFSTR("Update")},
+                   {CFSTR("PersonalizedRestoreBundlePath"),
+                    make_path_string(scratch / "PRB" / std::to_string(next_bundle_number())).get()},
+                   {CFSTR("RestoreBundlePath"), make_path_string(bundle).get()},
+               });
     return options;
 }
 

@@ -38,11 +38,9 @@ CFStringRef description_of(tool_error code) {
 cf_error_handle make_tool_error(tool_error code, const std::string& detail) {
     const auto user_info = make_dictionary();
     if (user_info) {
-        CFDictionarySetValue(user_info.get(), kCFErrorLocalizedDescriptionKey,
-                             description_of(code));
-        if (const auto reason = make_cfstring(detail)) {
-            CFDictionarySetValue(user_info.get(), kCFErrorLocalizedFailureReasonKey, reason.get());
-        }
+        set_values(user_info.get(),
+                   {{kCFErrorLocalizedDescriptionKey, description_of(code)},
+                    {kCFErrorLocalizedFailureReasonKey, make_cfstring(detail).get()}});
     }
     cf_error_handle error(CFErrorCreate(kCFAllocatorDefault, CFSTR("vandrel"),
                                         static_cast<CFIndex>(code), user_info.get()));

@@ -23,18 +23,14 @@ boost::asio::io_context& shared_context() {
     return context;
 }
 
-/// Stores the failure. Without `error` throws it, with the text of `step`.
+/// Stores the result of a step. Without `error` throws it if it is a failure, with the text of
+/// `step`.
 template<class Step>
-void report(const error_code& failure, error_code* error, const Step& step) {
-    if (error == nullptr) {
-        throw boost::system::system_error(failure, step());
-    }
-    *error = failure;
-}
-
-void clear(error_code* error) {
+void report(const error_code& result, error_code* error, const Step& step) {
     if (error != nullptr) {
-        error->clear();
+        *error = result;
+    } else if (result) {
+        throw boost::system::system_error(result, step());
     }
 }
 
@@ -42,14 +38,17 @@ error_code make_error(file_error code) {
     return {static_cast<int>(code), file_error_category::instance()};
 }
 
+/// Gives back what a system call gave. If that is nothing, reports the last error.
+template<class Result, class Step>
+std::optional<Result> checked(std::optional<Result> result, error_code* error, const Step& step) {
+    report(result ? error_code() : last_win32_error(), error, step);
+    return result;
+}
+
 native_file open_for_reading(const boost::filesystem::path& path) {
-    auto opened = native_file::open_for_reading(shared_context(), path);
-    if (!opened) {
-        const error_code failure = last_win32_error();
-        report(failure, nullptr,
-               [&] { return fmt::format("when opening file '{}' for reading", path.string()); });
-    }
-    return std::move(*opened);
+    return *checked(native_file::open_for_reading(shared_context(), path), nullptr, [&] {
+        return fmt::format("when opening file '{}' for reading", path.string());
+    });
 }
 
 } // namespace
@@ -57,26 +56,15 @@ native_file open_for_reading(const boost::filesystem::path& path) {
 file::file(const boost::filesystem::path& path) : path_(path), file_(open_for_reading(path)) {}
 
 std::optional<native_file> file::create(const boost::filesystem::path& path, error_code* error) {
-    clear(error);
-    auto created = native_file::create_for_writing(shared_context(), path);
-    if (!created) {
-        const error_code failure = last_win32_error();
-        report(failure, error, [&] {
-            return fmt::format("when creating new file '{}' for writing", path.string());
-        });
-    }
-    return created;
+    return checked(native_file::create_for_writing(shared_context(), path), error, [&] {
+        return fmt::format("when creating new file '{}' for writing", path.string());
+    });
 }
 
 std::uint64_t file::size(error_code* error) const {
-    clear(error);
-    const auto size = file_.size();
-    if (!size) {
-        const error_code failure = last_win32_error();
-        report(failure, error,
-               [&] { return fmt::format("when getting size of file '{}'", path_.string()); });
-    }
-    return size.value_or(0);
+    return checked(file_.size(), error,
+                   [&] { return fmt::format("when getting size of file '{}'", path_.string()); })
+        .value_or(0);
 }
 
 std::vector<std::uint8_t>& file::read_whole(std::vector<std::uint8_t>& bytes,

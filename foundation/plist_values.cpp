@@ -39,11 +39,14 @@ bool is_string(CFTypeRef value) {
 /// The state of one walk over a container that is being copied.
 template<class Container>
 struct copy_walk {
-    Container copy;
+    cf_handle<Container> copy;
     std::int32_t strict;
     bool failed = false;
 
     void drop() { failed = failed || strict != 0; }
+    cf_handle<CFTypeRef> result() {
+        return failed ? nullptr : cf_handle<CFTypeRef>(copy.release());
+    }
 };
 
 void copy_element(const void* value, void* context) {
@@ -52,7 +55,7 @@ void copy_element(const void* value, void* context) {
         return;
     }
     if (const auto copy = make_plist_compatible(value, walk.strict)) {
-        CFArrayAppendValue(walk.copy, copy.get());
+        CFArrayAppendValue(walk.copy.get(), copy.get());
     } else {
         walk.drop();
     }
@@ -65,31 +68,30 @@ void copy_entry(const void* key, const void* value, void* context) {
     }
     const auto copy = is_string(key) ? make_plist_compatible(value, walk.strict) : nullptr;
     if (copy) {
-        CFDictionarySetValue(walk.copy, key, copy.get());
+        CFDictionarySetValue(walk.copy.get(), key, copy.get());
     } else {
         walk.drop();
     }
 }
 
 cf_handle<CFTypeRef> copy_array(CFArrayRef array, std::int32_t strict) {
-    cf_handle<CFMutableArrayRef> copy(
-        CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks));
-    if (!copy) {
+    copy_walk<CFMutableArrayRef> walk{cf_handle<CFMutableArrayRef>(CFArrayCreateMutable(
+                                          kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks)),
+                                      strict};
+    if (!walk.copy) {
         return nullptr;
     }
-    copy_walk<CFMutableArrayRef> walk{copy.get(), strict};
     CFArrayApplyFunction(array, CFRange{0, CFArrayGetCount(array)}, copy_element, &walk);
-    return walk.failed ? nullptr : cf_handle<CFTypeRef>(copy.release());
+    return walk.result();
 }
 
 cf_handle<CFTypeRef> copy_dictionary(CFDictionaryRef dictionary, std::int32_t strict) {
-    auto copy = make_dictionary();
-    if (!copy) {
+    copy_walk<CFMutableDictionaryRef> walk{make_dictionary(), strict};
+    if (!walk.copy) {
         return nullptr;
     }
-    copy_walk<CFMutableDictionaryRef> walk{copy.get(), strict};
     CFDictionaryApplyFunction(dictionary, copy_entry, &walk);
-    return walk.failed ? nullptr : cf_handle<CFTypeRef>(copy.release());
+    return walk.result();
 }
 
 /// The state of one walk over a container that is being checked.
@@ -120,6 +122,15 @@ cf_handle<CFMutableDictionaryRef> make_dictionary() {
         kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
 }
 
+void set_values(CFMutableDictionaryRef dictionary,
+                std::initializer_list<std::pair<CFStringRef, CFTypeRef>> entries) {
+    for (const auto& [key, value] : entries) {
+        if (value != nullptr) {
+            CFDictionarySetValue(dictionary, key, value);
+        }
+    }
+}
+
 cf_handle<CFMutableDictionaryRef> cferror_to_dictionary(CFErrorRef error) {
     if (error == nullptr) {
         return nullptr;
@@ -128,15 +139,14 @@ cf_handle<CFMutableDictionaryRef> cferror_to_dictionary(CFErrorRef error) {
     if (!dictionary) {
         return nullptr;
     }
-    const auto set = [&dictionary](CFStringRef key, CFTypeRef value) {
-        if (value != nullptr) {
-            CFDictionarySetValue(dictionary.get(), key, value);
-        }
-    };
-    set(CFSTR("Domain"), CFErrorGetDomain(error));
-    set(CFSTR("Code"), copy_code(error).get());
-    set(CFSTR("Description"), cf_handle<CFStringRef>(CFErrorCopyDescription(error)).get());
-    set(CFSTR("FailureReason"), cf_handle<CFStringRef>(CFErrorCopyFailureReason(error)).get());
+    set_values(
+        dictionary.get(),
+        {
+            {CFSTR("Domain"), CFErrorGetDomain(error)},
+            {CFSTR("Code"), copy_code(error).get()},
+            {CFSTR("Description"), cf_handle<CFStringRef>(CFErrorCopyDescription(error)).get()},
+            {CFSTR("FailureReason"), cf_handle<CFStringRef>(CFErrorCopyFailureReason(error)).get()},
+        });
     return dictionary;
 }
 

@@ -5,11 +5,18 @@
 #include "foundation/cf_handle.h"
 
 #include <cstdint>
+#include <initializer_list>
+#include <utility>
 
 namespace vandrel {
 
 /// A new, empty dictionary that retains its keys and values. Null if it cannot be made.
 cf_handle<CFMutableDictionaryRef> make_dictionary();
+
+/// Adds the entries to `dictionary`, which retains their values. Leaves out those with a null
+/// value.
+void set_values(CFMutableDictionaryRef dictionary,
+                std::initializer_list<std::pair<CFStringRef, CFTypeRef>> entries);
 
 /// A new dictionary that describes `error`: "Domain", "Code", "Description" and "FailureReason",
 /// each only when the error has it. Null for a null error, or when it cannot be made.

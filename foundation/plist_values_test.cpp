@@ -44,8 +44,10 @@ bool equal(CFTypeRef left, CFTypeRef right) {
 
 // --- cferror_to_dictionary
 
-TEST(cferror_to_dictionary, null_gives_null) {
+TEST(cferror_to_dictionary, null_gives_null_and_nothing_is_made) {
+    const auto before = simulator::creation_count();
     EXPECT_EQ(cferror_to_dictionary(nullptr), nullptr);
+    EXPECT_EQ(simulator::creation_count(), before);
 }
 
 TEST(cferror_to_dictionary, an_error_without_texts_has_domain_and_code_only) {

@@ -21,8 +21,7 @@ void output_str_state::print_value(CFStringRef type, CFTypeRef value) {
     CFErrorRef error_out = nullptr;
     cf_handle<CFDataRef> data;
     if (record) {
-        CFDictionarySetValue(record.get(), CFSTR("Type"), type);
-        CFDictionarySetValue(record.get(), CFSTR("Value"), value);
+        set_values(record.get(), {{CFSTR("Type"), type}, {CFSTR("Value"), value}});
         data.reset(CFPropertyListCreateData(kCFAllocatorDefault, record.get(),
                                             kCFPropertyListXMLFormat_v1_0, kCFPropertyListImmutable,
                                             &error_out));
@@ -36,7 +35,7 @@ void output_str_state::print_value(CFStringRef type, CFTypeRef value) {
     const cf_handle<CFStringRef> document(
         CFStringCreateWithBytes(kCFAllocatorDefault, CFDataGetBytePtr(data.get()),
                                 CFDataGetLength(data.get()), kCFStringEncodingUTF8, false));
-    if (!document || CFStringGetLength(document.get()) < 1) {
+    if (!document || CFStringGetLength(document.get()) == 0) {
         push_debug(fmt::format("{}: CFStringCreateWithBytes failed - unknown", signature));
         return;
     }
@@ -49,13 +48,11 @@ void output_str_state::print_value(const std::string& type, CFTypeRef value) {
 
 void output_str_state::print_formatted_error(CFErrorRef error) {
     constexpr auto signature = diagnostic_names::print_formatted_error.signature;
-    if (error == nullptr) {
-        push_debug(fmt::format("{}: invalid argument", signature));
-        return;
-    }
     const auto dictionary = cferror_to_dictionary(error);
     if (!dictionary) {
-        push_debug(fmt::format("{}: could not create error dict", signature));
+        push_debug(
+            fmt::format("{}: {}", signature,
+                        error == nullptr ? "invalid argument" : "could not create error dict"));
         return;
     }
     print_value(CFSTR("InternalError"), dictionary.get());

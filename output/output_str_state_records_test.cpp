@@ -70,6 +70,16 @@ TEST(print_value, a_set_is_refused_for_it_has_no_xml_form) {
     expect_diagnostic_only(capture, print_value_says + "object not valid for XML plist");
 }
 
+TEST(print_value, nothing_is_made_for_a_value_that_is_refused) {
+    const cf_handle<CFMutableSetRef> set(
+        CFSetCreateMutable(kCFAllocatorDefault, 0, &kCFTypeSetCallBacks));
+    channel_capture capture;
+    const auto before = simulator::creation_count();
+    capture.channel()->print_value(CFSTR("DeviceInfo"), set.get());
+    EXPECT_EQ(simulator::creation_count(), before);
+    EXPECT_EQ(capture.finish().records, "");
+}
+
 TEST(print_value, an_empty_type_is_refused) {
     channel_capture capture;
     capture.channel()->print_value("", kCFBooleanTrue);

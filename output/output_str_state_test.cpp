@@ -75,6 +75,18 @@ TEST(output_channel, debugging_can_be_switched_while_the_writer_writes) {
     EXPECT_EQ(capture.finish().diagnostics.back(), "last");
 }
 
+TEST(output_channel, several_threads_can_switch_debugging) {
+    channel_capture capture;
+    const auto switch_it = [&capture] { capture.channel()->set_debug(false); };
+    std::thread one(switch_it);
+    std::thread other(switch_it);
+    one.join();
+    other.join();
+    capture.channel()->push_debug("off");
+    capture.channel()->shutdown();
+    EXPECT_EQ(capture.finish().diagnostics.size(), 0U);
+}
+
 TEST(output_channel, each_producer_keeps_its_order_and_no_line_is_torn) {
     constexpr int producers = 4;
     constexpr int lines = 500;

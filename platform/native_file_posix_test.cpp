@@ -1,5 +1,6 @@
 #include "platform/native_error.h"
 #include "platform/native_file.h"
+#include "tests/refused_call_posix.h"
 #include "tests/temporary_folder.h"
 
 #include <boost/asio/error.hpp>
@@ -16,9 +17,6 @@
 #include <vector>
 
 #include <fcntl.h>
-#include <linux/filter.h>
-#include <linux/seccomp.h>
-#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -51,19 +49,6 @@ protected:
         while (counts >> name >> count && name != "syscw:") {
         }
         return count;
-    }
-
-    /// From now on, this system call fails in this thread.
-    static void refuse_call(std::uint32_t call, std::uint32_t error) {
-        std::array<sock_filter, 4> filter{{
-            BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-            BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, call, 0, 1),
-            BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | error),
-            BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
-        }};
-        const sock_fprog program{static_cast<unsigned short>(filter.size()), filter.data()};
-        ASSERT_EQ(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0), 0);
-        ASSERT_EQ(prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program), 0);
     }
 
     /// The error of opening for reading; 0 when the file could be opened.
@@ -153,7 +138,7 @@ TEST_F(native_file_test, reports_what_rarely_fails_as_windows_does) {
     const auto error_of = [&](std::uint32_t number) {
         std::uint32_t error = 0;
         std::thread([&] {
-            refuse_call(SYS_openat, number);
+            testing::refuse_call(SYS_openat, number);
             error = reading_error(path);
         }).join();
         return error;
@@ -173,7 +158,7 @@ TEST_F(native_file_test, a_file_that_asio_cannot_take_is_closed_again) {
     const int next = open("/dev/null", O_RDONLY);
     close(next);
     std::thread([this, &path] {
-        refuse_call(SYS_epoll_ctl, ENOMEM);
+        testing::refuse_call(SYS_epoll_ctl, ENOMEM);
         try {
             native_file::open_for_reading(context, path);
             ADD_FAILURE() << "is open";

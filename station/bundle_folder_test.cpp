@@ -227,6 +227,37 @@ TEST_F(bundle_folder_with_files, does_not_use_one_that_grows_while_it_is_read) {
     EXPECT_THAT(builds_of(bundle_folder(how).look(patience)), ElementsAre("is still being copied"));
 }
 
+TEST_F(bundle_folder_with_files, reads_a_file_again_that_could_not_be_read_for_another_reason) {
+    write("a.ipsw", "1A1");
+    bool fails = true;
+    bundle_folder::settings how = settings();
+    how.read = [&](const std::filesystem::path& path) {
+        if (std::exchange(fails, false)) {
+            throw std::runtime_error("no memory\n");
+        }
+        return (*reading_)(path);
+    };
+    bundle_folder folder(how);
+    const auto& files = folder.look(patience);
+    EXPECT_EQ(files.at(0).problem, "cannot be read: no memory\xEF\xBF\xBD");
+    EXPECT_TRUE(files.at(0).is_passing);
+    EXPECT_THAT(builds_of(folder.look(patience)), ElementsAre("1A1"));
+}
+
+TEST_F(bundle_folder_with_files, does_not_judge_the_sums_of_a_file_that_changes_meanwhile) {
+    write("a.ipsw", "1A1");
+    bundle_folder folder(settings());
+    const auto& files = folder.look(patience);
+    write("a.ipsw", "1A1 and more");
+    folder.verify(0);
+    EXPECT_THAT(builds_of(files), ElementsAre("is still being copied"));
+    EXPECT_TRUE(files.at(0).is_passing);
+    // Nor those of one that cannot be used.
+    folder.verify(0);
+    EXPECT_THAT(builds_of(files), ElementsAre("is still being copied"));
+    EXPECT_THAT(builds_of(folder.look(patience)), ElementsAre("1A1 and more"));
+}
+
 TEST_F(bundle_folder_with_files, does_not_use_one_that_goes_while_it_is_read) {
     const auto path = write("a.ipsw", "1A1");
     bundle_folder::settings how = settings();
@@ -236,17 +267,6 @@ TEST_F(bundle_folder_with_files, does_not_use_one_that_goes_while_it_is_read) {
         return result;
     };
     EXPECT_THAT(builds_of(bundle_folder(how).look(patience)), ElementsAre("is still being copied"));
-}
-
-TEST_F(bundle_folder_with_files, reads_one_again_whose_reading_failed_for_another_reason) {
-    write("a.ipsw", "1A1");
-    bundle_folder::settings how = settings();
-    how.read = [](const std::filesystem::path&) -> bundle {
-        throw std::runtime_error("too many open files");
-    };
-    EXPECT_THAT(builds_of(bundle_folder(how).look(patience)),
-                ElementsAre("cannot be read: too many open files"));
-    EXPECT_THAT(builds_of(look()), ElementsAre("1A1"));
 }
 
 TEST_F(bundle_folder_with_files, reads_one_anew_that_has_changed_while_its_disk_was_slow) {
@@ -260,24 +280,14 @@ TEST_F(bundle_folder_with_files, reads_one_anew_that_has_changed_while_its_disk_
     EXPECT_THAT(builds_of(folder.look(patience)), ElementsAre("1A1"));
 }
 
-TEST_F(bundle_folder_with_files, keeps_its_reason_when_one_that_cannot_be_used_is_verified) {
-    write("a.ipsw", "BAD");
-    bundle_folder folder(settings());
-    folder.look(patience);
-    folder.verify(0);
-    EXPECT_THAT(builds_of(folder.look(patience)), ElementsAre("is bad"));
-}
-
-TEST_F(bundle_folder_with_files, does_not_use_one_that_has_changed_before_it_is_verified) {
-    const auto path = write("a.ipsw", "1A1");
-    bundle_folder folder(settings());
-    const std::vector<bundle_file>& files = folder.look(patience);
-    std::ofstream(path, std::ios::binary | std::ios::app) << "more";
-    folder.verify(0);
-    EXPECT_THAT(builds_of(files), ElementsAre("is still being copied"));
-    // And keeps nothing of that.
-    ASSERT_EQ(load_cache(settings().cache, folder_).size(), 1u);
-    EXPECT_TRUE(load_cache(settings().cache, folder_)[0].content);
+TEST_F(bundle_folder_with_files, does_not_wait_for_a_disk_at_its_end) {
+    write("a.ipsw", "SLOW");
+    {
+        bundle_folder folder(settings());
+        folder.look(std::chrono::milliseconds(1));
+    }
+    // A folder that waited would never come here.
+    EXPECT_FALSE(reading_->is_let_go);
 }
 
 TEST_F(bundle_folder_with_files, reads_the_others_when_a_disk_keeps_one_waiting) {

@@ -95,43 +95,43 @@ TEST(restore_options, that_are_more_than_one_dictionary_are_refused) {
     EXPECT_THROW(read("<plist>" + dictionary + "</plist><plist/>"), std::runtime_error);
 }
 
+/// What is said of a file in `folder` after its name.
+std::string refusal_of(const std::filesystem::path& path) {
+    try {
+        read_restore_options(path);
+        return "";
+    } catch (const std::runtime_error& error) {
+        const std::string text = error.what();
+        const std::string name = printable(text_of(path));
+        EXPECT_TRUE(text.starts_with(name)) << text;
+        return text.substr(name.size());
+    }
+}
+
+TEST(restore_options, that_cannot_be_read_or_are_too_large_are_refused) {
+    const vandrel::testing::temporary_folder made;
+    const std::filesystem::path folder(made.path().string());
+    const std::string options = "<plist><dict>" + update + "</dict></plist>";
+    const std::string blanks(16U << 20U, ' ');
+    std::ofstream(folder / "large", std::ios::binary) << options << blanks;
+    EXPECT_EQ(refusal_of(folder / "large"), " is too large for restore options");
+    EXPECT_EQ(refusal_of(folder), " cannot be read");
+    EXPECT_EQ(refusal_of(folder / "missing"), " cannot be read");
+}
+
 TEST(restore_options, with_another_node_for_a_text_are_refused) {
     EXPECT_TRUE(is_refused(behavior + "<string><b/></string>"));
     EXPECT_TRUE(is_refused(behavior + "<string><!-- Update --></string>"));
 }
 
-std::string why_not(const std::filesystem::path& path) {
-    try {
-        read_restore_options(path);
-        return "can be used";
-    } catch (const unusable_file& error) {
-        return error.why;
-    }
-}
-
-std::string why_not_with(const std::string& content) {
-    const vandrel::testing::temporary_folder made;
-    const std::filesystem::path file =
-        std::filesystem::path(made.path().string()) / "options.plist";
-    std::ofstream(file, std::ios::binary) << content;
-    return why_not(file);
-}
-
 TEST(restore_options, without_a_dictionary_are_refused) {
-    const std::string why = "cannot be used: it is no property list with a dictionary";
-    EXPECT_EQ(why_not_with("<plist><array/></plist>"), why);
-    EXPECT_EQ(why_not_with("<plist><dict></dict></plist><"), why);
-}
-
-TEST(restore_options, that_are_not_there_are_refused) {
     const vandrel::testing::temporary_folder made;
-    EXPECT_EQ(why_not(std::filesystem::path(made.path().string()) / "none.plist"),
-              "cannot be read");
-}
-
-TEST(restore_options, that_are_too_large_are_refused) {
-    constexpr std::size_t too_large = std::size_t{16} * 1024 * 1024 + 1;
-    EXPECT_EQ(why_not_with(std::string(too_large, ' ')), "is too large for restore options");
+    const std::filesystem::path file = std::filesystem::path(made.path().string()) / "options";
+    for (const char* content : {"<plist><array/></plist>", "<plist><dict></dict></plist><"}) {
+        std::ofstream(file, std::ios::binary) << content;
+        EXPECT_EQ(refusal_of(file), " cannot be used: it is no property list with a dictionary")
+            << content;
+    }
 }
 
 } // namespace

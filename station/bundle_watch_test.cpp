@@ -128,9 +128,9 @@ TEST_F(bundle_watch_over_a_folder, gives_a_list_although_the_folder_does_not_ans
     gate_->open();
 }
 
-TEST_F(bundle_watch_over_a_folder, keeps_the_last_bundles_when_the_folder_cannot_be_read) {
+TEST_F(bundle_watch_over_a_folder, gives_a_list_although_the_folder_cannot_be_read) {
     bundle_folder::settings how = settings();
-    how.folder = folder_ / "gone";
+    how.folder = folder_ / "missing";
     bundle_watch watched = watch(std::move(how), not_within_the_test);
     watched.list_begins();
     watched.take(list_arrived{1, {}});

@@ -117,31 +117,6 @@ TEST_F(device_lister_with_scripts, lists_a_device_whose_properties_are_an_error_
     EXPECT_TRUE(devices[1].properties);
 }
 
-TEST_F(device_lister_with_scripts, lists_the_devices_without_properties_when_the_tool_has_gone) {
-    const std::filesystem::path tool = folder_ / "tool.exe";
-    std::filesystem::copy_file(path_of(SCRIPTED_TOOL), tool);
-    device_lister::settings how = settings();
-    how.tool.program = text_of(tool);
-    std::optional<input> outcome;
-    device_lister lister(context_, how, [&](input what) {
-        if (std::holds_alternative<list_continued>(what)) {
-            std::filesystem::rename(tool, folder_ / "gone");
-        } else {
-            outcome = std::move(what);
-        }
-    });
-    lister.start({1, {}});
-    context_.run_for(std::chrono::minutes(1));
-    ASSERT_TRUE(outcome);
-    ASSERT_TRUE(std::holds_alternative<list_arrived>(*outcome));
-    const auto& devices = std::get<list_arrived>(*outcome).devices;
-    EXPECT_THAT(devices, ElementsAre(Field(&listed_device::ecid, ecid_a),
-                                     Field(&listed_device::ecid, ecid_b)));
-    for (const listed_device& each : devices) {
-        EXPECT_FALSE(each.properties);
-    }
-}
-
 TEST_F(device_lister_with_scripts, leaves_no_limit_in_the_loop_when_it_goes) {
     write(std::string(ecid_a) + ".looked", "hang");
     device_lister::settings how = settings();
@@ -207,6 +182,53 @@ TEST_F(device_lister_with_scripts, is_not_disturbed_by_what_is_left_of_an_earlie
     ASSERT_TRUE(std::holds_alternative<list_arrived>(outcome));
     EXPECT_EQ(std::get<list_arrived>(outcome).list, 2u);
     EXPECT_EQ(std::get<list_arrived>(outcome).devices.size(), 2u);
+}
+
+TEST_F(device_lister_with_scripts, begins_again_though_it_still_asks_for_the_properties_of_a_list) {
+    for (const std::string ecid : {ecid_a, ecid_b}) {
+        write(ecid + ".looked", "hang");
+    }
+    int continued = 0;
+    std::optional<input> outcome;
+    device_lister lister(context_, settings(), [&](input what) {
+        if (std::holds_alternative<list_continued>(what)) {
+            ++continued;
+        } else {
+            outcome = std::move(what);
+        }
+    });
+    lister.start({1, {}});
+    while (continued == 0) {
+        context_.run_one();
+    }
+    for (const std::string ecid : {ecid_a, ecid_b}) {
+        std::filesystem::remove(folder_ / (ecid + ".looked"));
+    }
+    lister.start({2, {}});
+    while (!outcome) {
+        context_.run_one();
+    }
+    ASSERT_TRUE(std::holds_alternative<list_arrived>(*outcome));
+    EXPECT_EQ(std::get<list_arrived>(*outcome).list, 2u);
+    for (const listed_device& each : std::get<list_arrived>(*outcome).devices) {
+        EXPECT_TRUE(each.properties) << each.ecid;
+    }
+}
+
+TEST_F(device_lister_with_scripts, lists_devices_that_the_tool_cannot_be_started_for) {
+    device_lister::settings how = settings();
+    const std::filesystem::path tool = folder_ / "tool.exe";
+    std::filesystem::copy_file(path_of(SCRIPTED_TOOL), tool);
+    how.tool.program = text_of(tool);
+    write("list.1", "write list rename tool.exe gone.exe");
+    const input outcome = outcome_of(how, [](device_lister& lister) { lister.start({1, {}}); });
+    ASSERT_TRUE(std::holds_alternative<list_arrived>(outcome));
+    const auto& devices = std::get<list_arrived>(outcome).devices;
+    EXPECT_THAT(devices, ElementsAre(Field(&listed_device::ecid, ecid_a),
+                                     Field(&listed_device::ecid, ecid_b)));
+    for (const listed_device& each : devices) {
+        EXPECT_FALSE(each.properties) << each.ecid;
+    }
 }
 
 } // namespace

@@ -1,14 +1,17 @@
 #include "station/native_process.h"
-#include "station/test_failing_call_posix.h"
+#include "tests/refused_call_posix.h"
 #include "tests/temporary_folder.h"
 
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cerrno>
 #include <csignal>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <system_error>
+#include <thread>
 
 #include <fcntl.h>
 #include <pthread.h>
@@ -49,38 +52,48 @@ TEST(native_process, runs_no_signal_handler_of_its_parent) {
     close(seen[1]);
 }
 
-/// What is said when this call fails with this error while a program is started.
-std::string said_when(long call, int number, const std::string& program = "/bin/true") {
-    std::string said = "the call was not made to fail";
-    vandrel::testing::with_failing_call(call, number, [&] {
+/// Why a program cannot be started when this system call fails; empty when it can.
+std::string failure_without(std::uint32_t call, std::uint32_t error) {
+    std::string result;
+    std::thread([&] {
         const vandrel::testing::temporary_folder folder;
         boost::asio::io_context context;
+        vandrel::testing::refuse_call(call, error);
         try {
-            start_process(context, {program, {}, folder.path().string(), "/dev/null"});
-            said = "it was started";
-        } catch (const std::system_error& error) {
-            said = error.what();
+            start_process(
+                context,
+                {"/bin/true", {}, folder.path().string(), folder.path().string() + "/out"});
+        } catch (const std::system_error& failure) {
+            result = failure.what();
         }
-    });
-    return said;
+    }).join();
+    return result;
 }
 
-TEST(native_process, that_has_no_pipe_is_not_started) {
-    EXPECT_EQ(said_when(SYS_pipe2, EMFILE), "pipe2: Too many open files");
+TEST(native_process, that_cannot_be_started_is_an_error_with_the_call_that_failed) {
+    EXPECT_EQ(failure_without(SYS_pipe2, EMFILE), "pipe2: Too many open files");
+    EXPECT_EQ(failure_without(SYS_openat, ENFILE), "/dev/null: Too many open files in system");
+    EXPECT_EQ(failure_without(SYS_clone, EAGAIN), "fork: Resource temporarily unavailable");
+    EXPECT_EQ(failure_without(SYS_pidfd_open, ENOSYS), "pidfd_open: Function not implemented");
+    EXPECT_EQ(failure_without(SYS_dup2, EBADF), "/bin/true: Bad file descriptor");
 }
 
-TEST(native_process, that_cannot_be_forked_is_not_started) {
-    EXPECT_EQ(said_when(SYS_clone, EAGAIN), "fork: Resource temporarily unavailable");
-}
-
-TEST(native_process, whose_streams_cannot_be_set_is_not_started) {
-    EXPECT_EQ(said_when(SYS_dup2, EMFILE), "/bin/true: Too many open files");
-}
-
-TEST(native_process, that_cannot_be_watched_does_not_stay) {
-    EXPECT_EQ(said_when(SYS_pidfd_open, EMFILE, "/usr/bin/yes"), "pidfd_open: Too many open files");
+TEST(native_process, that_cannot_be_watched_is_not_left_behind) {
+    EXPECT_NE(failure_without(SYS_pidfd_open, ENOSYS), "");
     EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
     EXPECT_EQ(errno, ECHILD);
+}
+
+TEST(native_process, needs_a_place_for_what_it_prints) {
+    const vandrel::testing::temporary_folder folder;
+    const std::string file = folder.path().string() + "/missing/out";
+    boost::asio::io_context context;
+    try {
+        start_process(context, {"/bin/true", {}, folder.path().string(), file});
+        FAIL() << "it was started";
+    } catch (const std::system_error& failure) {
+        EXPECT_EQ(failure.what(), file + ": No such file or directory");
+    }
 }
 
 } // namespace

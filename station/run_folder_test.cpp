@@ -10,6 +10,7 @@
 #include <future>
 #include <iterator>
 #include <optional>
+#include <stdexcept>
 #include <string>
 
 namespace vandrel::station {
@@ -77,6 +78,74 @@ TEST_F(a_file_that_somebody_holds, is_a_hole_when_it_is_held_to_the_end) {
     made.finish(long_enough);
     ASSERT_TRUE(made.hole());
     EXPECT_TRUE(made.hole()->starts_with("summary.csv could not be replaced: ")) << *made.hole();
+}
+
+/// What is missing when all is written.
+class a_hole : public one_run_folder {
+protected:
+    std::string found() {
+        made.finish(long_enough);
+        return made.hole().value_or("");
+    }
+};
+
+TEST_F(a_hole, is_a_file_of_a_try_whose_folder_cannot_be_made) {
+    std::ofstream(path / "try").put('x');
+    made.append("try", "records.plist", "<plist/>");
+    EXPECT_EQ(found(), "try/records.plist could not be written");
+}
+
+TEST_F(a_hole, is_a_file_that_cannot_be_copied) {
+    std::ofstream(path / "restore.log").put('x');
+    std::filesystem::create_directories(path / "try" / "restore.log");
+    bool is_done = false;
+    made.keep(path / "restore.log", "try", [&is_done] { is_done = true; });
+    const std::string hole = found();
+    EXPECT_TRUE(hole.starts_with("try/restore.log could not be kept: ")) << hole;
+    EXPECT_TRUE(is_done);
+}
+
+TEST_F(a_hole, is_a_file_that_cannot_be_replaced_because_the_new_one_cannot_be_written) {
+    std::filesystem::create_directory(path / "summary.json.new");
+    made.replace("summary.json", "{}");
+    EXPECT_EQ(found(), "summary.json could not be written");
+}
+
+TEST_F(a_hole, is_what_was_lost_first) {
+    std::filesystem::create_directory(path / "summary.json.new");
+    std::filesystem::create_directory(path / "summary.csv.new");
+    made.replace("summary.csv", "");
+    made.replace("summary.json", "{}");
+    EXPECT_EQ(found(), "summary.csv could not be written");
+}
+
+/// Why a run folder of this name in `parent` is refused.
+std::string refusal_of(const vandrel::testing::temporary_folder& parent, const std::string& name) {
+    try {
+        const run_folder made(std::filesystem::path(parent.path().string()) / name);
+        return "";
+    } catch (const std::runtime_error& error) {
+        const std::string text = error.what();
+        const std::string before = "the run folder " + printable(parent.path().string());
+        EXPECT_TRUE(text.starts_with(before)) << text;
+        return text.substr(before.size() + 1);
+    }
+}
+
+TEST(a_new_run_folder, may_be_there_but_has_to_be_empty) {
+    const vandrel::testing::temporary_folder parent;
+    const std::filesystem::path path(parent.path().string());
+    std::filesystem::create_directories(path / "empty");
+    EXPECT_EQ(refusal_of(parent, "empty"), "");
+    EXPECT_TRUE(std::filesystem::exists(path / "empty" / "events.jsonl"));
+    EXPECT_EQ(refusal_of(parent, "empty"), "empty is not empty");
+}
+
+TEST(a_new_run_folder, cannot_be_in_a_file) {
+    const vandrel::testing::temporary_folder parent;
+    std::ofstream(std::filesystem::path(parent.path().string()) / "file").put('x');
+    const std::string text = refusal_of(parent, "file");
+    EXPECT_TRUE(text.starts_with("file cannot be made: ") && text.size() > 25) << text;
 }
 
 } // namespace

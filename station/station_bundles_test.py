@@ -133,6 +133,20 @@ class bad_files(unittest.TestCase):
             good = file.read()
         end = good.rindex(b"PK\5\6")
         folder.write("part.ipsw", good[:end])
+        # A chip without 0x, without a board, and numbers that are none.
+        folder.add("identities.ipsw", content=manifest(BuildIdentities=[
+            {"ApChipID": "8110", "ApBoardID": "0x0C"}, {"ApChipID": "0x8110"}, {"ApBoardID": "0x0C"},
+            {"ApChipID": "0x811Z", "ApBoardID": "0x0C"}, {"ApChipID": "0x8110", "ApBoardID": "0x1234567890"}, "0x8110"]))
+        folder.add("upper.ipsw", content=manifest(BuildIdentities=[{"ApChipID": "0X8110", "ApBoardID": "0X0C"}]))
+        folder.add("packed.ipsw", compression=zipfile.ZIP_DEFLATED)
+        with open(folder.file("packed.ipsw"), "rb") as file:
+            packed = file.read()
+        data = packed.index(MANIFEST.encode()) + len(MANIFEST)
+        # No deflate stream begins with the third type of block.
+        folder.write("damaged.ipsw", packed[:data] + b"\xFF" * 20 + packed[data + 20:])
+        # What says where a directory with 64-bit numbers is, but there is none.
+        for name, place in (("far.ipsw", 2**40), ("near.ipsw", 0)):
+            folder.write(name, good[:end] + struct.pack("<4sIQI", b"PK\6\7", 0, place, 1) + good[end:])
         folder.write("empty.ipsw", b"")
         # The number of entries, the size of the directory, its place.
         for name, place, value in (("entries.ipsw", 10, b"\xFF\xFE"), ("size.ipsw", 12, b"\xFF\xFF\xFF\x7F"),
@@ -170,13 +184,17 @@ class bad_files(unittest.TestCase):
                 "deep.ipsw": "is no IPSW: its BuildManifest.plist is no property list with a dictionary",
                 "binary.ipsw": "is no IPSW: its BuildManifest.plist is a binary property list; it has to be an XML one",
                 "other.ipsw": "is no IPSW: it has no BuildManifest.plist",
+                "identities.ipsw": "is no IPSW that can be used: its BuildManifest.plist has no build identity",
+                "damaged.ipsw": "is a broken IPSW: its BuildManifest.plist cannot be unpacked",
                 "part.ipsw": part, "empty.ipsw": part, "entries.ipsw": impossible, "size.ipsw": impossible,
                 "place.ipsw": impossible, "claims.ipsw": impossible, "folder.ipsw": no_file}
             if not on_windows:
                 expected.update({"pipe.ipsw": no_file, "link.ipsw": no_file})
             found = {name: each.get("problem") for name, each in files.items()}
-            self.assertRegex(found.pop("directory.ipsw"), r"^is no IPSW that can be read: ")
-            self.assertEqual(found, {**expected, "good.ipsw": None, "large_good.ipsw": None})
+            for name in ("directory.ipsw", "far.ipsw", "near.ipsw"):
+                self.assertRegex(found.pop(name), r"^is no IPSW that can be read: ", name)
+            self.assertEqual(found, {**expected, **dict.fromkeys(
+                ("good.ipsw", "upper.ipsw", "packed.ipsw", "large_good.ipsw"))})
             self.assertEqual(files["large_good.ipsw"]["unpacked_size"], 5 * GIB + len(manifest()))
             # Each in under a second; of most, a hundredth of one.
             self.assertLess(took, len(files))

@@ -8,7 +8,8 @@ import tempfile
 import time
 import unittest
 
-from test_station import a_bench, a_folder, emulator, host_path, on_windows, simulator, station, tool, wait_until
+from test_station import (
+    a_bench, a_folder, emulator, host_path, internal_error, on_windows, simulator, station, tool, wait_until)
 
 CHECKS = ["tool", "libraries", "usb", "room", "sleep", "restart", "leftovers"]
 SIMULATED = ("--tool", host_path(simulator), "--rule-time", "list_detect=0")
@@ -97,6 +98,13 @@ class this_computer(unittest.TestCase):
             status, checks = findings("--tool", bench.tool[0], "--tool-argument", bench.tool[1])
         self.assertEqual((status, checks["tool"]["level"]), (1, "ok"))
         self.assertEqual(checks["libraries"]["found"], "the tool gave no list of devices, and ended with status 7")
+
+    def test_a_tool_that_says_why_it_has_no_list_is_quoted(self):
+        with a_bench([]) as bench:
+            bench.script("list.script", [internal_error(2), "exit 2"])
+            status, checks = findings("--tool", bench.tool[0], "--tool-argument", bench.tool[1])
+        self.assertEqual(status, 1)
+        self.assertEqual(checks["libraries"]["found"], "the tool says: because")
 
     def test_a_tool_that_hangs_costs_no_more_than_its_limit(self):
         with a_bench([]) as bench:

@@ -1,14 +1,19 @@
 #!/usr/bin/env python3
 """Faults of the host under restores. Not for Windows."""
 import os
+import plistlib
 import resource
 import shutil
+import subprocess
 import sys
 import tempfile
 import time
 import unittest
 
 from test_station import a_run, completion, report, tests_of_benches, wait_until, without_coverage
+
+
+MIB = 2**20
 
 
 class faults(tests_of_benches):
@@ -96,6 +101,52 @@ class faults(tests_of_benches):
         self.assertEqual(result.returncode, 4)
         self.assertFalse(os.path.exists(bench.run_folder))
         self.assertEqual(bench.journal(), [])
+
+    def test_a_scratch_folder_in_which_nothing_can_be_made_is_status_4(self):
+        bench = self.bench([completion()])
+        bench.scratch = "/proc"
+        result = bench.run("recover", "--exit", "--all")
+        self.assertEqual(result.returncode, 4)
+        self.assertRegex(result.stderr.decode(), r"^vandrel-station: no folder can be made for scratch: .*\n$")
+        self.assertEqual((bench.journal(), os.path.exists(bench.run_folder)), ([], False))
+
+    def test_restore_options_for_which_there_is_no_room_are_status_4(self):
+        bench = self.bench([completion()])
+        bench.write("options.plist", plistlib.dumps({
+            "AuthInstallRestoreBehavior": "Update", "RestoreBundlePath": bench.bundle, "More": "x" * (5 * MIB)}))
+
+        def limit():
+            resource.setrlimit(resource.RLIMIT_FSIZE, (4 * MIB, 4 * MIB))
+
+        words = bench.command("restore", "--options", os.path.join(bench.folder, "options.plist"), "--all")
+        result = subprocess.run(words, stdin=subprocess.DEVNULL, capture_output=True, timeout=120,
+                                preexec_fn=limit, restore_signals=False)
+        self.assertEqual(result.returncode, 4)
+        self.assertRegex(result.stderr.decode(), r"^vandrel-station: \S.*options\.plist cannot be written\n$")
+        self.assertEqual((bench.journal(), os.path.exists(bench.run_folder)), ([], False))
+        self.assertEqual(self.scratch_folders(bench), [])
+
+    def test_a_run_without_a_place_for_its_folder_is_status_4(self):
+        bench = self.bench([completion()])
+        environment = {name: value for name, value in os.environ.items() if name not in ("HOME", "XDG_STATE_HOME")}
+        words = bench.command("restore", "--bundle", bench.bundle, "--all", with_folder=False)
+        for home in ({}, {"HOME": ""}, {"HOME": "", "XDG_STATE_HOME": "not/absolute"}):
+            result = subprocess.run(words, env={**environment, **home}, stdin=subprocess.DEVNULL, capture_output=True,
+                                    timeout=120)
+            self.assertEqual((result.returncode, result.stderr.decode()), (
+                4, "vandrel-station: there is no place for the run's folder: HOME names no folder; give --run-folder\n"))
+        self.assertEqual((bench.journal(), bench.lists()), ([], 0))
+
+    def test_a_run_without_a_place_for_what_the_next_one_would_like_to_know_goes_on(self):
+        bench = self.bench([completion()])
+        folder = os.path.join(bench.folder, "ipsw")
+        os.mkdir(folder)
+        os.rename(bench.bundle, os.path.join(folder, "some.ipsw"))
+        os.utime(os.path.join(folder, "some.ipsw"), (1e9, 1e9))
+        environment = {name: value for name, value in os.environ.items() if name not in ("HOME", "XDG_STATE_HOME")}
+        result = subprocess.run(bench.command("restore", "--bundles", folder, "--all"), env=environment,
+                                stdin=subprocess.DEVNULL, capture_output=True, timeout=120)
+        self.assertEqual((result.returncode, result.stderr), (0, b""))
 
     def test_a_disk_that_was_full_for_a_while_leaves_whole_lines_and_whole_records(self):
         some = b"".join(report(14, i) for i in range(100))

@@ -52,6 +52,22 @@ std::unique_ptr<scratch_folder> make_scratch(const std::filesystem::path& parent
     }
 }
 
+/// The copy of the file of restore options that the tools get; empty without such a file.
+std::filesystem::path copy_options(const run_settings& settings,
+                                   const std::filesystem::path& folder) {
+    if (settings.arguments.options_file.empty()) {
+        return {};
+    }
+    std::filesystem::path copy = folder / "options.plist";
+    std::ofstream file(copy, std::ios::binary);
+    file << settings.restore_options;
+    if (!file.flush()) {
+        throw refusal(static_cast<int>(early_exit::cannot_work),
+                      printable(text_of(copy)) + " cannot be written");
+    }
+    return copy;
+}
+
 /// Virus scanners hold files for a while.
 void remove_patiently(const std::filesystem::path& folder) {
     for (int tries = 0; tries < 60; ++tries) {
@@ -69,6 +85,7 @@ public:
     explicit station_run(const run_settings& settings)
         : settings_(settings),
           scratch_(make_scratch(settings.scratch)),
+          options_copy_(copy_options(settings, scratch_->path())),
           output_(settings),
           // Never destroyed: handlers of a process that does not end may stay for ever.
           context_(*new boost::asio::io_context(1)),
@@ -80,9 +97,7 @@ public:
                       bundles_ ? bundles_->take(std::move(what)) : happened(std::move(what));
                   }),
           rules_(settings.options),
-          cleaner_(std::make_shared<background_writer>(std::size_t{1} << 30U)) {
-        write_options_copy();
-    }
+          cleaner_(std::make_shared<background_writer>(std::size_t{1} << 30U)) {}
 
     int run() {
         watch_signals(
@@ -179,31 +194,17 @@ private:
         happened(session_ends{});
     }
 
-    /// A lock that cannot be taken and a tool that cannot be started are no matter of the other
-    /// devices. Any other failure ends the run.
+    /// A lock that cannot be taken is no matter of the other devices; nor is a tool that cannot be
+    /// started, which `start` reports. Any other failure ends the run.
     void carry_out(const decision& what) {
         try {
             std::visit(*this, what);
         } catch (const std::exception& error) {
             if (const auto* lock = std::get_if<lock_device>(&what)) {
                 happened(lock_held{lock->ecid, {}});
-            } else if (const auto* tool = std::get_if<start_tool>(&what)) {
-                happened(tool_not_started{tool->tool, error.what()});
             } else {
                 end_for(error.what());
             }
-        }
-    }
-
-    void write_options_copy() const {
-        if (settings_.arguments.options_file.empty()) {
-            return;
-        }
-        std::ofstream file(options_copy_, std::ios::binary);
-        file << settings_.restore_options;
-        if (!file.flush()) {
-            throw refusal(static_cast<int>(early_exit::cannot_work),
-                          printable(text_of(options_copy_)) + " cannot be written");
         }
     }
 
@@ -359,8 +360,9 @@ private:
     static constexpr const char* log_name = "restore.log";
 
     const run_settings& settings_;
-    /// Made before the run's folder: if it cannot be made, no folder of a run is left.
+    /// Made before the run's folder: if one of the two cannot be made, no folder of a run is left.
     std::unique_ptr<scratch_folder> scratch_;
+    const std::filesystem::path options_copy_;
     run_output output_;
     boost::asio::io_context& context_;
     boost::asio::executor_work_guard<boost::asio::io_context::executor_type> work_;
@@ -374,8 +376,6 @@ private:
     std::map<tool_id, running_tool> tools_;
     std::vector<input> inputs_;
     std::optional<int> exit_status_;
-    /// The copy of the file of restore options that the tools get.
-    const std::filesystem::path options_copy_ = scratch_->path() / "options.plist";
     const steady_clock::time_point start_ = steady_clock::now();
     /// A start of a tool was tried.
     bool has_begun_ = false;

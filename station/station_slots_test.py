@@ -63,6 +63,11 @@ class a_session:
         self.test.assertEqual(error, "")
         return rest, self.process.returncode
 
+    def end_with(self, words):
+        """Stops naming ports. Its last line has these words."""
+        self.name("end")
+        self.test.assertEqual(self.end(), (words + "\n", 0))
+
 
 class a_telephone(a_bench):
     """One that is plugged into one port after the other."""
@@ -152,6 +157,7 @@ class learning(unittest.TestCase):
             phone.plug(0x14300000)
             session.wait_for("A1 is 0x14300000.\n")
             self.assertEqual(phone.content(), "0x14200000 A2\n0x14300000 A1\n")
+            session.end_with(f"1 port learnt. {host_path(phone.file)} has 2 names.")
 
     def test_asks_before_a_port_that_has_a_name_gets_another(self):
         with a_telephone() as phone:
@@ -174,6 +180,19 @@ class learning(unittest.TestCase):
             session.type("y")
             session.wait_for("B2 is 0x14100000.\n")
             self.assertEqual(phone.content(), "0x14200000 B1\n0x14100000 B2\n")
+            session.end_with(f"2 ports learnt. {host_path(phone.file)} has 2 names.")
+
+    def test_ends_with_its_input_when_it_asks_whether_a_port_gets_another_name(self):
+        with a_telephone() as phone:
+            with open(phone.file, "w", encoding="ascii") as file:
+                file.write("0x14100000 A1\n")
+            session = phone.learn(self)
+            session.name("B1")
+            session.wait_for("B1.\n")
+            phone.plug(0x14100000)
+            session.wait_for("to plug the device into another port: ")
+            self.assertEqual(session.end(), (f"\n0 ports learnt. {host_path(phone.file)} has 1 name.\n", 0))
+            self.assertEqual(phone.content(), "0x14100000 A1\n")
 
     def test_does_not_guess_among_devices_that_come_together(self):
         with a_telephone() as phone:
@@ -187,6 +206,7 @@ class learning(unittest.TestCase):
             phone.pass_lists(1)
             phone.plug(0x14300000)
             session.wait_for("A1 is 0x14300000.\n")
+            session.end_with(f"1 port learnt. {host_path(phone.file)} has 1 name.")
 
     def test_says_that_a_device_does_not_report_its_port_and_how_to_go_on(self):
         with a_telephone() as phone:
@@ -199,6 +219,7 @@ class learning(unittest.TestCase):
                              "some seconds.\n")
             phone.plug(0x14300000)
             session.wait_for("A1 is 0x14300000.\n")
+            session.end_with(f"1 port learnt. {host_path(phone.file)} has 1 name.")
 
     def test_takes_no_name_that_cannot_be_shown(self):
         with a_telephone() as phone:

@@ -9,21 +9,16 @@
 namespace vandrel::station {
 namespace {
 
-/// This process's: tests that run at the same time have such windows too.
+/// This process's: tests that run at the same time have such windows too. Null as well if one of
+/// those goes during the search.
 HWND window_of_the_watch() {
-    for (HWND last = nullptr;;) {
-        const HWND window = FindWindowExW(HWND_MESSAGE, last, L"vandrel-station-usb", nullptr);
-        DWORD process = 0;
+    HWND window = nullptr;
+    DWORD process = 0;
+    do {
+        window = FindWindowExW(HWND_MESSAGE, window, L"vandrel-station-usb", nullptr);
         GetWindowThreadProcessId(window, &process);
-        if (window != nullptr && process == GetCurrentProcessId()) {
-            return window;
-        }
-        // Nothing is found after a window that has gone: then the search begins again.
-        if (window == nullptr && (last == nullptr || IsWindow(last) != FALSE)) {
-            return nullptr;
-        }
-        last = window;
-    }
+    } while (window != nullptr && process != GetCurrentProcessId());
+    return window;
 }
 
 /// As the system does it. Returns when the watch has taken it.
@@ -31,7 +26,11 @@ void announce(WPARAM what) {
     DEV_BROADCAST_DEVICEINTERFACE_W device{};
     device.dbcc_size = sizeof device;
     device.dbcc_devicetype = DBT_DEVTYP_DEVICEINTERFACE;
-    SendMessageW(window_of_the_watch(), WM_DEVICECHANGE, what, reinterpret_cast<LPARAM>(&device));
+    HWND window = nullptr;
+    while (window == nullptr) {
+        window = window_of_the_watch();
+    }
+    SendMessageW(window, WM_DEVICECHANGE, what, reinterpret_cast<LPARAM>(&device));
 }
 
 TEST(usb_watch, calls_in_the_loop_for_each_device_that_is_attached) {

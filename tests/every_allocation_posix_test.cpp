@@ -1,6 +1,7 @@
 /// Runs of each command, of --help and of refused command lines, each run in a process of its own.
 /// Every allocation of the thread that parses and runs the command line fails in turn.
 
+#include "device/RestorableDeviceHandler.h"
 #include "driver/exception_error.h"
 #include "driver/parse_arguments.h"
 #include "driver/run_command.h"
@@ -8,6 +9,7 @@
 #include "simulator/core_foundation/accounting.h"
 #include "simulator/mobile_device/simulation.h"
 #include "tests/allocation_failure.h"
+#include "tests/channel_capture.h"
 #include "tests/file_content.h"
 #include "tests/temporary_folder.h"
 
@@ -209,6 +211,28 @@ TEST_F(every_allocation, of_a_restore_with_an_options_file_can_fail) {
 
 TEST_F(every_allocation, of_entering_restore_mode_can_fail) {
     fail_each_of({"--restore", "x.ipsw", "--ecid", some_ecid, "--enter-restore-mode"}, 0);
+}
+
+TEST(scratch_directory, is_removed_without_a_word_whichever_allocation_fails) {
+    const temporary_folder folder;
+    const auto scratch = folder.path() / "scratch";
+    std::size_t n = 0;
+    bool has_failed = true;
+    while (has_failed) {
+        boost::filesystem::create_directories(scratch / "PRB" / "1");
+        channel_capture capture;
+        std::optional<device_notifier_state> session(std::in_place, capture.channel(), std::nullopt,
+                                                     scratch);
+        {
+            const allocation_failure failure(++n, extent::once);
+            session.reset();
+            has_failed = allocation_failure::has_failed();
+        }
+        EXPECT_FALSE(boost::filesystem::exists(scratch)) << "allocation " << n;
+        EXPECT_EQ(capture.finish().diagnostics.size(), 1U) << "allocation " << n;
+    }
+    // Without an allocation, nothing was tested.
+    EXPECT_GT(n, 1U);
 }
 
 } // namespace

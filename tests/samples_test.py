@@ -323,6 +323,7 @@ class running_sample(unittest.TestCase):
     def test_passes_other_output_on_to_standard_error(self):
         found, other, status = self.run_sample("--frobnicate")
         self.assertEqual((found, status), ([], 4))
+        self.assertRegex(other, r"\A<\?xml ")
         document, end, words = other.partition("</plist>")
         found = plistlib.loads((document + end).encode("utf-8"))
         self.assertEqual((found["Type"], found["Value"]["Code"]), ("InternalError", 3))

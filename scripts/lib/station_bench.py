@@ -1,9 +1,10 @@
 #!/usr/bin/env python3
 """Writes a bench of simulated devices: station_bench.py FOLDER [NUMBER...].
 
-FOLDER gets scenario.plist, a bundle for the devices (iPhone.ipsw), a folder of bundles (ipsw) and names of their
-ports (slots.txt). The bench has the devices of these numbers, or those from 1 to 12. Number 4 fails, number 7 goes
-quiet for a while, and number 12 arrives late. Number 13 arrives when there is a file "plugged" in the current folder.
+FOLDER gets scenario.plist, a bundle for the devices (iPhone.ipsw), a folder of bundles (ipsw) and the names of all
+ports (slots.txt), also of those without a device. The bench has the devices of these numbers, or those from 1 to 12.
+Number 4 fails, number 7 goes quiet for a while, and number 12 arrives late. Number 13 arrives when there is a file
+"plugged" in the current folder.
 """
 import os
 import plistlib
@@ -49,7 +50,7 @@ def write_bench(folder, numbers):
     with open(os.path.join(folder, "scenario.plist"), "wb") as file:
         plistlib.dump({"Devices": [device(number) for number in numbers], "Events": events}, file)
     with open(os.path.join(folder, "slots.txt"), "w", encoding="ascii") as file:
-        for number in numbers:
+        for number in sorted({*range(1, 13), *numbers}):
             file.write(f"{0x14110000 + number * 0x1000:#x} {chr(ord('A') + (number - 1) // 6)}{(number - 1) % 6 + 1}\n")
     write_bundle(os.path.join(folder, "iPhone.ipsw"))
     several = os.path.join(folder, "ipsw")
