@@ -196,6 +196,16 @@ TEST_F(bundle_folder_with_files, does_not_take_the_cache_of_another_folder_or_ve
     look();
     EXPECT_EQ(load_cache(settings().cache, folder_).size(), 1u);
     EXPECT_THAT(load_cache(settings().cache, folder_ / "other"), IsEmpty());
+    std::string text;
+    {
+        std::ifstream file(settings().cache, std::ios::binary);
+        text.assign(std::istreambuf_iterator<char>(file), {});
+    }
+    const std::string key = "\"version\":\"";
+    ASSERT_NE(text.find(key), std::string::npos);
+    text.insert(text.find(key) + key.size(), "other ");
+    std::ofstream(settings().cache, std::ios::binary) << text;
+    EXPECT_THAT(load_cache(settings().cache, folder_), IsEmpty());
     EXPECT_NE(cache_of("a"), cache_of("b"));
     EXPECT_EQ(cache_of("a"), cache_of("a"));
 }

@@ -123,9 +123,12 @@ void find_room(run_settings& settings) {
     const auto space =
         error ? std::filesystem::space_info{} : std::filesystem::space(settings.scratch, error);
     if (error) {
-        throw refusal(cannot_work,
-                      fmt::format("the folder {} cannot be used for scratch: {}",
-                                  printable(text_of(settings.scratch)), error.message()));
+        // The system gives an empty path for what it has none for.
+        const std::string name = settings.scratch.empty() ? wanted : text_of(settings.scratch);
+        throw refusal(cannot_work, fmt::format("{} cannot be used for scratch: {}",
+                                               name.empty() ? "the temporary folder"
+                                                            : "the folder " + printable(name),
+                                               error.message()));
     }
     settings.free_bytes = space.available;
     settings.options.at_once = settings.arguments.at_once.value_or(most_at_once);

@@ -148,6 +148,23 @@ class faults(tests_of_benches):
                                 stdin=subprocess.DEVNULL, capture_output=True, timeout=120)
         self.assertEqual((result.returncode, result.stderr), (0, b""))
 
+    def refusal_without_a_folder(self, *words, **more):
+        bench = self.bench([completion()])
+        words = bench.command("recover", "--exit", "--all", "--run-folder", bench.run_folder, *words,
+                              with_folder=False)
+        result = subprocess.run(words, stdin=subprocess.DEVNULL, capture_output=True, timeout=120, **more)
+        self.assertEqual((bench.journal(), os.path.exists(bench.run_folder)), ([], False))
+        return result.returncode, result.stderr.decode()
+
+    def test_a_temporary_folder_that_is_not_there_is_status_4(self):
+        self.assertEqual(self.refusal_without_a_folder(env={**os.environ, "TMPDIR": "/gone"}), (
+            4, "vandrel-station: the temporary folder cannot be used for scratch: No such file or directory\n"))
+
+    def test_a_scratch_folder_in_a_current_folder_that_has_gone_is_status_4(self):
+        here = tempfile.mkdtemp()
+        self.assertEqual(self.refusal_without_a_folder("--scratch", "work", cwd=here, preexec_fn=lambda: os.rmdir(here)), (
+            4, "vandrel-station: the folder work cannot be used for scratch: No such file or directory\n"))
+
     def test_a_disk_that_was_full_for_a_while_leaves_whole_lines_and_whole_records(self):
         some = b"".join(report(14, i) for i in range(100))
         bench = self.bench([some, "await go", completion()])
