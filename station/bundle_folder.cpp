@@ -105,10 +105,13 @@ struct bundle_folder::reader : std::enable_shared_from_this<bundle_folder::reade
     /// With the mutex held.
     void start_thread() {
         join_ended();
-        ++threads;
         last_progress = steady_clock::now();
-        worker& added = workers.emplace_back();
+        std::list<worker> one(1);
+        worker& added = one.front();
+        // When there is no thread, none is counted.
         added.thread = std::thread([self = shared_from_this(), &added] { self->work(added); });
+        workers.splice(workers.end(), one);
+        ++threads;
     }
 
     /// With the mutex held. They are joined because on Windows a detached thread that ended made
@@ -217,9 +220,7 @@ bundle_folder::~bundle_folder() {
     reader_->waiting.clear();
     reader_->join_ended();
     for (auto& each : reader_->workers) {
-        if (each.thread.joinable()) {
-            each.thread.detach();
-        }
+        each.thread.detach();
     }
 }
 

@@ -61,6 +61,28 @@ TEST_F(a_folder_of_a_run, must_have_the_summary_of_one) {
     EXPECT_EQ(complaint(), "none");
 }
 
+TEST_F(a_folder_of_a_run, has_no_summary_of_more_than_64_mib) {
+    write("summary.json", R"({"v":1,"devices":[]})" + std::string(std::size_t{64} << 20U, ' '));
+    EXPECT_TRUE(
+        complaint().ends_with("is no folder of a run: its summary.json is not that of a run"))
+        << complaint();
+}
+
+TEST_F(a_folder_of_a_run, gives_the_logs_of_the_first_hundred_failures) {
+    std::string devices;
+    for (int i = 100; i < 201; ++i) {
+        const std::string number = "0000000000000" + std::to_string(i);
+        devices += (devices.empty() ? "" : ",") + (R"({"ecid":")" + number) +
+                   R"(","state":"failed","tries":1})";
+        write(number + "-visit1-try1/diagnostics.txt", "one\n");
+    }
+    write("summary.json", R"({"v":1,"devices":[)" + devices + "]}");
+    const auto visits = read_run(folder).visits;
+    ASSERT_THAT(visits, SizeIs(101));
+    EXPECT_THAT(visits.at(99).logs, SizeIs(1));
+    EXPECT_THAT(visits.at(100).logs, IsEmpty());
+}
+
 TEST_F(a_folder_of_a_run, gives_the_logs_of_the_last_try_of_a_failed_device) {
     write_summary("failed");
     write(ecid + "-visit1-try1/diagnostics.txt", "the first try\n");

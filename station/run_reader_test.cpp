@@ -99,6 +99,15 @@ TEST(run_reader, has_the_state_of_each_device_that_has_not_ended) {
     EXPECT_EQ(state(started + line("3", "try_ended", R"("state":"failed")")), "waiting");
 }
 
+TEST(run_reader, has_the_duration_of_a_device_whose_try_has_no_end) {
+    const recorded_visit its =
+        read(line("1", "try_started", R"("try":1)") +
+             line("5", "device_ended", R"("state":"failed","duration_s":3,"tries":1)") +
+             line("9", "device_found", "", "0000000000000002"))
+            .visits.at(0);
+    EXPECT_EQ(its.duration, seconds(3));
+}
+
 TEST(run_reader, counts_the_visits_of_a_device) {
     const run_record record =
         read(a_failed_try + its_end + line("20", "device_found") +

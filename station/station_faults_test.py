@@ -160,6 +160,13 @@ class faults(tests_of_benches):
         self.assertEqual(self.refusal_without_a_folder(env={**os.environ, "TMPDIR": "/gone"}), (
             4, "vandrel-station: the temporary folder cannot be used for scratch: No such file or directory\n"))
 
+    def test_a_list_without_a_temporary_folder_is_status_4(self):
+        bench = self.bench([])
+        result = subprocess.run(bench.command("list", rules={}, with_folder=False), stdin=subprocess.DEVNULL,
+                                capture_output=True, timeout=120, env={**os.environ, "TMPDIR": "/gone"})
+        self.assertEqual((result.returncode, result.stdout), (4, b""))
+        self.assertRegex(result.stderr.decode(), r"^vandrel-station: \S.*No such file or directory\n$")
+
     def test_a_scratch_folder_in_a_current_folder_that_has_gone_is_status_4(self):
         here = tempfile.mkdtemp()
         self.assertEqual(self.refusal_without_a_folder("--scratch", "work", cwd=here, preexec_fn=lambda: os.rmdir(here)), (
