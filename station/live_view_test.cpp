@@ -213,6 +213,23 @@ TEST(live_view, has_a_line_for_each_failure) {
     EXPECT_EQ(run.at(awake_time(0)).size(), 6U);
 }
 
+TEST(live_view, has_a_line_for_a_warning_about_the_whole_run) {
+    a_view run;
+    run.begin(device(1, "A1"));
+    run.take(log_incomplete{"events.jsonl is not whole"});
+    EXPECT_EQ(run.at(awake_time(0))[4],
+              " 02:50:00 WARNING the run's record is incomplete: events.jsonl is not whole");
+}
+
+TEST(live_view, names_a_device_without_a_place_by_its_ecid) {
+    a_view run;
+    event_device somewhere = device(1, "");
+    somewhere.location_id = 0;
+    run.begin(somewhere);
+    run.take(failed(end_reason::time_limit), somewhere);
+    EXPECT_EQ(run.at(awake_time(0))[4].substr(0, 34), " 02:50:00 000A11B22C331001 FAILED ");
+}
+
 TEST(live_view, shows_who_waits_for_a_next_try) {
     a_view run;
     const event_device a1 = device(1, "A1");

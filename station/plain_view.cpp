@@ -251,10 +251,8 @@ std::string choice_text(const ask_consent& choice, command what, const question_
         rows.back().push_back(describe(left).text);
     }
     if (!rows.empty()) {
-        text += fmt::format("{} left alone:\n{}",
-                            rows.size() == 1 ? std::string("1 device is")
-                                             : fmt::format("{} devices are", rows.size()),
-                            aligned(rows));
+        text += fmt::format("{} {} left alone:\n{}", number_of(rows.size(), "device"),
+                            rows.size() == 1 ? "is" : "are", aligned(rows));
     }
     return text;
 }

@@ -161,6 +161,24 @@ TEST(question, shows_bundle_room_and_devices) {
     EXPECT_EQ(prompt_text(asked), "Type 2 to erase these 2 devices, or press Enter to stop: ");
 }
 
+TEST(question, has_dashes_for_what_is_not_known) {
+    ask_consent asked = erase_of_two();
+    asked.devices[0].properties.reset();
+    bundle without_models = some_bundle();
+    without_models.models.clear();
+    const question_facts facts{without_models, "", "scratch", 212'000'000'000, 8};
+    EXPECT_EQ(choice_text(asked, command::restore, facts),
+              "2 devices will be ERASED. Everything on them is lost.\n"
+              "\n"
+              "  Bundle   some.ipsw\n"
+              "           17.1 (21B80), 6.9 GB\n"
+              "  Room     212.0 GB free in scratch, 8 at once need about 73.9 GB\n"
+              "\n"
+              "  SLOT  ECID              SERIAL  MODEL        NOW IN\n"
+              "  -     0001A2B3C4D5E6F7  -       -            -\n"
+              "  A2    000A11B22C33D44E  C39     0x8110 0x0c  Phone\n");
+}
+
 TEST(question, of_a_watch_says_what_happens_to_later_devices) {
     ask_consent asked = erase_of_two();
     asked.watch = true;

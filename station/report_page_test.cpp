@@ -76,6 +76,23 @@ TEST(report_page, has_each_failure_with_what_to_do_and_its_logs) {
                           "<pre>one two\n&lt;three&gt;\n</pre>\n</article>"));
 }
 
+TEST(report_page, says_the_reason_of_a_device_without_a_sentence) {
+    run_record record = a_run();
+    record.visits.at(0).sentence.clear();
+    EXPECT_THAT(page_of(record), HasSubstr("<p>time limit</p>"));
+}
+
+TEST(report_page, leaves_out_what_a_cut_off_run_does_not_know) {
+    run_record record = a_run();
+    record.visits.at(0).duration.reset();
+    record.exit_status.reset();
+    EXPECT_THAT(page_of(record),
+                HasSubstr("<td>Restoring image at 42 %</td><td></td><td>2</td></tr>"));
+    EXPECT_THAT(page_of(record), Not(HasSubstr("Exit status")));
+    record.exit_status = 1;
+    EXPECT_THAT(page_of(record), HasSubstr("<dt>Exit status</dt><dd>1</dd>"));
+}
+
 TEST(report_page, says_that_a_run_is_under_way_and_counts_its_devices) {
     run_record record = a_run();
     record.ended.clear();

@@ -116,10 +116,8 @@ std::string summary::refusal_text() const {
     switch (ended_->exit_status) {
     case refused:
         return (facts_.expected && *facts_.expected != chosen
-                    ? fmt::format("{} chosen, and --expect says {}",
-                                  chosen == 1 ? std::string("1 device is")
-                                              : fmt::format("{} devices are", chosen),
-                                  *facts_.expected)
+                    ? fmt::format("{} {} chosen, and --expect says {}", number_of(chosen, "device"),
+                                  chosen == 1 ? "is" : "are", *facts_.expected)
                     : std::string("nobody consented")) +
                "; nothing was touched";
     case no_device:
@@ -171,9 +169,8 @@ void summary::add_text(std::string& to, const std::string& title,
         to += fmt::format("  {:<4} {} {:<12} {}", place_of(each->device), each->device.ecid,
                           printable(serial), describe_row(*each));
         if (end.last_try) {
-            to += fmt::format(", after {}, {}", hours_minutes_seconds(end.last_try->duration),
-                              end.tries == 1 ? std::string("1 try")
-                                             : fmt::format("{} tries", end.tries));
+            to += fmt::format(", after {}, {} {}", hours_minutes_seconds(end.last_try->duration),
+                              end.tries, end.tries == 1 ? "try" : "tries");
         }
         to += "\n";
         if (const std::string advice = advice_for(end.reason); !advice.empty()) {
