@@ -138,9 +138,11 @@ TEST_F(file_test, reads_nothing_from_a_file_without_a_size) {
     EXPECT_TRUE(opened.read_whole(bytes, no_limit, &error).empty());
     EXPECT_EQ(windows_code(error), 1);
 
+    bytes = {1, 2, 3};
     const auto thrown = error_of([&] { opened.read_whole(bytes, no_limit); });
     EXPECT_EQ(thrown.what(),
               "when getting size of file '" + pipe.name() + "': " + windows_reason(1));
+    EXPECT_TRUE(bytes.empty());
 }
 
 // --- what ends too early
@@ -157,6 +159,7 @@ TEST_F(file_test, gives_nothing_of_a_file_that_ends_before_its_size) {
 
     const auto thrown = error_of([&] { file(path).read_whole(bytes, no_limit); });
     EXPECT_STREQ(thrown.what(), "read: End of file [asio.misc:2]");
+    EXPECT_TRUE(bytes.empty());
 }
 
 // --- what cannot be opened
