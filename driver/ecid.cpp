@@ -2,8 +2,6 @@
 
 #include "foundation/base16.h"
 
-#include <boost/endian/conversion.hpp>
-
 #include <algorithm>
 #include <array>
 #include <cctype>
@@ -13,20 +11,26 @@ namespace Orv {
 
 namespace {
 
-using ecid_bytes = std::array<std::uint8_t, sizeof(std::uint64_t)>;
+constexpr std::size_t byte_count = 8;
 
 std::string encode(std::uint64_t value) {
-    ecid_bytes bytes{};
-    boost::endian::store_big_u64(bytes.data(), value);
+    std::array<std::uint8_t, byte_count> bytes{};
+    for (std::size_t i = 0; i < byte_count; ++i) {
+        bytes.at(i) = static_cast<std::uint8_t>(value >> (8 * (byte_count - 1 - i)));
+    }
     return base16_encode(bytes);
 }
 
 std::uint64_t parse(std::string_view text) {
     const auto is_digit = [](unsigned char c) { return std::isxdigit(c) != 0; };
-    if (text.size() != 2 * sizeof(ecid_bytes) || !std::ranges::all_of(text, is_digit)) {
+    if (text.size() != 2 * byte_count || !std::ranges::all_of(text, is_digit)) {
         throw std::invalid_argument("Invalid ECID '" + std::string(text) + "'");
     }
-    return boost::endian::load_big_u64(base16_decode(text).data());
+    std::uint64_t value = 0;
+    for (const std::uint8_t byte : base16_decode(text)) {
+        value = value << 8 | byte;
+    }
+    return value;
 }
 
 } // namespace
