@@ -241,8 +241,9 @@ public:
     bench& operator=(const bench&) = delete;
 
     /// `now` is the caller's awake time, from any start. Takes in `happened` in its order until the
-    /// run is over, except that `user_cancelled` comes last. Limits are checked after that, so a
-    /// report in the same turn as a limit saves the device. The first turn begins the run. After
+    /// run is over, except that `user_cancelled` comes last. Limits are checked after that:
+    /// a report in the turn in which a silence gets too long still ends the silence, and a
+    /// completing one in the turn of any limit still counts. The first turn begins the run. After
     /// `run_over` nothing is decided any more.
     std::vector<decision> turn(awake_time now, std::span<const input> happened);
 

@@ -49,7 +49,7 @@ struct bench_times {
     time stays = std::chrono::seconds(60);
     /// Two turns are never so far apart when nothing is wrong with the clock or the computer.
     time clock_gap = std::chrono::seconds(5);
-    /// For the third Ctrl-C after the second.
+    /// How long after the second Ctrl-C another one counts as the third.
     time third_cancel = std::chrono::seconds(10);
 };
 
@@ -99,8 +99,9 @@ struct bench_options {
     std::size_t stop_after = 5;
     awake_time stall_timeout = std::chrono::minutes(30);
     awake_time linger = std::chrono::seconds(30);
-    /// The station's own limit for each try; a little more than the tool's, if that keeps one. None
-    /// for `recover`.
+    /// The station's own limit for each try. A little more than the tool's, if the tool is given
+    /// one. With a file of restore options it is not: then it keeps its own 2 hours, and this is
+    /// that at most. None for `recover`.
     std::optional<awake_time> time_limit;
 
     bench_times times;

@@ -46,7 +46,7 @@ class bundle_folder {
 public:
     struct settings {
         std::filesystem::path folder;
-        /// Keeps what was read from one process to the next; empty: nothing does.
+        /// The file that keeps for later processes what was read; empty: nothing is kept.
         std::filesystem::path cache;
         std::function<bundle(const std::filesystem::path&)> read = read_bundle;
         /// Called in a look, when reading this file takes longer than `slow`; may be empty.

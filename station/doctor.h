@@ -73,9 +73,8 @@ struct bundle_room {
     bool is_on_network = false;
 };
 
-/// A folder, or a link, with the name of a tool's scratch folder. If anything in it is a link
-/// or another user's, the folder counts as such. So it does if anything in it is open,
-/// unless it has a link.
+/// A folder, or a link, with the name of a tool's scratch folder. The flags are about the folder
+/// and all that is in it. If there is a link, nobody looks whether anything is open.
 struct left_folder {
     std::filesystem::path path;
     /// Why not all of it could be looked at; empty otherwise.
@@ -89,7 +88,7 @@ struct left_folder {
     std::uint64_t size = 0;
 };
 
-/// A process; of running_tools(), one that can have a scratch folder.
+/// A process. running_tools() gives only those that can have a scratch folder.
 struct running_tool {
     std::int64_t number = 0;
     std::string name;

@@ -40,7 +40,8 @@ struct entry_facts {
     bool is_own = false;
     std::chrono::system_clock::time_point changed;
     std::uint64_t size = 0;
-    /// Differs where another file system begins; 0 on a host on which that is a link.
+    /// Differs where another file system begins. Always 0 on Windows, where another file system
+    /// within a folder is a link.
     std::uint64_t volume = 0;
 };
 

@@ -9,8 +9,8 @@
 
 namespace vandrel::station {
 
-/// Examines this computer, and writes what was found to standard output. Returns the exit status;
-/// if a check had no answer in time, ends the process with it.
+/// Examines this computer, and writes what was found to standard output. Returns the exit status.
+/// If a check had no answer in time, it does not return, but ends the process with that status.
 int run_doctor(const station_arguments& arguments);
 
 /// A line for each finding, with its details and what to do below it. The last line has the numbers

@@ -1,7 +1,7 @@
 #pragma once
 
 /// A run as a screen that is drawn again and again. Devices have rows in the order of their places,
-/// so that a change of its state does not move a device's row.
+/// so that a device's row stays where it is when its state changes.
 
 #include "station/events.h"
 

@@ -9,11 +9,12 @@ struct outcome {
     /// Consent is missing, or the number of devices to work on is not the expected one; nothing was
     /// touched.
     bool refused = false;
-    /// The first list could not be had. Or all of this: the run is a dry one or no watch; no chosen
-    /// device can be begun; the bundle of at least one needs more room than there is; every device
-    /// named by its ECID fits.
+    /// The first list could not be had. Or a run that is a dry one, or no watch, can begin none of
+    /// the chosen devices, and the bundle of at least one needs more room than there is; but not if
+    /// a device of bench_options::ecids is in the first list and does not fit.
     bool cannot_work = false;
-    /// No device that was asked for fits and is free; or a device named by its ECID does not fit.
+    /// No device that was asked for fits and is free; or a device of bench_options::ecids is in the
+    /// first list and does not fit.
     bool nothing_fits = false;
     /// The user or the end of the session has cut the run short.
     bool cancelled = false;

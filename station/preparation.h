@@ -54,8 +54,7 @@ bundle read_named_bundle(const std::string& file);
 /// takes long to read.
 std::shared_ptr<bundle_folder> open_bundle_folder(const std::string& folder);
 
-/// Waits for slow disks, but no longer than 30 seconds without a file that was read. Throws
-/// refusal.
+/// Waits for slow disks, but not when no file has been read for 30 seconds. Throws refusal.
 const std::vector<bundle_file>& look_into(bundle_folder& folder);
 
 /// Throws refusal.

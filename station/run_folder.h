@@ -56,7 +56,7 @@ public:
     /// returns.
     void keep(const std::filesystem::path& file, const std::string& of,
               const std::function<void()>& done);
-    /// Nothing more is added to files of this folder.
+    /// Closes the files of this folder. Nothing may be added to them afterwards.
     void close(const std::string& of);
 
     /// What was lost first; nothing when nothing was.

@@ -18,8 +18,8 @@ namespace vandrel::station {
 std::string printable(std::string_view text);
 
 /// How many columns of a terminal this printable text takes: wide characters take two; marks on the
-/// character before them and characters that are not shown take none. The tables of both have the
-/// usual characters, not all.
+/// character before them and characters that are not shown take none. The tables of wide
+/// characters and of those without width have the usual ones, not all.
 std::size_t display_width(std::string_view text);
 
 /// As much of this printable text as fits into so many columns.

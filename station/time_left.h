@@ -26,10 +26,11 @@ public:
     /// operation.
     std::optional<restored_try> take(const event& what);
 
-    /// What is left of the device's running operation, plus the usual times of those that followed
-    /// it in the newest earlier try of this kind that had it. `now` is the time since the start, as
-    /// in events. Nothing for a device without a running operation, and for an operation that no
-    /// earlier try of this kind had, or none had so often. Never negative.
+    /// What is left of the device's running operation, plus the usual times of the operations that
+    /// follow. These are the ones that followed it in the newest earlier try of this kind that had
+    /// it. `now` is the time since the start, as in events. Nothing for a device without a running
+    /// operation, and if no earlier try of this kind had this operation as often as this try has
+    /// had it by now. Never negative.
     std::optional<awake_time> of(const std::string& ecid, awake_time now) const;
 
 private:

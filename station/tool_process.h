@@ -32,8 +32,9 @@ struct tool_handlers {
     /// Called after all that the process has written has been read. If another process goes on
     /// writing into the pipe, this is called after about one more MiB.
     std::function<void(int exit_status)> process_ended;
-    /// Whether reading should wait a little. Not asked when the process has ended, because its end
-    /// waits for what it has written. This handler may be empty.
+    /// Whether reading should wait a little. Not asked from the end of the process until
+    /// `process_ended` is called, which waits for what the process has written. This handler may be
+    /// empty.
     std::function<bool()> is_behind;
 };
 
