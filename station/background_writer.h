@@ -14,8 +14,8 @@ namespace vandrel::station {
 /// later ones from being done, but blocks no caller. Any thread may call.
 class background_writer {
 public:
-    /// Tasks are refused while those that are not done yet take more bytes than this. Each takes the
-    /// bytes that `post` is given, and 256 more.
+    /// Tasks are refused while those that are not done yet take more bytes than this. Each takes
+    /// the bytes that `post` is given, and 256 more.
     explicit background_writer(std::size_t most_bytes);
     /// Tasks that have not begun are not done. It waits for no task.
     ~background_writer();
