@@ -23,7 +23,7 @@ struct bench_times {
     time quiet = std::chrono::minutes(10);
     /// The first report is due by then.
     time never_began = std::chrono::minutes(5);
-    /// After a failing report the tool is ended by then, whatever it reports but success.
+    /// So long after the first failing report the tool is ended, unless it has reported success.
     time linger_at_most = std::chrono::minutes(5);
     /// How long a tool may take to go when it is ended.
     time give_up = std::chrono::seconds(30);
