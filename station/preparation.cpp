@@ -106,6 +106,14 @@ void read_means(run_settings& settings) {
     }
 }
 
+/// `name`: that of the folder; empty for the temporary one.
+[[noreturn]] void refuse_scratch(const std::string& name, const std::error_code& error) {
+    throw refusal(cannot_work, fmt::format("{} cannot be used for scratch: {}",
+                                           name.empty() ? "the temporary folder"
+                                                        : "the folder " + printable(name),
+                                           error.message()));
+}
+
 void find_room(run_settings& settings) {
     const std::string& wanted = settings.arguments.scratch;
     std::error_code error;
@@ -124,11 +132,7 @@ void find_room(run_settings& settings) {
         error ? std::filesystem::space_info{} : std::filesystem::space(settings.scratch, error);
     if (error) {
         // The system gives an empty path for what it has none for.
-        const std::string name = settings.scratch.empty() ? wanted : text_of(settings.scratch);
-        throw refusal(cannot_work, fmt::format("{} cannot be used for scratch: {}",
-                                               name.empty() ? "the temporary folder"
-                                                            : "the folder " + printable(name),
-                                               error.message()));
+        refuse_scratch(settings.scratch.empty() ? wanted : text_of(settings.scratch), error);
     }
     settings.free_bytes = space.available;
     settings.options.at_once = settings.arguments.at_once.value_or(most_at_once);
