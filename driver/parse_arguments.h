@@ -9,8 +9,8 @@ namespace vandrel {
 
 /// The outcome of parsing a command line.
 struct parse_result {
-    /// After a command line that could not be parsed, they serve only to make the channel for the
-    /// error: the defaults; if memory ran out, perhaps with some values of the command line.
+    /// After a command line that could not be parsed: the defaults, from which the channel for the
+    /// error is made. If memory ran out, some may have values of the command line.
     start_options options;
     /// What `--help` prints.
     boost::program_options::options_description description;

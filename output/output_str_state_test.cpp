@@ -83,7 +83,6 @@ TEST(output_channel, several_threads_can_switch_debugging) {
     one.join();
     other.join();
     capture.channel()->push_debug("off");
-    capture.channel()->shutdown();
     EXPECT_EQ(capture.finish().diagnostics.size(), 0U);
 }
 

@@ -99,9 +99,9 @@ struct bench_options {
     std::size_t stop_after = 5;
     awake_time stall_timeout = std::chrono::minutes(30);
     awake_time linger = std::chrono::seconds(30);
-    /// The station's own limit for each try. A little more than the tool's, if the tool is given
-    /// one. With a file of restore options it is not: then it keeps its own 2 hours, and this is
-    /// that at most. None for `recover`.
+    /// The station's own limit for each try. A little more than the tool's limit, if the station
+    /// gives the tool one. With a file of restore options it gives none, and the tool keeps to 2
+    /// hours; this limit is then 2 hours at most. None for `recover`.
     std::optional<awake_time> time_limit;
 
     bench_times times;

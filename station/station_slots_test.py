@@ -159,24 +159,30 @@ class learning(unittest.TestCase):
             self.assertEqual(phone.content(), "0x14200000 A2\n0x14300000 A1\n")
             session.end_with(f"1 port learnt. {host_path(phone.file)} has 2 names.")
 
+    QUESTION = ("This port is A1 already (0x14100000). Type y to name it B1, or press Enter to plug the device into "
+                "another port: ")
+
+    def give_a_port_another_name(self, phone):
+        """The session, which asks whether port A1 gets the name B1."""
+        with open(phone.file, "w", encoding="ascii") as file:
+            file.write("0x14100000 A1\n")
+        session = phone.learn(self)
+        session.name("B1")
+        session.wait_for("B1.\n")
+        phone.plug(0x14100000)
+        session.wait_for(self.QUESTION)
+        return session
+
     def test_asks_before_a_port_that_has_a_name_gets_another(self):
         with a_telephone() as phone:
-            with open(phone.file, "w", encoding="ascii") as file:
-                file.write("0x14100000 A1\n")
-            session = phone.learn(self)
-            session.name("B1")
-            session.wait_for("B1.\n")
-            phone.plug(0x14100000)
-            question = ("This port is A1 already (0x14100000). Type y to name it B1, or press Enter to plug the device "
-                        "into another port: ")
-            session.wait_for(question)
+            session = self.give_a_port_another_name(phone)
             session.type("")
             phone.plug(0x14200000)
             session.wait_for("B1 is 0x14200000.\n")
             session.name("B2")
             session.wait_for("B2.\n")
             phone.plug(0x14100000)
-            session.wait_for(question.replace("B1", "B2"))
+            session.wait_for(self.QUESTION.replace("B1", "B2"))
             session.type("y")
             session.wait_for("B2 is 0x14100000.\n")
             self.assertEqual(phone.content(), "0x14200000 B1\n0x14100000 B2\n")
@@ -184,13 +190,7 @@ class learning(unittest.TestCase):
 
     def test_ends_with_its_input_when_it_asks_whether_a_port_gets_another_name(self):
         with a_telephone() as phone:
-            with open(phone.file, "w", encoding="ascii") as file:
-                file.write("0x14100000 A1\n")
-            session = phone.learn(self)
-            session.name("B1")
-            session.wait_for("B1.\n")
-            phone.plug(0x14100000)
-            session.wait_for("to plug the device into another port: ")
+            session = self.give_a_port_another_name(phone)
             self.assertEqual(session.end(), (f"\n0 ports learnt. {host_path(phone.file)} has 1 name.\n", 0))
             self.assertEqual(phone.content(), "0x14100000 A1\n")
 
