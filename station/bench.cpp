@@ -35,7 +35,7 @@ std::vector<decision> bench_run::turn(awake_time now, std::span<const input> hap
     // Ctrl-C comes last: it ends no tool whose end has come with it.
     take(happened, false);
     take(happened, true);
-    if (phase_ != phase::over) {
+    if (phase_ < phase::writing) {
         // What has come before the end of the session, or with it, still counts.
         session_over_ ? end_session() : look_at_limits();
     }
@@ -44,10 +44,19 @@ std::vector<decision> bench_run::turn(awake_time now, std::span<const input> hap
 
 void bench_run::take(std::span<const input> happened, bool cancels) {
     for (const input& one : happened) {
-        if (phase_ != phase::over && std::holds_alternative<user_cancelled>(one) == cancels) {
+        if (still_counts(one) && std::holds_alternative<user_cancelled>(one) == cancels) {
             std::visit([this](const auto& what) { on(what); }, one);
         }
     }
+}
+
+bool bench_run::still_counts(const input& what) const {
+    if (phase_ != phase::writing) {
+        return phase_ != phase::over;
+    }
+    return std::holds_alternative<log_has_hole>(what) ||
+           std::holds_alternative<record_written>(what) ||
+           std::holds_alternative<session_ends>(what);
 }
 
 void bench_run::look_at_limits() {

@@ -41,6 +41,9 @@ void bench_run::on(const user_cancelled&) {
 
 void bench_run::on(const session_ends&) {
     session_over_ = true;
+    if (phase_ == phase::writing) {
+        on(record_written{});
+    }
 }
 
 void bench_run::end_session() {
@@ -59,6 +62,13 @@ void bench_run::on(const log_has_hole& hole) {
     if (!std::exchange(outcome_.log_incomplete, true)) {
         log(log_incomplete{hole.text}, event_level::error);
     }
+}
+
+void bench_run::on(const record_written&) {
+    const int status = exit_status_of(outcome_);
+    log(run_ended{totals(), status}, status == 0 ? event_level::info : event_level::error);
+    out_.emplace_back(run_over{status});
+    phase_ = phase::over;
 }
 
 void bench_run::end_tools(bool firmware_too) {
@@ -135,10 +145,8 @@ void bench_run::finish() {
     if (const std::optional<list_id> list = lists_.current()) {
         out_.emplace_back(end_list{*list});
     }
-    const int status = exit_status_of(outcome_);
-    log(run_ended{totals(), status}, status == 0 ? event_level::info : event_level::error);
-    out_.emplace_back(run_over{status});
-    phase_ = phase::over;
+    out_.emplace_back(write_record{});
+    phase_ = phase::writing;
 }
 
 counts bench_run::totals() const {

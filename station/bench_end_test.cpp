@@ -247,6 +247,65 @@ TEST(bench_end, an_incomplete_log_is_one_event_and_status_5) {
     EXPECT_EQ(bench.exit_status(), 5);
 }
 
+class bench_with_a_slow_record : public testing::Test {
+protected:
+    bench_with_a_slow_record() {
+        bench.record_is_written = false;
+        bench.attach(device_a);
+        bench.turn();
+        bench.restores(device_a);
+    }
+
+    bench_under_test bench{all_devices()};
+};
+
+TEST_F(bench_with_a_slow_record, a_run_is_over_once_its_record_is_written) {
+    EXPECT_EQ(bench.decided<write_record>().size(), 1u);
+    bench.pass(1min);
+    EXPECT_THAT(bench.logged<run_ended>(), IsEmpty());
+    EXPECT_FALSE(bench.over());
+    bench.turn({record_written{}});
+    EXPECT_EQ(bench.logged<run_ended>().size(), 1u);
+    EXPECT_EQ(bench.exit_status(), 0);
+}
+
+TEST_F(bench_with_a_slow_record, a_hole_in_the_last_lines_is_still_an_event_and_status_5) {
+    bench.turn({log_has_hole{"disk full"}, record_written{}});
+    ASSERT_EQ(bench.logged<log_incomplete>().size(), 1u);
+    EXPECT_EQ(bench.logged<log_incomplete>()[0].text, "disk full");
+    EXPECT_EQ(bench.logged<run_ended>().at(0).exit_status, 5);
+    EXPECT_EQ(bench.exit_status(), 5);
+}
+
+TEST_F(bench_with_a_slow_record, nothing_else_counts_any_more) {
+    bench.attach(device_b);
+    bench.turn({usb_arrival{}, user_cancelled{}, user_cancelled{}});
+    bench.pass(1min);
+    bench.turn({record_written{}});
+    EXPECT_THAT(bench.logged<cancel>(), IsEmpty());
+    EXPECT_EQ(bench.started(), std::vector{device_a});
+    EXPECT_EQ(bench.exit_status(), 0);
+}
+
+TEST_F(bench_with_a_slow_record, the_end_of_the_session_does_not_wait_for_the_record) {
+    bench.turn({session_ends{}});
+    EXPECT_TRUE(bench.over());
+    EXPECT_EQ(bench.exit_status(), 0);
+}
+
+TEST(bench_end, the_end_of_the_session_waits_for_the_record_once) {
+    bench_under_test bench(all_devices());
+    bench.record_is_written = false;
+    bench.attach(device_a);
+    bench.turn();
+    bench.turn({session_ends{}});
+    bench.turn();
+    EXPECT_EQ(bench.decided<write_record>().size(), 1u);
+    EXPECT_FALSE(bench.over());
+    bench.turn({record_written{}});
+    EXPECT_EQ(bench.exit_status(), 130);
+}
+
 TEST(bench_end, a_device_left_alone_counts_only_when_it_was_named) {
     for (const auto& [named, status] : {std::pair(false, 0), std::pair(true, 1)}) {
         bench_options options = all_devices();

@@ -30,12 +30,13 @@ public:
     counts totals() const;
 
 private:
-    enum class phase { fresh, first_list, locking, asking, working, over };
+    enum class phase { fresh, first_list, locking, asking, working, writing, over };
 
     // bench.cpp
     void advance_clock(awake_time now);
     /// `cancels`: takes each `user_cancelled`; otherwise, all others.
     void take(std::span<const input> happened, bool cancels);
+    bool still_counts(const input& what) const;
     void look_at_limits();
     void log(event_body body, event_level level, const device_record* device = nullptr);
     void log(std::vector<event_body> bodies, const device_record& device);
@@ -100,12 +101,14 @@ private:
     void on(const session_ends&);
     void end_session();
     void on(const log_has_hole& hole);
+    void on(const record_written&);
     void end_tools(bool firmware_too);
     void end_retries();
     bool no_new_device() const;
     void look_at_end();
     void settle_rest();
     bool all_done() const;
+    /// Ends all devices. The run is over once its record is written.
     void finish();
 
     bench_options options_;

@@ -248,11 +248,23 @@ std::optional<std::string> run_folder::hole() const {
     return files_->hole;
 }
 
+void run_folder::when_written(const std::function<void()>& done) {
+    flush();
+    if (!writer_.post(0, done)) {
+        files_->lose("the run folder takes what is written too slowly");
+        done();
+    }
+}
+
+void run_folder::give_up() {
+    files_->lose("the run folder takes nothing any more");
+}
+
 void run_folder::finish(std::chrono::milliseconds limit) {
     flush();
     post(0, [](files& all) { all.replace_stale(); });
     if (!writer_.drain(limit)) {
-        files_->lose("the run folder takes nothing any more");
+        give_up();
     }
 }
 

@@ -62,6 +62,11 @@ public:
     /// What was lost first; nothing when nothing was.
     std::optional<std::string> hole() const;
     bool is_behind() const { return writer_.is_behind(); }
+    /// Calls `done` once all is written, or has failed: in the background; before this returns when
+    /// the queue is full.
+    void when_written(const std::function<void()>& done);
+    /// It has taken nothing for too long: `hole` says so.
+    void give_up();
     /// Waits until all is written, but no longer than this. To be called last.
     void finish(std::chrono::milliseconds limit);
 

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <climits>
 #include <csignal>
+#include <cstddef>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -14,6 +15,7 @@
 #include <string>
 
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 namespace vandrel::station {
 
@@ -53,6 +55,32 @@ TEST(the_log_of_a_run, has_whole_lines_when_the_disk_is_full) {
     EXPECT_EQ(made.hole(), "events.jsonl could not be written");
     std::ifstream file(path / "events.jsonl", std::ios::binary);
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), "a line that has a place\n");
+}
+
+TEST(a_run_folder_that_is_full, does_not_wait_until_all_is_written) {
+    const vandrel::testing::temporary_folder parent;
+    const std::filesystem::path path = std::filesystem::path(parent.path().string()) / "run";
+    run_folder made(path);
+    std::filesystem::create_directory(path / "try");
+    // A pipe without a reader holds up whoever opens it.
+    const std::filesystem::path pipe = path / "try" / "records.plist";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    for (int pieces = 0; pieces < 20; ++pieces) {
+        made.append("try", "records.plist", std::string(std::size_t{1024} * 1024, 'x'));
+    }
+    bool is_done = false;
+    made.when_written([&is_done] { is_done = true; });
+    EXPECT_TRUE(is_done);
+    EXPECT_EQ(made.hole(), "the run folder takes what is written too slowly");
+    // Lets the background end.
+    std::ifstream reader(pipe);
+}
+
+TEST(a_run_folder_that_was_given_up, has_a_hole) {
+    const vandrel::testing::temporary_folder parent;
+    run_folder made(std::filesystem::path(parent.path().string()) / "run");
+    made.give_up();
+    EXPECT_EQ(made.hole(), "the run folder takes nothing any more");
 }
 
 TEST(a_new_run_folder, needs_a_name_that_leaves_room_for_those_of_its_files) {

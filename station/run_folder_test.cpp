@@ -111,6 +111,13 @@ TEST_F(a_hole, is_a_file_that_cannot_be_replaced_because_the_new_one_cannot_be_w
     EXPECT_EQ(found(), "summary.json could not be written");
 }
 
+TEST_F(one_run_folder, says_when_all_is_written) {
+    made.log("a line\n");
+    std::promise<std::string> found;
+    made.when_written([this, &found] { found.set_value(content_of("events.jsonl")); });
+    EXPECT_EQ(found.get_future().get(), "a line\n");
+}
+
 TEST_F(a_hole, is_what_was_lost_first) {
     std::filesystem::create_directory(path / "summary.json.new");
     std::filesystem::create_directory(path / "summary.csv.new");

@@ -101,6 +101,7 @@ void run_output::take(const event& what) {
             lines_ += plain_.line_for(what, local_time);
         }
     }
+    has_told_of_hole_ |= std::holds_alternative<log_incomplete>(what.body);
     summary_->take(what, now);
     if (std::holds_alternative<device_ended>(what.body) ||
         std::holds_alternative<run_ended>(what.body)) {
@@ -180,10 +181,9 @@ void run_output::finish(steady_clock::time_point until) {
         complain(why);
     }
     if (folder_) {
-        const bool was_whole = !folder_->hole();
         folder_->finish(left());
-        if (const auto hole = folder_->hole(); was_whole && hole) {
-            // Too late for an event.
+        if (const auto hole = folder_->hole(); hole && !has_told_of_hole_) {
+            // Lost with the end of the run: too late for an event.
             complain("the run's record is incomplete: " + *hole);
         }
     }

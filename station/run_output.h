@@ -55,6 +55,7 @@ private:
     std::optional<summary> summary_;
     /// Of a run that restores; absent in a dry run.
     std::optional<time_left> times_;
+    bool has_told_of_hole_ = false;
     /// For standard output, since the last flush.
     std::string lines_;
     /// Sentences for standard error that wait for the end of the live view.

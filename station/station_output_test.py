@@ -185,30 +185,53 @@ class run_folder(a_test):
     @posix_only
     def test_a_disk_that_still_stands_still_at_the_end_is_status_5(self):
         with a_bench([["await go", completion()]]) as bench:
-            run = a_run(self, bench, stderr=subprocess.PIPE)
+            run = a_run(self, bench)
             self.stop(bench, run)
             self.assertEqual(run.wait(), 5)
-            with run.process.stderr as errors:
-                self.assertEqual(errors.read().decode(), "vandrel-station: the run's record is incomplete: "
-                                                         "the run folder takes nothing any more\n")
+            self.assertEqual([event["text"] for event in run.named("log_incomplete")],
+                             ["the run folder takes nothing any more"])
+            self.assertEqual([event["exit_status"] for event in run.named("run_ended")], [5])
+
+    def start_with_files_of(self, most, bench, *arguments, **more):
+        """Runs a station that can write so many bytes to each file."""
+        def limit_files():
+            resource.setrlimit(resource.RLIMIT_FSIZE, (most, most))
+        # Python ignores the signal that goes with the limit, and so does the station then.
+        return a_run(self, bench, *arguments, preexec_fn=limit_files, restore_signals=False,
+                     env=without_coverage(bench), **more)
 
     @unittest.skipUnless(resource, "no file's size can be limited here")
     def test_a_disk_that_fills_is_status_5(self):
-        most = 100_000
-
-        def limit_files():
-            resource.setrlimit(resource.RLIMIT_FSIZE, (most, most))
         with a_bench([[reports(500), completion()]] * 4) as bench:
-            # Python ignores the signal that goes with the limit, and so does the station then.
-            run = a_run(self, bench, preexec_fn=limit_files, restore_signals=False,
-                        env=without_coverage(bench))
+            run = self.start_with_files_of(100_000, bench)
             self.assertEqual(run.wait(), 5)
             self.assertEqual(len(run.named("log_incomplete")), 1)
             self.assertIn(" could not be written", run.named("log_incomplete")[0]["text"])
             self.assertEqual([event["state"] for event in run.named("device_ended")], ["restored"] * 4)
+            self.assertEqual([event["exit_status"] for event in run.named("run_ended")], [5])
             self.assertEqual((bench.summary()["state"], bench.summary()["exit_status"]), ("ended", 5))
             # Whole lines only.
             self.assertEqual(bench.events()[0]["event"], "run_started")
+
+    @unittest.skipUnless(resource, "no file's size can be limited here")
+    def test_a_disk_that_takes_all_but_the_end_of_the_run_is_status_5(self):
+        # Each event has the tag, so that no other file is as large as that of the events.
+        script, tag = [[completion()]], ["--tag", "order=" + 1000 * "1"]
+        with a_bench(script) as bench:
+            run = a_run(self, bench, *tag)
+            self.assertEqual(run.wait(), 0)
+            with open(os.path.join(bench.run_folder, "events.jsonl"), "rb") as file:
+                lines = file.readlines()
+        # Half of the last line is much more than the lines of two runs differ by.
+        most = sum(map(len, lines)) - len(lines[-1]) // 2
+        with a_bench(script) as bench:
+            run = self.start_with_files_of(most, bench, *tag, stderr=subprocess.PIPE)
+            self.assertEqual(run.wait(), 5)
+            self.assertEqual(run.named("log_incomplete"), [])
+            with run.process.stderr as errors:
+                self.assertEqual(errors.read().decode(), "vandrel-station: the run's record is incomplete: "
+                                                         "events.jsonl could not be written\n")
+            self.assertEqual(bench.events()[-1]["event"], "device_ended")
 
 
 if __name__ == "__main__":

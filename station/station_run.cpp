@@ -14,6 +14,7 @@
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
+#include <boost/asio/steady_timer.hpp>
 #include <fmt/format.h>
 
 #include <chrono>
@@ -168,6 +169,25 @@ public:
     /// Only the rules wait for tools; nothing here does.
     void operator()(const give_up_tool&) {}
     void operator()(const log_event& what) { output_.take(what.what); }
+    void operator()(const write_record&) {
+        run_folder* const folder = output_.folder();
+        if (folder == nullptr) {
+            happened(record_written{});
+            return;
+        }
+        // The background may outlive this object, but not the context.
+        folder->when_written([this, &context = context_] {
+            boost::asio::post(context, [this] { happened(record_written{}); });
+        });
+        writing_limit_.expires_after(longest_writing());
+        writing_limit_.async_wait([this, folder](boost::system::error_code error) {
+            if (!error) {
+                folder->give_up();
+                given_up_ = true;
+                happened(record_written{});
+            }
+        });
+    }
     void operator()(const run_over& what) { exit_status_ = what.exit_status; }
 
 private:
@@ -224,11 +244,16 @@ private:
         }
     }
 
+    std::chrono::seconds longest_writing() const {
+        return session_ends_ ? last_writing_of_session : last_writing;
+    }
+
     void turn() {
         if (run_folder* folder = output_.folder(); folder != nullptr && !has_hole_) {
             if (const auto hole = folder->hole()) {
                 has_hole_ = true;
-                happened(log_has_hole{*hole});
+                // First: it counts in the turn that ends the run, too.
+                inputs_.insert(inputs_.begin(), log_has_hole{*hole});
             }
         }
         const std::vector<input> taken = std::exchange(inputs_, {});
@@ -344,12 +369,12 @@ private:
                 keep_files(tool, [] {});
             }
         }
+        // A folder that was given up is not waited for again.
         const auto now = steady_clock::now();
+        output_.finish(given_up_ ? now : now + longest_writing());
         if (session_ends_) {
-            output_.finish(now + last_writing_of_session);
             scratch_->leave();
         } else {
-            output_.finish(now + last_writing);
             cleaner_->drain(last_writing);
         }
         const bool has_hole = output_.folder() != nullptr && output_.folder()->hole();
@@ -383,6 +408,9 @@ private:
     bool has_failed_ = false;
     bool session_ends_ = false;
     bool has_hole_ = false;
+    /// Limits how long the end of the run waits for the run's folder.
+    boost::asio::steady_timer writing_limit_{context_};
+    bool given_up_ = false;
     bool awake_ = false;
 };
 

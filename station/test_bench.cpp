@@ -57,6 +57,10 @@ void bench_under_test::answer(const decision& one, std::vector<input>& answers) 
         if (lists_are_answered) {
             answers.emplace_back(list_arrived{list->list, attached});
         }
+    } else if (std::holds_alternative<write_record>(one)) {
+        if (record_is_written) {
+            answers.emplace_back(record_written{});
+        }
     } else if (const auto* start = std::get_if<start_tool>(&one)) {
         tools_[start->ecid] = start->tool;
     }

@@ -46,6 +46,8 @@ public:
     std::set<std::string> held;
     /// Lists are answered at once with `attached`. If false, the test answers them.
     bool lists_are_answered = true;
+    /// The run's record is written at once. If false, the test says when it is.
+    bool record_is_written = true;
 
     void attach(const std::string& ecid) { attached.push_back(fitting_device(ecid)); }
     void detach(const std::string& ecid);

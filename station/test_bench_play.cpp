@@ -150,6 +150,7 @@ private:
     void on(const tool_over& what);
     void on(const give_up_tool& what);
     void on(const log_event& what);
+    void on(const write_record&);
     void on(const run_over& what);
     void judge(const std::string& ecid, const try_ended& what);
     void check_choice(const start_tool& what) const;
@@ -183,6 +184,8 @@ private:
     bool consented_ = false;
     bool cancelled_ = false;
     bool hole_ = false;
+    bool record_is_asked_for_ = false;
+    bool record_is_written_ = false;
     bool session_over_ = false;
     std::uint64_t seq_ = 0;
     std::optional<int> status_;
@@ -209,19 +212,19 @@ void bench_in_play::act() {
     case 8:
         if (bytes_.next(8) == 0) {
             happens(user_cancelled{});
-            cancelled_ = true;
+            cancelled_ = cancelled_ || !record_is_asked_for_;
         }
         break;
     case 9:
         if (bytes_.next(64) == 0) {
             happens(session_ends{});
-            cancelled_ = true;
+            cancelled_ = cancelled_ || !record_is_asked_for_;
             session_over_ = true;
         }
         break;
     case 10:
         if (bytes_.next(32) == 0) {
-            happens(log_has_hole{"full"});
+            pending_.insert(pending_.begin(), log_has_hole{"full"});
             hole_ = true;
         }
         break;
@@ -309,6 +312,9 @@ void bench_in_play::answer_others() {
         }
         consented_ = bytes_.next(4) != 0;
         happens(consent_answer{consented_ ? wanted : "no"});
+    }
+    if (record_is_asked_for_ && !std::exchange(record_is_written_, true)) {
+        happens(record_written{});
     }
 }
 
@@ -406,7 +412,7 @@ void bench_in_play::tool_acts() {
 
 /// Lists, locks and questions are answered, and the user cancels each second: the run has to end.
 void bench_in_play::end() {
-    cancelled_ = cancelled_ || !status_;
+    cancelled_ = cancelled_ || !record_is_asked_for_;
     for (int seconds = 0; seconds < 120 && !status_; ++seconds) {
         if (list_) {
             happens(list_arrived{*std::exchange(list_, std::nullopt), {}});
@@ -595,7 +601,13 @@ void bench_in_play::count(const counts& totals) const {
            "the counts are those of the events");
 }
 
+void bench_in_play::on(const write_record&) {
+    check_(!record_is_asked_for_, "the record is written once");
+    record_is_asked_for_ = true;
+}
+
 void bench_in_play::on(const run_over& what) {
+    check_(record_is_asked_for_, "no end before the record is written");
     status_ = what.exit_status;
     judge_status(what.exit_status);
     for (const auto& [tool, run] : tools_) {
