@@ -26,8 +26,8 @@ public:
     bool post(std::size_t bytes, std::function<void()> task);
 
     /// Whether the queue is more than half full, so that producers should pause. That is
-    /// true for one second at most, because a slow disk must not slow others down. Then it is false
-    /// until all tasks have been done once.
+    /// true for one second at most, because a slow disk must not slow others down. After that
+    /// second it is false until the queue has been empty.
     bool is_behind() const;
 
     /// Waits until everything is done, but no longer than this. Returns whether it is.

@@ -9,9 +9,10 @@ struct outcome {
     /// Consent is missing, or the number of devices to work on is not the expected one; nothing was
     /// touched.
     bool refused = false;
-    /// The first list could not be had. Or a run that is a dry one, or no watch, can begin none of
-    /// the chosen devices, and the bundle of at least one needs more room than there is; but not if
-    /// a device of bench_options::ecids is in the first list and does not fit.
+    /// The first list could not be had. Or a run that is a dry run, or not a watch, can begin none
+    /// of the chosen devices, at least one of them for lack of room. If a device of
+    /// bench_options::ecids is in the first list and does not fit, this is false, and
+    /// `nothing_fits` is true.
     bool cannot_work = false;
     /// No device that was asked for fits and is free; or a device of bench_options::ecids is in the
     /// first list and does not fit.

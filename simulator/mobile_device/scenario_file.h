@@ -9,9 +9,10 @@
 
 namespace simulator {
 
-/// The scenario cannot be used. The text is one line, unless a path or a value in it has line
-/// feeds: the file if there is one, the place in it, what is wrong and what would be right, as in
+/// The scenario cannot be used. The text says the file if there is one, the place in it, what is
+/// wrong and what would be right, as in
 /// `demo.plist: Devices[2].ECID: is "12AB"; should be a string of 16 hexadecimal digits`.
+/// It is one line, unless the file's path has line feeds.
 class scenario_error : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
