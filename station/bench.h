@@ -135,11 +135,11 @@ struct log_has_hole {
 /// The answer to `write_record`, after the `log_has_hole` that came with it.
 struct record_written {};
 
-using input = std::variant<list_arrived, list_continued, list_not_had, bundles_read, usb_arrival,
-                           lock_obtained, lock_held, consent_answer, tool_not_started,
-                           report_arrived, command_succeeded, internal_error, record_unreadable,
-                           process_ended, stream_ended, user_cancelled, session_ends, log_has_hole,
-                           record_written>;
+using input =
+    std::variant<list_arrived, list_continued, list_not_had, bundles_read, usb_arrival,
+                 lock_obtained, lock_held, consent_answer, tool_not_started, report_arrived,
+                 command_succeeded, internal_error, record_unreadable, process_ended, stream_ended,
+                 user_cancelled, session_ends, log_has_hole, record_written>;
 
 // What is to be done.
 
@@ -233,8 +233,7 @@ struct run_over {
 
 using decision =
     std::variant<start_list, end_list, lock_device, unlock_device, ask_consent, show_choice,
-                 start_tool, end_tool, tool_over, give_up_tool, log_event, write_record,
-                 run_over>;
+                 start_tool, end_tool, tool_over, give_up_tool, log_event, write_record, run_over>;
 
 class bench_run;
 
