@@ -9,8 +9,8 @@ struct outcome {
     /// Consent is missing, or the number of devices to work on is not the expected one; nothing was
     /// touched.
     bool refused = false;
-    /// The first list could not be had. Or a run that is a dry run, or not a watch, can begin none
-    /// of the chosen devices, at least one of them for lack of room. If a device of
+    /// The first list could not be had. Or a dry run, or a run without a watch, can begin none of
+    /// the chosen devices, and at least one of them only for lack of room. If a device of
     /// bench_options::ecids is in the first list and does not fit, this is false, and
     /// `nothing_fits` is true.
     bool cannot_work = false;

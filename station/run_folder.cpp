@@ -177,16 +177,21 @@ run_folder::~run_folder() = default;
 
 void run_folder::post(std::size_t bytes, std::function<void(files&)> task) {
     // The files outlive this object as long as the background needs them.
-    const bool taken = writer_.post(bytes, [kept = files_, task = std::move(task)] {
+    queue(bytes, [kept = files_, task = std::move(task)] {
         try {
             task(*kept);
         } catch (const std::exception& error) {
             kept->lose(error.what());
         }
     });
+}
+
+bool run_folder::queue(std::size_t bytes, std::function<void()> task) {
+    const bool taken = writer_.post(bytes, std::move(task));
     if (!taken) {
         files_->lose("the run folder takes what is written too slowly");
     }
+    return taken;
 }
 
 void run_folder::log(std::string_view line) {
@@ -228,12 +233,11 @@ void run_folder::append(const std::string& of, const std::string& name, std::str
 
 void run_folder::keep(const std::filesystem::path& file, const std::string& of,
                       const std::function<void()>& done) {
-    const bool taken = writer_.post(0, [kept = files_, file, of, done] {
+    const bool taken = queue(0, [kept = files_, file, of, done] {
         kept->keep(file, of);
         done();
     });
     if (!taken) {
-        files_->lose("the run folder takes what is written too slowly");
         done();
     }
 }
@@ -250,8 +254,7 @@ std::optional<std::string> run_folder::hole() const {
 
 void run_folder::when_written(const std::function<void()>& done) {
     flush();
-    if (!writer_.post(0, done)) {
-        files_->lose("the run folder takes what is written too slowly");
+    if (!queue(0, done)) {
         done();
     }
 }

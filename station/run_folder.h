@@ -73,6 +73,8 @@ public:
 private:
     struct files;
     void post(std::size_t bytes, std::function<void(files&)> task);
+    /// False when the queue is full: the task is lost, and there is a hole.
+    bool queue(std::size_t bytes, std::function<void()> task);
     /// Counts what was added, and flushes when it is much.
     void count(std::size_t bytes);
 

@@ -38,10 +38,10 @@ using std::chrono::steady_clock;
 /// A turn takes in what came within this time. Without the limit, a pipe that is never empty would
 /// keep the turn from coming.
 constexpr auto longest_gathering = std::chrono::milliseconds(20);
-/// How long the end of a run waits for the run's folder, and then as long again for the tools'
-/// folders to be removed.
+/// How long a run waits for its folder before `run_ended`, as long again after it unless the folder
+/// was given up, and as long again for the tools' folders to be removed.
 constexpr auto last_writing = std::chrono::seconds(10);
-/// How long it waits for the run's folder when the session ends. It removes nothing then.
+/// The same when the session ends. It removes nothing then.
 constexpr auto last_writing_of_session = std::chrono::seconds(2);
 
 std::unique_ptr<scratch_folder> make_scratch(const std::filesystem::path& parent) {

@@ -4,7 +4,7 @@
 
 namespace vandrel::testing {
 
-/// During its lifetime, the n-th allocation of the thread that made it fails: `new` throws
+/// During its lifetime, the n-th allocation of the thread that constructed it fails: `new` throws
 /// std::bad_alloc, and `new (std::nothrow)` returns null. With extent::from_then_on, all later
 /// allocations of the thread fail too. Only one may exist at a time in a thread. For test programs
 /// with the source allocation_limit.cpp.

@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Checks that every list of the options is complete: options_test.py ROOT VANDREL-SIM."""
+"""Checks that every list of the options, and that of the keys of scenarios, is complete: options_test.py ROOT
+VANDREL-SIM."""
 import pathlib
 import re
 import subprocess
@@ -38,6 +39,15 @@ class options(unittest.TestCase):
     def test_are_in_the_command_lines_that_both_programs_run(self):
         used = {word for words in COMMAND_LINES for word in words if word.startswith("--")}
         self.assertEqual(self.all - used, COMPARED_ELSEWHERE)
+
+
+class keys_and_words_of_scenarios(unittest.TestCase):
+    def test_are_in_the_dictionary_of_the_fuzzer(self):
+        reader = (root / "simulator" / "mobile_device" / "scenario_file.cpp").read_text("utf-8")
+        known = set(re.findall(r'"([A-Z][A-Za-z]+)"', reader))
+        self.assertLessEqual({"ECID", "RestoreOS", "Threads"}, known)
+        dictionary = (root / "fuzzers" / "scenario.dict").read_text("utf-8")
+        self.assertEqual(known - set(re.findall(r">([A-Za-z]+)<", dictionary)), set())
 
 
 if __name__ == "__main__":

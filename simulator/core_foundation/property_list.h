@@ -55,9 +55,9 @@ owned<const object> read_xml_property_list(std::span<const std::uint8_t> documen
 bool is_binary_property_list(std::span<const std::uint8_t> bytes);
 
 /// The value of a binary property list. Takes memory in proportion to its size, because an object
-/// with several references to it is created once and shared. So does the time, except for a set of
-/// containers: containers of equal size have the same hash, so each is compared with all. Throws
-/// property_list_error and creation_failed.
+/// with several references to it is created once and shared. The time is in proportion to the size,
+/// too, except for a set of containers: containers of equal size have the same hash, so each is
+/// compared with all. Throws property_list_error and creation_failed.
 owned<const object> read_binary_property_list(std::span<const std::uint8_t> bytes);
 
 } // namespace simulator
