@@ -3,6 +3,7 @@ docs/station.md, the station, the tool that plays scripts, and vandrel-sim."""
 import json
 import os
 import plistlib
+import signal
 import subprocess
 import sys
 import tempfile
@@ -17,6 +18,9 @@ CHIP, BOARD = 0x8110, 0x0C
 MANIFEST = "BuildManifest.plist"
 LONG_AGO = time.time() - 3600
 RULES = {"retry_pause": 0.1, "list_after_start": 0}
+# A shell that starts tests in the background has this signal ignored, and the stations under test would inherit that.
+if not on_windows:
+    signal.signal(signal.SIGQUIT, signal.SIG_DFL)
 # Silence is judged soon, but not so soon that a tool on a busy machine is taken for a silent one.
 SILENCE = {**RULES, "never_began": 20, "quiet": 2}
 
