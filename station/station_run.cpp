@@ -1,25 +1,20 @@
 #include "station/station_run.h"
 
-#include "station/background_writer.h"
 #include "station/bench.h"
 #include "station/bundle_watch.h"
 #include "station/device_lister.h"
 #include "station/host.h"
 #include "station/run_output.h"
-#include "station/scratch_folder.h"
+#include "station/run_tools.h"
 #include "station/text.h"
-#include "station/tool_process.h"
 #include "station/usb_watch.h"
 
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
-#include <fmt/format.h>
 
 #include <chrono>
-#include <fstream>
-#include <functional>
 #include <iostream>
 #include <map>
 #include <memory>
@@ -44,61 +39,22 @@ constexpr auto last_writing = std::chrono::seconds(10);
 /// The same when the session ends. It removes nothing then.
 constexpr auto last_writing_of_session = std::chrono::seconds(2);
 
-std::unique_ptr<scratch_folder> make_scratch(const std::filesystem::path& parent) {
-    try {
-        return std::make_unique<scratch_folder>(parent);
-    } catch (const std::exception& error) {
-        throw refusal(static_cast<int>(early_exit::cannot_work),
-                      "no folder can be made for scratch: " + std::string(error.what()));
-    }
-}
-
-/// The copy of the file of restore options that the tools get; empty without such a file.
-std::filesystem::path copy_options(const run_settings& settings,
-                                   const std::filesystem::path& folder) {
-    if (settings.arguments.options_file.empty()) {
-        return {};
-    }
-    std::filesystem::path copy = folder / "options.plist";
-    std::ofstream file(copy, std::ios::binary);
-    file << settings.restore_options;
-    if (!file.flush()) {
-        throw refusal(static_cast<int>(early_exit::cannot_work),
-                      printable(text_of(copy)) + " cannot be written");
-    }
-    return copy;
-}
-
-/// Virus scanners hold files for a while.
-void remove_patiently(const std::filesystem::path& folder) {
-    for (int tries = 0; tries < 60; ++tries) {
-        std::error_code error;
-        std::filesystem::remove_all(folder, error);
-        if (!error) {
-            return;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(500));
-    }
-}
-
 class station_run {
 public:
     explicit station_run(const run_settings& settings)
         : settings_(settings),
-          scratch_(make_scratch(settings.scratch)),
-          options_copy_(copy_options(settings, scratch_->path())),
-          output_(settings),
           // Never destroyed: handlers of a process that does not end may stay for ever.
           context_(*new boost::asio::io_context(1)),
           work_(context_.get_executor()),
+          tools_(context_, settings, [this](input what) { happened(std::move(what)); }),
+          output_(settings),
           lister_(context_,
-                  {settings.arguments.tool, scratch_->make("list"), settings.slots,
+                  {settings.arguments.tool, tools_.make_folder("list"), settings.slots,
                    settings.arguments.list_seconds},
                   [this](input what) {
                       bundles_ ? bundles_->take(std::move(what)) : happened(std::move(what));
                   }),
-          rules_(settings.options),
-          cleaner_(std::make_shared<background_writer>(std::size_t{1} << 30U)) {}
+          rules_(settings.options) {}
 
     int run() {
         watch_signals(
@@ -159,13 +115,12 @@ public:
     void operator()(const show_choice& what) {
         output_.show(choice_text(what, settings_.options.what, facts()));
     }
-    void operator()(const start_tool& what) { start(what); }
-    void operator()(const end_tool& what) {
-        if (const auto found = tools_.find(what.tool); found != tools_.end()) {
-            found->second.process->terminate();
-        }
+    void operator()(const start_tool& what) {
+        has_begun_ = true;
+        tools_.start(what, *output_.folder());
     }
-    void operator()(const tool_over& what) { take_down(what.tool); }
+    void operator()(const end_tool& what) { tools_.terminate(what.tool); }
+    void operator()(const tool_over& what) { tools_.take_down(what.tool, *output_.folder()); }
     /// Only the rules wait for tools; nothing here does.
     void operator()(const give_up_tool&) {}
     void operator()(const log_event& what) { output_.take(what.what); }
@@ -191,14 +146,6 @@ public:
     void operator()(const run_over& what) { exit_status_ = what.exit_status; }
 
 private:
-    struct running_tool {
-        std::shared_ptr<tool_process> process;
-        /// The tool's temporary folder. Empty when it could not be made; then there is no process.
-        std::filesystem::path folder;
-        /// The name of the try's folder in the run's folder.
-        std::string kept_in;
-    };
-
     void happened(input what) { inputs_.push_back(std::move(what)); }
 
     /// Before the first start of a tool, nothing has been touched: throws, and the caller says why.
@@ -215,7 +162,7 @@ private:
     }
 
     /// A lock that cannot be taken is no matter of the other devices; nor is a tool that cannot be
-    /// started, which `start` reports. Any other failure ends the run.
+    /// started, which `run_tools` reports. Any other failure ends the run.
     void carry_out(const decision& what) {
         try {
             std::visit(*this, what);
@@ -268,137 +215,36 @@ private:
         }
     }
 
-    std::vector<std::string> arguments_for(const start_tool& what,
-                                           const std::filesystem::path& folder) const {
-        const station_arguments& given = settings_.arguments;
-        std::vector<std::string> result;
-        if (settings_.options.what == command::recover_exit) {
-            result = {"--exit-recovery"};
-        } else if (settings_.options.what == command::recover_stay) {
-            result = {"--no-exit-recovery"};
-        } else if (!given.options_file.empty()) {
-            result = {"--restore-plist", text_of(options_copy_)};
-        } else {
-            result = {"--restore", what.with ? text_of(what.with->path) : given.bundle,
-                      "--restore-timeout", std::to_string(given.restore_timeout.count())};
-            if (settings_.options.erase) {
-                result.emplace_back("--erase");
-            }
-        }
-        result.insert(result.end(), {"--ecid", what.ecid, "--detect-timeout", "30", "--debug",
-                                     "--amr-logfile", text_of(folder / log_name)});
-        return result;
-    }
-
-    tool_handlers handlers_for(tool_id tool, const std::string& kept_in) {
-        tool_handlers handlers;
-        handlers.bytes = [this, kept_in](std::string_view bytes) {
-            output_.folder()->append(kept_in, "records.plist", bytes);
-        };
-        handlers.arrived = [this, tool](const record& each) { arrived(tool, each); };
-        handlers.stream_ended = [this, tool] { happened(stream_ended{tool}); };
-        handlers.process_ended = [this, tool](int status) {
-            happened(process_ended{tool, status});
-        };
-        handlers.is_behind = [this] { return output_.folder()->is_behind(); };
-        return handlers;
-    }
-
-    void start(const start_tool& what) {
-        has_begun_ = true;
-        running_tool tool;
-        tool.kept_in = try_folder(what.ecid, what.visit, what.try_number);
-        try {
-            tool.folder = scratch_->make(std::to_string(what.tool));
-            tool.process = tool_process::start(context_, settings_.arguments.tool,
-                                               arguments_for(what, tool.folder), tool.folder,
-                                               handlers_for(what.tool, tool.kept_in));
-        } catch (const std::exception& error) {
-            happened(tool_not_started{what.tool, error.what()});
-        }
-        if (tool.process) {
-            output_.folder()->append(tool.kept_in, "command.txt",
-                                     tool.process->command_line() + "\n");
-        }
-        tools_[what.tool] = std::move(tool);
-    }
-
-    void arrived(tool_id tool, const record& what) {
-        if (const auto* report = std::get_if<restore_report>(&what)) {
-            happened(report_arrived{tool, *report});
-        } else if (const auto* error = std::get_if<internal_error_record>(&what)) {
-            happened(internal_error{tool, error->error});
-        } else if (std::holds_alternative<command_success_record>(what)) {
-            happened(command_succeeded{tool});
-        } else if (std::holds_alternative<unreadable_record>(what)) {
-            happened(record_unreadable{tool});
-        }
-    }
-
-    void take_down(tool_id id) {
-        const auto found = tools_.find(id);
-        if (found == tools_.end()) {
-            return;
-        }
-        const running_tool over = std::move(found->second);
-        tools_.erase(found);
-        if (over.process) {
-            over.process->release();
-        }
-        if (over.folder.empty()) {
-            return;
-        }
-        output_.folder()->close(over.kept_in);
-        keep_files(over, [cleaner = cleaner_, path = over.folder] {
-            cleaner->post(0, [path] { remove_patiently(path); });
-        });
-    }
-
-    /// Copies what the tool has left into the run's folder, and calls `done` after the last copy.
-    void keep_files(const running_tool& tool, const std::function<void()>& done) {
-        run_folder& folder = *output_.folder();
-        folder.keep(tool.folder / tool_process::diagnostics_name, tool.kept_in, [] {});
-        folder.keep(tool.folder / log_name, tool.kept_in, done);
-    }
-
     int finish() {
-        for (auto& [id, tool] : tools_) {
-            if (tool.process) {
-                tool.process->release();
-                tool.process->terminate();
-                keep_files(tool, [] {});
-            }
+        if (run_folder* const folder = output_.folder()) {
+            tools_.terminate_all(*folder);
         }
         // A folder that was given up is not waited for again.
         const auto now = steady_clock::now();
         output_.finish(given_up_ ? now : now + longest_writing());
         if (session_ends_) {
-            scratch_->leave();
+            tools_.leave_folders();
         } else {
-            cleaner_->drain(last_writing);
+            tools_.remove_folders(last_writing);
         }
         const bool has_hole = output_.folder() != nullptr && output_.folder()->hole();
         constexpr int incomplete = 5;
         return *exit_status_ == 0 && has_hole ? incomplete : *exit_status_;
     }
 
-    static constexpr const char* log_name = "restore.log";
-
     const run_settings& settings_;
-    /// Made before the run's folder: if one of the two cannot be made, no folder of a run is left.
-    std::unique_ptr<scratch_folder> scratch_;
-    const std::filesystem::path options_copy_;
-    run_output output_;
     boost::asio::io_context& context_;
     boost::asio::executor_work_guard<boost::asio::io_context::executor_type> work_;
+    /// Makes its folder before the run's folder is made: if one of the two cannot be made, no
+    /// folder of a run is left.
+    run_tools tools_;
+    run_output output_;
     device_lister lister_;
     bench rules_;
     std::unique_ptr<usb_watch> usb_;
     /// Null unless the run is a watch with a folder of bundles.
     std::unique_ptr<bundle_watch> bundles_;
-    std::shared_ptr<background_writer> cleaner_;
     std::map<std::string, std::unique_ptr<device_lock>> locks_;
-    std::map<tool_id, running_tool> tools_;
     std::vector<input> inputs_;
     std::optional<int> exit_status_;
     const steady_clock::time_point start_ = steady_clock::now();
@@ -417,7 +263,6 @@ private:
 } // namespace
 
 int run_devices(const run_settings& settings) {
-    scratch_folder::remove_abandoned(settings.scratch);
     return station_run(settings).run();
 }
 
