@@ -10,13 +10,13 @@ import station_bundles_test
 
 
 class memory(unittest.TestCase):
-    def peak_of(self, bench):
+    def peak_of(self, bench, statuses=(0,)):
         process = subprocess.Popen(
             bench.command("restore", "--bundle", bench.bundle, "--all", "--json", "--at-once", "64"),
             stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL)
         _, status, usage = os.wait4(process.pid, 0)
         process.returncode = os.waitstatus_to_exitcode(status)
-        self.assertEqual(process.returncode, 0)
+        self.assertIn(process.returncode, statuses)
         self.assertEqual(bench.summary()["counts"]["restored"], 64)
         return usage.ru_maxrss * 1024
 
@@ -28,7 +28,8 @@ class memory(unittest.TestCase):
     def test_a_record_of_10_mb_of_each_of_sixty_four_devices_takes_less_than_64_mib(self):
         with a_bench([["write large", completion()]] * 64) as bench:
             bench.write("large", report(Large="x" * 10_000_000))
-            self.assertLess(self.peak_of(bench), 64 * 2**20)
+            # A disk that takes less than 640 MB in about a second costs a part of the record, but no memory.
+            self.assertLess(self.peak_of(bench, (0, 5)), 64 * 2**20)
             self.assertEqual({event["unreadable_records"] for event in bench.ended().values()}, {1})
 
     def test_bundles_that_cannot_be_used_take_less_than_200_mib(self):
