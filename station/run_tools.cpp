@@ -63,10 +63,8 @@ void keep_files(const std::filesystem::path& left_in, const std::string& kept_in
 
 } // namespace
 
-run_tools::run_tools(boost::asio::io_context& context, const run_settings& settings,
-                     std::function<void(input)> happened)
-    : context_(context),
-      settings_(settings),
+run_tools::run_tools(const run_settings& settings, std::function<void(input)> happened)
+    : settings_(settings),
       happened_(std::move(happened)),
       scratch_(make_scratch(settings.scratch)),
       options_copy_(copy_options(settings, scratch_->path())),
@@ -76,14 +74,15 @@ std::filesystem::path run_tools::make_folder(const std::string& name) const {
     return scratch_->make(name);
 }
 
-void run_tools::start(const start_tool& what, run_folder& folder) {
+void run_tools::start(boost::asio::io_context& context, const start_tool& what,
+                      run_folder& folder) {
     running_tool tool;
     tool.kept_in = try_folder(what.ecid, what.visit, what.try_number);
     try {
         tool.folder = scratch_->make(std::to_string(what.tool));
-        tool.process = tool_process::start(context_, settings_.arguments.tool,
-                                           arguments_for(what, tool.folder), tool.folder,
-                                           handlers_for(what.tool, tool.kept_in, folder));
+        tool.process =
+            tool_process::start(context, settings_.arguments.tool, arguments_for(what, tool.folder),
+                                tool.folder, handlers_for(what.tool, tool.kept_in, folder));
     } catch (const std::exception& error) {
         happened_(tool_not_started{what.tool, error.what()});
     }

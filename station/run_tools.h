@@ -28,8 +28,7 @@ class run_tools {
 public:
     /// Calls `happened` with what the tools do, in the event loop's thread. `settings` has to
     /// outlive this object. Makes the folder for the temporary folders. Throws refusal.
-    run_tools(boost::asio::io_context& context, const run_settings& settings,
-              std::function<void(input)> happened);
+    run_tools(const run_settings& settings, std::function<void(input)> happened);
 
     /// A temporary folder of this name, made if it is missing. Throws std::exception when that
     /// fails.
@@ -37,7 +36,7 @@ public:
 
     /// If the tool cannot be started, `tool_not_started` happens. `folder` has to outlive this
     /// tool.
-    void start(const start_tool& what, run_folder& folder);
+    void start(boost::asio::io_context& context, const start_tool& what, run_folder& folder);
     /// Does nothing for a tool that has been taken down.
     void terminate(tool_id tool);
     /// Ends what is left to do for a tool that is over, or that has been given up.
@@ -65,7 +64,6 @@ private:
     tool_handlers handlers_for(tool_id tool, const std::string& kept_in, run_folder& folder);
     void arrived(tool_id tool, const record& what);
 
-    boost::asio::io_context& context_;
     const run_settings& settings_;
     std::function<void(input)> happened_;
     std::unique_ptr<scratch_folder> scratch_;

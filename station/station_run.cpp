@@ -43,11 +43,11 @@ class station_run {
 public:
     explicit station_run(const run_settings& settings)
         : settings_(settings),
+          tools_(settings, [this](input what) { happened(std::move(what)); }),
+          output_(settings),
           // Never destroyed: handlers of a process that does not end may stay for ever.
           context_(*new boost::asio::io_context(1)),
           work_(context_.get_executor()),
-          tools_(context_, settings, [this](input what) { happened(std::move(what)); }),
-          output_(settings),
           lister_(context_,
                   {settings.arguments.tool, tools_.make_folder("list"), settings.slots,
                    settings.arguments.list_seconds},
@@ -117,7 +117,7 @@ public:
     }
     void operator()(const start_tool& what) {
         has_begun_ = true;
-        tools_.start(what, *output_.folder());
+        tools_.start(context_, what, *output_.folder());
     }
     void operator()(const end_tool& what) { tools_.terminate(what.tool); }
     void operator()(const tool_over& what) { tools_.take_down(what.tool, *output_.folder()); }
@@ -233,12 +233,12 @@ private:
     }
 
     const run_settings& settings_;
-    boost::asio::io_context& context_;
-    boost::asio::executor_work_guard<boost::asio::io_context::executor_type> work_;
     /// Makes its folder before the run's folder is made: if one of the two cannot be made, no
     /// folder of a run is left.
     run_tools tools_;
     run_output output_;
+    boost::asio::io_context& context_;
+    boost::asio::executor_work_guard<boost::asio::io_context::executor_type> work_;
     device_lister lister_;
     bench rules_;
     std::unique_ptr<usb_watch> usb_;
