@@ -14,6 +14,10 @@ set_property(TEST "${VANDREL_TEST_PREFIX}a_test_in_python_can_fail" PROPERTY WIL
 
 # Tests are compiled without optimisation, because compiling them takes longer than running them.
 set(VANDREL_TEST_OPTIONS ${VANDREL_WARNINGS} -O0 -g1)
+if(VANDREL_SANITIZERS MATCHES undefined)
+    # These checks of each pointer double that time, and are for the program rather than for its tests.
+    list(APPEND VANDREL_TEST_OPTIONS -fno-sanitize=alignment,null,object-size,vptr)
+endif()
 
 # Test programs are linked with LLVM's linker, in a second instead of minutes.
 if(WIN32)
