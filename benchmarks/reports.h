@@ -12,7 +12,8 @@
 
 namespace vandrel::benchmarks {
 
-/// The content of the reports. The benchmarks of other libraries write the same.
+/// The content of the reports and of their records. Benchmarks that use another library write the
+/// same.
 inline constexpr const char* report_status = "Restoring";
 inline constexpr std::int32_t report_operation = 14;
 inline constexpr const char* report_operation_name = "Verifying restore";

@@ -1,8 +1,8 @@
 #pragma once
 
 /// Texts for restore errors, restore operations, device states and kinds of notification. The
-/// tables are the tool's own, in English only, although the names say "Localized" and begin like
-/// those of MobileDevice's functions. Everything here may be called from any thread.
+/// texts are the tool's own, in English only, although two functions are named "Localized", and
+/// begin like MobileDevice's. Everything here may be called from any thread.
 
 #include "debug/device_state.h"
 #include "platform/core_foundation.h"

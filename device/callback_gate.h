@@ -33,8 +33,9 @@ public:
 
     void open(const void* object);
 
-    /// From now on every visit of `object` is false, until `object` is opened again. Returns when
-    /// no callback is using `object`. A callback that uses `object` must not call this function.
+    /// From now on every new visit of `object` is false, until `object` is opened again. Returns
+    /// when no callback is using `object`. A callback that uses `object` must not call this
+    /// function.
     void close(const void* object);
 
     [[nodiscard]] visit enter(const void* object);

@@ -26,8 +26,8 @@ enum class tool_error : std::int32_t {
 
 /// A new error of the domain "vandrel": its description is that of the code, its failure reason is
 /// `detail` (left out when `detail` is not valid UTF-8). Any number may be given as the code; one
-/// without a name is an "Unknown error". Throws std::bad_alloc when CoreFoundation cannot make the
-/// error.
+/// without a name is an "Unknown error". If CoreFoundation cannot make one of the two texts, the
+/// error lacks it. Throws std::bad_alloc when it cannot make the error.
 cf_error_handle make_tool_error(tool_error code, const std::string& detail);
 
 /// The unknown_error for a failure whose own error could not be made because memory ran out, with

@@ -17,12 +17,12 @@ namespace Orv {
 ///
 /// A function that is given an error code stores failures there, and returns what its
 /// comment says. Without an error code it throws boost::system::system_error, whose text contains
-/// the step, the file and the reason. On both hosts, a failure to open or create a file, or to get
+/// the file and the reason. On Windows and on POSIX, a failure to open or create a file, or to get
 /// its size, is a code from last_win32_error. A file that is too large, or has no memory to be read
 /// into, is a failure of the category file_error_category. A failed read has the category of
-/// Boost.Asio or of the host; its text, "read: REASON", does not contain the file. The failure
-/// "assign", of the constructor and of create, is thrown even if an error code is given. One thread
-/// at a time.
+/// Boost.Asio or of the host. The constructor and `create` can also fail to take over what they
+/// have opened: `create` throws that even if an error code is given. The texts of these two
+/// failures, "read: REASON" and "assign: REASON", do not contain the file. One thread at a time.
 class file {
 public:
     /// Opens an existing file for reading. Throws boost::system::system_error.
@@ -53,7 +53,7 @@ enum class file_error : int {
     not_locked = 3,
 };
 
-/// Failures of the reader itself: the values of file_error. Any thread.
+/// Failures that `file` itself finds: the values of file_error. Any thread.
 class file_error_category : public boost::system::error_category {
 public:
     virtual ~file_error_category() = default;

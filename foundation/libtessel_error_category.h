@@ -6,7 +6,7 @@
 
 namespace vandrel {
 
-/// Results of the library for USB hubs. Any thread.
+/// Results of libtessel, a library for USB hubs. Any thread.
 class libtessel_error_category : public boost::system::error_category {
 public:
     virtual ~libtessel_error_category() = default;

@@ -7,8 +7,8 @@
 
 namespace vandrel {
 
-/// A count of `frequency` ticks a second, in nanoseconds. Intermediate results do not overflow if
-/// `frequency` is at most 9,000,000,000.
+/// `count` ticks, at `frequency` ticks a second, in nanoseconds. Intermediate results do not
+/// overflow if `frequency` is at most 9,000,000,000.
 std::int64_t ticks_to_nanoseconds(std::int64_t count, std::int64_t frequency);
 
 /// The present time on this clock.

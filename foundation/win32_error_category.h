@@ -25,8 +25,8 @@ private:
     win32_error_category() = default;
 };
 
-/// The message of a code that the system has no text for. `error` is the last-error number after
-/// that search has failed. It is shown with its text, if any.
+/// The message of a code that the system has no text for. `error` is the last-error number that
+/// says why there is none. It is shown, and its own text, if any.
 std::string message_without_text(std::int32_t code, std::uint32_t error);
 
 /// The calling thread's last-error number. To be taken right after the call that failed, before any

@@ -7,9 +7,9 @@
 /// Strings are in single quotes, numbers have digits, "-" and ".". [] is an array, {} a dictionary
 /// of alternating keys and values, () a set; t and f are booleans, n is null, u a URL. e is
 /// an error and b is data; a string may follow either. d is a date; a number may follow it. i is an
-/// infinite number. All other characters, such as spaces, are ignored, and so is what opens more
-/// than 600 nested containers. Any closing bracket closes the innermost container; the end of the
-/// text closes everything. Of equal keys of a dictionary, the first counts.
+/// infinite number. All other characters, such as spaces, are ignored, and so is an opening
+/// bracket inside 600 containers. Any closing bracket closes the innermost container; the end of
+/// the text closes everything. Of equal keys of a dictionary, the first counts.
 
 #include "foundation/cf_handle.h"
 

@@ -81,8 +81,8 @@ private:
 };
 
 /// A new channel, which owns the pipe that `options` names, if any. Throws
-/// boost::system::system_error with the operation "assign" when that pipe cannot be used. `context`
-/// outlives the channel.
+/// boost::system::system_error with the operation "assign" when that pipe cannot be taken over.
+/// `context` outlives the channel.
 std::shared_ptr<output_str_state> make_output_state(boost::asio::io_context& context,
                                                     const start_options& options);
 

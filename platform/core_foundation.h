@@ -1,7 +1,7 @@
 #pragma once
 
-/// The functions and constants of Apple's CoreFoundation that vandrel uses, under their own names.
-/// The comment in forwarded.inc lists those that only the simulator and the tests use.
+/// The functions and constants of Apple's CoreFoundation that are used here, under their own names.
+/// The comment in forwarded.inc lists those that the product does not use.
 ///
 /// Our own declarations, after CoreFoundation's public documentation. Whoever includes this links
 /// exactly one supplier of the functions and constants: `platform/forwarding` (Apple's libraries)
@@ -105,7 +105,7 @@ inline constexpr CFNumberType kCFNumberCFIndexType = 14;
 CFTypeID CFNumberGetTypeID();
 CFNumberRef CFNumberCreate(CFAllocatorRef allocator, CFNumberType type, const void* value);
 /// Writes the number into `*value`, of `type`; false if it does not fit there without loss. An
-/// unsigned number with the same bits fits: 65535 as 16 bits gives true and -1.
+/// unsigned number of as many bits fits: 65535 as 16 bits gives true and -1.
 Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value);
 
 extern const CFBooleanRef kCFBooleanTrue;
@@ -134,9 +134,9 @@ CFIndex CFDataGetLength(CFDataRef data);
 
 // --- containers
 
-/// How a container keeps its elements. Only the four standard sets of callbacks are declared. They
-/// retain, release and compare elements as CoreFoundation objects; those of keys and sets also hash
-/// them. The product does not use their members.
+/// How a container keeps its elements. Only the four standard groups of callbacks are declared.
+/// They retain, release and compare elements as CoreFoundation objects; those for dictionary keys
+/// and for sets also hash them. The product does not use their members.
 struct CFArrayCallBacks {
     CFIndex version;
     const void* functions[4];
@@ -183,7 +183,7 @@ CFMutableDictionaryRef CFDictionaryCreateMutableCopy(CFAllocatorRef allocator, C
 CFIndex CFDictionaryGetCount(CFDictionaryRef dictionary);
 /// Null when the key is absent.
 const void* CFDictionaryGetValue(CFDictionaryRef dictionary, const void* key);
-/// Inserts, or replaces the value of an equal key. Neither is null.
+/// Inserts, or replaces the value of an equal key. `key` and `value` are not null.
 void CFDictionarySetValue(CFMutableDictionaryRef dictionary, const void* key, const void* value);
 void CFDictionaryApplyFunction(CFDictionaryRef dictionary, CFDictionaryApplierFunction applier,
                                void* context);

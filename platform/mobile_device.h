@@ -79,7 +79,7 @@ CFMutableDictionaryRef AMRestoreCreateDefaultOptions(CFAllocatorRef allocator);
 /// first of them possibly during the call.
 std::int32_t AMRestorableDeviceRestore(_AMRestorableDevice* device, CFDictionaryRef options,
                                        AMRestorableDeviceRestoreCallback callback, void* context);
-/// Logs restores into the file at `path`, in UTF-8. 0, or an AMR error code.
+/// Logs restores into the file at `path`, which is UTF-8. Returns 0, or an AMR error code.
 std::int32_t AMRestoreEnableFileLogging(const char* path);
 
 } // extern "C"

@@ -5,8 +5,9 @@
 
 namespace vandrel {
 
-// The reasons for failures of the system, as on Windows: a number for each thread, and its text. On
-// a POSIX host, the numbers are those that Windows has for the same failures.
+// Why a call of the system failed, as on Windows: a number, which each thread has for its last
+// failure, and a text for the number. On a POSIX host, the numbers are those that Windows has for
+// the same failures.
 
 /// The number of the calling thread's last failure, 0 before the first. Other calls may change it.
 std::uint32_t native_last_error();

@@ -15,7 +15,8 @@ namespace vandrel {
 class native_pipe {
 public:
     /// `inherited` is the number that the controlling application passed on. Throws
-    /// boost::system::system_error with the operation "assign" if it cannot be used. `context`
+    /// boost::system::system_error with the operation "assign" if it is not an open descriptor or
+    /// handle that can be inherited. One that cannot be written may fail in `write` only. `context`
     /// outlives the pipe; it is never run.
     native_pipe(boost::asio::io_context& context, std::int64_t inherited);
     native_pipe(native_pipe&&) noexcept;

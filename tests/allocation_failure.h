@@ -18,7 +18,7 @@ public:
     allocation_failure(const allocation_failure&) = delete;
     allocation_failure& operator=(const allocation_failure&) = delete;
 
-    /// Whether the n-th allocation was made, and so failed.
+    /// Whether the n-th allocation was tried, and so failed.
     static bool has_failed();
 };
 

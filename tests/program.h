@@ -22,7 +22,8 @@ struct program_call {
     bool inherits_pipe = false;
     /// Other descriptors or handles of the test that the program inherits under the same numbers.
     std::vector<std::intptr_t> inherited;
-    /// A program that takes longer hangs, and is killed. Less than CTest's timeout.
+    /// A program that takes longer is taken to hang, and is killed. This is less than CTest's
+    /// timeout.
     std::chrono::seconds limit = std::chrono::seconds(60);
 };
 

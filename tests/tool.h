@@ -28,8 +28,8 @@ struct tool_run {
     /// Every call of MobileDevice: dictionaries with Call, Arguments, Time and, if the call is of a
     /// device, Device.
     std::vector<plist_value> journal;
-    /// The path of the tool's folder for temporary files. The running_tool removes the folder when
-    /// it is destroyed, so it is gone when run() returns.
+    /// The path of the tool's folder for temporary files. The folder is removed with the
+    /// running_tool, and so is gone when run() returns.
     std::string temporary_folder;
 
     /// How often the MobileDevice function of that name was called.
@@ -104,7 +104,8 @@ public:
     /// Waits until the tool has written `text` to standard error.
     void wait_for_error_text(const std::string& text) { program_.wait_for_error_text(text); }
 
-    /// Waits until the tool has ended. Throws if it wrote anything but whole records. If the test
+    /// Waits until the tool has ended. Throws if the stream of the records, that is, the pipe or
+    /// standard output, has anything but whole records. If the test
     /// closed the pipe, the result has no records.
     tool_run wait();
 

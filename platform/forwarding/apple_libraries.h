@@ -10,9 +10,8 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// Loads Apple's libraries and binds the forwarded functions and constants to them. Do not use
-/// functions or constants before. Call it before any other thread starts. Throws
-/// apple_library_missing.
+/// Loads Apple's libraries and binds the forwarded functions and constants to them. To be called
+/// before any of them is used, and before any other thread starts. Throws apple_library_missing.
 void load_apple_libraries();
 
 } // namespace vandrel

@@ -56,8 +56,9 @@ bool is_binary_property_list(std::span<const std::uint8_t> bytes);
 
 /// The value of a binary property list. Takes memory in proportion to its size, because an object
 /// with several references to it is created once and shared. The time is in proportion to the size,
-/// too, except for a set of containers: containers of equal size have the same hash, so each is
-/// compared with all. Throws property_list_error and creation_failed.
+/// too, with two exceptions. A key or a member of a set is hashed again for each reference to it.
+/// Containers of equal size have the same hash, so each of them in a set is compared with all.
+/// Throws property_list_error and creation_failed.
 owned<const object> read_binary_property_list(std::span<const std::uint8_t> bytes);
 
 } // namespace simulator

@@ -32,7 +32,7 @@ private:
 class xml_value_builder {
 public:
     void open(std::string_view name);
-    /// The innermost open element, if it is one that contains only text.
+    /// The innermost open element, if it is one that contains no elements.
     std::optional<element> open_scalar() const { return scalar_; }
     /// Text of the open scalar.
     void add_text(std::string_view text) { text_ += text; }

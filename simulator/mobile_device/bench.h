@@ -38,7 +38,7 @@ public:
     };
 
     /// Opens the bench in `folder`, a path in UTF-8. Creates one that starts now if there is none,
-    /// or if its start is in the future, as after a restart of the machine. Throws
+    /// or if the start of the one there is in the future, as after a restart of the machine. Throws
     /// std::runtime_error with a sentence if the folder cannot be used.
     explicit bench(const std::string& folder);
 

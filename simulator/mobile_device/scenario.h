@@ -20,7 +20,7 @@ struct restore_report {
     cf_handle<CFTypeRef> report;
 };
 
-/// From `from` to before `until`, in seconds since the call that restores.
+/// Seconds since the call that restores: from `from` on, and before `until`.
 struct away_period {
     double from = 0;
     double until = 0;
@@ -65,6 +65,8 @@ struct device_description {
     std::vector<restore_plan> later_restores = {};
 };
 
+/// On a bench, an event without `during` is not sent if it has no device. Otherwise, only `at`,
+/// `awaited_file`, `device` and `type` count.
 struct device_event {
     /// Seconds since the registration for notifications, or since the start of the bench.
     double at = 0;
@@ -73,7 +75,8 @@ struct device_event {
     /// 0 connected, 1 disconnected.
     std::uint32_t type = 0;
     /// The event is sent inside each call of this function, on the caller's thread, but not inside
-    /// a registration that fails; none: it is sent at its time.
+    /// a registration that fails, or a restore without options or callback; none: it is sent at its
+    /// time.
     std::optional<std::string> during = std::nullopt;
     /// This event, and those after it, are not sent before this file exists. In UTF-8; none: they
     /// do not wait. Ignored with `during`.

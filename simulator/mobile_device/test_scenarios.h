@@ -13,8 +13,8 @@
 
 namespace simulator::test {
 
-/// A simulation during its lifetime. Times pass a million times as fast, so that seconds only
-/// define an order.
+/// A simulation that runs as long as this object lives. Times pass a million times as fast, so that
+/// seconds only define an order.
 class played {
 public:
     explicit played(scenario content = {}, std::optional<std::string> journal = std::nullopt) {

@@ -32,7 +32,8 @@ public:
     /// Cancels the timeline, and waits for the step that is running. Not to be called from a step.
     ~timeline();
 
-    /// No further step is started. A running step may still run when this returns.
+    /// No further step is started, but for one that is due now. That one, or a running step, may
+    /// still run when this returns.
     void cancel();
 
     /// The time `seconds` after `start`, but at most about three years after it.
