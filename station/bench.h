@@ -222,8 +222,8 @@ struct log_event {
 };
 
 /// All devices have ended. Write what was logged so far, and answer with `record_written`, also
-/// when it cannot be written: the exit status depends on it. Until then, only the end of the
-/// session still counts.
+/// when it cannot be written: the exit status depends on it. Until then, only a hole in the
+/// record and the end of the session still count.
 struct write_record {};
 
 /// The last decision. Tools that are still there end with the station.

@@ -9,9 +9,9 @@ struct outcome {
     /// Consent is missing, or the number of devices to work on is not the expected one; nothing was
     /// touched.
     bool refused = false;
-    /// The first list could not be had. Or a dry run, or a run without a watch, can begin none of
-    /// the chosen devices, and at least one of them only for lack of room. If a device of
-    /// bench_options::ecids is in the first list and does not fit, this is false, and
+    /// The first list could not be had. Or no chosen device can be begun, and at least one of them
+    /// only because there is too little room; this does not count in a watch that is no dry run. If
+    /// a device of bench_options::ecids is in the first list and does not fit, this is false, and
     /// `nothing_fits` is true.
     bool cannot_work = false;
     /// No device that was asked for fits and is free; or a device of bench_options::ecids is in the
