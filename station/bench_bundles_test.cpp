@@ -126,7 +126,7 @@ TEST(bench_bundles, that_come_in_a_watch_are_for_devices_that_come_later) {
     bench.pass(1s);
     bench.restores(device_b);
     bench.pass(1s);
-    // The second was found, and asked about, before.
+    // The second was found before.
     EXPECT_THAT(builds_of_tools(bench), ElementsAre("1A1", "1A1", "2A1"));
 }
 

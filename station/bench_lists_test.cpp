@@ -190,7 +190,7 @@ TEST(bench_lists, the_first_one_hanging_is_status_4) {
     EXPECT_EQ(bench.exit_status(), 4);
 }
 
-/// A watch in which A waits to be begun while B runs.
+/// A watch in which A runs while B waits to be begun.
 class bench_failed_list : public testing::Test {
 protected:
     static bench_options options() {

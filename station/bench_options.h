@@ -19,7 +19,7 @@ namespace vandrel::station {
 /// them shorter.
 struct bench_times {
     using time = awake_time;
-    /// After so long without a report, the device is shown as quiet.
+    /// After so long without a record, the device is shown as quiet.
     time quiet = std::chrono::minutes(10);
     /// The first report is due by then.
     time never_began = std::chrono::minutes(5);

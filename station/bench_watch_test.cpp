@@ -88,7 +88,7 @@ TEST(bench_watch, pays_no_heed_to_where_a_device_is_whose_tool_runs) {
     EXPECT_EQ(bench.started().size(), 1u);
 }
 
-/// A watch whose lists come every ten seconds, with one device that has failed.
+/// A watch whose lists come every ten seconds, with one device, whose tool runs.
 class bench_visit : public testing::Test {
 protected:
     static bench_options options() {

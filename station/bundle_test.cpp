@@ -95,7 +95,7 @@ TEST(restore_options, that_are_more_than_one_dictionary_are_refused) {
     EXPECT_THROW(read("<plist>" + dictionary + "</plist><plist/>"), std::runtime_error);
 }
 
-/// What is said of a file in `folder` after its name.
+/// What is said of this file after its name.
 std::string refusal_of(const std::filesystem::path& path) {
     try {
         read_restore_options(path);

@@ -48,8 +48,8 @@ public:
     /// Adds all bytes to the file `name` in the folder `of`, which is made when it is missing. If
     /// that fails, none of the file's bytes of the same flush is added.
     void append(const std::string& of, const std::string& name, std::string_view bytes);
-    /// Passes on what was added. `replace`, `close` and `finish` call it first; `log` and `append`
-    /// call it when much was added.
+    /// Passes on what was added. `replace`, `close`, `when_written` and `finish` call it first;
+    /// `log` and `append` call it when much was added.
     void flush();
     /// Copies a file into the folder `of`, if there is such a file. `done` is called afterwards, in
     /// the background. When the queue is full, the copy is lost, and `done` is called before this

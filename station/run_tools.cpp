@@ -54,7 +54,8 @@ void remove_patiently(const std::filesystem::path& folder) {
     }
 }
 
-/// Copies what the tool has left into the run's folder, and calls `done` after the last copy.
+/// Copies the tool's diagnostics and log into the run's folder, and calls `done` after the last
+/// copy.
 void keep_files(const std::filesystem::path& left_in, const std::string& kept_in,
                 run_folder& folder, const std::function<void()>& done) {
     folder.keep(left_in / tool_process::diagnostics_name, kept_in, [] {});

@@ -21,9 +21,9 @@
 
 namespace vandrel::station {
 
-/// Each tool has a temporary folder. What it leaves there is copied into the run's folder before
-/// the temporary folder is removed. One thread, that of the event loop; no call waits, except
-/// `remove_folders`.
+/// Each tool has a temporary folder. Its diagnostics and its log are copied into the run's folder
+/// before the temporary folder is removed. One thread, that of the event loop; no call waits,
+/// except `remove_folders`.
 class run_tools {
 public:
     /// Calls `happened` with what the tools do, in the event loop's thread. `settings` has to
@@ -41,7 +41,7 @@ public:
     void terminate(tool_id tool);
     /// Ends what is left to do for a tool that is over, or that has been given up.
     void take_down(tool_id tool, run_folder& folder);
-    /// For the end of a run that does not wait for its tools. Their folders stay.
+    /// For the end of a run that does not wait for its tools. Does not remove their folders.
     void terminate_all(run_folder& folder);
 
     /// Waits until the folders of the tools that were taken down are removed, but no longer than
